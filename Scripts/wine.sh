@@ -1,0 +1,60 @@
+#!/usr/bin/env bash
+# Runs a Windows program under Wine in a prefix of its own.
+#
+#   Scripts/wine.sh PREFIX PROGRAM [ARGUMENT...]
+#   Scripts/wine.sh PREFIX --start    make the prefix, keep its server alive
+#   Scripts/wine.sh PREFIX --stop     end that server
+#
+# The prefix is made on first use, as Windows 10, without network or display. The
+# working folder, the output and the exit code are the program's own.
+set -euo pipefail
+
+prefix=$(realpath -m "$1")
+shift
+
+for loader in "$(command -v wine64 || true)" /usr/lib/wine/wine64 ""; do
+  [ -x "$loader" ] && break
+done
+if [ -z "$loader" ]; then
+  echo "wine.sh: Wine is not installed; Scripts/setup.sh installs it" >&2
+  exit 127
+fi
+for server in /usr/lib/wine/wineserver64 /usr/lib/wine/wineserver "$(command -v wineserver || true)"; do
+  [ -x "$server" ] && break
+done
+
+export WINEPREFIX=$prefix WINEARCH=win64 WINELOADER=$loader WINESERVER=$server
+export WINEDEBUG=${WINEDEBUG:--all}
+# No installers for .NET and the HTML engine, no menu entries on the host.
+export WINEDLLOVERRIDES="mscoree=;mshtml=;winemenubuilder.exe="
+export HOME=${HOME:-$prefix}
+unset DISPLAY WAYLAND_DISPLAY
+
+make_prefix() {
+  [ -e "$prefix/.ready" ] && return
+  mkdir -p "$prefix"
+  exec 9>"$prefix/.lock"
+  flock 9
+  if [ ! -e "$prefix/.ready" ]; then
+    "$loader" wineboot --init >/dev/null 2>&1 9>&- </dev/null
+    "$loader" reg add 'HKCU\Software\Wine' /v Version /d win10 /f >/dev/null 2>&1 9>&- </dev/null
+    "$server" -w 9>&-
+    touch "$prefix/.ready"
+  fi
+  exec 9>&-
+}
+
+make_prefix
+case ${1-} in
+--start)
+  "$server" -p >/dev/null 2>&1 </dev/null
+  "$loader" wineboot >/dev/null 2>&1 </dev/null
+  ;;
+--stop)
+  "$server" -k >/dev/null 2>&1 || true
+  "$server" -w >/dev/null 2>&1 || true
+  ;;
+*)
+  exec "$loader" "$@"
+  ;;
+esac

@@ -1,0 +1,62 @@
+#include "KuvAuth/Logging/LogFront.h"
+
+#include <cstdarg>
+
+#include "KuvAuth/Logging/LogMessage.h"
+
+constinit std::shared_ptr<Kuv::LogSystem> g_logSystem;
+
+namespace {
+
+template <typename Unit>
+void FormatAndWrite(Kuv::LogSystem* system, const LogRecord& record, const Unit* format, va_list arguments) {
+  if (format == nullptr || system == nullptr || !system->Passes(record.level)) return;
+  Unit message[kLogLineCapacity];
+  FormatLogMessage(message, format, arguments);
+  system->Write(record.level, record.file, record.line, message);
+}
+
+template <typename String>
+void WriteString(const LogRecord& record, const String& text) {
+  if (text.empty() || !IsLogLevelEnabled(record.level)) return;
+  g_logSystem->Write(record.level, record.file, record.line, text.c_str());
+}
+
+}  // namespace
+
+std::shared_ptr<Kuv::LogSystem>& GetLogSystem() noexcept {
+  return g_logSystem;
+}
+
+void LogFormat(const LogRecord& record, const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  FormatAndWrite(g_logSystem.get(), record, format, arguments);
+  va_end(arguments);
+}
+
+void LogFormat(const LogRecord& record, const wchar_t* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  FormatAndWrite(g_logSystem.get(), record, format, arguments);
+  va_end(arguments);
+}
+
+void LogString(const LogRecord& record, const std::string& text) {
+  WriteString(record, text);
+}
+
+void LogString(const LogRecord& record, const std::wstring& text) {
+  WriteString(record, text);
+}
+
+void LogTo(const LogRecord& record, Kuv::LogSystem& system, const wchar_t* text) {
+  system.Write(record.level, record.file, record.line, text);
+}
+
+void LogFormatTo(const LogRecord& record, Kuv::LogSystem& system, const wchar_t* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  FormatAndWrite(&system, record, format, arguments);
+  va_end(arguments);
+}

@@ -1,0 +1,83 @@
+#include "KuvAuth/Logging/LogHandlers.h"
+
+#include <windows.h>
+
+#include <cstring>
+
+#include "KuvAuth/Logging/LogRotation.h"
+#include "KuvAuth/Support/UniqueResource.h"
+
+namespace Kuv {
+
+namespace {
+
+void WriteBytes(HANDLE file, const char* bytes, std::size_t count) noexcept {
+  DWORD written = 0;
+  ::WriteFile(file, bytes, static_cast<DWORD>(count), &written, /*lpOverlapped=*/nullptr);
+}
+
+}  // namespace
+
+void DebugLogger::LogWrite(LogLevel, const wchar_t* text) {
+  if (text != nullptr) ::OutputDebugStringW(text);
+}
+
+void DebugLogger::LogWrite(LogLevel, const char* text) {
+  if (text != nullptr) ::OutputDebugStringA(text);
+}
+
+void DebugLogger::Flush() {}
+
+void FileLogger::LogWrite(LogLevel, const wchar_t* text) {
+  if (text == nullptr || file == INVALID_HANDLE_VALUE) return;
+  const int converted = WideToUtf8Buffer(scratch, sizeof(scratch), text);
+  if (converted == 0 || scratch[0] == '\0') return;
+  WriteBytes(file, scratch, static_cast<std::size_t>(converted) - 1);
+}
+
+void FileLogger::LogWrite(LogLevel, const char* text) {
+  if (text == nullptr || file == INVALID_HANDLE_VALUE) return;
+  const std::size_t length = std::strlen(text);
+  if (length != 0) WriteBytes(file, text, length);
+}
+
+void FileLogger::Flush() {
+  if (file != INVALID_HANDLE_VALUE) ::FlushFileBuffers(file);
+}
+
+FileLogger::~FileLogger() {
+  if (file == INVALID_HANDLE_VALUE) return;
+  ::FlushFileBuffers(file);
+  ::CloseHandle(file);
+}
+
+std::unique_ptr<FileLogger> OpenFileLogger(const std::wstring& path, std::uint64_t maxSizeKB,
+                                           std::uint64_t maxCount) {
+  if (path.empty()) return nullptr;
+  if (maxSizeKB > 0 && maxCount != 0) RotateLogFile(path, maxSizeKB, maxCount);
+  UniqueFile file{::CreateFileW(path.c_str(), FILE_APPEND_DATA,
+                                FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                /*lpSecurityAttributes=*/nullptr, OPEN_ALWAYS,
+                                FILE_FLAG_WRITE_THROUGH | FILE_ATTRIBUTE_NORMAL, /*hTemplateFile=*/nullptr)};
+  if (!file) return nullptr;
+  auto logger = std::make_unique<FileLogger>(file.Get());
+  file.Release();
+  return logger;
+}
+
+}  // namespace Kuv
+
+int WideToUtf8Buffer(char* destination, int capacity, const wchar_t* text) noexcept {
+  if (destination == nullptr || capacity <= 0 || text == nullptr) return 0;
+  // Only ASCII needs no more bytes than units, so this loop is the whole of the conversion.
+  for (int i = 0; i < capacity; ++i) {
+    if (text[i] >= 0x80) break;
+    destination[i] = static_cast<char>(text[i]);
+    if (text[i] == L'\0') return i + 1;
+    if (i + 1 == capacity) {
+      destination[i] = '\0';
+      return capacity;
+    }
+  }
+  return 0;
+}

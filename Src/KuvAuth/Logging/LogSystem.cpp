@@ -1,0 +1,85 @@
+#include "KuvAuth/Logging/LogSystem.h"
+
+#include <algorithm>
+#include <mutex>
+
+#include "KuvAuth/Logging/LogLine.h"
+
+namespace Kuv {
+
+namespace {
+
+using Handlers = std::vector<std::shared_ptr<ILogHandler>>;
+
+// A handler's trouble is its own: what it throws ends here, and the next one gets its call.
+template <typename Call>
+void ForEachHandler(CriticalSection& lock, const Handlers& handlers, Call call) {
+  const std::lock_guard guard{lock};
+  for (const auto& handler : handlers) {
+    try {
+      call(*handler);
+    } catch (...) {
+      continue;
+    }
+  }
+}
+
+template <typename Unit>
+void HandOver(CriticalSection& lock, const Handlers& handlers, LogLevel level, const Unit* text) {
+  ForEachHandler(lock, handlers, [=](ILogHandler& handler) { handler.LogWrite(level, text); });
+}
+
+}  // namespace
+
+LogSystem::~LogSystem() {
+  const std::lock_guard guard{lock};
+  handlers.clear();
+}
+
+void LogSystem::Write(LogLevel level, const char* file, std::uint32_t line, const char* text) {
+  if (text == nullptr || !Passes(level)) return;
+  wchar_t buffer[kLogLineCapacity];
+  FormatLine(buffer, level, file, line, level <= locationLevel, text);
+  HandOver(lock, handlers, level, buffer);
+}
+
+void LogSystem::Write(LogLevel level, const char* file, std::uint32_t line, const wchar_t* text) {
+  if (text == nullptr || !Passes(level)) return;
+  wchar_t buffer[kLogLineCapacity];
+  FormatLine(buffer, level, file, line, level <= locationLevel, text);
+  HandOver(lock, handlers, level, buffer);
+}
+
+void LogSystem::WriteRaw(LogLevel level, const char* text) {
+  if (Passes(level)) WriteUnfiltered(level, text);
+}
+
+void LogSystem::WriteRaw(LogLevel level, const wchar_t* text) {
+  if (Passes(level)) WriteUnfiltered(level, text);
+}
+
+void LogSystem::WriteUnfiltered(LogLevel level, const char* text) {
+  if (text != nullptr) HandOver(lock, handlers, level, text);
+}
+
+void LogSystem::WriteUnfiltered(LogLevel level, const wchar_t* text) {
+  if (text != nullptr) HandOver(lock, handlers, level, text);
+}
+
+void LogSystem::AddHandler(const std::shared_ptr<ILogHandler>& handler) {
+  if (handler == nullptr) return;
+  const std::lock_guard guard{lock};
+  handlers.push_back(handler);
+}
+
+void LogSystem::RemoveHandler(const std::shared_ptr<ILogHandler>& handler) {
+  if (handler == nullptr) return;
+  const std::lock_guard guard{lock};
+  std::erase(handlers, handler);
+}
+
+void LogSystem::Flush() {
+  ForEachHandler(lock, handlers, [](ILogHandler& handler) { handler.Flush(); });
+}
+
+}  // namespace Kuv

@@ -1,0 +1,12 @@
+#pragma once
+
+// All of logging but `LogJson`, which needs jsoncpp and stands in LogJson.h.
+#include "KuvAuth/Logging/LogFront.h"
+#include "KuvAuth/Logging/LogHandlers.h"
+#include "KuvAuth/Logging/LogLevel.h"
+#include "KuvAuth/Logging/LogRotation.h"
+#include "KuvAuth/Logging/LogStartup.h"
+#include "KuvAuth/Logging/LogSystem.h"
+#include "KuvAuth/Logging/LogText.h"
+#include "KuvAuth/Logging/PlainLog.h"
+#include "KuvAuth/Logging/SystemEvents.h"

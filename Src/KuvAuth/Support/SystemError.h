@@ -1,0 +1,9 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+/// Gives the system's text for an error code, in the user's default language, through
+/// `FormatMessageW`, without the line end and other white space at its end. An unknown code gives an
+/// empty string.
+std::wstring FormatSystemError(std::uint32_t code);

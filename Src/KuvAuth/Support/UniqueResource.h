@@ -1,0 +1,78 @@
+#pragma once
+
+#include <utility>
+
+#include <windows.h>
+
+namespace Kuv {
+
+/// Owns one platform resource and releases it at the end of its scope. `Traits` names the type
+/// (`Value`), the value that means "none" (`None()`) and the release (`Close`). Releasing keeps the
+/// thread's last error, so that a message formed afterwards still tells the real failure.
+template <typename Traits>
+class UniqueResource {
+ public:
+  using Value = typename Traits::Value;
+
+  UniqueResource() noexcept = default;
+  explicit UniqueResource(Value value) noexcept : value_(value) {}
+  UniqueResource(UniqueResource&& other) noexcept : value_(std::exchange(other.value_, Traits::None())) {}
+  UniqueResource& operator=(UniqueResource&& other) noexcept {
+    if (this != &other) Reset(std::exchange(other.value_, Traits::None()));
+    return *this;
+  }
+  UniqueResource(const UniqueResource&) = delete;
+  UniqueResource& operator=(const UniqueResource&) = delete;
+  ~UniqueResource() { Reset(); }
+
+  Value Get() const noexcept { return value_; }
+  explicit operator bool() const noexcept { return value_ != Traits::None(); }
+
+  /// Releases what is held and gives the address for a platform call to fill.
+  Value* Put() noexcept {
+    Reset();
+    return &value_;
+  }
+
+  /// Gives up what is held, without releasing it.
+  Value Release() noexcept { return std::exchange(value_, Traits::None()); }
+
+  void Reset(Value value = Traits::None()) noexcept {
+    const Value old = std::exchange(value_, value);
+    if (old == Traits::None()) return;
+    const DWORD lastError = ::GetLastError();
+    Traits::Close(old);
+    ::SetLastError(lastError);
+  }
+
+ private:
+  Value value_ = Traits::None();
+};
+
+struct RegistryKeyTraits {
+  using Value = HKEY;
+  static Value None() noexcept { return nullptr; }
+  static void Close(Value key) noexcept { ::RegCloseKey(key); }
+};
+/// A registry key, released with `RegCloseKey`.
+using UniqueRegistryKey = UniqueResource<RegistryKeyTraits>;
+
+struct FileTraits {
+  using Value = HANDLE;
+  static Value None() noexcept { return INVALID_HANDLE_VALUE; }
+  static void Close(Value file) noexcept { ::CloseHandle(file); }
+};
+/// A file of `CreateFileW`, whose "none" is `INVALID_HANDLE_VALUE`, released with `CloseHandle`.
+using UniqueFile = UniqueResource<FileTraits>;
+
+template <typename Type>
+struct LocalMemoryTraits {
+  using Value = Type*;
+  static Value None() noexcept { return nullptr; }
+  static void Close(Value memory) noexcept { ::LocalFree(memory); }
+};
+/// A block of `LocalAlloc` or of a platform call that allocates with it, released with `LocalFree`.
+template <typename Type>
+using UniqueLocalMemory = UniqueResource<LocalMemoryTraits<Type>>;
+
+}  // namespace Kuv

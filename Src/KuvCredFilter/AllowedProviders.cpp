@@ -1,0 +1,66 @@
+#include "KuvCredFilter/AllowedProviders.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "KuvAuth/Configuration/Configuration.h"
+#include "KuvAuth/Logging/LogFront.h"
+#include "KuvCredFilter/Identifiers.h"
+
+namespace {
+
+bool IsAtLeastWindows8() {
+  OSVERSIONINFOEXW version{};
+  version.dwOSVersionInfoSize = sizeof(version);
+  version.dwMajorVersion = 6;
+  version.dwMinorVersion = 2;
+  DWORDLONG condition = ::VerSetConditionMask(0, VER_MAJORVERSION, VER_GREATER_EQUAL);
+  condition = ::VerSetConditionMask(condition, VER_MINORVERSION, VER_GREATER_EQUAL);
+  condition = ::VerSetConditionMask(condition, VER_SERVICEPACKMAJOR, VER_GREATER_EQUAL);
+  return ::VerifyVersionInfoW(&version, VER_MAJORVERSION | VER_MINORVERSION | VER_SERVICEPACKMAJOR,
+                              condition) != FALSE;
+}
+
+const CLSID& PlatformSmartCardProvider() {
+  return IsAtLeastWindows8() ? CLSID_SmartcardCredentialProvider : CLSID_V1SmartcardCredentialProvider;
+}
+
+}  // namespace
+
+GuidText::GuidText(const GUID& guid) noexcept {
+  static_cast<void>(::StringFromGUID2(guid, text_, static_cast<int>(std::size(text_))));
+}
+
+std::wstring GuidToString(const GUID& guid) {
+  return GuidText{guid}.Get();
+}
+
+bool IsKuvProvider(const GUID& provider) noexcept {
+  return provider == CLSID_KuvCredProv || provider == CLSID_KuvSmartCardCredProv;
+}
+
+bool IsAllowed(const AllowedProviderList& allowed, const GUID& provider) noexcept {
+  return std::find(allowed.begin(), allowed.end(), provider) != allowed.end();
+}
+
+AllowedProviderList GetAllowedProviders() {
+  if (!EnsureConfigurationLoaded()) throw std::runtime_error{"Filter unable to load Kuv configuration"};
+  const Configuration& configuration = *GetConfiguration();
+  AllowedProviderList allowed = configuration.ProvidersWhitelist;
+  allowed.push_back(CLSID_KuvCredProv);
+  if (configuration.EnableSmartCards) {
+    allowed.push_back(configuration.WrapSmartCards ? CLSID_KuvSmartCardCredProv : PlatformSmartCardProvider());
+  }
+  return allowed;
+}
+
+void EnableAllowedProviders(BoundedArray<const GUID> providers, BoundedArray<BOOL> allow,
+                            const AllowedProviderList& allowed) {
+  KUV_LOG(LogLevel::Info, "Enabling Kuv and whitelisted Credential Providers");
+  for (std::uint64_t i = 0; i < providers.Count(); ++i) allow[i] = IsAllowed(allowed, providers[i]) ? TRUE : FALSE;
+}
+
+void DisableKuvProviders(BoundedArray<const GUID> providers, BoundedArray<BOOL> allow) {
+  KUV_LOG(LogLevel::Info, "Disabling Kuv Credential Provider");
+  for (std::uint64_t i = 0; i < providers.Count(); ++i) allow[i] = IsKuvProvider(providers[i]) ? FALSE : TRUE;
+}

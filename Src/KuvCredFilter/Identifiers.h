@@ -1,0 +1,7 @@
+#pragma once
+
+#include "KuvCredFilter/CredentialProviderApi.h"
+
+EXTERN_C const CLSID CLSID_KuvCredFilter;         ///< the filter, the one class of this module
+EXTERN_C const CLSID CLSID_KuvCredProv;           ///< the second-factor provider
+EXTERN_C const CLSID CLSID_KuvSmartCardCredProv;  ///< the second-factor provider that wraps smart card logon

@@ -1,0 +1,18 @@
+#include "KuvCredFilter/Module.h"
+
+#include "KuvAuth/Logging/LogFront.h"
+
+constinit std::atomic<std::int32_t> g_moduleCount{0};
+constinit HINSTANCE g_moduleInstance = nullptr;
+
+// The count that a message shows is read apart from the change, and may be a newer one.
+
+void DllAddRef() {
+  g_moduleCount.fetch_add(1);
+  KUV_LOG(LogLevel::Trace, "Filter DllAddRef (count %d)", g_moduleCount.load(std::memory_order_relaxed));
+}
+
+void DllRelease() {
+  g_moduleCount.fetch_sub(1);
+  KUV_LOG(LogLevel::Trace, "Filter DllRelease (count %d)", g_moduleCount.load(std::memory_order_relaxed));
+}

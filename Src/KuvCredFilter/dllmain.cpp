@@ -1,0 +1,23 @@
+#include <windows.h>
+
+#include "KuvAuth/Logging/LogStartup.h"
+#include "KuvCredFilter/ClassFactory.h"
+#include "KuvCredFilter/Module.h"
+
+// `DllMain` remembers the handle and, at the end, lets go of the log. Nothing else belongs here: the
+// loader's lock is held.
+extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, void* /*reserved*/) {
+  g_moduleInstance = instance;
+  if (reason == DLL_PROCESS_DETACH) StopLogging();
+  return TRUE;
+}
+
+STDAPI DllGetClassObject(REFCLSID rclsid, REFIID riid, void** ppv) {
+  KUV_LOG(LogLevel::Trace, "Filter DllGetClassObject (count %d)", g_moduleCount.load(std::memory_order_relaxed));
+  return CClassFactory_CreateInstance(rclsid, riid, ppv);
+}
+
+STDAPI DllCanUnloadNow() {
+  KUV_LOG(LogLevel::Trace, "Filter DllCanUnloadNow (count %d)", g_moduleCount.load(std::memory_order_relaxed));
+  return g_moduleCount.load(std::memory_order_relaxed) == 0 ? S_OK : S_FALSE;
+}

@@ -1,0 +1,34 @@
+# kuv_options: what every target of this project is compiled and linked with.
+add_library(kuv_options INTERFACE)
+target_compile_features(kuv_options INTERFACE cxx_std_20)
+target_compile_definitions(kuv_options INTERFACE WIN32_LEAN_AND_MEAN NOMINMAX STRICT _WIN32_WINNT=0x0601)
+target_include_directories(kuv_options INTERFACE ${PROJECT_SOURCE_DIR}/Src)
+
+if(MSVC)
+  target_compile_options(kuv_options INTERFACE
+    /W4 /WX /permissive- /utf-8 /Zc:preprocessor /Zc:__cplusplus /sdl /guard:cf /Qspectre)
+  target_link_options(kuv_options INTERFACE
+    /guard:cf /CETCOMPAT /DYNAMICBASE /HIGHENTROPYVA /NXCOMPAT /Brepro)
+else()
+  target_compile_options(kuv_options INTERFACE
+    -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
+    -fstack-protector-strong
+    # No path of the build machine reaches a binary, and the same sources give the same bytes.
+    -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= -ffile-prefix-map=${PROJECT_BINARY_DIR}/=)
+  target_compile_definitions(kuv_options INTERFACE $<$<CONFIG:Release>:_FORTIFY_SOURCE=2>)
+  target_link_options(kuv_options INTERFACE
+    -static -Wl,--dynamicbase,--nxcompat,--no-insert-timestamp)
+  if(CMAKE_SIZEOF_VOID_P EQUAL 8)
+    target_link_options(kuv_options INTERFACE -Wl,--high-entropy-va)
+  endif()
+endif()
+
+# kuv_add_manifest(TARGET): tells the platform that the program knows its current
+# version, as the logon process does; without it every version reads as 6.2.
+function(kuv_add_manifest target)
+  if(MSVC)
+    target_sources(${target} PRIVATE ${PROJECT_SOURCE_DIR}/cmake/Compatibility.manifest)
+  else()
+    target_sources(${target} PRIVATE ${PROJECT_SOURCE_DIR}/cmake/Compatibility.rc)
+  endif()
+endfunction()

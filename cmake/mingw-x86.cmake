@@ -1,0 +1,4 @@
+set(KUV_ARCHITECTURE x86)
+set(KUV_MINGW_TRIPLE i686-w64-mingw32)
+set(CMAKE_SYSTEM_PROCESSOR X86)
+include(${CMAKE_CURRENT_LIST_DIR}/mingw-common.cmake)
