@@ -17,7 +17,7 @@ else()
     -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= -ffile-prefix-map=${PROJECT_BINARY_DIR}/=)
   target_compile_definitions(kuv_options INTERFACE $<$<CONFIG:Release>:_FORTIFY_SOURCE=2>)
   target_link_options(kuv_options INTERFACE
-    -static -Wl,--dynamicbase,--nxcompat,--no-insert-timestamp)
+    -static -fstack-protector-strong -Wl,--dynamicbase,--nxcompat,--no-insert-timestamp)
   if(CMAKE_SIZEOF_VOID_P EQUAL 8)
     target_link_options(kuv_options INTERFACE -Wl,--high-entropy-va)
   endif()

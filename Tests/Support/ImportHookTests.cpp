@@ -1,0 +1,109 @@
+#include "Support/ImportHook.h"
+
+#include <gtest/gtest-spi.h>
+
+namespace {
+
+using KuvTest::ImportHook;
+
+// A function of its own, so that no import address outlives a hook in a register.
+[[gnu::noinline]] int Metric(int index) {
+  return ::GetSystemMetrics(index);
+}
+
+[[gnu::noinline]] DWORD Attributes(const wchar_t* path) {
+  return ::GetFileAttributesW(path);
+}
+
+[[gnu::noinline]] BOOL Delete(const wchar_t* path) {
+  return ::DeleteFileW(path);
+}
+
+[[gnu::noinline]] BOOL Remove(const wchar_t* path) {
+  return ::RemoveDirectoryW(path);
+}
+
+TEST(ImportHook, PassesCallsOnAndCountsThemUntilItIsToldAnAnswer) {
+  const int expected = Metric(SM_CXSCREEN);
+  KUV_IMPORT_HOOK(metrics, GetSystemMetrics);
+  EXPECT_EQ(Metric(SM_CXSCREEN), expected);
+  EXPECT_EQ(metrics.CallCount(), 1u);
+}
+
+TEST(ImportHook, AnswersInPlaceOfThePlatform) {
+  KUV_IMPORT_HOOK(metrics, GetSystemMetrics);
+  metrics.Answer([](int index) { return index * 3; });
+  EXPECT_EQ(Metric(7), 21);
+}
+
+TEST(ImportHook, EndsWithItsScope) {
+  const int before = Metric(SM_CXSCREEN);
+  {
+    KUV_IMPORT_HOOK(metrics, GetSystemMetrics);
+    metrics.Answer([&](int) { return before + 1; });
+    ASSERT_EQ(Metric(SM_CXSCREEN), before + 1);
+  }
+  EXPECT_EQ(Metric(SM_CXSCREEN), before);
+}
+
+TEST(ImportHook, RecordsTheArguments) {
+  KUV_IMPORT_HOOK(metrics, GetSystemMetrics);
+  Metric(3);
+  Metric(5);
+  EXPECT_EQ(metrics.Calls(), (std::vector<std::tuple<int>>{{3}, {5}}));
+}
+
+TEST(ImportHook, AnswersOneCallOnly) {
+  KUV_IMPORT_HOOK(attributes, GetFileAttributesW);
+  attributes.AnswerCall(2, [](const wchar_t*) { return DWORD{0x1234}; });
+  const DWORD real = Attributes(L"C:\\");
+  EXPECT_EQ(Attributes(L"C:\\"), 0x1234u);
+  EXPECT_EQ(Attributes(L"C:\\"), real);
+}
+
+TEST(ImportHook, PlaysAScriptInOrder) {
+  KUV_IMPORT_HOOK(metrics, GetSystemMetrics);
+  metrics.Script({[](int) { return 11; }, [](int) { return 22; }});
+  EXPECT_EQ(Metric(0), 11);
+  EXPECT_EQ(Metric(0), 22);
+}
+
+TEST(ImportHook, FailsTheTestIfTheScriptRunsDry) {
+  EXPECT_NONFATAL_FAILURE(
+      {
+        KUV_IMPORT_HOOK(metrics, GetSystemMetrics);
+        metrics.Script({[](int) { return 11; }});
+        Metric(0);
+        Metric(0);
+      },
+      "GetSystemMetrics was called more often");
+}
+
+TEST(ImportHook, FailsTheTestIfAnswersAreLeftOver) {
+  EXPECT_NONFATAL_FAILURE(
+      {
+        KUV_IMPORT_HOOK(metrics, GetSystemMetrics);
+        metrics.Script({[](int) { return 11; }});
+      },
+      "1 answers were not asked for");
+}
+
+TEST(ImportHook, KeepsTwoFunctionsOfOneTypeApart) {
+  KUV_IMPORT_HOOK(deleteFile, DeleteFileW);
+  KUV_IMPORT_HOOK(removeDirectory, RemoveDirectoryW);
+  deleteFile.Answer([](const wchar_t*) { return 1; });
+  removeDirectory.Answer([](const wchar_t*) { return 2; });
+  EXPECT_EQ(Delete(L"x"), 1);
+  EXPECT_EQ(Remove(L"x"), 2);
+}
+
+TEST(ImportHook, RefusesAFunctionThatIsNotImported) {
+  EXPECT_THROW(ImportHook<decltype(&::GetSystemMetrics)>{"NoSuchFunction"}, std::runtime_error);
+}
+
+TEST(ImportTable, ListsWhatAModuleImports) {
+  const std::vector<std::string> imports = KuvTest::ListImports(::GetModuleHandleW(nullptr));
+  EXPECT_NE(std::find(imports.begin(), imports.end(), "USER32.dll!GetSystemMetrics"), imports.end());
+}
+
+}  // namespace

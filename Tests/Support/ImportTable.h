@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <windows.h>
+
+namespace KuvTest {
+
+/// Gives the addresses of every entry of a module's import table that holds the named function.
+std::vector<void**> FindImports(HMODULE module, const std::string& function);
+
+/// Gives the name of every function that a module imports, as "DLL!name".
+std::vector<std::string> ListImports(HMODULE module);
+
+/// Writes an entry of an import table, which may be read only.
+void WriteImport(void** entry, void* function);
+
+}  // namespace KuvTest
