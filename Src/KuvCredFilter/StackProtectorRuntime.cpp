@@ -44,7 +44,8 @@ namespace {
   std::uint64_t mix = (std::uint64_t{time.dwHighDateTime} << 32) | time.dwLowDateTime;
   for (const std::uint64_t number :
        {static_cast<std::uint64_t>(counter.QuadPart), std::uint64_t{::GetCurrentProcessId()},
-        std::uint64_t{::GetCurrentThreadId()}, static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(&mix)),
+        std::uint64_t{::GetCurrentThreadId()},
+        static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(&mix)),
         static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(&__stack_chk_guard))}) {
     mix = (mix ^ number) * 0x9E3779B97F4A7C15u;
     mix ^= mix >> 29;

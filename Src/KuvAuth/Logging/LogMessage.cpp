@@ -19,7 +19,8 @@ void FormatLogMessage(char (&message)[kLogLineCapacity], const char* format, va_
   if (strnlen(message, kLogLineCapacity) != kLongestMessage) message[0] = '\0';
 }
 
-void FormatLogMessage(wchar_t (&message)[kLogLineCapacity], const wchar_t* format, va_list arguments) noexcept {
+void FormatLogMessage(wchar_t (&message)[kLogLineCapacity], const wchar_t* format,
+                      va_list arguments) noexcept {
   message[0] = L'\0';
   if (_vsnwprintf_s(message, kLogLineCapacity, _TRUNCATE, format, arguments) >= 0) return;
   if (wcsnlen(message, kLogLineCapacity) != kLongestMessage) message[0] = L'\0';
