@@ -21,13 +21,17 @@ constexpr unsigned kRangeCheckFailure = 8;
 
 extern "C" {
 
+// The compiler declares them without the attribute.
+[[noreturn]] void __stack_chk_fail();
+[[noreturn]] void __chk_fail();
+
 std::uintptr_t __stack_chk_guard = 0;
 
-[[noreturn]] void __stack_chk_fail() {
+void __stack_chk_fail() {
   FastFail(kStackCookieCheckFailure);
 }
 
-[[noreturn]] void __chk_fail() {
+void __chk_fail() {
   FastFail(kRangeCheckFailure);
 }
 
