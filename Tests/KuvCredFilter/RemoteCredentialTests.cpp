@@ -300,12 +300,12 @@ TEST_F(RemoteCredential, IsCopiedToTheByte) {
 
 TEST_F(RemoteCredential, MayBeOfOneByteOrOfMany) {
   for (const ULONG size : {1u, 4096u, 1000000u}) {
-    const GuardedBuffer<BYTE> long_{size};
-    std::iota(long_.Get(), long_.Get() + size, BYTE{1});
-    in = {3, Guid(kPassword), size, long_.Get()};
+    const GuardedBuffer<BYTE> many{size};
+    std::iota(many.Get(), many.Get() + size, BYTE{1});
+    in = {3, Guid(kPassword), size, many.Get()};
     ASSERT_EQ(filter->UpdateRemoteCredential(&in, &out), S_OK);
     EXPECT_EQ(out.cbSerialization, size);
-    EXPECT_EQ(std::memcmp(out.rgbSerialization, long_.Get(), size), 0);
+    EXPECT_EQ(std::memcmp(out.rgbSerialization, many.Get(), size), 0);
     ::CoTaskMemFree(std::exchange(out.rgbSerialization, outBytes));
   }
 }
