@@ -27,9 +27,8 @@ const CLSID& PlatformSmartCardProvider() {
 
 }  // namespace
 
-GuidText::GuidText(const GUID& guid) noexcept {
-  static_cast<void>(::StringFromGUID2(guid, text_, static_cast<int>(std::size(text_))));
-}
+GuidText::GuidText(const GUID& guid) noexcept
+    : length_(::StringFromGUID2(guid, text_, static_cast<int>(std::size(text_)))) {}
 
 std::wstring GuidToString(const GUID& guid) {
   return GuidText{guid}.Get();

@@ -18,7 +18,7 @@ const CLSID& RedirectionTarget(const GUID& provider) noexcept {
 void LogCredential(const CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION& credential) {
   if (!IsLogLevelEnabled(LogLevel::Debug)) return;
   const GuidText provider{credential.clsidCredentialProvider};
-  if (provider.Get()[0] == L'\0') return;
+  if (!provider) return;
   KUV_LOG(
       LogLevel::Debug,
       L"CKuvCredFilter::UpdateRemoteCredential ulAuthenticationPackage %d guidString %s cbSerialization %d",

@@ -1,6 +1,7 @@
 #include <windows.h>
 
 #include <cwchar>
+#include <iterator>
 
 #include "KuvAuth/Support/UniqueResource.h"
 #include "KuvCredFilter/Module.h"
