@@ -1,12 +1,9 @@
 #include "Module/LoadedFilter.h"
 
-#include <atomic>
 #include <filesystem>
 #include <regex>
 #include <stdexcept>
 
-#include "KuvAuth/Support/Text.h"
-#include "KuvAuth/Support/UniqueResource.h"
 #include "KuvCredFilter/Identifiers.h"
 
 namespace KuvTest {
@@ -20,21 +17,6 @@ Function Export(HMODULE module, const char* name) {
   return reinterpret_cast<Function>(function);
 }
 
-std::string ReadFrom(const std::wstring& path, std::size_t offset) {
-  const Kuv::UniqueFile file{::CreateFileW(path.c_str(), GENERIC_READ,
-                                           FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                           OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr)};
-  if (!file) return {};
-  LARGE_INTEGER size{};
-  if (::GetFileSizeEx(file.Get(), &size) == FALSE) throw std::runtime_error{"no size of the log file"};
-  std::string bytes(static_cast<std::size_t>(size.QuadPart), '\0');
-  DWORD read = 0;
-  if (::ReadFile(file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &read, nullptr) == FALSE) {
-    throw std::runtime_error{"the log file cannot be read"};
-  }
-  return bytes.substr(offset);
-}
-
 // "06/02/25 12:59:52 [1240](2248) [Info] text" to "Info: text", addresses masked.
 std::string Normalise(const std::string& line) {
   static const std::regex form{R"(\d\d/\d\d/\d\d \d\d:\d\d:\d\d \[\d+\]\(\d+\) \[(\w+)\] (.*))"};
@@ -46,20 +28,6 @@ std::string Normalise(const std::string& line) {
 
 }  // namespace
 
-TemporaryFolder::TemporaryFolder() {
-  static std::atomic<int> number{0};
-  wchar_t temporary[MAX_PATH + 1] = {};
-  if (::GetTempPathW(MAX_PATH, temporary) == 0) throw std::runtime_error{"no temporary folder"};
-  path_ = std::wstring{temporary} + L"KuvTests." + std::to_wstring(::GetCurrentProcessId()) + L"." +
-          std::to_wstring(++number);
-  if (::CreateDirectoryW(path_.c_str(), nullptr) == FALSE) throw std::runtime_error{"no folder of its own"};
-}
-
-TemporaryFolder::~TemporaryFolder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
-
 std::wstring FilterDllPath() {
   wchar_t program[MAX_PATH + 1] = {};
   ::GetModuleFileNameW(nullptr, program, MAX_PATH);
@@ -67,7 +35,7 @@ std::wstring FilterDllPath() {
 }
 
 LoadedFilter::LoadedFilter()
-    : logPath_(appData_.Path() + L"\\Kuvant\\kuv.log"), module_(::LoadLibraryW(FilterDllPath().c_str())) {
+    : logPath_(appData_.Path(L"Kuvant\\kuv.log")), module_(::LoadLibraryW(FilterDllPath().c_str())) {
   if (module_ == nullptr) throw std::runtime_error{"KuvCredFilter.dll cannot be loaded"};
   folder_ = std::make_unique<ImportHook<decltype(&::SHGetFolderPathW)>>(module_, "SHGetFolderPathW");
   folder_->Answer([this](HWND, int, HANDLE, DWORD, wchar_t* path) {
@@ -111,7 +79,7 @@ bool LoadedFilter::Unload() {
 }
 
 std::vector<std::string> LoadedFilter::NewLogLines() {
-  const std::string text = ReadFrom(logPath_, logRead_);
+  const std::string text = ReadFileBytes(logPath_).substr(logRead_);
   logRead_ += text.size();
   std::vector<std::string> lines;
   for (std::size_t start = 0; start < text.size();) {

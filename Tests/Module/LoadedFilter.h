@@ -10,22 +10,9 @@
 
 #include "KuvCredFilter/CredentialProviderApi.h"
 #include "Support/ImportHook.h"
+#include "Support/TempFolder.h"
 
 namespace KuvTest {
-
-/// A folder of its own below the temporary folder, removed with all it holds at the end.
-class TemporaryFolder {
- public:
-  TemporaryFolder();
-  ~TemporaryFolder();
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-  const std::wstring& Path() const { return path_; }
-
- private:
-  std::wstring path_;
-};
 
 /// Gives the path of the DLL that was built, which stands beside the test program.
 std::wstring FilterDllPath();
@@ -52,7 +39,7 @@ class LoadedFilter {
   std::vector<std::string> NewLogLines();
 
  private:
-  TemporaryFolder appData_;
+  TempFolder appData_;
   std::wstring logPath_;
   std::size_t logRead_ = 0;
   HMODULE module_;
