@@ -10,6 +10,7 @@
 #include "KuvAuth/Logging/LogHandlers.h"
 #include "KuvAuth/Logging/LogLine.h"
 #include "Support/GuardedBuffer.h"
+#include "Support/ImportHook.h"
 
 namespace {
 
@@ -232,6 +233,14 @@ TEST(Utf8ToWideBuffer, LosesTheTailOfATextWithLongerSequences) {
   // Six units are needed, so six bytes are read, "caf", two for one unit, and "s", the last.
   EXPECT_EQ(Utf8ToWideBuffer(buffer, 16, "caf\xC3\xA9s"), 5);
   EXPECT_STREQ(buffer, L"caf\xE9");
+}
+
+TEST(Utf8ToWideBuffer, LeavesAnEmptyTextIfThePlatformRefuses) {
+  KUV_IMPORT_HOOK(convert, MultiByteToWideChar);
+  convert.Answer([](UINT, DWORD, const char*, int, wchar_t*, int) { return 0; });
+  wchar_t buffer[16] = L"earlier";
+  EXPECT_EQ(Utf8ToWideBuffer(buffer, 16, "na\xC3\xAFve"), 0);
+  EXPECT_STREQ(buffer, L"");
 }
 
 TEST(Utf8ToWideBuffer, RefusesWhatIsNullOrZero) {

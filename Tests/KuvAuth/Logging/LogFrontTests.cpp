@@ -1,6 +1,8 @@
 #include "KuvAuth/Logging/LogFront.h"
 
+#include <cstdint>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 

@@ -11,6 +11,7 @@
 #include "KuvAuth/Support/UniqueResource.h"
 #include "RecordingHandler.h"
 #include "Support/ImportHook.h"
+#include "Support/LogCapture.h"
 #include "Support/TempFolder.h"
 
 namespace {
@@ -97,9 +98,13 @@ TEST_F(FileLoggerTest, IsNotOpenedForAnEmptyPath) {
   EXPECT_EQ(attributes.CallCount(), 0u);
 }
 
-TEST_F(FileLoggerTest, IsNullIfTheFileCannotBeOpened) {
+TEST_F(FileLoggerTest, IsNullWithoutAWordIfTheFileCannotBeOpened) {
+  const DebuggerStream stream;
+  const KuvTest::LogCapture log;
   EXPECT_EQ(OpenFileLogger(folder.Path(L"missing\\kuv.log"), 0, 0), nullptr);
   EXPECT_EQ(OpenFileLogger(folder.Path(), 0, 0), nullptr);
+  EXPECT_TRUE(stream.wide.empty());
+  EXPECT_TRUE(log.RawLines().empty());
 }
 
 TEST_F(FileLoggerTest, IsNullIfAnotherHandleSharesNothing) {

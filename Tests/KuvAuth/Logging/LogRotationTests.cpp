@@ -9,6 +9,7 @@
 #include "DebuggerStream.h"
 #include "KuvAuth/Support/UniqueResource.h"
 #include "Support/ImportHook.h"
+#include "Support/LogCapture.h"
 #include "Support/TempFolder.h"
 
 namespace {
@@ -88,6 +89,15 @@ TEST_F(LogRotation, TellsTheDebuggerStreamPieceByPiece) {
             (Names{L"Deleting logfile ", folder.Path(L"kuv02.log"), L"\r\n", L"Rotating logfile ",
                    folder.Path(L"kuv01.log"), L" -> ", folder.Path(L"kuv02.log"), L"\r\n"}));
   EXPECT_TRUE(stream.narrow.empty());
+}
+
+TEST_F(LogRotation, TellsTheLogNothing) {
+  PutLive();
+  Put(L"kuv01.log", "one");
+  const KuvTest::LogCapture log;
+  Rotate(2);
+  EXPECT_TRUE(log.RawLines().empty());
+  EXPECT_TRUE(log.NarrowTexts().empty());
 }
 
 TEST_F(LogRotation, TellsNothingOfTheMoveOfTheLiveFile) {

@@ -1,5 +1,6 @@
 #include "KuvAuth/Logging/LogStartup.h"
 
+#include <cstdint>
 #include <memory>
 #include <new>
 #include <string>

@@ -3,12 +3,15 @@
 #include <algorithm>
 #include <functional>
 #include <memory>
+#include <new>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "AllocationCounter.h"
 #include "LineClock.h"
 #include "RecordingHandler.h"
 #include "Support/ImportHook.h"
@@ -323,6 +326,32 @@ TEST(LogSystemLock, IsFreeAfterAHandlerThrew) {
   lock.events.clear();
   Write(system);
   EXPECT_EQ(lock.events, (Events{"enter", "handler wide", "leave"}));
+}
+
+TEST(LogSystemLock, IsFreeAfterAHandlerCouldNotBeAdded) {
+  LockEvents lock;
+  lock.events.reserve(100);
+  Kuv::LogSystem system;
+  const auto handler = std::make_shared<TellingHandler>(lock.events, "handler");
+  std::size_t entered = 0;
+  std::size_t left = 0;
+  KUV_IMPORT_HOOK(enter, EnterCriticalSection);
+  KUV_IMPORT_HOOK(leave, LeaveCriticalSection);
+  std::unique_ptr<KuvTest::AllocationCounter> counter;
+  // Between the two calls only the growing list allocates.
+  enter.Answer([&](CRITICAL_SECTION*) {
+    ++entered;
+    counter = std::make_unique<KuvTest::AllocationCounter>(1);
+  });
+  leave.Answer([&](CRITICAL_SECTION*) {
+    counter.reset();
+    ++left;
+  });
+  EXPECT_THROW(system.AddHandler(handler), std::bad_alloc);
+  EXPECT_EQ(entered, 1u);
+  EXPECT_EQ(left, 1u);
+  EXPECT_TRUE(system.handlers.empty());
+  EXPECT_EQ(handler.use_count(), 1);
 }
 
 TEST(LogSystemLock, IsNotHeldWhileALineIsMade) {

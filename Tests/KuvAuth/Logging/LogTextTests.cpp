@@ -8,6 +8,7 @@
 
 #include "KuvAuth/Logging/LogFront.h"
 #include "KuvAuth/Logging/LogJson.h"
+#include "Support/ImportHook.h"
 #include "Support/LogCapture.h"
 
 namespace {
@@ -31,6 +32,13 @@ TEST(LogText, WritesALineEndBehindAnyOtherText) {
   LogText(LogLevel::Info, L"text");
   EXPECT_EQ(log.NarrowTexts(), (Narrow{"text", "\r\n"}));
   EXPECT_EQ(log.RawLines(), (Wide{L"text", L"\r\n"}));
+}
+
+TEST(LogText, TakesTheLockForEachOfItsTwoWrites) {
+  const LogCapture log;
+  KUV_IMPORT_HOOK(enter, EnterCriticalSection);
+  LogText(LogLevel::Info, "text");
+  EXPECT_EQ(enter.CallCount(), 2u);
 }
 
 TEST(LogText, TakesACarriageReturnForNoLineEnd) {

@@ -1,5 +1,6 @@
 #include "KuvAuth/Logging/SystemEvents.h"
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -127,6 +128,16 @@ TEST_F(EventLog, StillShowsInTheLogIfThereIsNoSource) {
   EXPECT_EQ(log.Lines(), (LogLines{{LogLevel::Info, "Recording system event: narrow"},
                                    {LogLevel::Info, "Recording system event: wide"}}));
   EXPECT_EQ(events, (Events{"register", "register"}));
+}
+
+TEST_F(EventLog, ShowsInTheLogAsTextOfItsOwnWidth) {
+  LogCapture log;
+  RecordSystemEvent(1, std::wstring{L"caf\xE9"});
+  // The log loses the tail of an 8-bit text outside ASCII, the event does not.
+  RecordSystemEvent(1, std::string{"caf\xC3\xA9"});
+  EXPECT_EQ(log.Lines(), (LogLines{{LogLevel::Info, "Recording system event: caf\xC3\xA9"},
+                                   {LogLevel::Info, "Recording system event: caf"}}));
+  EXPECT_EQ(narrow, (std::vector<std::string>{"caf\xC3\xA9"}));
 }
 
 TEST_F(EventLog, IsToldAfterTheLog) {
