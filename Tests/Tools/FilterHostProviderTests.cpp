@@ -97,6 +97,11 @@ TEST_F(ProviderFile, RefusesUtf16OnOneLine) {
                   "?' does not start with a braced identifier");
 }
 
+TEST_F(ProviderFile, RefusesWhatStandsBehindANul) {
+  ExpectMalformed(std::string{"{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}\0x", 40},
+                  ":1: '{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}?x' does not start with a braced identifier");
+}
+
 TEST_F(ProviderFile, RefusesAFileWithoutProviders) {
   const std::wstring path = folder.Write(L"p.txt", "# nobody\n");
   ExpectError(ExitCode::NoProviders, "'" + std::string{path.begin(), path.end()} + "' lists no providers",
