@@ -47,7 +47,8 @@ make_prefix() {
 make_prefix
 case ${1-} in
 --start)
-  "$server" -p >/dev/null 2>&1 </dev/null
+  # 2: a server is there already.
+  "$server" -p >/dev/null 2>&1 </dev/null || [ $? = 2 ]
   "$loader" wineboot >/dev/null 2>&1 </dev/null
   ;;
 --stop)

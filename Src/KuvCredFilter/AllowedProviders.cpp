@@ -48,7 +48,8 @@ AllowedProviderList GetAllowedProviders() {
   AllowedProviderList allowed = configuration.ProvidersWhitelist;
   allowed.push_back(CLSID_KuvCredProv);
   if (configuration.EnableSmartCards) {
-    allowed.push_back(configuration.WrapSmartCards ? CLSID_KuvSmartCardCredProv : PlatformSmartCardProvider());
+    allowed.push_back(configuration.WrapSmartCards ? CLSID_KuvSmartCardCredProv
+                                                   : PlatformSmartCardProvider());
   }
   return allowed;
 }
@@ -56,7 +57,8 @@ AllowedProviderList GetAllowedProviders() {
 void EnableAllowedProviders(BoundedArray<const GUID> providers, BoundedArray<BOOL> allow,
                             const AllowedProviderList& allowed) {
   KUV_LOG(LogLevel::Info, "Enabling Kuv and whitelisted Credential Providers");
-  for (std::uint64_t i = 0; i < providers.Count(); ++i) allow[i] = IsAllowed(allowed, providers[i]) ? TRUE : FALSE;
+  for (std::uint64_t i = 0; i < providers.Count(); ++i)
+    allow[i] = IsAllowed(allowed, providers[i]) ? TRUE : FALSE;
 }
 
 void DisableKuvProviders(BoundedArray<const GUID> providers, BoundedArray<BOOL> allow) {

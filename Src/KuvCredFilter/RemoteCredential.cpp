@@ -19,10 +19,11 @@ void LogCredential(const CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION& credentia
   if (!IsLogLevelEnabled(LogLevel::Debug)) return;
   const GuidText provider{credential.clsidCredentialProvider};
   if (!provider) return;
-  KUV_LOG(LogLevel::Debug,
-          L"CKuvCredFilter::UpdateRemoteCredential ulAuthenticationPackage %d guidString %s cbSerialization %d",
-          static_cast<int>(credential.ulAuthenticationPackage), provider.Get(),
-          static_cast<int>(credential.cbSerialization));
+  KUV_LOG(
+      LogLevel::Debug,
+      L"CKuvCredFilter::UpdateRemoteCredential ulAuthenticationPackage %d guidString %s cbSerialization %d",
+      static_cast<int>(credential.ulAuthenticationPackage), provider.Get(),
+      static_cast<int>(credential.cbSerialization));
 }
 
 // Whether the credential may go to its own provider; so it may, too, where the list cannot be had.

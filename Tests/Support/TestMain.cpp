@@ -20,7 +20,7 @@ LONG WINAPI EndAtCrash(EXCEPTION_POINTERS* crash) {
 int main(int argc, char** argv) {
   ::SetUnhandledExceptionFilter(EndAtCrash);
   // Unbuffered, so that what a test printed is not lost if it ends the process.
-  std::setvbuf(stdout, nullptr, _IONBF, 0);
+  static_cast<void>(std::setvbuf(stdout, nullptr, _IONBF, 0));
   ::testing::InitGoogleTest(&argc, argv);
   return RUN_ALL_TESTS();
 }
