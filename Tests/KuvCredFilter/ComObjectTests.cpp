@@ -1,3 +1,4 @@
+#include <latch>
 #include <thread>
 #include <type_traits>
 #include <vector>
@@ -159,19 +160,25 @@ TEST(CredentialSerialization, HasThePlatformsLayout) {
   EXPECT_EQ(sizeof(CREDENTIAL_PROVIDER_USAGE_SCENARIO), 4u);
 }
 
+constexpr int kThreads = 4;
+constexpr int kRounds = 500000;
+
+// The threads set out together, so that they do meet.
 template <typename Work>
-void OnFourThreads(Work work) {
+void OnAllThreads(Work work) {
+  std::latch start{kThreads};
   std::vector<std::thread> threads;
-  for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([=] {
-      for (int round = 0; round < 50000; ++round) work();
+  for (int i = 0; i < kThreads; ++i) {
+    threads.emplace_back([&start, work] {
+      start.arrive_and_wait();
+      for (int round = 0; round < kRounds; ++round) work();
     });
   }
   for (std::thread& thread : threads) thread.join();
 }
 
 TEST_F(FilterObject, ReferencesAreCountedFromAnyThread) {
-  OnFourThreads([object = filter] {
+  OnAllThreads([object = filter] {
     object->AddRef();
     object->Release();
   });
@@ -180,9 +187,9 @@ TEST_F(FilterObject, ReferencesAreCountedFromAnyThread) {
 
 TEST_F(FilterObject, TheModuleIsCountedFromAnyThread) {
   log.System().minLevel = LogLevelPlain;
-  OnFourThreads([] { DllAddRef(); });
-  EXPECT_EQ(g_moduleCount.load(), 1 + 200000);
-  OnFourThreads([] { DllRelease(); });
+  OnAllThreads([] { DllAddRef(); });
+  EXPECT_EQ(g_moduleCount.load(), 1 + kThreads * kRounds);
+  OnAllThreads([] { DllRelease(); });
   EXPECT_EQ(g_moduleCount.load(), 1);
 }
 

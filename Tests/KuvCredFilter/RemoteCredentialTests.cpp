@@ -298,6 +298,19 @@ TEST_F(RemoteCredential, IsCopiedToTheByte) {
   EXPECT_EQ(allocate.Calls(), (std::vector<std::tuple<SIZE_T>>{{10}}));
 }
 
+TEST_F(RemoteCredential, ThatGrowsMeanwhileIsCopiedAtTheSizeOfItsBlock) {
+  const GuardedBuffer<BYTE> block{kSize};
+  KUV_IMPORT_HOOK(allocate, CoTaskMemAlloc);
+  allocate.Answer([&](SIZE_T) {
+    in.cbSerialization = 100 * kSize;
+    return static_cast<void*>(block.Get());
+  });
+  EXPECT_EQ(filter->UpdateRemoteCredential(&in, &out), S_OK);
+  EXPECT_EQ(out.cbSerialization, kSize);
+  EXPECT_EQ(std::exchange(out.rgbSerialization, outBytes), block.Get());
+  EXPECT_EQ(std::memcmp(block.Get(), bytes.Get(), kSize), 0);
+}
+
 TEST_F(RemoteCredential, MayBeOfOneByteOrOfMany) {
   for (const ULONG size : {1u, 4096u, 1000000u}) {
     const GuardedBuffer<BYTE> many{size};
