@@ -1,12 +1,8 @@
 #include "KuvAuth/Configuration/Configuration.h"
 
-#include <cstdlib>
-
 #include "KuvAuth/Support/Text.h"
 
 namespace {
-
-constexpr std::int32_t kDefaultPort = 443;
 
 constinit Configuration g_configuration;
 
@@ -36,12 +32,4 @@ bool SetServiceCredentials(const std::string& host, const std::string& ikey, con
   configuration.IKey = ikey;
   configuration.SKey = skey;
   return configuration.IsConfigured();
-}
-
-std::int32_t SplitHostAndPort(std::string& text) {
-  const std::size_t colon = text.find(':');
-  if (colon == std::string::npos) return kDefaultPort;
-  const std::int32_t port = std::atoi(text.c_str() + colon + 1);
-  text.resize(colon);
-  return port;
 }
