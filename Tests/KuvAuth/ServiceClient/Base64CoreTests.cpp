@@ -20,6 +20,7 @@ std::string EncodeZeros(std::int32_t length, std::uint32_t options) {
   auto size = static_cast<std::int32_t>(Base64Size(length, options));
   const KuvTest::GuardedBuffer<char> destination{static_cast<std::size_t>(size)};
   EXPECT_TRUE(EncodeBase64(source.data(), length, destination.Get(), &size, options));
+  EXPECT_EQ(size, Base64Size(length, options)) << "the size is exact";
   return {destination.Get(), static_cast<std::size_t>(size)};
 }
 
