@@ -6,6 +6,7 @@
 
 #include <windows.h>
 
+#include "KuvAuth/Configuration/HostAndPort.h"
 #include "KuvAuth/Configuration/Registry.h"
 #include "KuvAuth/Configuration/SettingEnums.h"
 #include "KuvAuth/Support/SettingsKeys.h"
@@ -60,10 +61,6 @@ bool EnsureConfigurationLoaded(IRegistry& registry);
 /// Fills host, port and keys of the record without the registry: the host (at most with ":port") is
 /// lower-cased and split, the keys are taken as they are. Returns whether the record is complete.
 bool SetServiceCredentials(const std::string& host, const std::string& ikey, const std::string& skey);
-
-/// Cuts a "host:port" text at its first colon and gives the number behind it as `atoi` reads it, 443
-/// without a colon. No range is checked, and brackets around an IPv6 address are not known.
-std::int32_t SplitHostAndPort(std::string& text);
 
 /// Sets the log level from the value `Debug` of one key: 1 is `Debug`, more is `Trace`; 0, another type
 /// or an absent value leave the level alone, as does a missing log. The new level is logged at `Info`.

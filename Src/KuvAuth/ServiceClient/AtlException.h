@@ -1,0 +1,18 @@
+#pragma once
+
+// ATL's exception where ATL exists; elsewhere the same name with what callers use of it.
+#if __has_include(<atlexcept.h>)
+#include <windows.h>
+
+#include <atlexcept.h>
+#else
+/// Carries an HRESULT. The type is spelled `long`, which is what HRESULT is, so that no platform header
+/// is needed.
+class CAtlException {
+ public:
+  explicit CAtlException(long result) noexcept : m_hr(result) {}
+  operator long() const noexcept { return m_hr; }
+
+  long m_hr;
+};
+#endif

@@ -1,0 +1,42 @@
+#include "KuvAuth/ServiceClient/AuthorizationSignature.h"
+
+#include <cstdint>
+#include <vector>
+
+#include "KuvAuth/Logging/LogFront.h"
+#include "KuvAuth/ServiceClient/Encoders.h"
+#include "KuvAuth/ServiceClient/Hashing.h"
+#include "KuvAuth/Support/Text.h"
+
+namespace Kuv::Util {
+
+namespace {
+
+constexpr std::uint32_t kSha512 = 0x800E;  // CALG_SHA_512
+
+}  // namespace
+
+std::string BuildAuthorizationSignature(const std::string& first, const std::string& second,
+                                        const std::string& third, const std::string& fourth,
+                                        const std::string& parameters) {
+  std::string text;
+  if (!first.empty()) text.append(first).append("\n");
+  for (const std::string* field : {&second, &third, &fourth}) text.append(*field).append("\n");
+  return text.append(parameters);
+}
+
+std::string BuildJsonAuthorizationSignature(const std::string& first, const std::string& second,
+                                            const std::string& third, const std::string& fourth,
+                                            const std::string& body) {
+  const std::vector<std::uint8_t> digest = CryptoHash(body, kSha512);
+  if (digest.empty()) {
+    KUV_LOG(LogLevel::Error, "BuildJsonAuthorizationSignature failed.");
+    return {};
+  }
+  // An empty line stands where the other format has the parameters. The digest is in lower case, unlike
+  // the hash of the authorization header.
+  return BuildAuthorizationSignature(first, second, third, fourth, /*parameters=*/"\n") +
+         ToLowerAscii(AtlHexEncode(digest.data(), digest.size()));
+}
+
+}  // namespace Kuv::Util

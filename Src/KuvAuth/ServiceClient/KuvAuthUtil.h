@@ -1,0 +1,11 @@
+#pragma once
+
+// All that a client of the second-factor service needs apart from its transport, in `Kuv::Util`.
+#include "KuvAuth/ServiceClient/AuthorizationSignature.h"
+#include "KuvAuth/ServiceClient/ClientAddress.h"
+#include "KuvAuth/ServiceClient/ClientIdentity.h"
+#include "KuvAuth/ServiceClient/Encoders.h"
+#include "KuvAuth/ServiceClient/Hashing.h"
+#include "KuvAuth/ServiceClient/ServiceVocabulary.h"
+#include "KuvAuth/ServiceClient/SignedRequest.h"
+#include "KuvAuth/Support/RemoteSession.h"

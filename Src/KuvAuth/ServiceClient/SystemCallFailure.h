@@ -1,0 +1,15 @@
+#pragma once
+
+#include <cstdint>
+
+#include "KuvAuth/Logging/LogFront.h"
+
+namespace Kuv::Util {
+
+/// Logs at `Error` that a platform call failed with this code. The caller takes the code at once, before
+/// anything else can change it.
+inline void LogSystemCallFailure(const char* call, std::uint32_t code) {
+  KUV_LOG(LogLevel::Error, "System call '%s' failed. {error: %d}", call, static_cast<int>(code));
+}
+
+}  // namespace Kuv::Util

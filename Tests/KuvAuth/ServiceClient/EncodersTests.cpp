@@ -1,0 +1,234 @@
+#include "KuvAuth/ServiceClient/Encoders.h"
+
+#include <new>
+#include <stdexcept>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "HeapWatch.h"
+#include "Support/GuardedBuffer.h"
+#include "Support/LogCapture.h"
+
+namespace {
+
+namespace Util = Kuv::Util;
+using KuvTest::AllocationCount;
+using KuvTest::LogLines;
+
+std::string Base64(const std::string& text) {
+  return Util::Base64Encode(text.data(), text.size());
+}
+
+// The status of the exception that the encoder throws for this length of a one-byte buffer, 0 if none.
+template <typename Encoder>
+unsigned long StatusOf(Encoder encode, std::uint64_t length) {
+  const KuvTest::GuardedBuffer<std::uint8_t> byte{1};
+  try {
+    static_cast<void>(encode(byte.Get(), length));
+  } catch (const CAtlException& exception) {
+    EXPECT_EQ(static_cast<long>(exception), exception.m_hr);
+    return static_cast<unsigned long>(exception.m_hr);
+  }
+  return 0;
+}
+
+// The text for this length of a one-byte buffer, behind which nothing can be read.
+template <typename Encoder>
+std::string TextOf(Encoder encode, std::uint64_t length) {
+  const KuvTest::GuardedBuffer<std::uint8_t> byte{1};
+  *byte.Get() = 0xAB;
+  return encode(byte.Get(), length);
+}
+
+// The size of text, with its NUL, that the encoder asks memory for before it reads anything.
+template <typename Encoder>
+std::uint64_t SizeAskedFor(Encoder encode, std::uint64_t length) {
+  const KuvTest::GuardedBuffer<std::uint8_t> byte{1};
+  const AllocationCount allocations{/*largest=*/1 << 20};
+  EXPECT_THROW(static_cast<void>(encode(byte.Get(), length)), std::bad_alloc);
+  return allocations.Refused();
+}
+
+class Encoders : public ::testing::Test {
+ protected:
+  KuvTest::LogCapture log;
+};
+
+using Base64Encode = Encoders;
+using AtlHexEncode = Encoders;
+using BytesToHexString = Encoders;
+
+TEST_F(Base64Encode, Rfc4648Section10) {
+  EXPECT_EQ(Base64(""), "");
+  EXPECT_EQ(Base64("f"), "Zg==");
+  EXPECT_EQ(Base64("fo"), "Zm8=");
+  EXPECT_EQ(Base64("foo"), "Zm9v");
+  EXPECT_EQ(Base64("foob"), "Zm9vYg==");
+  EXPECT_EQ(Base64("fooba"), "Zm9vYmE=");
+  EXPECT_EQ(Base64("foobar"), "Zm9vYmFy");
+  EXPECT_EQ(log.Lines(), LogLines{});
+}
+
+TEST_F(Base64Encode, OneZeroByteIsPaddedTwice) {
+  EXPECT_EQ(Util::Base64Encode("\0", 1), "AA==");
+}
+
+TEST_F(Base64Encode, UsesTheWholeStandardAlphabet) {
+  std::string groups;
+  for (unsigned first = 0; first < 64; first += 4) {
+    const unsigned group = first << 18 | (first + 1) << 12 | (first + 2) << 6 | (first + 3);
+    groups += static_cast<char>(group >> 16);
+    groups += static_cast<char>(group >> 8);
+    groups += static_cast<char>(group);
+  }
+  EXPECT_EQ(Base64(groups), "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/");
+}
+
+TEST_F(Base64Encode, FiftyEightBytesGiveOneLineOf80) {
+  const std::string text = Base64(std::string(58, '\0'));
+  EXPECT_EQ(text, std::string(78, 'A') + "==");
+}
+
+TEST_F(Base64Encode, NullOrNothingGivesNothingInSilence) {
+  EXPECT_EQ(Util::Base64Encode(nullptr, 5), "");
+  EXPECT_EQ(Util::Base64Encode("x", 0), "");
+  EXPECT_EQ(Util::Base64Encode(nullptr, 0), "");
+  EXPECT_EQ(log.Lines(), LogLines{});
+}
+
+TEST_F(Base64Encode, LengthWhoseFourfoldExceeds31BitsThrows) {
+  for (const std::uint64_t length :
+       {0x20000000ull, 0x20000001ull, 0x40000000ull, 0x7FFFFFFFull, 0x120000000ull, 0xFFFFFFFF7FFFFFFFull}) {
+    SCOPED_TRACE(length);
+    EXPECT_EQ(StatusOf(Util::Base64Encode, length), 0x80004005ul);
+  }
+  EXPECT_EQ(log.Lines(), LogLines{});
+}
+
+TEST_F(Base64Encode, LargestLengthIsAccepted) {
+  EXPECT_EQ(SizeAskedFor(Util::Base64Encode, 0x1FFFFFFF), 715827884u + 1);
+}
+
+TEST_F(Base64Encode, LengthWhoseLowHalfIsZeroOrNegativeIsLogged) {
+  for (const std::uint64_t length :
+       {0x80000000ull, 0xC0000000ull, 0xFFFFFFFEull, 0xFFFFFFFFull, 0x100000000ull, 0xFFFFFFFFFFFFFFFFull}) {
+    SCOPED_TRACE(length);
+    log.Clear();
+    EXPECT_EQ(TextOf(Util::Base64Encode, length), "");
+    EXPECT_EQ(log.Lines(), (LogLines{{LogLevel::Error, "Base64Encode failed"}}));
+  }
+}
+
+TEST_F(Base64Encode, OnlyTheLowHalfOfTheLengthCounts) {
+  EXPECT_EQ(TextOf(Util::Base64Encode, 0x700000001), "qw==");
+}
+
+TEST_F(Base64Encode, AllocatesOnce) {
+  const std::string text(1000, 'x');
+  const AllocationCount allocations;
+  static_cast<void>(Base64(text));
+  EXPECT_EQ(allocations.Count(), 1u);
+}
+
+TEST_F(AtlHexEncode, GivesTwoUpperCaseDigitsForEachByte) {
+  EXPECT_EQ(Util::AtlHexEncode("\xAB\x01", 2), "AB01");
+  EXPECT_EQ(Util::AtlHexEncode("\x00\x0A\xF0\xFF", 4), "000AF0FF");
+  EXPECT_EQ(log.Lines(), LogLines{});
+}
+
+// RFC 4648, section 10.
+TEST_F(AtlHexEncode, Rfc4648Section10) {
+  EXPECT_EQ(Util::AtlHexEncode("f", 1), "66");
+  EXPECT_EQ(Util::AtlHexEncode("foobar", 6), "666F6F626172");
+}
+
+TEST_F(AtlHexEncode, KnowsEveryByte) {
+  std::string bytes;
+  std::string expected;
+  for (int byte = 0; byte < 256; ++byte) {
+    bytes += static_cast<char>(byte);
+    expected += "0123456789ABCDEF"[byte / 16];
+    expected += "0123456789ABCDEF"[byte % 16];
+  }
+  EXPECT_EQ(Util::AtlHexEncode(bytes.data(), bytes.size()), expected);
+  EXPECT_EQ(Util::BytesToHexString(bytes.data(), bytes.size()), expected);
+}
+
+TEST_F(AtlHexEncode, NullOrNothingGivesNothingInSilence) {
+  EXPECT_EQ(Util::AtlHexEncode(nullptr, 5), "");
+  EXPECT_EQ(Util::AtlHexEncode("x", 0), "");
+  EXPECT_EQ(log.Lines(), LogLines{});
+}
+
+TEST_F(AtlHexEncode, LengthWhoseDoubleDoesNotFitThrows) {
+  for (const std::uint64_t length :
+       {0x40000000ull, 0x7FFFFFFFull, 0x80000000ull, 0xBFFFFFFFull, 0x140000000ull, 0xFFFFFFFFBFFFFFFFull}) {
+    SCOPED_TRACE(length);
+    EXPECT_EQ(StatusOf(Util::AtlHexEncode, length), 0x80004005ul);
+  }
+  EXPECT_EQ(log.Lines(), LogLines{});
+}
+
+TEST_F(AtlHexEncode, LargestLengthIsAccepted) {
+  EXPECT_EQ(SizeAskedFor(Util::AtlHexEncode, 0x3FFFFFFF), 0x7FFFFFFEu + 1);
+}
+
+TEST_F(AtlHexEncode, SmallNegativeLengthIsLogged) {
+  for (const std::uint64_t length : {0xC0000000ull, 0xFFFFFFFFull, 0x5C0000000ull, 0xFFFFFFFFFFFFFFFFull}) {
+    SCOPED_TRACE(length);
+    log.Clear();
+    EXPECT_EQ(TextOf(Util::AtlHexEncode, length), "");
+    EXPECT_EQ(log.Lines(), (LogLines{{LogLevel::Error, "AtlHexEncode failed"}}));
+  }
+}
+
+TEST_F(AtlHexEncode, LengthWhoseLowHalfIsZeroGivesNothingInSilence) {
+  EXPECT_EQ(TextOf(Util::AtlHexEncode, 0x100000000), "");
+  EXPECT_EQ(log.Lines(), LogLines{});
+}
+
+TEST_F(AtlHexEncode, OnlyTheLowHalfOfTheLengthCounts) {
+  EXPECT_EQ(TextOf(Util::AtlHexEncode, 0x700000001), "AB");
+}
+
+TEST_F(AtlHexEncode, AllocatesOnce) {
+  const std::string text(1000, 'x');
+  const AllocationCount allocations;
+  static_cast<void>(Util::AtlHexEncode(text.data(), text.size()));
+  EXPECT_EQ(allocations.Count(), 1u);
+}
+
+TEST_F(BytesToHexString, GivesTwoUpperCaseDigitsForEachByte) {
+  EXPECT_EQ(Util::BytesToHexString("\x0A", 1), "0A");
+  EXPECT_EQ(Util::BytesToHexString("\xAB\x00\xFF", 3), "AB00FF");
+}
+
+TEST_F(BytesToHexString, NothingGivesNothingWhateverThePointer) {
+  EXPECT_EQ(Util::BytesToHexString(nullptr, 0), "");
+  EXPECT_EQ(Util::BytesToHexString("x", 0), "");
+}
+
+// Lengths that `AtlHexEncode` refuses or folds.
+TEST_F(BytesToHexString, HasNoLimitButTheStrings) {
+  EXPECT_EQ(SizeAskedFor(Util::BytesToHexString, 0x40000000), std::uint64_t{0x80000000} + 1);
+  EXPECT_EQ(SizeAskedFor(Util::BytesToHexString, 0xC0000000), std::uint64_t{0x180000000} + 1);
+  EXPECT_EQ(SizeAskedFor(Util::BytesToHexString, 0x700000001), std::uint64_t{0xE00000002} + 1);
+  EXPECT_EQ(log.Lines(), LogLines{});
+}
+
+TEST_F(BytesToHexString, LengthAboveTheStringsMaximumThrows) {
+  for (const std::uint64_t length : {0x7FFFFFFFFFFFFFFFull, 0x8000000000000000ull, 0x8000000000000001ull}) {
+    SCOPED_TRACE(length);
+    EXPECT_THROW(static_cast<void>(Util::BytesToHexString("x", length)), std::length_error);
+  }
+}
+
+TEST_F(BytesToHexString, AllocatesOnce) {
+  const std::string text(1000, 'x');
+  const AllocationCount allocations;
+  static_cast<void>(Util::BytesToHexString(text.data(), text.size()));
+  EXPECT_EQ(allocations.Count(), 1u);
+}
+
+}  // namespace
