@@ -37,5 +37,6 @@ void LogFormatTo(const LogRecord& record, Kuv::LogSystem& system, const wchar_t*
 
 /// Logs one formatted line: KUV_LOG(LogLevel::Info, "format", arguments...). The format is 8-bit or
 /// 16-bit text. The arguments of a filtered call are not evaluated.
-#define KUV_LOG(level, ...) \
-  (IsLogLevelEnabled(level) ? LogFormat(LogRecord{level, __FILE__, __LINE__}, __VA_ARGS__) : static_cast<void>(0))
+#define KUV_LOG(level, ...)                                                                \
+  (IsLogLevelEnabled(level) ? LogFormat(LogRecord{level, __FILE__, __LINE__}, __VA_ARGS__) \
+                            : static_cast<void>(0))

@@ -47,8 +47,8 @@ class FileLogger : public ILogHandler {
   /// Flushes and closes the file.
   virtual ~FileLogger();
 
-  void* file;                ///< the platform's handle; `INVALID_HANDLE_VALUE` when no file is open
-  char scratch[4096] = {};   ///< for converted text; the log system's lock guards it
+  void* file;               ///< the platform's handle; `INVALID_HANDLE_VALUE` when no file is open
+  char scratch[4096] = {};  ///< for converted text; the log system's lock guards it
 };
 
 /// Opens a log file for appending, creating it if need be, after rotating it (see `RotateLogFile`) if

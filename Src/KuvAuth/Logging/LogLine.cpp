@@ -60,7 +60,8 @@ std::size_t PutTimeAndIds(wchar_t* out) noexcept {
 std::size_t FormatLinePrefix(wchar_t (&buffer)[kLogLineCapacity], const char* file, std::uint32_t line,
                              LogLevel level, bool withLocation) {
   std::size_t length = PutTimeAndIds(buffer);
-  if (withLocation) length += AppendFormat(buffer + length, kLogLineCapacity - length, L"%S(%u) ", file, line);
+  if (withLocation)
+    length += AppendFormat(buffer + length, kLogLineCapacity - length, L"%S(%u) ", file, line);
   if (level >= LogLevelPlain) return length;
   // A location of any length may stand before it, so the tag is written within what is left.
   wchar_t tag[16];

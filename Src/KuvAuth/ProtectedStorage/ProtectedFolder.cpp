@@ -26,8 +26,8 @@ SECURITY_DESCRIPTOR* BuildDescriptor(CSecurityDescriptor& descriptor) {
 
 bool FindFolder(wchar_t (&folder)[kFolderCapacity]) {
   wchar_t appData[MAX_PATH] = {};
-  if (FAILED(::SHGetFolderPathW(/*hwnd=*/nullptr, CSIDL_COMMON_APPDATA, /*hToken=*/nullptr, SHGFP_TYPE_CURRENT,
-                                appData))) {
+  if (FAILED(::SHGetFolderPathW(/*hwnd=*/nullptr, CSIDL_COMMON_APPDATA, /*hToken=*/nullptr,
+                                SHGFP_TYPE_CURRENT, appData))) {
     return false;
   }
   // 259 units and the folder's name fit, whatever the platform answers.
@@ -45,12 +45,13 @@ void ProtectFolder(wchar_t* folder, const CSecurityDescriptor& descriptor, const
       /*psidOwner=*/nullptr, /*psidGroup=*/nullptr, descriptor.acl, /*pSacl=*/nullptr);
   if (status == ERROR_SUCCESS) return;
   KUV_LOG(LogLevel::Warning,
-          L"Failure setting security information to Kuv AppData folder %s for filename '%s'. {error: %d}", folder,
-          fileName.c_str(), static_cast<int>(status));
+          L"Failure setting security information to Kuv AppData folder %s for filename '%s'. {error: %d}",
+          folder, fileName.c_str(), static_cast<int>(status));
 }
 
 bool CreateFolder(const wchar_t* folder, CSecurityDescriptor& descriptor, const std::wstring& fileName) {
-  SECURITY_ATTRIBUTES attributes{sizeof(SECURITY_ATTRIBUTES), &descriptor.descriptor, /*bInheritHandle=*/FALSE};
+  SECURITY_ATTRIBUTES attributes{sizeof(SECURITY_ATTRIBUTES), &descriptor.descriptor,
+                                 /*bInheritHandle=*/FALSE};
   if (::CreateDirectoryW(folder, &attributes) != FALSE) return true;
   const DWORD code = ::GetLastError();
   KUV_LOG(LogLevel::Error, L"Failure creating Kuv AppData folder %s for filename '%s'. {error: %d}", folder,

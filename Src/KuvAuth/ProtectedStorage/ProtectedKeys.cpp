@@ -31,7 +31,8 @@ SECURITY_DESCRIPTOR* BuildDescriptor(CSecurityDescriptor& descriptor) {
   try {
     return descriptor.GetAdminOnlyDescriptor();
   } catch (const CKuvException& exception) {
-    KUV_LOG(LogLevel::Warning, L"Unable to create security descriptor: %s", exception.GetErrorMessage().c_str());
+    KUV_LOG(LogLevel::Warning, L"Unable to create security descriptor: %s",
+            exception.GetErrorMessage().c_str());
     return nullptr;
   }
 }

@@ -31,8 +31,9 @@ bool LogStep(BOOL succeeded, const char* step) {
 
 bool MakeCreatorOwnerSid(PSID* sid) {
   SID_IDENTIFIER_AUTHORITY authority = SECURITY_CREATOR_SID_AUTHORITY;
-  return LogStep(::AllocateAndInitializeSid(&authority, 1, SECURITY_CREATOR_OWNER_RID, 0, 0, 0, 0, 0, 0, 0, sid),
-                 "AllocateAndInitializeSid Error");
+  return LogStep(
+      ::AllocateAndInitializeSid(&authority, 1, SECURITY_CREATOR_OWNER_RID, 0, 0, 0, 0, 0, 0, 0, sid),
+      "AllocateAndInitializeSid Error");
 }
 
 bool MakeLocalSystemSid(PSID* sid) {
@@ -43,13 +44,14 @@ bool MakeLocalSystemSid(PSID* sid) {
             "CSecurityDescriptor::GetAdminOnlyDescriptor Could not allocate memory for security SID");
     return false;
   }
-  return LogStep(::CreateWellKnownSid(WinLocalSystemSid, /*DomainSid=*/nullptr, *sid, &size), "CreateWellKnownSid Error");
+  return LogStep(::CreateWellKnownSid(WinLocalSystemSid, /*DomainSid=*/nullptr, *sid, &size),
+                 "CreateWellKnownSid Error");
 }
 
 bool MakeAdministratorsSid(PSID* sid) {
   SID_IDENTIFIER_AUTHORITY authority = SECURITY_NT_AUTHORITY;
-  return LogStep(::AllocateAndInitializeSid(&authority, 2, SECURITY_BUILTIN_DOMAIN_RID, DOMAIN_ALIAS_RID_ADMINS,
-                                            0, 0, 0, 0, 0, 0, sid),
+  return LogStep(::AllocateAndInitializeSid(&authority, 2, SECURITY_BUILTIN_DOMAIN_RID,
+                                            DOMAIN_ALIAS_RID_ADMINS, 0, 0, 0, 0, 0, 0, sid),
                  "AllocateAndInitializeSid Error");
 }
 
@@ -57,7 +59,8 @@ bool MakeAdministratorsSid(PSID* sid) {
 
 SECURITY_DESCRIPTOR* CSecurityDescriptor::GetAdminOnlyDescriptor() {
   if (!initialised) initialised = Build();
-  if (!initialised) throw CKuvException{CKuvException::ErrorUnexpected, "Failed to create security descriptor"};
+  if (!initialised)
+    throw CKuvException{CKuvException::ErrorUnexpected, "Failed to create security descriptor"};
   return &descriptor;
 }
 
@@ -88,8 +91,9 @@ bool CSecurityDescriptor::MakeDescriptor(EXPLICIT_ACCESS_W (&entries)[3]) {
   return LogStep(::InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION),
                  "InitializeSecurityDescriptor Error") &&
          // The second blank before the number of this one message is wanted.
-         LogStep(::SetSecurityDescriptorDacl(&descriptor, /*bDaclPresent=*/TRUE, acl, /*bDaclDefaulted=*/FALSE),
-                 "SetSecurityDescriptorDacl Error ") &&
+         LogStep(
+             ::SetSecurityDescriptorDacl(&descriptor, /*bDaclPresent=*/TRUE, acl, /*bDaclDefaulted=*/FALSE),
+             "SetSecurityDescriptorDacl Error ") &&
          LogStep(::SetSecurityDescriptorControl(&descriptor, SE_DACL_PROTECTED, SE_DACL_PROTECTED),
                  "SetSecurityDescriptorControl Error") &&
          ::IsValidSecurityDescriptor(&descriptor) != FALSE;
