@@ -1,0 +1,37 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <windows.h>
+
+namespace KuvTest {
+
+/// A new, empty folder in the platform's folder for temporary files, removed with all it holds at the
+/// end. The constructor throws `std::runtime_error` if it cannot be made.
+class TempFolder {
+ public:
+  TempFolder();
+  ~TempFolder();
+  TempFolder(const TempFolder&) = delete;
+  TempFolder& operator=(const TempFolder&) = delete;
+
+  /// The folder's own path, with no backslash at its end.
+  const std::wstring& Path() const { return path_; }
+  std::wstring Path(std::wstring_view name) const;
+  /// The names of what the folder holds, sorted.
+  std::vector<std::wstring> Names() const;
+
+ private:
+  std::wstring path_;
+};
+
+/// Creates or overwrites a file. Throws `std::runtime_error` if it fails.
+void WriteFileBytes(const std::wstring& path, std::string_view bytes);
+
+/// Reads a whole file, also one that another handle appends to. A missing one throws
+/// `std::runtime_error`.
+std::string ReadFileBytes(const std::wstring& path);
+
+}  // namespace KuvTest
