@@ -47,7 +47,8 @@ make_prefix() {
 make_prefix
 case ${1-} in
 --start)
-  "$server" -p >/dev/null 2>&1 </dev/null
+  # 2: a server is there already.
+  "$server" -p >/dev/null 2>&1 </dev/null || [ $? = 2 ]
   "$loader" wineboot >/dev/null 2>&1 </dev/null
   ;;
 --stop)
@@ -55,6 +56,13 @@ case ${1-} in
   "$server" -w >/dev/null 2>&1 || true
   ;;
 *)
-  exec "$loader" "$@"
+  # The first program that asks for a window station starts a desktop process, which keeps the error
+  # output of that program and outlives it. It gets a file, so that nobody waits for the other end of a pipe.
+  errors=$(mktemp "$prefix/stderr.XXXXXX")
+  status=0
+  "$loader" "$@" 2>"$errors" || status=$?
+  cat "$errors" >&2
+  rm -f "$errors"
+  exit "$status"
   ;;
 esac

@@ -27,9 +27,8 @@ const CLSID& PlatformSmartCardProvider() {
 
 }  // namespace
 
-GuidText::GuidText(const GUID& guid) noexcept {
-  static_cast<void>(::StringFromGUID2(guid, text_, static_cast<int>(std::size(text_))));
-}
+GuidText::GuidText(const GUID& guid) noexcept
+    : length_(::StringFromGUID2(guid, text_, static_cast<int>(std::size(text_)))) {}
 
 std::wstring GuidToString(const GUID& guid) {
   return GuidText{guid}.Get();
@@ -49,7 +48,8 @@ AllowedProviderList GetAllowedProviders() {
   AllowedProviderList allowed = configuration.ProvidersWhitelist;
   allowed.push_back(CLSID_KuvCredProv);
   if (configuration.EnableSmartCards) {
-    allowed.push_back(configuration.WrapSmartCards ? CLSID_KuvSmartCardCredProv : PlatformSmartCardProvider());
+    allowed.push_back(configuration.WrapSmartCards ? CLSID_KuvSmartCardCredProv
+                                                   : PlatformSmartCardProvider());
   }
   return allowed;
 }
@@ -57,7 +57,8 @@ AllowedProviderList GetAllowedProviders() {
 void EnableAllowedProviders(BoundedArray<const GUID> providers, BoundedArray<BOOL> allow,
                             const AllowedProviderList& allowed) {
   KUV_LOG(LogLevel::Info, "Enabling Kuv and whitelisted Credential Providers");
-  for (std::uint64_t i = 0; i < providers.Count(); ++i) allow[i] = IsAllowed(allowed, providers[i]) ? TRUE : FALSE;
+  for (std::uint64_t i = 0; i < providers.Count(); ++i)
+    allow[i] = IsAllowed(allowed, providers[i]) ? TRUE : FALSE;
 }
 
 void DisableKuvProviders(BoundedArray<const GUID> providers, BoundedArray<BOOL> allow) {

@@ -36,9 +36,12 @@ class GuidText {
  public:
   explicit GuidText(const GUID& guid) noexcept;
   const wchar_t* Get() const noexcept { return text_; }
+  /// Whether the platform gave a text.
+  explicit operator bool() const noexcept { return length_ > 0; }
 
  private:
   wchar_t text_[50] = {};
+  int length_;
 };
 
 /// Gives the text of a GUID (see `GuidText`) as a string.

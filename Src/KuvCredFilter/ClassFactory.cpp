@@ -23,7 +23,8 @@ CClassFactory::CClassFactory() {
 }
 
 CClassFactory::~CClassFactory() {
-  KUV_LOG(LogLevel::Trace, "%s object %p destroyed", "CClassFactory::~CClassFactory", static_cast<void*>(this));
+  KUV_LOG(LogLevel::Trace, "%s object %p destroyed", "CClassFactory::~CClassFactory",
+          static_cast<void*>(this));
 }
 
 HRESULT CClassFactory::QueryInterface(REFIID riid, void** ppv) {

@@ -56,8 +56,10 @@ Outcome Decide(std::uint32_t scenario, DWORD flags) {
   switch (scenario) {
     case CPUS_LOGON:
     case CPUS_UNLOCK_WORKSTATION:
-    case CPUS_CHANGE_PASSWORD: return DecideLogon(scenario, mode);
-    case CPUS_CREDUI: return DecideElevation(scenario, flags, mode);
+    case CPUS_CHANGE_PASSWORD:
+      return DecideLogon(scenario, mode);
+    case CPUS_CREDUI:
+      return DecideElevation(scenario, flags, mode);
     default:
       KUV_LOG(LogLevel::Debug, "Usage scenario %d/%s not supported", static_cast<int>(scenario),
               UsageScenarioName(scenario));
@@ -78,8 +80,11 @@ void FilterProviders(std::uint32_t scenario, DWORD flags, BoundedArray<const GUI
               UsageScenarioName(scenario));
       EnableAllowedProviders(providers, allow, allowed);
       break;
-    case Outcome::Unsupported: DisableKuvProviders(providers, allow); break;
-    case Outcome::Untouched: break;
+    case Outcome::Unsupported:
+      DisableKuvProviders(providers, allow);
+      break;
+    case Outcome::Untouched:
+      break;
   }
 }
 

@@ -4,12 +4,14 @@
 #include "KuvCredFilter/Module.h"
 
 CKuvCredFilter::CKuvCredFilter() {
-  KUV_LOG(LogLevel::Trace, "%s object %p created", "CKuvCredFilter::CKuvCredFilter", static_cast<void*>(this));
+  KUV_LOG(LogLevel::Trace, "%s object %p created", "CKuvCredFilter::CKuvCredFilter",
+          static_cast<void*>(this));
   DllAddRef();
 }
 
 CKuvCredFilter::~CKuvCredFilter() {
-  KUV_LOG(LogLevel::Trace, "%s object %p destroyed", "CKuvCredFilter::~CKuvCredFilter", static_cast<void*>(this));
+  KUV_LOG(LogLevel::Trace, "%s object %p destroyed", "CKuvCredFilter::~CKuvCredFilter",
+          static_cast<void*>(this));
   DllRelease();
 }
 

@@ -22,8 +22,8 @@ class CKuvCredFilter : public ICredentialProviderFilter {
   /// and `rgclsidProviders` hold `cProviders` entries each. Returns E_INVALIDARG, with nothing written,
   /// for a null array or no providers, and S_OK in every other case: if the configuration cannot be
   /// loaded or memory is exhausted, the second-factor providers go and all others stay.
-  HRESULT STDMETHODCALLTYPE Filter(CREDENTIAL_PROVIDER_USAGE_SCENARIO cpus, DWORD dwFlags, GUID* rgclsidProviders,
-                                   BOOL* rgbAllow, DWORD cProviders) override;
+  HRESULT STDMETHODCALLTYPE Filter(CREDENTIAL_PROVIDER_USAGE_SCENARIO cpus, DWORD dwFlags,
+                                   GUID* rgclsidProviders, BOOL* rgbAllow, DWORD cProviders) override;
 
   /// Redirects a credential from a remote connection to a second-factor provider, unless its own
   /// provider is on the allowed list. On S_OK `pcpcsOut` holds a copy of the serialized bytes, made with

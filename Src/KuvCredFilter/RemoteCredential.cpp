@@ -18,11 +18,12 @@ const CLSID& RedirectionTarget(const GUID& provider) noexcept {
 void LogCredential(const CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION& credential) {
   if (!IsLogLevelEnabled(LogLevel::Debug)) return;
   const GuidText provider{credential.clsidCredentialProvider};
-  if (provider.Get()[0] == L'\0') return;
-  KUV_LOG(LogLevel::Debug,
-          L"CKuvCredFilter::UpdateRemoteCredential ulAuthenticationPackage %d guidString %s cbSerialization %d",
-          static_cast<int>(credential.ulAuthenticationPackage), provider.Get(),
-          static_cast<int>(credential.cbSerialization));
+  if (!provider) return;
+  KUV_LOG(
+      LogLevel::Debug,
+      L"CKuvCredFilter::UpdateRemoteCredential ulAuthenticationPackage %d guidString %s cbSerialization %d",
+      static_cast<int>(credential.ulAuthenticationPackage), provider.Get(),
+      static_cast<int>(credential.cbSerialization));
 }
 
 // Whether the credential may go to its own provider; so it may, too, where the list cannot be had.

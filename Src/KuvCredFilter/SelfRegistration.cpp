@@ -1,6 +1,7 @@
 #include <windows.h>
 
 #include <cwchar>
+#include <iterator>
 
 #include "KuvAuth/Support/UniqueResource.h"
 #include "KuvCredFilter/Module.h"
@@ -16,13 +17,15 @@ constexpr wchar_t kClassKey[] = L"CLSID\\" KUV_FILTER_CLSID;
 constexpr wchar_t kServerSubkey[] = L"InprocServer32";
 constexpr wchar_t kServerKey[] = L"CLSID\\" KUV_FILTER_CLSID L"\\InprocServer32";
 constexpr wchar_t kFilterKey[] =
-    L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Authentication\\Credential Provider Filters\\" KUV_FILTER_CLSID;
+    L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Authentication\\Credential Provider "
+    L"Filters\\" KUV_FILTER_CLSID;
 constexpr wchar_t kName[] = L"KuvCredFilter";
 
 #undef KUV_FILTER_CLSID
 
 LSTATUS CreateKey(HKEY parent, const wchar_t* path, UniqueRegistryKey& key) {
-  return ::RegCreateKeyExW(parent, path, /*Reserved=*/0, /*lpClass=*/nullptr, REG_OPTION_NON_VOLATILE, KEY_WRITE,
+  return ::RegCreateKeyExW(parent, path, /*Reserved=*/0, /*lpClass=*/nullptr, REG_OPTION_NON_VOLATILE,
+                           KEY_WRITE,
                            /*lpSecurityAttributes=*/nullptr, key.Put(), /*lpdwDisposition=*/nullptr);
 }
 

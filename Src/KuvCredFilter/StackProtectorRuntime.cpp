@@ -21,13 +21,17 @@ constexpr unsigned kRangeCheckFailure = 8;
 
 extern "C" {
 
+// The compiler declares them without the attribute.
+[[noreturn]] void __stack_chk_fail();
+[[noreturn]] void __chk_fail();
+
 std::uintptr_t __stack_chk_guard = 0;
 
-[[noreturn]] void __stack_chk_fail() {
+void __stack_chk_fail() {
   FastFail(kStackCookieCheckFailure);
 }
 
-[[noreturn]] void __chk_fail() {
+void __chk_fail() {
   FastFail(kRangeCheckFailure);
 }
 
@@ -44,7 +48,8 @@ namespace {
   std::uint64_t mix = (std::uint64_t{time.dwHighDateTime} << 32) | time.dwLowDateTime;
   for (const std::uint64_t number :
        {static_cast<std::uint64_t>(counter.QuadPart), std::uint64_t{::GetCurrentProcessId()},
-        std::uint64_t{::GetCurrentThreadId()}, static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(&mix)),
+        std::uint64_t{::GetCurrentThreadId()},
+        static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(&mix)),
         static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(&__stack_chk_guard))}) {
     mix = (mix ^ number) * 0x9E3779B97F4A7C15u;
     mix ^= mix >> 29;

@@ -13,11 +13,13 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, void* /*reserve
 }
 
 STDAPI DllGetClassObject(REFCLSID rclsid, REFIID riid, void** ppv) {
-  KUV_LOG(LogLevel::Trace, "Filter DllGetClassObject (count %d)", g_moduleCount.load(std::memory_order_relaxed));
+  KUV_LOG(LogLevel::Trace, "Filter DllGetClassObject (count %d)",
+          g_moduleCount.load(std::memory_order_relaxed));
   return CClassFactory_CreateInstance(rclsid, riid, ppv);
 }
 
 STDAPI DllCanUnloadNow() {
-  KUV_LOG(LogLevel::Trace, "Filter DllCanUnloadNow (count %d)", g_moduleCount.load(std::memory_order_relaxed));
+  KUV_LOG(LogLevel::Trace, "Filter DllCanUnloadNow (count %d)",
+          g_moduleCount.load(std::memory_order_relaxed));
   return g_moduleCount.load(std::memory_order_relaxed) == 0 ? S_OK : S_FALSE;
 }

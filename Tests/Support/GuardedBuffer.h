@@ -18,7 +18,8 @@ class GuardedBuffer {
     memory_ = static_cast<BYTE*>(
         ::VirtualAlloc(nullptr, (pages + 1) * kPage, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE));
     DWORD before = 0;
-    if (memory_ == nullptr || ::VirtualProtect(memory_ + pages * kPage, kPage, PAGE_NOACCESS, &before) == FALSE) {
+    if (memory_ == nullptr ||
+        ::VirtualProtect(memory_ + pages * kPage, kPage, PAGE_NOACCESS, &before) == FALSE) {
       throw std::runtime_error{"no guarded memory"};
     }
     elements_ = reinterpret_cast<Element*>(memory_ + pages * kPage - bytes);

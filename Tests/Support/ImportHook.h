@@ -132,5 +132,7 @@ class ImportHook<Result(WINAPI*)(Arguments...)> {
 }  // namespace KuvTest
 
 /// Declares a hook of a platform function: KUV_IMPORT_HOOK(metrics, GetSystemMetrics);
-#define KUV_IMPORT_HOOK(variable, function) \
-  KuvTest::ImportHook<decltype(&::function)> variable { #function }
+#define KUV_IMPORT_HOOK(variable, function)             \
+  KuvTest::ImportHook<decltype(&::function)> variable { \
+#function                                           \
+  }

@@ -26,7 +26,8 @@ void ForEachImport(HMODULE module, Visit visit) {
     auto* entry = At<IMAGE_THUNK_DATA>(module, import->FirstThunk);
     for (; name->u1.AddressOfData != 0; ++name, ++entry) {
       if (IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal)) continue;
-      const auto* const byName = At<IMAGE_IMPORT_BY_NAME>(module, static_cast<std::size_t>(name->u1.AddressOfData));
+      const auto* const byName =
+          At<IMAGE_IMPORT_BY_NAME>(module, static_cast<std::size_t>(name->u1.AddressOfData));
       visit(dll, reinterpret_cast<const char*>(byName->Name), reinterpret_cast<void**>(&entry->u1.Function));
     }
   }

@@ -80,7 +80,8 @@ std::vector<std::uint8_t> TestKey::GetBytes(const std::wstring& name, DWORD& typ
   Require(::RegQueryValueExW(key.Get(), name.c_str(), nullptr, &type, nullptr, &size), "RegQueryValueExW");
   std::vector<std::uint8_t> data(size);
   if (size != 0) {
-    Require(::RegQueryValueExW(key.Get(), name.c_str(), nullptr, &type, data.data(), &size), "RegQueryValueExW");
+    Require(::RegQueryValueExW(key.Get(), name.c_str(), nullptr, &type, data.data(), &size),
+            "RegQueryValueExW");
   }
   return data;
 }

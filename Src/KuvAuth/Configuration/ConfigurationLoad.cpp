@@ -67,7 +67,8 @@ void ReadOfflineMaxUsers(const Kuv::SettingReader& reader, const char* name, Con
 
 void ReadElevationProtectionMode(const Kuv::SettingReader& reader, const char* name, Configuration& record) {
   std::uint32_t number = 0;
-  if (reader.ReadNumber(name, number)) record.ElevationProtectionMode = ElevationProtectionModeFromValue(number);
+  if (reader.ReadNumber(name, number))
+    record.ElevationProtectionMode = ElevationProtectionModeFromValue(number);
 }
 
 void ReadInactivityTimeout(const Kuv::SettingReader& reader, const char* name, Configuration& record) {
@@ -122,7 +123,8 @@ bool Configuration::Load(IRegistry& registry) {
 
 void Configuration::ReadKey(IRegistry& registry, const char* subKey) {
   HKEY opened = nullptr;
-  if (registry.OpenKeyA(HKEY_LOCAL_MACHINE, subKey, /*options=*/0, KEY_QUERY_VALUE, &opened) != ERROR_SUCCESS) {
+  if (registry.OpenKeyA(HKEY_LOCAL_MACHINE, subKey, /*options=*/0, KEY_QUERY_VALUE, &opened) !=
+      ERROR_SUCCESS) {
     return;
   }
   const Kuv::OpenedKey key{registry, opened};

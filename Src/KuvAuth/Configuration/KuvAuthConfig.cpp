@@ -14,7 +14,8 @@ template <typename Read>
 bool FindInKeys(Read read) {
   for (const char* path : {PolicyKeyPath, LocalKeyPath}) {
     Kuv::UniqueRegistryKey key;
-    if (::RegOpenKeyExA(HKEY_LOCAL_MACHINE, path, /*ulOptions=*/0, KEY_QUERY_VALUE, key.Put()) != ERROR_SUCCESS) {
+    if (::RegOpenKeyExA(HKEY_LOCAL_MACHINE, path, /*ulOptions=*/0, KEY_QUERY_VALUE, key.Put()) !=
+        ERROR_SUCCESS) {
       continue;
     }
     if (read(key.Get())) return true;

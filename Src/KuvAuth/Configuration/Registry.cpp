@@ -11,7 +11,8 @@ bool WriteValue(IRegistry& registry, HKEY root, const wchar_t* keyPath, const wc
                 std::uint64_t value) {
   HKEY created = nullptr;
   if (::RegCreateKeyExW(root, keyPath, /*Reserved=*/0, /*lpClass=*/nullptr, /*dwOptions=*/0, KEY_WRITE,
-                        /*lpSecurityAttributes=*/nullptr, &created, /*lpdwDisposition=*/nullptr) != ERROR_SUCCESS) {
+                        /*lpSecurityAttributes=*/nullptr, &created,
+                        /*lpdwDisposition=*/nullptr) != ERROR_SUCCESS) {
     return false;
   }
   const Kuv::OpenedKey key{registry, created};
@@ -29,7 +30,8 @@ bool WriteValue(IRegistry& registry, HKEY root, const wchar_t* keyPath, const wc
 std::uint64_t ReadValue(IRegistry& registry, HKEY root, const wchar_t* keyPath, const wchar_t* valueName,
                         std::uint64_t defaultValue) {
   HKEY opened = nullptr;
-  if (::RegOpenKeyExW(root, keyPath, /*ulOptions=*/0, KEY_READ, &opened) != ERROR_SUCCESS) return defaultValue;
+  if (::RegOpenKeyExW(root, keyPath, /*ulOptions=*/0, KEY_READ, &opened) != ERROR_SUCCESS)
+    return defaultValue;
   const Kuv::OpenedKey key{registry, opened};
   std::uint64_t number = 0;
   DWORD type = REG_SZ;
@@ -68,7 +70,8 @@ void Registry::WriteQword(HKEY root, const wchar_t* keyPath, const wchar_t* valu
     KUV_LOG(LogLevel::Error, "Invalid argument: valueName is NULL");
     throw std::invalid_argument{"valueName"};
   }
-  if (!WriteValue(*this, root, keyPath, valueName, value)) throw std::runtime_error{"Failed to write registry key."};
+  if (!WriteValue(*this, root, keyPath, valueName, value))
+    throw std::runtime_error{"Failed to write registry key."};
   KUV_LOG(LogLevel::Debug, L"WriteQword wrote %llu for key %s", value, valueName);
 }
 

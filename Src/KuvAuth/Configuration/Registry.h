@@ -25,7 +25,8 @@ class IRegistry {
   /// Writes a `REG_QWORD` value, creating the key. Throws `std::invalid_argument` for a null text and
   /// `std::runtime_error` if the key or the value cannot be written; both are logged at `Error`, save a
   /// key that cannot be created.
-  virtual void WriteQword(HKEY root, const wchar_t* keyPath, const wchar_t* valueName, std::uint64_t value) = 0;
+  virtual void WriteQword(HKEY root, const wchar_t* keyPath, const wchar_t* valueName,
+                          std::uint64_t value) = 0;
   /// Reads a `REG_QWORD` value. Gives the default if a text is null (logged at `Warning`), if the value
   /// is missing or of another type.
   virtual std::uint64_t ReadQword(HKEY root, const wchar_t* keyPath, const wchar_t* valueName,

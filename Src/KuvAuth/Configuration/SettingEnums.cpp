@@ -19,9 +19,12 @@ UsernameFormat FallBack() {
 
 std::string UsernameFormatName(UsernameFormat format) {
   switch (format) {
-    case UsernameFormat::SAM: return "SAM";
-    case UsernameFormat::NTLM: return "NTLM";
-    case UsernameFormat::UPN: return "UPN";
+    case UsernameFormat::SAM:
+      return "SAM";
+    case UsernameFormat::NTLM:
+      return "NTLM";
+    case UsernameFormat::UPN:
+      return "UPN";
   }
   return "Unknown";
 }

@@ -39,7 +39,7 @@ bool SettingReader::ReadText(const char* name, std::string& text) const {
 }
 
 bool SettingReader::ReadNumber(const char* name, std::uint32_t& number) const {
-  std::uint32_t value = 0;
+  std::uint32_t value = number;
   DWORD type = REG_DWORD;
   DWORD size = sizeof(value);
   const LSTATUS status =

@@ -17,7 +17,8 @@ class SettingReader {
 
   /// Reads a non-empty `REG_SZ` value of at most 1,024 bytes, up to its first NUL.
   bool ReadText(const char* name, std::string& text) const;
-  /// Reads a `REG_DWORD` value.
+  /// Reads a `REG_DWORD` value. Its size is not looked at: bytes that a short one lacks keep what they
+  /// are in `number`.
   bool ReadNumber(const char* name, std::uint32_t& number) const;
   /// Reads the `REG_MULTI_SZ` value `ProvidersWhitelist`, of at most 760 bytes, and replaces the list by
   /// its class identifiers. Each entry is logged; one that is no identifier is skipped.

@@ -2,6 +2,7 @@
 
 #include <cstdarg>
 #include <cstddef>
+#include <initializer_list>
 
 /// Capacity, in units, of the buffers in which a message and a line are made.
 inline constexpr std::size_t kLogLineCapacity = 2048;

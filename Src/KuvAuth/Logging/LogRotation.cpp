@@ -41,7 +41,7 @@ void RotateLogFile(const std::wstring& path, std::uint64_t maxSizeKB, std::uint6
   const NumberedNames names{path};
   const std::wstring oldest = names.Name(maxCount);
   if (::DeleteFileW(oldest.c_str()) != FALSE) {
-    ::OutputDebugStringW(L"Deleted logfile ");
+    ::OutputDebugStringW(L"Deleting logfile ");
     ::OutputDebugStringW(oldest.c_str());
     ::OutputDebugStringW(L"\r\n");
   }

@@ -1,7 +1,6 @@
 #include "KuvAuth/Logging/LogStartup.h"
 
 #include <algorithm>
-#include <utility>
 
 #include "KuvAuth/Configuration/KuvAuthConfig.h"
 #include "KuvAuth/ProtectedStorage/ProtectedStorage.h"
@@ -51,6 +50,7 @@ void StopLogging() {
 
 void ReplaceLogSystem(const std::shared_ptr<Kuv::LogSystem>& system) {
   if (g_logSystem != nullptr) g_logSystem->Flush();
-  // The old system is destroyed only when the new one stands in its place.
-  const std::shared_ptr<Kuv::LogSystem> old = std::exchange(g_logSystem, system);
+  // The old system is destroyed only when the new one, of which a share is taken first, stands in its place.
+  std::shared_ptr<Kuv::LogSystem> share = system;
+  g_logSystem.swap(share);
 }

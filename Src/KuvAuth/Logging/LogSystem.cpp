@@ -1,6 +1,5 @@
 #include "KuvAuth/Logging/LogSystem.h"
 
-#include <algorithm>
 #include <mutex>
 
 #include "KuvAuth/Logging/LogLine.h"
@@ -75,7 +74,8 @@ void LogSystem::AddHandler(const std::shared_ptr<ILogHandler>& handler) {
 void LogSystem::RemoveHandler(const std::shared_ptr<ILogHandler>& handler) {
   if (handler == nullptr) return;
   const std::lock_guard guard{lock};
-  std::erase(handlers, handler);
+  // `handler` may be an entry of `handlers` itself, which moves while others are erased.
+  std::erase_if(handlers, [removed = handler.get()](const auto& entry) { return entry.get() == removed; });
 }
 
 void LogSystem::Flush() {

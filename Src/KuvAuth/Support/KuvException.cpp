@@ -16,7 +16,8 @@ const wchar_t* DefaultMessage(std::int32_t code) noexcept {
              L"Please contact your system administrator.";
     case CKuvException::ErrorBadCredentials:
       return L"Your Kuv authentication information was incorrect.  Please try again.";
-    default: return L"";
+    default:
+      return L"";
   }
 }
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#if defined(__GNUC__)
+#if defined(__GNUC__) && !defined(__clang__)
 // The platform's formatter, not the ISO one: `%s` in a wide format means wide text.
 #define KUV_PRINTF_FORMAT(formatIndex, firstArgument) \
   __attribute__((format(ms_printf, formatIndex, firstArgument)))

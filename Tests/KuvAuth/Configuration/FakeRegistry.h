@@ -1,0 +1,74 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "KuvAuth/Configuration/Registry.h"
+
+namespace KuvTest {
+
+/// A registry in memory that keeps the platform's manners: it knows which keys are open, tells type and
+/// size of a value, refuses a buffer that is too small, and leaves rubbish behind where the platform may
+/// leave anything. Texts are held in the width in which they are asked for. Every call leaves a line:
+///
+///   OpenKeyA HKLM\Software\Kuvant\KuvCredProv options 0 access 0x1
+///   QueryValueA Host type 1 size 1024
+///   CloseKey Software\Kuvant\KuvCredProv
+class FakeRegistry final : public IRegistry {
+ public:
+  ~FakeRegistry() override;
+
+  void CreateKey(const std::string& path) { keys_[path]; }
+  void Set(const std::string& path, const std::string& name, DWORD type, const void* data, std::size_t size);
+  void SetDword(const std::string& path, const std::string& name, std::uint32_t value);
+  /// Writes a `REG_SZ` value with its terminator.
+  void SetText(const std::string& path, const std::string& name, std::string_view text);
+
+  /// Every query of this value fills buffer, type and size as for success, and answers this status.
+  void FailQuery(const std::string& name, LSTATUS status) { queryFailures_[name] = status; }
+  /// The n-th `OpenKeyA` (the first is 1) answers this status.
+  void FailOpen(std::size_t number, LSTATUS status) { openFailures_[number] = status; }
+  /// Every `CloseKey` closes and answers this status.
+  void AnswerClose(LSTATUS status) { closeStatus_ = status; }
+
+  /// The calls so far.
+  const std::vector<std::string>& Calls() const { return calls_; }
+  void ClearCalls() { calls_.clear(); }
+  /// How many of the calls so far begin with this text.
+  std::size_t CountCalls(std::string_view start) const;
+
+  LSTATUS QueryValueA(HKEY key, const char* valueName, DWORD* reserved, DWORD* type, BYTE* data,
+                      DWORD* size) override;
+  LSTATUS OpenKeyA(HKEY key, const char* subKey, DWORD options, REGSAM access, HKEY* result) override;
+  LSTATUS CloseKey(HKEY key) override;
+  LSTATUS QueryValueW(HKEY key, const wchar_t* valueName, DWORD* reserved, DWORD* type, BYTE* data,
+                      DWORD* size) override;
+  void WriteQword(HKEY root, const wchar_t* keyPath, const wchar_t* valueName, std::uint64_t value) override;
+  std::uint64_t ReadQword(HKEY root, const wchar_t* keyPath, const wchar_t* valueName,
+                          std::uint64_t defaultValue) override;
+
+ private:
+  struct Value {
+    DWORD type;
+    std::vector<BYTE> data;
+  };
+  using Key = std::map<std::string, Value>;
+
+  LSTATUS Query(HKEY key, const std::string& name, DWORD* type, BYTE* data, DWORD* size);
+
+  std::map<std::string, Key> keys_;
+  std::map<HKEY, std::string> opened_;
+  std::uintptr_t lastHandle_ = 0x1000;
+  std::size_t opens_ = 0;
+  std::map<std::size_t, LSTATUS> openFailures_;
+  std::map<std::string, LSTATUS> queryFailures_;
+  LSTATUS closeStatus_ = ERROR_SUCCESS;
+  std::vector<std::string> calls_;
+};
+
+}  // namespace KuvTest

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <string>
+
+#include "FakeRegistry.h"
+#include "Support/KuvFixture.h"
+
+namespace KuvTest {
+
+inline const std::string kLocalPath = "Software\\Kuvant\\KuvCredProv";
+inline const std::string kPolicyPath = "Software\\Policies\\Kuvant\\KuvCredProv";
+
+/// What an incomplete load logs as its last line.
+inline const LogLine kNotConfigured{
+    LogLevel::Error,
+    "Kuv WinLogon MFA not configured properly. Please check 'Host', 'IKey' and 'SKey' settings."};
+
+inline LogLine Info(const std::string& text) {
+  return {LogLevel::Info, text};
+}
+
+/// Gives every field of a record as text, so that two records can be compared and printed.
+std::string Describe(const Configuration& record);
+
+/// Beside the empty real registry, one in memory and a record of the test's own.
+class RecordFixture : public KuvFixture {
+ protected:
+  /// Writes what a record needs to be complete into the local key of the memory.
+  void SetCredentials() { SetCredentials(kLocalPath); }
+  void SetCredentials(const std::string& path) {
+    fake.SetText(path, "Host", "api.example.com");
+    fake.SetText(path, "IKey", "IKEY");
+    fake.SetText(path, "SKey", "SKEY");
+  }
+
+  FakeRegistry fake;
+  Configuration record;
+};
+
+}  // namespace KuvTest

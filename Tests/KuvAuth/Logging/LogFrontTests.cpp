@@ -1,0 +1,273 @@
+#include "KuvAuth/Logging/LogFront.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "LineClock.h"
+#include "RecordingHandler.h"
+#include "Support/LogCapture.h"
+
+namespace {
+
+using KuvTest::LineClock;
+using KuvTest::LogCapture;
+using KuvTest::LogLines;
+using KuvTest::RecordedSystem;
+
+constexpr LogRecord Record(LogLevel level) {
+  return {level, "file.cpp", 42};
+}
+
+TEST(LogLevelName, NamesSixLevels) {
+  EXPECT_STREQ(LogLevelName(LogLevel{1}), L"Trace");
+  EXPECT_STREQ(LogLevelName(LogLevel{2}), L"Debug");
+  EXPECT_STREQ(LogLevelName(LogLevel{3}), L"Info");
+  EXPECT_STREQ(LogLevelName(LogLevel{4}), L"Warning");
+  EXPECT_STREQ(LogLevelName(LogLevel{5}), L"Error");
+  EXPECT_STREQ(LogLevelName(LogLevel{6}), L"Critical");
+}
+
+TEST(LogLevelName, IsEmptyForEveryOtherValue) {
+  for (const int level : {0, -1, 7, 8, 100, 2147483647, -2147483647}) {
+    EXPECT_STREQ(LogLevelName(LogLevel{level}), L"") << level;
+  }
+}
+
+TEST(LogLevel, PlainIsSeven) {
+  EXPECT_EQ(static_cast<int>(LogLevelPlain), 7);
+}
+
+TEST(LogFront, StartsWithoutALogSystem) {
+  EXPECT_EQ(g_logSystem, nullptr);
+}
+
+TEST(LogFront, GivesTheMainLogItself) {
+  EXPECT_EQ(&GetLogSystem(), &g_logSystem);
+}
+
+TEST(LogFront, DropsEveryCallWithoutALogSystem) {
+  KUV_IMPORT_HOOK(clock, GetLocalTime);
+  LogFormat(Record(LogLevel::Critical), "text");
+  LogFormat(Record(LogLevel::Critical), L"text");
+  LogString(Record(LogLevel::Critical), std::string{"text"});
+  LogString(Record(LogLevel::Critical), std::wstring{L"text"});
+  KUV_LOG(LogLevel::Critical, "text");
+  EXPECT_EQ(clock.CallCount(), 0u);
+}
+
+TEST(IsLogLevelEnabled, IsFalseForEveryLevelWithoutALogSystem) {
+  for (const int level : {-1, 0, 1, 2, 3, 4, 5, 6, 7, 2147483647}) {
+    EXPECT_FALSE(IsLogLevelEnabled(LogLevel{level})) << level;
+  }
+}
+
+TEST(IsLogLevelEnabled, ComparesSignedWithTheLowestLevel) {
+  LogCapture log{LogLevel::Info};
+  for (const int level : {-2147483647, -1, 0, 1, 2})
+    EXPECT_FALSE(IsLogLevelEnabled(LogLevel{level})) << level;
+  for (const int level : {3, 4, 5, 6, 7, 8, 2147483647})
+    EXPECT_TRUE(IsLogLevelEnabled(LogLevel{level})) << level;
+  log.System().minLevel = LogLevel{-3};
+  EXPECT_FALSE(IsLogLevelEnabled(LogLevel{-4}));
+  EXPECT_TRUE(IsLogLevelEnabled(LogLevel{-3}));
+}
+
+TEST(LogFormat, WritesOneLineForEitherWidth) {
+  const LineClock clock;
+  LogCapture log;
+  LogFormat(Record(LogLevel::Info), "%s %d", "narrow", 1);
+  LogFormat(Record(LogLevel::Error), L"%s %S", L"wide", "narrow");
+  EXPECT_EQ(log.RawLines(),
+            (std::vector<std::wstring>{LineClock::TimeAndIds() + L"[Info] narrow 1\r\n",
+                                       LineClock::TimeAndIds() + L"[Error] wide narrow\r\n"}));
+  EXPECT_TRUE(log.NarrowTexts().empty());
+}
+
+TEST(LogFormat, StopsOnANullFormat) {
+  LogCapture log;
+  const char* const narrow = nullptr;
+  const wchar_t* const wide = nullptr;
+  LogFormat(Record(LogLevel::Info), narrow);
+  LogFormat(Record(LogLevel::Info), wide);
+  EXPECT_TRUE(log.RawLines().empty());
+}
+
+TEST(LogFormat, DropsWhatIsBelowTheLowestLevel) {
+  LogCapture log{LogLevel::Info};
+  LogFormat(Record(LogLevel::Debug), "dropped");
+  LogFormat(Record(LogLevel::Debug), L"dropped");
+  LogFormat(Record(LogLevel::Info), "kept");
+  LogFormat(Record(LogLevel::Warning), L"kept");
+  EXPECT_EQ(log.Lines(), (LogLines{{LogLevel::Info, "kept"}, {LogLevel::Warning, "kept"}}));
+}
+
+TEST(LogFormat, FormatsNothingForAFilteredCall) {
+  LogCapture log{LogLevel::Info};
+  // The formatter would read this as text.
+  const char* const noText = reinterpret_cast<const char*>(std::uintptr_t{1});
+  LogFormat(Record(LogLevel::Debug), "%s", noText);
+  LogFormat(Record(LogLevel::Debug), L"%S", noText);
+  EXPECT_TRUE(log.RawLines().empty());
+}
+
+TEST(LogFormat, StillWritesALineForAnEmptyText) {
+  const LineClock clock;
+  LogCapture log;
+  LogFormat(Record(LogLevel::Info), "%s", "");
+  LogFormat(Record(LogLevel::Info), L"%s", L"");
+  const std::wstring line = LineClock::TimeAndIds() + L"[Info] \r\n";
+  EXPECT_EQ(log.RawLines(), (std::vector<std::wstring>{line, line}));
+}
+
+TEST(LogFormat, WritesALineWithoutMessageIfTheFormatterRefuses) {
+  LogCapture log;
+  // An 8-bit text cannot take this character in the "C" locale.
+  LogFormat(Record(LogLevel::Info), "before %ls after", L"\x2603");
+  const wchar_t* const unfinished = L"before %";
+  LogFormat(Record(LogLevel::Warning), unfinished);
+  EXPECT_EQ(log.Lines(), (LogLines{{LogLevel::Info, ""}, {LogLevel::Warning, ""}}));
+}
+
+TEST(LogFormat, CutsALongMessage) {
+  const LineClock clock;
+  const std::wstring prefix = LineClock::TimeAndIds() + L"[Info] ";
+  LogCapture log;
+  LogFormat(Record(LogLevel::Info), "%s", std::string(5000, 'n').c_str());
+  LogFormat(Record(LogLevel::Info), L"%s", std::wstring(5000, L'w').c_str());
+  const std::size_t p = prefix.size();
+  EXPECT_EQ(log.RawLines(), (std::vector<std::wstring>{prefix + std::wstring(2045 - p, L'n') + L"\r\n",
+                                                       prefix + std::wstring(2045 - 2 * p, L'w') + L"\r\n"}));
+}
+
+TEST(LogFormat, HandsOnFileAndLine) {
+  const LineClock clock;
+  LogCapture log;
+  log.System().locationLevel = LogLevel::Info;
+  LogFormat(Record(LogLevel::Info), "narrow");
+  LogFormat(Record(LogLevel::Info), L"wide");
+  const std::wstring start = LineClock::TimeAndIds() + L"file.cpp(42) [Info] ";
+  EXPECT_EQ(log.RawLines(), (std::vector<std::wstring>{start + L"narrow\r\n", start + L"wide\r\n"}));
+}
+
+TEST(KuvLog, RecordsTheCallersFileAndLine) {
+  const LineClock clock;
+  LogCapture log;
+  log.System().locationLevel = LogLevel::Info;
+  const std::wstring line = std::to_wstring(__LINE__ + 1);
+  KUV_LOG(LogLevel::Info, "text");
+  ASSERT_EQ(log.RawLines().size(), 1u);
+  EXPECT_TRUE(log.RawLines()[0].ends_with(L"LogFrontTests.cpp(" + line + L") [Info] text\r\n"));
+}
+
+TEST(KuvLog, EvaluatesNoArgumentOfAFilteredCall) {
+  LogCapture log{LogLevel::Info};
+  int evaluated = 0;
+  const auto argument = [&] { return ++evaluated; };
+  KUV_LOG(LogLevel::Debug, "%d", argument());
+  KUV_LOG(LogLevel::Debug, L"%d", argument());
+  EXPECT_EQ(evaluated, 0);
+  KUV_LOG(LogLevel::Info, "%d", argument());
+  EXPECT_EQ(evaluated, 1);
+}
+
+TEST(LogString, WritesTheTextUnformatted) {
+  LogCapture log;
+  LogString(Record(LogLevel::Info), std::string{"100%s %d"});
+  LogString(Record(LogLevel::Info), std::wstring{L"100%s %d"});
+  EXPECT_EQ(log.Lines(), (LogLines{{LogLevel::Info, "100%s %d"}, {LogLevel::Info, "100%s %d"}}));
+}
+
+TEST(LogString, WritesNothingForAnEmptyText) {
+  LogCapture log;
+  LogString(Record(LogLevel::Info), std::string{});
+  LogString(Record(LogLevel::Info), std::wstring{});
+  EXPECT_TRUE(log.RawLines().empty());
+}
+
+TEST(LogString, DropsWhatIsBelowTheLowestLevel) {
+  LogCapture log{LogLevel::Info};
+  LogString(Record(LogLevel::Debug), std::string{"dropped"});
+  LogString(Record(LogLevel::Debug), std::wstring{L"dropped"});
+  EXPECT_TRUE(log.RawLines().empty());
+}
+
+TEST(LogString, CutsALongTextAsALine) {
+  const LineClock clock;
+  const std::wstring prefix = LineClock::TimeAndIds() + L"[Info] ";
+  LogCapture log;
+  LogString(Record(LogLevel::Info), std::string(5000, 'n'));
+  LogString(Record(LogLevel::Info), std::wstring(5000, L'w'));
+  const std::size_t p = prefix.size();
+  EXPECT_EQ(log.RawLines(), (std::vector<std::wstring>{prefix + std::wstring(2045 - p, L'n') + L"\r\n",
+                                                       prefix + std::wstring(2045 - 2 * p, L'w') + L"\r\n"}));
+}
+
+TEST(LogString, HandsOnFileAndLine) {
+  const LineClock clock;
+  LogCapture log;
+  log.System().locationLevel = LogLevel::Info;
+  LogString(Record(LogLevel::Info), std::string{"text"});
+  EXPECT_EQ(log.RawLines(),
+            (std::vector<std::wstring>{LineClock::TimeAndIds() + L"file.cpp(42) [Info] text\r\n"}));
+}
+
+TEST(LogTo, WritesToTheGivenSystemOnly) {
+  const LineClock clock;
+  LogCapture main;
+  RecordedSystem other;
+  other.system.locationLevel = LogLevel::Info;
+  LogTo(Record(LogLevel::Info), other.system, L"100%s");
+  EXPECT_EQ(other.Line(), LineClock::TimeAndIds() + L"file.cpp(42) [Info] 100%s\r\n");
+  EXPECT_TRUE(main.RawLines().empty());
+}
+
+TEST(LogTo, StopsOnNullOrFilteredText) {
+  RecordedSystem other{LogLevel::Info};
+  LogTo(Record(LogLevel::Info), other.system, nullptr);
+  LogTo(Record(LogLevel::Debug), other.system, L"dropped");
+  EXPECT_TRUE(other.handler->wide.empty());
+}
+
+TEST(LogTo, StillWritesALineForAnEmptyText) {
+  const LineClock clock;
+  RecordedSystem other;
+  LogTo(Record(LogLevel::Info), other.system, L"");
+  EXPECT_EQ(other.Line(), LineClock::TimeAndIds() + L"[Info] \r\n");
+}
+
+TEST(LogFormatTo, WritesToTheGivenSystemOnly) {
+  const LineClock clock;
+  LogCapture main;
+  RecordedSystem other;
+  LogFormatTo(Record(LogLevel::Warning), other.system, L"%s %S", L"wide", "narrow");
+  EXPECT_EQ(other.Line(), LineClock::TimeAndIds() + L"[Warning] wide narrow\r\n");
+  EXPECT_TRUE(main.RawLines().empty());
+}
+
+TEST(LogFormatTo, StopsOnANullFormatOrAFilteredLevel) {
+  RecordedSystem other{LogLevel::Info};
+  LogFormatTo(Record(LogLevel::Info), other.system, nullptr);
+  LogFormatTo(Record(LogLevel::Debug), other.system, L"%S", reinterpret_cast<const char*>(std::uintptr_t{1}));
+  EXPECT_TRUE(other.handler->wide.empty());
+}
+
+TEST(LogFormatTo, CutsAsTheMainLogDoes) {
+  const LineClock clock;
+  const std::wstring prefix = LineClock::TimeAndIds() + L"[Info] ";
+  RecordedSystem other;
+  LogFormatTo(Record(LogLevel::Info), other.system, L"%s", std::wstring(5000, L'w').c_str());
+  EXPECT_EQ(other.Line(), prefix + std::wstring(2045 - 2 * prefix.size(), L'w') + L"\r\n");
+}
+
+TEST(LogFormatTo, WritesALineWithoutMessageIfTheFormatterRefuses) {
+  const LineClock clock;
+  RecordedSystem other;
+  const wchar_t* const unfinished = L"before %";
+  LogFormatTo(Record(LogLevel::Info), other.system, unfinished);
+  EXPECT_EQ(other.Line(), LineClock::TimeAndIds() + L"[Info] \r\n");
+}
+
+}  // namespace

@@ -1,0 +1,297 @@
+#include "KuvAuth/Logging/LogRotation.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "DebuggerStream.h"
+#include "KuvAuth/Support/UniqueResource.h"
+#include "Support/ImportHook.h"
+#include "Support/LogCapture.h"
+#include "Support/TempFolder.h"
+
+namespace {
+
+using KuvTest::DebuggerStream;
+using KuvTest::ReadFileBytes;
+using KuvTest::TempFolder;
+using KuvTest::WriteFileBytes;
+
+using Names = std::vector<std::wstring>;
+
+// The live file always holds 2,048 bytes here, so that a limit of 2 rotates it and one of 3 does not.
+class LogRotation : public ::testing::Test {
+ protected:
+  void Put(const wchar_t* name, std::string_view bytes) const { WriteFileBytes(folder.Path(name), bytes); }
+  void PutLive(const wchar_t* name = L"kuv.log") const { Put(name, std::string(2048, 'x')); }
+  std::string Get(const wchar_t* name) const { return ReadFileBytes(folder.Path(name)); }
+  void Rotate(std::uint64_t maxCount, const wchar_t* name = L"kuv.log") const {
+    RotateLogFile(folder.Path(name), 2, maxCount);
+  }
+
+  TempFolder folder;
+  DebuggerStream stream;
+};
+
+// Answers in place of the file system and writes the calls down.
+class RecordedFileCalls {
+ public:
+  RecordedFileCalls() {
+    attributes_.Answer([this](const wchar_t*, GET_FILEEX_INFO_LEVELS level, void* data) {
+      EXPECT_EQ(level, GetFileExInfoStandard);
+      auto* const found = static_cast<WIN32_FILE_ATTRIBUTE_DATA*>(data);
+      found->nFileSizeHigh = static_cast<DWORD>(size >> 32);
+      found->nFileSizeLow = static_cast<DWORD>(size);
+      return found_;
+    });
+    delete_.Answer([this](const wchar_t* name) {
+      calls.push_back(std::wstring{L"delete "} + name);
+      return FALSE;
+    });
+    move_.Answer([this](const wchar_t* from, const wchar_t* to, DWORD flags) {
+      calls.push_back(std::wstring{from} + L" -> " + to + L" " + std::to_wstring(flags));
+      return FALSE;
+    });
+  }
+
+  void HideTheFile() { found_ = FALSE; }
+
+  std::uint64_t size = 0;
+  Names calls;
+
+ private:
+  BOOL found_ = TRUE;
+  KuvTest::ImportHook<decltype(&::GetFileAttributesExW)> attributes_{"GetFileAttributesExW"};
+  KuvTest::ImportHook<decltype(&::DeleteFileW)> delete_{"DeleteFileW"};
+  KuvTest::ImportHook<decltype(&::MoveFileExW)> move_{"MoveFileExW"};
+};
+
+TEST_F(LogRotation, MovesEachFileUpByOneAndDeletesTheOldest) {
+  PutLive();
+  Put(L"kuv01.log", "one");
+  Put(L"kuv02.log", "two");
+  Put(L"kuv03.log", "three");
+  Rotate(3);
+  EXPECT_EQ(folder.Names(), (Names{L"kuv01.log", L"kuv02.log", L"kuv03.log"}));
+  EXPECT_EQ(Get(L"kuv01.log"), std::string(2048, 'x'));
+  EXPECT_EQ(Get(L"kuv02.log"), "one");
+  EXPECT_EQ(Get(L"kuv03.log"), "two");
+}
+
+TEST_F(LogRotation, TellsTheDebuggerStreamPieceByPiece) {
+  PutLive();
+  Put(L"kuv01.log", "one");
+  Put(L"kuv02.log", "two");
+  Rotate(2);
+  EXPECT_EQ(stream.wide,
+            (Names{L"Deleting logfile ", folder.Path(L"kuv02.log"), L"\r\n", L"Rotating logfile ",
+                   folder.Path(L"kuv01.log"), L" -> ", folder.Path(L"kuv02.log"), L"\r\n"}));
+  EXPECT_TRUE(stream.narrow.empty());
+}
+
+TEST_F(LogRotation, TellsTheLogNothing) {
+  PutLive();
+  Put(L"kuv01.log", "one");
+  const KuvTest::LogCapture log;
+  Rotate(2);
+  EXPECT_TRUE(log.RawLines().empty());
+  EXPECT_TRUE(log.NarrowTexts().empty());
+}
+
+TEST_F(LogRotation, TellsNothingOfTheMoveOfTheLiveFile) {
+  PutLive();
+  Rotate(3);
+  EXPECT_EQ(folder.Names(), (Names{L"kuv01.log"}));
+  EXPECT_TRUE(stream.wide.empty());
+}
+
+TEST_F(LogRotation, MovesOnlyTheLiveFileWithACountOfOne) {
+  PutLive();
+  Put(L"kuv01.log", "one");
+  Put(L"kuv02.log", "two");
+  Rotate(1);
+  EXPECT_EQ(folder.Names(), (Names{L"kuv01.log", L"kuv02.log"}));
+  EXPECT_EQ(Get(L"kuv01.log"), std::string(2048, 'x'));
+  EXPECT_EQ(Get(L"kuv02.log"), "two");
+  EXPECT_EQ(stream.wide, (Names{L"Deleting logfile ", folder.Path(L"kuv01.log"), L"\r\n"}));
+}
+
+TEST_F(LogRotation, LeavesAFileBelowTheLimit) {
+  for (const std::size_t size : {0u, 1u, 2047u}) {
+    Put(L"kuv.log", std::string(size, 'x'));
+    Rotate(3);
+    EXPECT_EQ(folder.Names(), (Names{L"kuv.log"})) << size;
+  }
+}
+
+TEST_F(LogRotation, RotatesAFileAtOrAboveTheLimit) {
+  for (const std::size_t size : {2048u, 2049u, 100000u}) {
+    Put(L"kuv.log", std::string(size, 'x'));
+    Rotate(1);
+    EXPECT_EQ(folder.Names(), (Names{L"kuv01.log"})) << size;
+    EXPECT_EQ(Get(L"kuv01.log").size(), size);
+  }
+}
+
+TEST_F(LogRotation, TouchesNothingIfTheLiveFileIsMissing) {
+  Put(L"kuv01.log", "one");
+  Put(L"kuv02.log", "two");
+  Rotate(2);
+  EXPECT_EQ(folder.Names(), (Names{L"kuv01.log", L"kuv02.log"}));
+  EXPECT_EQ(Get(L"kuv02.log"), "two");
+}
+
+TEST_F(LogRotation, MovesAGapUp) {
+  PutLive();
+  Put(L"kuv02.log", "two");
+  Put(L"kuv04.log", "four");
+  Rotate(5);
+  EXPECT_EQ(folder.Names(), (Names{L"kuv01.log", L"kuv03.log", L"kuv05.log"}));
+  EXPECT_EQ(Get(L"kuv03.log"), "two");
+  EXPECT_EQ(Get(L"kuv05.log"), "four");
+  EXPECT_EQ(stream.wide, (Names{L"Rotating logfile ", folder.Path(L"kuv04.log"), L" -> ",
+                                folder.Path(L"kuv05.log"), L"\r\n", L"Rotating logfile ",
+                                folder.Path(L"kuv02.log"), L" -> ", folder.Path(L"kuv03.log"), L"\r\n"}));
+}
+
+TEST_F(LogRotation, NeverTouchesAFileAboveTheCount) {
+  PutLive();
+  Put(L"kuv01.log", "one");
+  Put(L"kuv03.log", "three");
+  Rotate(2);
+  EXPECT_EQ(folder.Names(), (Names{L"kuv01.log", L"kuv02.log", L"kuv03.log"}));
+  EXPECT_EQ(Get(L"kuv03.log"), "three");
+}
+
+TEST_F(LogRotation, LosesNoFileIfTheOldestCannotBeDeleted) {
+  PutLive();
+  Put(L"kuv01.log", "one");
+  Put(L"kuv02.log", "two");
+  ASSERT_NE(::SetFileAttributesW(folder.Path(L"kuv02.log").c_str(), FILE_ATTRIBUTE_READONLY), FALSE);
+  Rotate(2);
+  EXPECT_EQ(folder.Names(), (Names{L"kuv.log", L"kuv01.log", L"kuv02.log"}));
+  EXPECT_EQ(Get(L"kuv.log").size(), 2048u);
+  EXPECT_EQ(Get(L"kuv01.log"), "one");
+  EXPECT_EQ(Get(L"kuv02.log"), "two");
+  EXPECT_TRUE(stream.wide.empty());
+}
+
+TEST_F(LogRotation, LosesNoFileIfAFolderIsInTheWay) {
+  PutLive();
+  Put(L"kuv01.log", "one");
+  ASSERT_NE(::CreateDirectoryW(folder.Path(L"kuv02.log").c_str(), nullptr), FALSE);
+  Rotate(2);
+  EXPECT_EQ(folder.Names(), (Names{L"kuv.log", L"kuv01.log", L"kuv02.log"}));
+  EXPECT_EQ(Get(L"kuv.log").size(), 2048u);
+  EXPECT_EQ(Get(L"kuv01.log"), "one");
+  EXPECT_TRUE(stream.wide.empty());
+}
+
+TEST_F(LogRotation, MovesAFolderLikeAFile) {
+  PutLive();
+  ASSERT_NE(::CreateDirectoryW(folder.Path(L"kuv01.log").c_str(), nullptr), FALSE);
+  Rotate(2);
+  EXPECT_EQ(folder.Names(), (Names{L"kuv01.log", L"kuv02.log"}));
+  EXPECT_EQ(Get(L"kuv01.log").size(), 2048u);
+}
+
+TEST_F(LogRotation, LeavesALiveFileThatCannotBeMoved) {
+  PutLive();
+  const Kuv::UniqueFile held{::CreateFileW(folder.Path(L"kuv.log").c_str(), GENERIC_READ, FILE_SHARE_READ,
+                                           nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr)};
+  ASSERT_TRUE(held);
+  Rotate(2);
+  EXPECT_EQ(folder.Names(), (Names{L"kuv.log"}));
+}
+
+TEST_F(LogRotation, NumbersAPathWithoutADotAtItsEnd) {
+  RecordedFileCalls files;
+  files.size = 2048;
+  RotateLogFile(L"C:\\folder\\log", 2, 1);
+  EXPECT_EQ(files.calls, (Names{L"delete C:\\folder\\log01", L"C:\\folder\\log -> C:\\folder\\log01 8"}));
+}
+
+TEST_F(LogRotation, SplitsAtTheLastOfSeveralDots) {
+  PutLive(L"app.1.log");
+  Rotate(1, L"app.1.log");
+  EXPECT_EQ(folder.Names(), (Names{L"app.101.log"}));
+}
+
+TEST_F(LogRotation, SplitsAtTheDotOfAFolder) {
+  const std::wstring dotted = folder.Path(L"a.b");
+  ASSERT_NE(::CreateDirectoryW(dotted.c_str(), nullptr), FALSE);
+  PutLive(L"a.b\\log");
+  RecordedFileCalls files;
+  files.size = 2048;
+  Rotate(1, L"a.b\\log");
+  EXPECT_EQ(files.calls, (Names{L"delete " + folder.Path(L"a01.b\\log"),
+                                folder.Path(L"a.b\\log") + L" -> " + folder.Path(L"a01.b\\log") + L" 8"}));
+}
+
+TEST_F(LogRotation, LeavesALiveFileWhoseNumberedNameLiesInNoFolder) {
+  ASSERT_NE(::CreateDirectoryW(folder.Path(L"a.b").c_str(), nullptr), FALSE);
+  PutLive(L"a.b\\log");
+  Rotate(2, L"a.b\\log");
+  EXPECT_EQ(folder.Names(), (Names{L"a.b"}));
+  EXPECT_EQ(Get(L"a.b\\log").size(), 2048u);
+}
+
+TEST_F(LogRotation, TakesADotAtEitherEndOfThePath) {
+  RecordedFileCalls files;
+  files.size = 2048;
+  RotateLogFile(L"log.", 2, 1);
+  RotateLogFile(L".log", 2, 1);
+  EXPECT_EQ(files.calls,
+            (Names{L"delete log01.", L"log. -> log01. 8", L"delete 01.log", L".log -> 01.log 8"}));
+}
+
+TEST_F(LogRotation, CallsThePlatformInItsOrderWithWriteThroughMoves) {
+  RecordedFileCalls files;
+  files.size = 2048;
+  RotateLogFile(L"C:\\kuv.log", 2, 3);
+  EXPECT_EQ(files.calls, (Names{L"delete C:\\kuv03.log", L"C:\\kuv02.log -> C:\\kuv03.log 8",
+                                L"C:\\kuv01.log -> C:\\kuv02.log 8", L"C:\\kuv.log -> C:\\kuv01.log 8"}));
+}
+
+TEST_F(LogRotation, NumbersHaveTwoDigitsOrMore) {
+  RecordedFileCalls files;
+  files.size = 2048;
+  RotateLogFile(L"kuv.log", 2, 100);
+  ASSERT_EQ(files.calls.size(), 101u);
+  EXPECT_EQ(files.calls[0], L"delete kuv100.log");
+  EXPECT_EQ(files.calls[1], L"kuv99.log -> kuv100.log 8");
+  EXPECT_EQ(files.calls[91], L"kuv09.log -> kuv10.log 8");
+  EXPECT_EQ(files.calls[100], L"kuv.log -> kuv01.log 8");
+}
+
+TEST_F(LogRotation, CountsTheHighHalfOfTheSize) {
+  RecordedFileCalls files;
+  files.size = 0x1'0000'0000;
+  RotateLogFile(L"kuv.log", 4194304, 1);
+  EXPECT_EQ(files.calls.size(), 2u);
+  files.calls.clear();
+  files.size = 0xFFFF'FFFF;
+  RotateLogFile(L"kuv.log", 4194304, 1);
+  EXPECT_TRUE(files.calls.empty());
+  files.size = 0x1'0000'0001;
+  RotateLogFile(L"kuv.log", 4194304, 1);
+  EXPECT_EQ(files.calls.size(), 2u);
+}
+
+TEST_F(LogRotation, TakesAFileThatCannotBeReadAsEmpty) {
+  RecordedFileCalls files;
+  files.size = 1 << 30;
+  files.HideTheFile();
+  RotateLogFile(L"kuv.log", 2, 1);
+  EXPECT_TRUE(files.calls.empty());
+}
+
+TEST_F(LogRotation, DoesNothingForAnEmptyPath) {
+  KUV_IMPORT_HOOK(attributes, GetFileAttributesExW);
+  RotateLogFile(L"", 1, 1);
+  EXPECT_EQ(attributes.CallCount(), 0u);
+}
+
+}  // namespace

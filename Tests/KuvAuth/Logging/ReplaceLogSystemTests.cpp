@@ -1,0 +1,120 @@
+#include <initializer_list>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "KuvAuth/Logging/LogStartup.h"
+#include "Support/ImportHook.h"
+
+namespace {
+
+using Events = std::vector<std::string>;
+
+// Tells what it sees of the main log.
+class ObservingHandler : public Kuv::ILogHandler {
+ public:
+  ObservingHandler(Events& events, std::string name) : events_(events), name_(std::move(name)) {}
+  virtual ~ObservingHandler() { Tell("destroyed"); }
+  void LogWrite(LogLevel, const wchar_t*) override {}
+  void LogWrite(LogLevel, const char*) override {}
+  void Flush() override { Tell("flush"); }
+
+  const Kuv::LogSystem* watched = nullptr;
+
+ private:
+  void Tell(const char* event) {
+    const char* const place = g_logSystem.get() == watched ? ", in place" : ", replaced";
+    events_.push_back(name_ + " " + event + place);
+  }
+
+  Events& events_;
+  std::string name_;
+};
+
+std::shared_ptr<Kuv::LogSystem> ObservedSystem(Events& events, std::initializer_list<const char*> names) {
+  auto system = std::make_shared<Kuv::LogSystem>();
+  for (const char* const name : names) {
+    auto handler = std::make_shared<ObservingHandler>(events, name);
+    handler->watched = system.get();
+    system->AddHandler(handler);
+  }
+  return system;
+}
+
+TEST(ReplaceLogSystem, FlushesTheOldSystemAndDestroysItWhenTheNewOneIsInPlace) {
+  Events events;
+  const auto fresh = std::make_shared<Kuv::LogSystem>();
+  g_logSystem = ObservedSystem(events, {"a", "b"});
+  ReplaceLogSystem(fresh);
+  EXPECT_EQ(g_logSystem, fresh);
+  EXPECT_EQ(fresh.use_count(), 2);
+  EXPECT_EQ(events, (Events{"a flush, in place", "b flush, in place", "a destroyed, replaced",
+                            "b destroyed, replaced"}));
+  g_logSystem.reset();
+}
+
+TEST(ReplaceLogSystem, LeavesAnOldSystemAliveThatHasAnotherOwner) {
+  Events events;
+  auto old = ObservedSystem(events, {"a"});
+  g_logSystem = old;
+  ReplaceLogSystem(nullptr);
+  EXPECT_EQ(g_logSystem, nullptr);
+  EXPECT_EQ(events, (Events{"a flush, in place"}));
+  EXPECT_EQ(old.use_count(), 1);
+}
+
+TEST(ReplaceLogSystem, FlushesInsideTheOldSystemsLock) {
+  Events events;
+  g_logSystem = ObservedSystem(events, {"a"});
+  KUV_IMPORT_HOOK(enter, EnterCriticalSection);
+  KUV_IMPORT_HOOK(leave, LeaveCriticalSection);
+  enter.Answer([&](CRITICAL_SECTION* section) {
+    enter.Original(section);
+    events.push_back("enter");
+  });
+  leave.Answer([&](CRITICAL_SECTION* section) {
+    events.push_back("leave");
+    leave.Original(section);
+  });
+  ReplaceLogSystem(nullptr);
+  EXPECT_EQ(events,
+            (Events{"enter", "a flush, in place", "leave", "enter", "a destroyed, replaced", "leave"}));
+}
+
+TEST(ReplaceLogSystem, FlushesNothingOfTheNewSystem) {
+  Events events;
+  const auto fresh = ObservedSystem(events, {"a"});
+  ReplaceLogSystem(fresh);
+  EXPECT_EQ(events, Events{});
+  g_logSystem.reset();
+}
+
+TEST(ReplaceLogSystem, KeepsTheSystemThatReplacesItself) {
+  Events events;
+  g_logSystem = ObservedSystem(events, {"a"});
+  Kuv::LogSystem* const system = g_logSystem.get();
+  ReplaceLogSystem(GetLogSystem());
+  EXPECT_EQ(g_logSystem.get(), system);
+  EXPECT_EQ(events, (Events{"a flush, in place"}));
+  g_logSystem.reset();
+}
+
+TEST(StopLogging, FlushesAndDestroysTheMainLog) {
+  Events events;
+  g_logSystem = ObservedSystem(events, {"a"});
+  StopLogging();
+  EXPECT_EQ(g_logSystem, nullptr);
+  EXPECT_EQ(events, (Events{"a flush, in place", "a destroyed, replaced"}));
+}
+
+TEST(StopLogging, DoesNothingWithoutALog) {
+  KUV_IMPORT_HOOK(flush, FlushFileBuffers);
+  StopLogging();
+  EXPECT_EQ(g_logSystem, nullptr);
+  EXPECT_EQ(flush.CallCount(), 0u);
+}
+
+}  // namespace

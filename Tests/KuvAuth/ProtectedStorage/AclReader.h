@@ -1,0 +1,84 @@
+#pragma once
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <windows.h>
+#include <sddl.h>
+
+#include "KuvAuth/Support/Text.h"
+#include "KuvAuth/Support/UniqueResource.h"
+
+namespace KuvTest {
+
+/// One entry of an access list, with its account in the text form of a SID.
+struct AclEntry {
+  std::string sid;
+  DWORD mask;
+  DWORD flags;
+  DWORD type;
+
+  bool operator==(const AclEntry&) const = default;
+};
+using AclEntries = std::vector<AclEntry>;
+
+inline void PrintTo(const AclEntry& entry, std::ostream* out) {
+  *out << entry.sid << " mask 0x" << std::hex << entry.mask << " flags 0x" << entry.flags << " type "
+       << std::dec << entry.type;
+}
+
+inline std::string SidText(PSID sid) {
+  Kuv::UniqueLocalMemory<wchar_t> text;
+  return ::ConvertSidToStringSidW(sid, text.Put()) == FALSE ? "no SID" : WideToUtf8(text.Get());
+}
+
+/// Takes a list apart; every entry is taken for one of the allowing or denying kind.
+inline AclEntries ReadAcl(ACL* acl) {
+  AclEntries entries;
+  for (DWORD index = 0; acl != nullptr && index < acl->AceCount; ++index) {
+    void* pointer = nullptr;
+    if (::GetAce(acl, index, &pointer) == FALSE) break;
+    auto* const entry = static_cast<ACCESS_ALLOWED_ACE*>(pointer);
+    entries.push_back(
+        {SidText(&entry->SidStart), entry->Mask, entry->Header.AceFlags, entry->Header.AceType});
+  }
+  return entries;
+}
+
+/// The list that the folder and the keys get, entry by entry: the creator for what lies below it, the
+/// local system, the administrators.
+inline AclEntries AdminOnlyEntries() {
+  return {
+      {"S-1-3-0", 0x000F003F, 0xA, 0}, {"S-1-5-18", 0x100F003F, 3, 0}, {"S-1-5-32-544", 0x100F003F, 3, 0}};
+}
+
+/// Checks every part of the administrators-only descriptor: its list, present and protected, and
+/// nothing else.
+inline void ExpectAdminOnly(SECURITY_DESCRIPTOR* descriptor) {
+  ASSERT_NE(descriptor, nullptr);
+  BOOL present = FALSE;
+  BOOL defaulted = TRUE;
+  ACL* acl = nullptr;
+  ASSERT_NE(::GetSecurityDescriptorDacl(descriptor, &present, &acl, &defaulted), FALSE);
+  EXPECT_EQ(present, TRUE);
+  EXPECT_EQ(defaulted, FALSE);
+  EXPECT_EQ(ReadAcl(acl), AdminOnlyEntries());
+
+  SECURITY_DESCRIPTOR_CONTROL control = 0;
+  DWORD revision = 0;
+  ASSERT_NE(::GetSecurityDescriptorControl(descriptor, &control, &revision), FALSE);
+  EXPECT_EQ(control, 0x1004);  // the list is present and protected
+  EXPECT_EQ(revision, 1u);
+
+  PSID sid = nullptr;
+  EXPECT_NE(::GetSecurityDescriptorOwner(descriptor, &sid, &defaulted), FALSE);
+  EXPECT_EQ(sid, nullptr);
+  EXPECT_NE(::GetSecurityDescriptorGroup(descriptor, &sid, &defaulted), FALSE);
+  EXPECT_EQ(sid, nullptr);
+  EXPECT_NE(::GetSecurityDescriptorSacl(descriptor, &present, &acl, &defaulted), FALSE);
+  EXPECT_EQ(present, FALSE);
+}
+
+}  // namespace KuvTest

@@ -1,0 +1,186 @@
+#include <stdexcept>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include "AclReader.h"
+#include "KuvAuth/ProtectedStorage/ProtectedStorage.h"
+#include "SecurityCalls.h"
+#include "Support/ImportHook.h"
+#include "Support/LogCapture.h"
+#include "Support/RegistrySandbox.h"
+
+namespace {
+
+using KuvTest::AdminOnlyEntries;
+using KuvTest::ExpectAdminOnly;
+using KuvTest::LogCapture;
+using KuvTest::LogLines;
+using KuvTest::RegistrySandbox;
+using KuvTest::SecurityCalls;
+
+using Events = std::vector<std::string>;
+
+constexpr char kLocal[] = "Software\\Kuvant\\KuvCredProv";
+constexpr char kPolicy[] = "Software\\Policies\\Kuvant\\KuvCredProv";
+
+// The calls that protect a key, in their order. A key is told by the path with which it was opened.
+class ProtectedKeys : public ::testing::Test {
+ protected:
+  ProtectedKeys() {
+    open.Answer([this](HKEY root, const char* path, DWORD options, REGSAM access, HKEY* key) -> LSTATUS {
+      events.push_back(std::string{"open "} + path);
+      EXPECT_EQ(root, HKEY_LOCAL_MACHINE);
+      EXPECT_EQ(options, 0u);
+      EXPECT_EQ(access, 0xF003Fu);
+      if (openStatus != ERROR_SUCCESS) return openStatus;
+      const LSTATUS status = open.Original(root, path, options, access, key);
+      if (status == ERROR_SUCCESS) keys.emplace_back(*key, path);
+      return status;
+    });
+    protect.Answer([this](HKEY key, SECURITY_INFORMATION information, void* descriptor) -> LSTATUS {
+      events.push_back("protect " + Path(key));
+      EXPECT_EQ(information, 4u);
+      ExpectAdminOnly(static_cast<SECURITY_DESCRIPTOR*>(descriptor));
+      if (Path(key) == protectFailing) return ERROR_ACCESS_DENIED;
+      return protect.Original(key, information, descriptor);
+    });
+    close.Answer([this](HKEY key) {
+      if (!Path(key).empty()) {
+        events.push_back("close " + Path(key));
+        std::erase_if(keys, [key](const auto& entry) { return entry.first == key; });
+      }
+      return close.Original(key);
+    });
+  }
+
+  std::string Path(HKEY key) const {
+    for (const auto& [opened, path] : keys) {
+      if (opened == key) return path;
+    }
+    return {};
+  }
+
+  static Events Protected(const std::string& path) {
+    return {"open " + path, "protect " + path, "close " + path};
+  }
+
+  RegistrySandbox registry;
+  LogCapture log;
+  LSTATUS openStatus = ERROR_SUCCESS;
+  std::string protectFailing;
+  Events events;
+  std::vector<std::pair<HKEY, std::string>> keys;
+  KuvTest::ImportHook<decltype(&::RegOpenKeyExA)> open{"RegOpenKeyExA"};
+  KuvTest::ImportHook<decltype(&::RegSetKeySecurity)> protect{"RegSetKeySecurity"};
+  KuvTest::ImportHook<decltype(&::RegCloseKey)> close{"RegCloseKey"};
+};
+
+Events operator+(Events events, const Events& more) {
+  events.insert(events.end(), more.begin(), more.end());
+  return events;
+}
+
+TEST_F(ProtectedKeys, AreBothProtectedInSilence) {
+  registry.Local().Create();
+  registry.Policy().Create();
+  EXPECT_TRUE(ProtectSettingsKeys());
+  EXPECT_EQ(events, Protected(kLocal) + Protected(kPolicy));
+  EXPECT_EQ(log.Lines(), LogLines{});
+}
+
+TEST_F(ProtectedKeys, CarryTheListAfterwards) {
+  registry.Local().Create();
+  registry.Policy().Create();
+  ASSERT_TRUE(ProtectSettingsKeys());
+  for (const char* const path : {kLocal, kPolicy}) {
+    SCOPED_TRACE(path);
+    Kuv::UniqueRegistryKey key;
+    ASSERT_EQ(open.Original(HKEY_LOCAL_MACHINE, path, 0, READ_CONTROL, key.Put()), ERROR_SUCCESS);
+    alignas(SECURITY_DESCRIPTOR) BYTE storage[1024];
+    DWORD size = sizeof(storage);
+    ASSERT_EQ(::RegGetKeySecurity(key.Get(), DACL_SECURITY_INFORMATION, storage, &size), ERROR_SUCCESS);
+    BOOL present = FALSE;
+    BOOL defaulted = FALSE;
+    ACL* acl = nullptr;
+    ASSERT_NE(::GetSecurityDescriptorDacl(storage, &present, &acl, &defaulted), FALSE);
+    EXPECT_EQ(KuvTest::ReadAcl(acl), AdminOnlyEntries());
+  }
+}
+
+TEST_F(ProtectedKeys, MissThePolicyKeyInSilence) {
+  registry.Local().Create();
+  EXPECT_FALSE(ProtectSettingsKeys());
+  EXPECT_EQ(events, Protected(kLocal) + Events{std::string{"open "} + kPolicy});
+  EXPECT_EQ(log.Lines(), LogLines{});
+}
+
+TEST_F(ProtectedKeys, MissTheLocalKeyWithALineAndGoOn) {
+  registry.Policy().Create();
+  EXPECT_FALSE(ProtectSettingsKeys());
+  EXPECT_EQ(events, Events{std::string{"open "} + kLocal} + Protected(kPolicy));
+  EXPECT_EQ(log.Lines(),
+            (LogLines{{LogLevel::Info, "RegOpenKeyEx Error 2 for key Software\\Kuvant\\KuvCredProv"}}));
+}
+
+TEST_F(ProtectedKeys, TellTheCodeOfTheLocalKeyOnly) {
+  openStatus = ERROR_ACCESS_DENIED;
+  EXPECT_FALSE(ProtectSettingsKeys());
+  EXPECT_EQ(events, (Events{std::string{"open "} + kLocal, std::string{"open "} + kPolicy}));
+  EXPECT_EQ(log.Lines(),
+            (LogLines{{LogLevel::Info, "RegOpenKeyEx Error 5 for key Software\\Kuvant\\KuvCredProv"}}));
+}
+
+TEST_F(ProtectedKeys, TellIfTheLocalKeyCannotBeProtectedAndGoOn) {
+  registry.Local().Create();
+  registry.Policy().Create();
+  protectFailing = kLocal;
+  EXPECT_FALSE(ProtectSettingsKeys());
+  EXPECT_EQ(events, Protected(kLocal) + Protected(kPolicy));
+  EXPECT_EQ(log.Lines(),
+            (LogLines{{LogLevel::Info, "RegSetKeySecurity Error 5 for key Software\\Kuvant\\KuvCredProv"}}));
+}
+
+TEST_F(ProtectedKeys, TellIfThePolicyKeyCannotBeProtected) {
+  registry.Local().Create();
+  registry.Policy().Create();
+  protectFailing = kPolicy;
+  EXPECT_FALSE(ProtectSettingsKeys());
+  EXPECT_EQ(events, Protected(kLocal) + Protected(kPolicy));
+  EXPECT_EQ(log.Lines(),
+            (LogLines{{LogLevel::Info,
+                       "RegSetKeySecurity Error 5 for key Software\\Policies\\Kuvant\\KuvCredProv"}}));
+}
+
+TEST_F(ProtectedKeys, AreNotOpenedWithoutADescriptor) {
+  registry.Local().Create();
+  SecurityCalls platform;
+  platform.Fail(5);
+  EXPECT_FALSE(ProtectSettingsKeys());
+  EXPECT_EQ(events, Events{});
+  EXPECT_EQ(
+      log.Lines(),
+      (LogLines{{LogLevel::Warning, "CSecurityDescriptor::GetAdminOnlyDescriptor SetEntriesInAcl Error 1314"},
+                {LogLevel::Warning,
+                 "Unable to create security descriptor: Failed to create security descriptor"}}));
+}
+
+TEST_F(ProtectedKeys, LetAnyOtherExceptionThrough) {
+  KUV_IMPORT_HOOK(isValid, IsValidSecurityDescriptor);
+  isValid.Answer([](void*) -> BOOL { throw std::runtime_error{"trouble"}; });
+  EXPECT_THROW(ProtectSettingsKeys(), std::runtime_error);
+  EXPECT_EQ(events, Events{});
+  EXPECT_EQ(log.Lines(), LogLines{});
+}
+
+TEST_F(ProtectedKeys, ReleaseTheDescriptor) {
+  registry.Local().Create();
+  SecurityCalls platform;
+  ProtectSettingsKeys();
+  EXPECT_EQ(platform.releases, (Events{"FreeSid 1", "LocalFree 2", "FreeSid 3", "LocalFree 4"}));
+}
+
+}  // namespace

@@ -1,0 +1,53 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "KuvAuth/Support/Text.h"
+
+namespace {
+
+TEST(FormatToString, FormatsInTheMannerOfPrintf) {
+  EXPECT_EQ(FormatToString("%s=%d 0x%08X %c%%", "value", -7, 0xBEEFu, 'z'), "value=-7 0x0000BEEF z%");
+  EXPECT_EQ(FormatToString(L"%s=%d 0x%08X %c%%", L"value", -7, 0xBEEFu, L'z'), L"value=-7 0x0000BEEF z%");
+}
+
+TEST(FormatToString, TakesTextOfTheFormatsOwnWidthForSmallS) {
+  EXPECT_EQ(FormatToString("<%s>", "narrow"), "<narrow>");
+  EXPECT_EQ(FormatToString(L"<%s>", L"wide"), L"<wide>");
+}
+
+TEST(FormatToString, TakesNarrowTextForLargeSInAWideFormat) {
+  EXPECT_EQ(FormatToString(L"<%S>", "narrow"), L"<narrow>");
+}
+
+TEST(FormatToString, PrintsNumbersOf64Bits) {
+  EXPECT_EQ(FormatToString("%llu", 18446744073709551615ull), "18446744073709551615");
+  EXPECT_EQ(FormatToString(L"%llu", 18446744073709551615ull), L"18446744073709551615");
+}
+
+TEST(FormatToString, TakesAFormatWithoutArguments) {
+  EXPECT_EQ(FormatToString("plain"), "plain");
+  EXPECT_EQ(FormatToString(L"plain"), L"plain");
+}
+
+TEST(FormatToString, GivesAnEmptyStringForAnEmptyResult) {
+  EXPECT_EQ(FormatToString("%s", ""), "");
+  EXPECT_EQ(FormatToString(L"%s", L""), L"");
+}
+
+TEST(FormatToString, GivesAnEmptyStringForANullFormat) {
+  EXPECT_EQ(FormatToString(static_cast<const char*>(nullptr)), "");
+  EXPECT_EQ(FormatToString(static_cast<const wchar_t*>(nullptr)), L"");
+}
+
+TEST(FormatToString, HasNoFixedLimit) {
+  for (const std::size_t length : {1u, 15u, 16u, 255u, 256u, 1023u, 1024u, 2047u, 2048u, 4096u, 100'000u}) {
+    SCOPED_TRACE(length);
+    const std::string narrow(length, 'n');
+    const std::wstring wide(length, L'w');
+    EXPECT_EQ(FormatToString("[%s]", narrow.c_str()), "[" + narrow + "]");
+    EXPECT_EQ(FormatToString(L"[%s]", wide.c_str()), L"[" + wide + L"]");
+  }
+}
+
+}  // namespace

@@ -1,0 +1,207 @@
+#include <latch>
+#include <thread>
+#include <type_traits>
+#include <vector>
+
+#include "KuvCredFilter/ComFixture.h"
+#include "KuvCredFilter/KuvCredFilter.h"
+
+namespace {
+
+using namespace KuvTest;
+using enum LogLevel;
+
+class FilterObject : public ComFixture {
+ protected:
+  FilterObject() {
+    void* object = nullptr;
+    if (CKuvCredFilter_CreateInstance(Guid(kICredentialProviderFilter), &object) != S_OK) {
+      throw std::runtime_error{"no filter"};
+    }
+    filter = static_cast<ICredentialProviderFilter*>(object);
+    log.Clear();
+  }
+  ~FilterObject() override { EXPECT_EQ(filter->Release(), 0u); }
+
+  ICredentialProviderFilter* filter = nullptr;
+};
+
+TEST_F(FilterObject, IsCreatedWithTheClientsReferenceOnly) {
+  EXPECT_EQ(References(filter), 1u);
+  EXPECT_EQ(g_moduleCount.load(), 1);
+}
+
+TEST_F(FilterObject, TellsItsLife) {
+  void* object = nullptr;
+  ASSERT_EQ(CKuvCredFilter_CreateInstance(Guid(kIUnknown), &object), S_OK);
+  const std::string address = Address(object);
+  EXPECT_EQ(static_cast<IUnknown*>(object)->Release(), 0u);
+  EXPECT_EQ(log.Lines(),
+            (LogLines{{Trace, "Entering CKuvCredFilter_CreateInstance"},
+                      {Trace, "CKuvCredFilter::CKuvCredFilter object " + address + " created"},
+                      {Trace, "Filter DllAddRef (count 2)"},
+                      {Trace, "Exiting CKuvCredFilter_CreateInstance {hr: 0x00000000}"},
+                      {Trace, "CKuvCredFilter::~CKuvCredFilter object " + address + " destroyed"},
+                      {Trace, "Filter DllRelease (count 1)"}}));
+}
+
+TEST_F(FilterObject, StartsWithOneReferenceOfItsCreator) {
+  auto* const object = new CKuvCredFilter;
+  EXPECT_EQ(References(object), 1u);
+  void* queried = nullptr;
+  EXPECT_EQ(object->QueryInterface(Guid(kIUnknown), &queried), S_OK);
+  EXPECT_EQ(References(object), 2u);
+  EXPECT_EQ(object->Release(), 1u);
+  EXPECT_EQ(g_moduleCount.load(), 2);
+  EXPECT_EQ(static_cast<IUnknown*>(queried)->Release(), 0u);
+  EXPECT_EQ(g_moduleCount.load(), 1);
+}
+
+TEST_F(FilterObject, CountsItsReferencesSilently) {
+  EXPECT_EQ(filter->AddRef(), 2u);
+  EXPECT_EQ(filter->AddRef(), 3u);
+  EXPECT_EQ(filter->Release(), 2u);
+  EXPECT_EQ(filter->Release(), 1u);
+  EXPECT_EQ(g_moduleCount.load(), 1);
+  EXPECT_EQ(log.Lines(), LogLines{});
+}
+
+TEST_F(FilterObject, IsAnUnknownAndAFilterAtOneAddress) {
+  for (const char* const interfaceId : {kIUnknown, kICredentialProviderFilter}) {
+    SCOPED_TRACE(interfaceId);
+    void* object = nullptr;
+    EXPECT_EQ(filter->QueryInterface(Guid(interfaceId), &object), S_OK);
+    EXPECT_EQ(object, filter);
+    EXPECT_EQ(filter->Release(), 1u);
+  }
+  EXPECT_EQ(log.Lines(), LogLines{});
+}
+
+TEST_F(FilterObject, IsNothingElse) {
+  for (const char* const interfaceId :
+       {kIClassFactory, kFilterClass, "{00000000-0000-0000-0000-000000000000}"}) {
+    SCOPED_TRACE(interfaceId);
+    void* object = kUntouched;
+    EXPECT_EQ(static_cast<unsigned>(filter->QueryInterface(Guid(interfaceId), &object)), 0x80004002u);
+    EXPECT_EQ(object, nullptr);
+    EXPECT_EQ(References(filter), 1u);
+  }
+  EXPECT_EQ(log.Lines(), LogLines{});
+}
+
+TEST_F(FilterObject, RefusesANullOutPointer) {
+  for (const char* const interfaceId : {kIUnknown, kICredentialProviderFilter, kIClassFactory}) {
+    EXPECT_EQ(static_cast<unsigned>(filter->QueryInterface(Guid(interfaceId), nullptr)), 0x80070057u);
+  }
+  EXPECT_EQ(References(filter), 1u);
+  EXPECT_EQ(log.Lines(), LogLines{});
+}
+
+TEST_F(FilterObject, IsCreatedWithoutLookingAtTheSettings) {
+  registry.Local().SetText(L"Host", L"host.example");
+  registry.Local().SetText(L"IKey", L"ikey");
+  registry.Local().SetText(L"SKey", L"skey");
+  void* object = nullptr;
+  ASSERT_EQ(CKuvCredFilter_CreateInstance(Guid(kIUnknown), &object), S_OK);
+  EXPECT_FALSE(GetConfiguration()->IsConfigured());
+  static_cast<IUnknown*>(object)->Release();
+}
+
+TEST_F(FilterObject, HoldsNoState) {
+  EXPECT_LE(sizeof(CKuvCredFilter), 2 * sizeof(void*));
+}
+
+TEST_F(FilterObject, IsDestroyedThroughItsVirtualDestructor) {
+  struct Derived final : CKuvCredFilter {
+    explicit Derived(bool& flag) : destroyed(flag) {}
+    ~Derived() override { destroyed = true; }
+    bool& destroyed;
+  };
+  bool destroyed = false;
+  EXPECT_EQ((new Derived{destroyed})->Release(), 0u);
+  EXPECT_TRUE(destroyed);
+}
+
+// The operations as a client in C finds them.
+struct FilterTable {
+  HRESULT(STDMETHODCALLTYPE* QueryInterface)(void* self, const GUID* interfaceId, void** object);
+  ULONG(STDMETHODCALLTYPE* AddRef)(void* self);
+  ULONG(STDMETHODCALLTYPE* Release)(void* self);
+  HRESULT(STDMETHODCALLTYPE* Filter)
+  (void* self, std::int32_t scenario, DWORD flags, GUID* providers, BOOL* allow, DWORD count);
+  HRESULT(STDMETHODCALLTYPE* UpdateRemoteCredential)(void* self, const void* in, void* out);
+};
+
+TEST_F(FilterObject, LaysOutItsOperationsInTheOrderOfItsInterface) {
+  void* const object = filter;
+  const FilterTable& table = **static_cast<const FilterTable* const*>(object);
+  EXPECT_EQ(table.AddRef(object), 2u);
+  EXPECT_EQ(table.Release(object), 1u);
+  const GUID interfaceId = Guid(kIUnknown);
+  void* other = nullptr;
+  EXPECT_EQ(table.QueryInterface(object, &interfaceId, &other), S_OK);
+  EXPECT_EQ(other, object);
+  EXPECT_EQ(table.Release(other), 1u);
+  GUID provider = Guid(kKuv);
+  BOOL allow = 7;
+  EXPECT_EQ(table.Filter(object, 5, 0x100, &provider, &allow, 1), S_OK);
+  EXPECT_EQ(allow, 0);
+  EXPECT_EQ(static_cast<unsigned>(table.UpdateRemoteCredential(object, nullptr, nullptr)), 0x80004001u);
+}
+
+// The platform's record, field by field.
+TEST(CredentialSerialization, HasThePlatformsLayout) {
+  using Credential = CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION;
+  static_assert(offsetof(Credential, ulAuthenticationPackage) == 0);
+  static_assert(offsetof(Credential, clsidCredentialProvider) == 4);
+  static_assert(offsetof(Credential, cbSerialization) == 20);
+  static_assert(offsetof(Credential, rgbSerialization) == 24);
+  EXPECT_EQ(sizeof(Credential), 24 + sizeof(void*));
+  EXPECT_EQ(sizeof(CREDENTIAL_PROVIDER_USAGE_SCENARIO), 4u);
+}
+
+constexpr int kThreads = 4;
+constexpr int kRounds = 500000;
+
+// The threads set out together, so that they do meet.
+template <typename Work>
+void OnAllThreads(Work work) {
+  std::latch start{kThreads};
+  std::vector<std::thread> threads;
+  for (int i = 0; i < kThreads; ++i) {
+    threads.emplace_back([&start, work] {
+      start.arrive_and_wait();
+      for (int round = 0; round < kRounds; ++round) work();
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+}
+
+TEST_F(FilterObject, ReferencesAreCountedFromAnyThread) {
+  OnAllThreads([object = filter] {
+    object->AddRef();
+    object->Release();
+  });
+  EXPECT_EQ(References(filter), 1u);
+}
+
+TEST_F(FilterObject, TheModuleIsCountedFromAnyThread) {
+  log.System().minLevel = LogLevelPlain;
+  OnAllThreads([] { DllAddRef(); });
+  EXPECT_EQ(g_moduleCount.load(), 1 + kThreads * kRounds);
+  OnAllThreads([] { DllRelease(); });
+  EXPECT_EQ(g_moduleCount.load(), 1);
+}
+
+TEST_F(FilterObject, TheModuleCountIsTold) {
+  DllAddRef();
+  DllAddRef();
+  DllRelease();
+  DllRelease();
+  EXPECT_EQ(log.Lines(), (LogLines{{Trace, "Filter DllAddRef (count 2)"},
+                                   {Trace, "Filter DllAddRef (count 3)"},
+                                   {Trace, "Filter DllRelease (count 2)"},
+                                   {Trace, "Filter DllRelease (count 1)"}}));
+}
+
+}  // namespace

@@ -1,0 +1,114 @@
+#include "KuvCredFilter/MemoryExhaustion.h"
+
+#include <objbase.h>
+
+#include <cstring>
+#include <new>
+
+#include "KuvCredFilter/AllowedProviders.h"
+#include "KuvCredFilter/FilterFixture.h"
+#include "KuvCredFilter/KuvCredFilter.h"
+#include "KuvCredFilter/Module.h"
+
+// Nothing in here may need memory of its own while there is none: the arrays are made before.
+
+namespace {
+
+using namespace KuvTest;
+using enum LogLevel;
+
+class ExhaustedMemory : public FilterFixture {
+ protected:
+  ExhaustedMemory() {
+    Configure({kVendor, kOther}).EnableSmartCards = true;
+    GetConfiguration()->WrapSmartCards = true;
+  }
+
+  // Decides on a logon with memory for that many allocations less one. Gives whether it ran out.
+  bool FilterWithMemoryFor(std::size_t allocations, MemoryExhaustion::Lasts lasts) {
+    std::copy_n(std::begin(kBefore), 4, allow);
+    const MemoryExhaustion exhaustion{allocations, lasts};
+    result = filter->Filter(CPUS_LOGON, 0, providers, allow, 4);
+    return exhaustion.Struck();
+  }
+
+  static constexpr BOOL kBefore[] = {0, 1, 7, -1};
+  GUID providers[4] = {Guid(kPassword), Guid(kKuv), Guid(kVendor), Guid(kKuvSmartCard)};
+  BOOL allow[4] = {};
+  HRESULT result = E_FAIL;
+};
+
+TEST_F(ExhaustedMemory, TakesTheKuvProvidersAwayAtWhicheverAllocation) {
+  log.System().minLevel = LogLevelPlain;
+  metrics.Answer([](int) { return 0; });
+  for (const auto lasts : {MemoryExhaustion::Lasts::OneCall, MemoryExhaustion::Lasts::ToTheEnd}) {
+    std::size_t allocation = 1;
+    // The last round has memory enough. The list alone needs a copy and an append.
+    while (FilterWithMemoryFor(allocation, lasts) && allocation < 100) {
+      SCOPED_TRACE(allocation);
+      EXPECT_EQ(result, S_OK);
+      EXPECT_EQ((std::vector<BOOL>{allow, allow + 4}), (std::vector<BOOL>{1, 0, 1, 0}));
+      ++allocation;
+    }
+    EXPECT_GE(allocation, 3u);
+    EXPECT_LT(allocation, 100u);
+  }
+}
+
+TEST_F(ExhaustedMemory, IsTheExceptionThatTheLogTells) {
+  log.System().minLevel = Info;
+  ASSERT_TRUE(FilterWithMemoryFor(1, MemoryExhaustion::Lasts::OneCall));
+  EXPECT_EQ(result, S_OK);
+  EXPECT_EQ(log.Lines(),
+            (LogLines{{Error, std::string{"Filter encountered an exception. '"} + std::bad_alloc{}.what()},
+                      {Info, "Disabling Kuv Credential Provider"}}));
+}
+
+TEST_F(ExhaustedMemory, WithoutItTheDecisionIsTheUsualOne) {
+  ASSERT_FALSE(FilterWithMemoryFor(1000, MemoryExhaustion::Lasts::ToTheEnd));
+  EXPECT_EQ(result, S_OK);
+  EXPECT_EQ((std::vector<BOOL>{allow, allow + 4}), (std::vector<BOOL>{0, 1, 1, 1}));
+}
+
+TEST_F(ExhaustedMemory, LeavesTheAllowedListAsAStandardException) {
+  const MemoryExhaustion exhaustion{1};
+  EXPECT_THROW(GetAllowedProviders(), std::bad_alloc);
+}
+
+TEST_F(ExhaustedMemory, LetsARemoteCredentialPass) {
+  log.System().minLevel = LogLevelPlain;
+  BYTE bytes[3] = {1, 2, 3};
+  CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION in{7, Guid(kPassword), 3, bytes};
+  CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION out{1, Guid(kOther), 2, nullptr};
+  {
+    const MemoryExhaustion exhaustion{1};
+    result = filter->UpdateRemoteCredential(&in, &out);
+  }
+  EXPECT_EQ(result, E_NOTIMPL);
+  EXPECT_EQ(out.ulAuthenticationPackage, 1u);
+  EXPECT_EQ(Text(out.clsidCredentialProvider), kOther);
+  EXPECT_EQ(out.cbSerialization, 2u);
+}
+
+TEST_F(ExhaustedMemory, LeavesTheCreationOfAFilterUncaught) {
+  void* object = nullptr;
+  const GUID interfaceId = Guid(kIUnknown);
+  log.System().minLevel = LogLevelPlain;
+  {
+    const MemoryExhaustion exhaustion{1};
+    EXPECT_THROW(CKuvCredFilter_CreateInstance(interfaceId, &object), std::bad_alloc);
+  }
+  EXPECT_EQ(object, nullptr);
+  EXPECT_EQ(g_moduleCount.load(), 1);  // the fixture's own
+}
+
+TEST_F(ExhaustedMemory, LeavesTheCreationOfAFactoryUncaught) {
+  void* object = nullptr;
+  const GUID interfaceId = Guid(kIClassFactory);
+  const GUID classId = Guid(kFilterClass);
+  log.System().minLevel = LogLevelPlain;
+  const MemoryExhaustion exhaustion{1};
+  EXPECT_THROW(::DllGetClassObject(classId, interfaceId, &object), std::bad_alloc);
+}
+
+}  // namespace

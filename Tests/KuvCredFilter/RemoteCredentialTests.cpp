@@ -1,0 +1,374 @@
+#include <objbase.h>
+
+#include <algorithm>
+#include <cstring>
+#include <functional>
+#include <numeric>
+#include <stdexcept>
+
+#include "KuvAuth/Support/Text.h"
+#include "KuvCredFilter/FilterFixture.h"
+#include "Support/GuardedBuffer.h"
+
+namespace {
+
+using namespace KuvTest;
+using enum LogLevel;
+
+using Credential = CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION;
+
+bool Same(const Credential& left, const Credential& right) {
+  return left.ulAuthenticationPackage == right.ulAuthenticationPackage &&
+         left.clsidCredentialProvider == right.clsidCredentialProvider &&
+         left.cbSerialization == right.cbSerialization && left.rgbSerialization == right.rgbSerialization;
+}
+
+// A credential of ten bytes that end at a guarded page, and an output that holds odd things before.
+class RemoteCredential : public FilterFixture {
+ protected:
+  RemoteCredential() {
+    Configure({kVendor});
+    for (BYTE i = 0; i < kSize; ++i) bytes.Get()[i] = static_cast<BYTE>(200 + i);
+  }
+  ~RemoteCredential() override {
+    if (out.rgbSerialization != outBytes) ::CoTaskMemFree(out.rgbSerialization);
+  }
+
+  HRESULT Update(const char* provider) {
+    in.clsidCredentialProvider = Guid(provider);
+    const Credential before = in;
+    const HRESULT result = filter->UpdateRemoteCredential(&in, &out);
+    EXPECT_TRUE(Same(in, before));
+    EXPECT_EQ(in.rgbSerialization[0], 200);
+    EXPECT_EQ(in.rgbSerialization[kSize - 1], 209);
+    return result;
+  }
+
+  void ExpectPassed(const char* provider) {
+    SCOPED_TRACE(provider);
+    EXPECT_EQ(static_cast<unsigned>(Update(provider)), 0x80004001u);
+    ExpectOutputUntouched();
+  }
+
+  void ExpectRedirected(const char* provider, const char* target) {
+    SCOPED_TRACE(provider);
+    out = {1, Guid(kOther), 2, outBytes};
+    EXPECT_EQ(Update(provider), S_OK);
+    EXPECT_EQ(out.ulAuthenticationPackage, 0x87654321u);
+    EXPECT_EQ(Text(out.clsidCredentialProvider), target);
+    EXPECT_EQ(out.cbSerialization, kSize);
+    ASSERT_NE(out.rgbSerialization, nullptr);
+    ASSERT_NE(out.rgbSerialization, outBytes);
+    EXPECT_NE(out.rgbSerialization, in.rgbSerialization);
+    EXPECT_EQ(std::memcmp(out.rgbSerialization, bytes.Get(), kSize), 0);
+    ::CoTaskMemFree(std::exchange(out.rgbSerialization, outBytes));
+  }
+
+  void ExpectOutputUntouched() {
+    EXPECT_EQ(out.ulAuthenticationPackage, 1u);
+    EXPECT_EQ(Text(out.clsidCredentialProvider), kOther);
+    EXPECT_EQ(out.cbSerialization, 2u);
+    EXPECT_EQ(out.rgbSerialization, outBytes);
+    EXPECT_EQ(outBytes[0], 5);
+  }
+
+  static void SetSmartCards(bool enable, bool wrap) {
+    GetConfiguration()->EnableSmartCards = enable;
+    GetConfiguration()->WrapSmartCards = wrap;
+  }
+
+  static constexpr ULONG kSize = 10;
+  GuardedBuffer<BYTE> bytes{kSize};
+  BYTE outBytes[2] = {5, 6};
+  Credential in{0x87654321, Guid(kPassword), kSize, bytes.Get()};
+  Credential out{1, Guid(kOther), 2, outBytes};
+};
+
+// What the log shows of the credential that `RemoteCredential` holds.
+LogLine CredentialLine(const char* provider) {
+  return {
+      Debug,
+      std::string{"CKuvCredFilter::UpdateRemoteCredential ulAuthenticationPackage -2023406815 guidString "} +
+          provider + " cbSerialization 10"};
+}
+
+const LogLine kEntering = {Trace, "Entering CKuvCredFilter::UpdateRemoteCredential"};
+
+TEST_F(RemoteCredential, GoesToTheKuvProvider) {
+  ExpectRedirected(kPassword, kKuv);
+  EXPECT_EQ(log.Lines(), (LogLines{kEntering, CredentialLine(kPassword)}));
+}
+
+TEST_F(RemoteCredential, OfEveryOtherProviderGoesToTheKuvProviderWhateverTheSmartCardSettings) {
+  for (const bool enable : {false, true}) {
+    for (const bool wrap : {false, true}) {
+      SetSmartCards(enable, wrap);
+      ExpectRedirected(kPassword, kKuv);
+      ExpectRedirected(kAlmostKuv, kKuv);
+      ExpectRedirected(kFilterClass, kKuv);
+      ExpectRedirected("{00000000-0000-0000-0000-000000000000}", kKuv);
+    }
+  }
+}
+
+TEST_F(RemoteCredential, OfAWhitelistedProviderPasses) {
+  ExpectPassed(kVendor);
+  EXPECT_EQ(
+      log.Lines(),
+      (LogLines{
+          kEntering,
+          CredentialLine(kVendor),
+          {Debug, "CKuvCredFilter::UpdateRemoteCredential Exit NOTIMPL: Ignore whitelisted providers."}}));
+}
+
+TEST_F(RemoteCredential, OfTheKuvProviderAlwaysPasses) {
+  for (const bool enable : {false, true}) {
+    for (const bool wrap : {false, true}) {
+      SetSmartCards(enable, wrap);
+      ExpectPassed(kKuv);
+    }
+  }
+}
+
+TEST_F(RemoteCredential, OfTheKuvSmartCardProviderPassesIfThatIsAllowed) {
+  SetSmartCards(true, true);
+  ExpectPassed(kKuvSmartCard);
+  SetSmartCards(true, false);
+  ExpectRedirected(kKuvSmartCard, kKuv);
+  SetSmartCards(false, true);
+  ExpectRedirected(kKuvSmartCard, kKuv);
+  SetSmartCards(false, false);
+  ExpectRedirected(kKuvSmartCard, kKuv);
+}
+
+TEST_F(RemoteCredential, OfAPlatformSmartCardPassesOnlyIfThatProviderIsAllowed) {
+  KUV_IMPORT_HOOK(version, VerifyVersionInfoW);
+  for (const BOOL newer : {TRUE, FALSE}) {
+    version.Answer([=](OSVERSIONINFOEXW*, DWORD, DWORDLONG) { return newer; });
+    const char* const ofThisVersion = newer ? kSmartCard : kV1SmartCard;
+    const char* const ofTheOther = newer ? kV1SmartCard : kSmartCard;
+    SetSmartCards(true, false);
+    out = {1, Guid(kOther), 2, outBytes};
+    ExpectPassed(ofThisVersion);
+    ExpectRedirected(ofTheOther, kKuvSmartCard);
+    for (const bool wrap : {false, true}) {
+      SetSmartCards(wrap, wrap);
+      ExpectRedirected(ofThisVersion, kKuvSmartCard);
+      ExpectRedirected(ofTheOther, kKuvSmartCard);
+    }
+  }
+}
+
+TEST_F(RemoteCredential, OfAWhitelistedSmartCardProviderPasses) {
+  GetConfiguration()->ProvidersWhitelist = Guids({kSmartCard, kV1SmartCard});
+  ExpectPassed(kSmartCard);
+  ExpectPassed(kV1SmartCard);
+}
+
+TEST_F(RemoteCredential, WithoutARecordSizeOrBytesPasses) {
+  *GetConfiguration() = Configuration{};
+  const LogLines expected = {kEntering,
+                             {Debug, "CKuvCredFilter::UpdateRemoteCredential Exit NOTIMPL: invalid params"}};
+  Credential noSize = in;
+  noSize.cbSerialization = 0;
+  Credential noBytes = in;
+  noBytes.rgbSerialization = nullptr;
+  Credential neither = noSize;
+  neither.rgbSerialization = nullptr;
+  for (const Credential* const bad :
+       {static_cast<const Credential*>(nullptr), static_cast<const Credential*>(&noSize),
+        static_cast<const Credential*>(&noBytes), static_cast<const Credential*>(&neither)}) {
+    log.Clear();
+    EXPECT_EQ(filter->UpdateRemoteCredential(bad, &out), E_NOTIMPL);
+    ExpectOutputUntouched();
+    EXPECT_EQ(log.Lines(), expected);
+  }
+}
+
+TEST_F(RemoteCredential, NeedsNoOutputRecordToPass) {
+  EXPECT_EQ(filter->UpdateRemoteCredential(nullptr, nullptr), E_NOTIMPL);
+  in.clsidCredentialProvider = Guid(kKuv);
+  EXPECT_EQ(filter->UpdateRemoteCredential(&in, nullptr), E_NOTIMPL);
+  *GetConfiguration() = Configuration{};
+  EXPECT_EQ(filter->UpdateRemoteCredential(&in, nullptr), E_NOTIMPL);
+}
+
+TEST_F(RemoteCredential, PassesIfTheSettingsCannotBeLoaded) {
+  *GetConfiguration() = Configuration{};
+  for (const char* const provider : {kPassword, kKuv, kSmartCard}) {
+    log.Clear();
+    ExpectPassed(provider);
+    EXPECT_EQ(
+        log.Lines(),
+        (LogLines{
+            kEntering,
+            CredentialLine(provider),
+            {Error,
+             "Kuv WinLogon MFA not configured properly. Please check 'Host', 'IKey' and 'SKey' settings."},
+            {Debug,
+             "CKuvCredFilter::UpdateRemoteCredential Exit NOTIMPL: Filter unable to load Kuv "
+             "configuration"}}));
+  }
+}
+
+TEST_F(RemoteCredential, PassesAtAnyStandardException) {
+  SetSmartCards(true, false);
+  KUV_IMPORT_HOOK(version, VerifyVersionInfoW);
+  version.Answer([](OSVERSIONINFOEXW*, DWORD, DWORDLONG) -> BOOL { throw std::out_of_range{"made up"}; });
+  ExpectPassed(kPassword);
+  EXPECT_EQ(log.Lines(), (LogLines{kEntering,
+                                   CredentialLine(kPassword),
+                                   {Debug, "CKuvCredFilter::UpdateRemoteCredential Exit NOTIMPL: made up"}}));
+}
+
+TEST_F(RemoteCredential, LetsEveryOtherExceptionThrough) {
+  SetSmartCards(true, false);
+  KUV_IMPORT_HOOK(version, VerifyVersionInfoW);
+  version.Answer([](OSVERSIONINFOEXW*, DWORD, DWORDLONG) -> BOOL { throw 5; });
+  EXPECT_THROW(filter->UpdateRemoteCredential(&in, &out), int);
+  ExpectOutputUntouched();
+}
+
+TEST_F(RemoteCredential, LoadsTheSettingsOnFirstUse) {
+  *GetConfiguration() = Configuration{};
+  registry.Policy().SetText(L"Host", L"host.example");
+  registry.Policy().SetText(L"IKey", L"ikey");
+  registry.Policy().SetText(L"SKey", L"skey");
+  registry.Policy().SetTexts(L"ProvidersWhitelist", {L"{0A1B2C3D-4E5F-4071-8293-A4B5C6D7E8F9}"});
+  ExpectPassed(kVendor);
+  ExpectRedirected(kPassword, kKuv);
+}
+
+TEST_F(RemoteCredential, IsNotDescribedIfItsProviderHasNoText) {
+  KUV_IMPORT_HOOK(convert, StringFromGUID2);
+  for (const int result : {0, -1}) {
+    log.Clear();
+    convert.Answer([&convert, result](const GUID& guid, wchar_t* text, int size) {
+      EXPECT_EQ(size, 50);
+      EXPECT_TRUE(std::all_of(text, text + 50, [](wchar_t unit) { return unit == L'\0'; }));
+      convert.Original(guid, text, size);
+      return result;
+    });
+    EXPECT_EQ(filter->UpdateRemoteCredential(&in, &out), S_OK);
+    EXPECT_EQ(log.Lines(), (LogLines{kEntering}));
+    ::CoTaskMemFree(std::exchange(out.rgbSerialization, outBytes));
+  }
+}
+
+TEST_F(RemoteCredential, IsDescribedAtDebugOnly) {
+  log.System().minLevel = Debug;
+  ExpectRedirected(kPassword, kKuv);
+  EXPECT_EQ(log.Lines(), (LogLines{CredentialLine(kPassword)}));
+  log.Clear();
+  log.System().minLevel = Info;
+  ExpectRedirected(kPassword, kKuv);
+  out = {1, Guid(kOther), 2, outBytes};
+  ExpectPassed(kKuv);
+  EXPECT_EQ(filter->UpdateRemoteCredential(nullptr, &out), E_NOTIMPL);
+  EXPECT_EQ(log.Lines(), LogLines{});
+}
+
+TEST_F(RemoteCredential, NeedsNoLog) {
+  g_logSystem = nullptr;
+  ExpectPassed(kVendor);
+  ExpectRedirected(kPassword, kKuv);
+}
+
+TEST_F(RemoteCredential, WithoutMemoryForTheCopyIsHalfWritten) {
+  KUV_IMPORT_HOOK(allocate, CoTaskMemAlloc);
+  allocate.Answer([](SIZE_T) { return static_cast<void*>(nullptr); });
+  log.System().minLevel = Debug;
+  EXPECT_EQ(static_cast<unsigned>(Update(kSmartCard)), 0x8007000Eu);
+  EXPECT_EQ(allocate.Calls(), (std::vector<std::tuple<SIZE_T>>{{10}}));
+  EXPECT_EQ(Text(out.clsidCredentialProvider), kKuvSmartCard);
+  EXPECT_EQ(out.ulAuthenticationPackage, 0x87654321u);
+  EXPECT_EQ(out.cbSerialization, 10u);
+  EXPECT_EQ(out.rgbSerialization, nullptr);
+  EXPECT_EQ(log.Lines(), (LogLines{CredentialLine(kSmartCard),
+                                   {Error, "CKuvCredFilter::UpdateRemoteCredential Exit OUTOFMEMORY"}}));
+}
+
+TEST_F(RemoteCredential, IsCopiedToTheByte) {
+  const GuardedBuffer<BYTE> block{kSize};
+  KUV_IMPORT_HOOK(allocate, CoTaskMemAlloc);
+  allocate.Answer([&](SIZE_T) { return static_cast<void*>(block.Get()); });
+  EXPECT_EQ(Update(kPassword), S_OK);
+  EXPECT_EQ(std::exchange(out.rgbSerialization, outBytes), block.Get());
+  EXPECT_EQ(std::memcmp(block.Get(), bytes.Get(), kSize), 0);
+  EXPECT_EQ(allocate.Calls(), (std::vector<std::tuple<SIZE_T>>{{10}}));
+}
+
+TEST_F(RemoteCredential, ThatGrowsMeanwhileIsCopiedAtTheSizeOfItsBlock) {
+  const GuardedBuffer<BYTE> block{kSize};
+  KUV_IMPORT_HOOK(allocate, CoTaskMemAlloc);
+  allocate.Answer([&](SIZE_T) {
+    in.cbSerialization = 100 * kSize;
+    return static_cast<void*>(block.Get());
+  });
+  EXPECT_EQ(filter->UpdateRemoteCredential(&in, &out), S_OK);
+  EXPECT_EQ(out.cbSerialization, kSize);
+  EXPECT_EQ(std::exchange(out.rgbSerialization, outBytes), block.Get());
+  EXPECT_EQ(std::memcmp(block.Get(), bytes.Get(), kSize), 0);
+}
+
+TEST_F(RemoteCredential, MayBeOfOneByteOrOfMany) {
+  for (const ULONG size : {1u, 4096u, 1000000u}) {
+    const GuardedBuffer<BYTE> many{size};
+    std::iota(many.Get(), many.Get() + size, BYTE{1});
+    in = {3, Guid(kPassword), size, many.Get()};
+    ASSERT_EQ(filter->UpdateRemoteCredential(&in, &out), S_OK);
+    EXPECT_EQ(out.cbSerialization, size);
+    EXPECT_EQ(std::memcmp(out.rgbSerialization, many.Get(), size), 0);
+    ::CoTaskMemFree(std::exchange(out.rgbSerialization, outBytes));
+  }
+}
+
+TEST_F(RemoteCredential, MayShareItsRecordWithTheOutput) {
+  Credential both = in;
+  both.clsidCredentialProvider = Guid(kV1SmartCard);
+  ASSERT_EQ(filter->UpdateRemoteCredential(&both, &both), S_OK);
+  EXPECT_EQ(both.ulAuthenticationPackage, 0x87654321u);
+  EXPECT_EQ(Text(both.clsidCredentialProvider), kKuvSmartCard);
+  EXPECT_EQ(both.cbSerialization, kSize);
+  ASSERT_NE(both.rgbSerialization, bytes.Get());
+  EXPECT_EQ(std::memcmp(both.rgbSerialization, bytes.Get(), kSize), 0);
+  ::CoTaskMemFree(both.rgbSerialization);
+}
+
+TEST_F(RemoteCredential, SharingItsRecordKeepsItIfItPasses) {
+  Credential both = in;
+  both.clsidCredentialProvider = Guid(kVendor);
+  const Credential before = both;
+  EXPECT_EQ(filter->UpdateRemoteCredential(&both, &both), E_NOTIMPL);
+  EXPECT_TRUE(Same(both, before));
+}
+
+// Calls back at each line of the log: a caller that changes its record while the filter works on it.
+struct Meddler final : Kuv::ILogHandler {
+  explicit Meddler(std::function<void(const std::wstring&)> act) : meddle(std::move(act)) {}
+  void LogWrite(LogLevel, const wchar_t* text) override { meddle(text); }
+  void LogWrite(LogLevel, const char*) override {}
+  void Flush() override {}
+
+  std::function<void(const std::wstring&)> meddle;
+};
+
+TEST_F(RemoteCredential, ThatLosesItsSizeMeanwhileIsNotCopied) {
+  log.System().AddHandler(std::make_shared<Meddler>([this](const std::wstring& line) {
+    if (line.find(L"guidString") != std::wstring::npos) in.cbSerialization = 0;
+  }));
+  KUV_IMPORT_HOOK(allocate, CoTaskMemAlloc);
+  EXPECT_EQ(filter->UpdateRemoteCredential(&in, &out), E_NOTIMPL);
+  EXPECT_EQ(allocate.CallCount(), 0u);
+  EXPECT_EQ(
+      log.Lines(),
+      (LogLines{kEntering,
+                CredentialLine(kPassword),
+                {Debug, "CKuvCredFilter::UpdateRemoteCredential Exit NOTIMPL: No serialization data"}}));
+  EXPECT_EQ(Text(out.clsidCredentialProvider), kKuv);
+  EXPECT_EQ(out.ulAuthenticationPackage, 0x87654321u);
+  EXPECT_EQ(out.cbSerialization, 0u);
+  EXPECT_EQ(out.rgbSerialization, outBytes);
+}
+
+}  // namespace

@@ -1,0 +1,54 @@
+#include "FilterHost/LogTail.h"
+
+#include <optional>
+#include <sstream>
+#include <utility>
+
+#include <windows.h>
+
+#include <shlobj.h>
+
+#include "FilterHost/HostError.h"
+#include "FilterHost/HostFile.h"
+
+namespace FilterHost {
+
+namespace {
+
+// Nothing if there is no such file.
+std::optional<std::uint64_t> FileSize(const std::wstring& path) {
+  WIN32_FILE_ATTRIBUTE_DATA data{};
+  if (::GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data) == FALSE) return std::nullopt;
+  return (std::uint64_t{data.nFileSizeHigh} << 32) | data.nFileSizeLow;
+}
+
+}  // namespace
+
+std::wstring FilterLogPath() {
+  wchar_t folder[MAX_PATH] = {};
+  const HRESULT result = ::SHGetFolderPathW(/*hwnd=*/nullptr, CSIDL_COMMON_APPDATA, /*hToken=*/nullptr,
+                                            SHGFP_TYPE_CURRENT, folder);
+  if (FAILED(result)) {
+    throw HostError{ExitCode::Failed, "cannot find the folder of the log: " +
+                                          DescribeError(static_cast<std::uint32_t>(result))};
+  }
+  return std::wstring{folder} + L"\\Kuvant\\kuv.log";
+}
+
+LogTail::LogTail(std::wstring path) : path_(std::move(path)), sizeBefore_(FileSize(path_).value_or(0)) {}
+
+std::vector<std::string> LogTail::AddedLines() const {
+  if (!FileSize(path_)) {
+    const DWORD code = ::GetLastError();
+    if (code == ERROR_FILE_NOT_FOUND || code == ERROR_PATH_NOT_FOUND) return {};
+  }
+  std::istringstream text{ReadFileFrom(path_, sizeBefore_)};
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(text, line);) {
+    if (line.ends_with('\r')) line.pop_back();
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+}  // namespace FilterHost

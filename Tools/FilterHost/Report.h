@@ -1,0 +1,40 @@
+#pragma once
+
+#include <iosfwd>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "FilterHost/FilterSession.h"
+#include "FilterHost/ProviderList.h"
+
+namespace FilterHost {
+
+struct ScenarioAnswer {
+  Scenario scenario;
+  HRESULT result;
+  bool untouched;           ///< the filter left every flag as it came
+  std::vector<BOOL> allow;  ///< in the order of the providers
+};
+
+/// All that a run found out.
+struct Report {
+  std::string filter;  ///< the file that the filter comes from
+  bool allow;          ///< what was passed in for each provider
+  ProviderList providers;
+  std::vector<ScenarioAnswer> scenarios;
+  std::optional<RemoteAnswer> remote;
+};
+using LogLines = std::vector<std::string>;
+
+/// Writes the table, a row for each provider and a column for each scenario, and where a remote credential
+/// goes.
+void PrintTable(const Report& report, std::ostream& out);
+
+/// Writes the lines of the log below the table.
+void PrintLog(const LogLines& lines, std::ostream& out);
+
+/// Writes the same facts as one JSON value.
+void PrintJson(const Report& report, const std::optional<LogLines>& log, std::ostream& out);
+
+}  // namespace FilterHost
