@@ -19,6 +19,8 @@ packages=(
   cmake ninja-build dpkg-dev
   # Running and testing.
   wine wine64 googletest python3
+  # What the benchmarks compare with: headers only.
+  libspdlog-dev libfmt-dev
   # Checks.
   clang-format clang-tidy
 )

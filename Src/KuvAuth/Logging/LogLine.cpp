@@ -13,67 +13,74 @@ namespace {
 // A message ends below this unit, so that the line end always fits behind it.
 constexpr std::size_t kMessageEnd = 2046;
 
-wchar_t* PutText(wchar_t* out, const wchar_t* text) noexcept {
-  while (*text != L'\0') *out++ = *text++;
+std::ptrdiff_t DigitCount(std::uint32_t value) noexcept {
+  std::ptrdiff_t count = 1;
+  for (std::uint64_t power = 10; value >= power; power *= 10) ++count;
+  return count;
+}
+
+wchar_t* PutNumber(wchar_t* out, std::uint32_t value) noexcept {
+  wchar_t* const end = out + DigitCount(value);
+  for (wchar_t* digit = end; digit != out; value /= 10) *--digit = static_cast<wchar_t>(L'0' + value % 10);
+  return end;
+}
+
+// At least two digits.
+wchar_t* PutTwoDigits(wchar_t* out, std::uint32_t value) noexcept {
+  if (value >= 100) return PutNumber(out, value);
+  *out++ = static_cast<wchar_t>(L'0' + value / 10);
+  *out++ = static_cast<wchar_t>(L'0' + value % 10);
   return out;
 }
 
-wchar_t* PutNumber(wchar_t* out, std::uint32_t value, std::ptrdiff_t minDigits) noexcept {
-  wchar_t digits[10];
-  wchar_t* const end = digits + std::size(digits);
-  wchar_t* first = end;
-  do {
-    *--first = static_cast<wchar_t>(L'0' + value % 10);
-    value /= 10;
-  } while (value != 0);
-  while (end - first < minDigits) *--first = L'0';
-  return std::copy(first, end, out);
+// Cuts the text at `end`.
+wchar_t* PutText(wchar_t* out, const wchar_t* end, const wchar_t* text) noexcept {
+  while (*text != L'\0' && out != end) *out++ = *text++;
+  return out;
 }
 
 // The text of "%.2d/%.2d/%.2d %.2d:%.2d:%.2d [%u](%u) ". The formatter itself would cost more than all
 // the rest of a line.
-std::size_t PutTimeAndIds(wchar_t* out) noexcept {
+wchar_t* PutTimeAndIds(wchar_t* out) noexcept {
   SYSTEMTIME now;
   ::GetLocalTime(&now);
-  wchar_t* end = PutNumber(out, now.wMonth, 2);
-  *end++ = L'/';
-  end = PutNumber(end, now.wDay, 2);
-  *end++ = L'/';
-  end = PutNumber(end, now.wYear % 1000u, 2);
-  *end++ = L' ';
-  end = PutNumber(end, now.wHour, 2);
-  *end++ = L':';
-  end = PutNumber(end, now.wMinute, 2);
-  *end++ = L':';
-  end = PutNumber(end, now.wSecond, 2);
-  end = PutText(end, L" [");
-  end = PutNumber(end, ::GetCurrentProcessId(), 1);
-  end = PutText(end, L"](");
-  end = PutNumber(end, ::GetCurrentThreadId(), 1);
-  end = PutText(end, L") ");
-  *end = L'\0';
-  return static_cast<std::size_t>(end - out);
+  out = PutTwoDigits(out, now.wMonth);
+  *out++ = L'/';
+  out = PutTwoDigits(out, now.wDay);
+  *out++ = L'/';
+  out = PutTwoDigits(out, now.wYear % 1000u);
+  *out++ = L' ';
+  out = PutTwoDigits(out, now.wHour);
+  *out++ = L':';
+  out = PutTwoDigits(out, now.wMinute);
+  *out++ = L':';
+  out = PutTwoDigits(out, now.wSecond);
+  *out++ = L' ';
+  *out++ = L'[';
+  out = PutNumber(out, ::GetCurrentProcessId());
+  *out++ = L']';
+  *out++ = L'(';
+  out = PutNumber(out, ::GetCurrentThreadId());
+  *out++ = L')';
+  *out++ = L' ';
+  return out;
 }
 
 }  // namespace
 
 std::size_t FormatLinePrefix(wchar_t (&buffer)[kLogLineCapacity], const char* file, std::uint32_t line,
                              LogLevel level, bool withLocation) {
-  std::size_t length = PutTimeAndIds(buffer);
-  if (withLocation)
-    length += AppendFormat(buffer + length, kLogLineCapacity - length, L"%S(%u) ", file, line);
-  if (level >= LogLevelPlain) return length;
-  // A location of any length may stand before it, so the tag is written within what is left.
-  wchar_t tag[16];
-  wchar_t* end = PutText(tag, L"[");
-  end = PutText(end, LogLevelName(level));
-  end = PutText(end, L"] ");
-  const std::size_t room = kLogLineCapacity - 1 - length;
-  const std::size_t units = std::min(static_cast<std::size_t>(end - tag), room);
-  std::copy_n(tag, units, buffer + length);
-  length += units;
-  buffer[length] = L'\0';
-  return length;
+  wchar_t* out = PutTimeAndIds(buffer);
+  // A location of any length may follow, so the tag is written within what is left.
+  wchar_t* const end = buffer + kLogLineCapacity - 1;
+  if (withLocation) out += AppendFormat(out, static_cast<std::size_t>(end + 1 - out), L"%S(%u) ", file, line);
+  if (level < LogLevelPlain) {
+    out = PutText(out, end, L"[");
+    out = PutText(out, end, LogLevelName(level));
+    out = PutText(out, end, L"] ");
+  }
+  *out = L'\0';
+  return static_cast<std::size_t>(out - buffer);
 }
 
 std::size_t AppendFormat(wchar_t* buffer, std::size_t capacity, const wchar_t* format, ...) {
@@ -87,17 +94,20 @@ std::size_t AppendFormat(wchar_t* buffer, std::size_t capacity, const wchar_t* f
 
 int Utf8ToWideBuffer(wchar_t* destination, int capacity, const char* text) noexcept {
   if (destination == nullptr || capacity <= 0 || text == nullptr) return 0;
-  // As far as the text is ASCII, the two sides of the bound agree: copy until the first byte outside.
-  for (int i = 0; i < capacity; ++i) {
-    const auto byte = static_cast<unsigned char>(text[i]);
-    if (byte >= 0x80) break;
-    destination[i] = byte;
-    if (byte == 0) return i + 1;
-    if (i + 1 == capacity) {
-      destination[i] = L'\0';
-      return capacity;
-    }
+  // As far as the text is ASCII, the two sides of the bound agree: copy up to the NUL, the bound or the
+  // first byte outside.
+  int copied = 0;
+  unsigned char byte = 0;
+  for (; copied < capacity; ++copied) {
+    byte = static_cast<unsigned char>(text[copied]);
+    destination[copied] = byte;
+    if (byte == 0 || byte >= 0x80) break;
   }
+  if (copied == capacity) {
+    destination[capacity - 1] = L'\0';
+    return capacity;
+  }
+  if (byte == 0) return copied + 1;
   // Fewer units than bytes are needed now, so `bound` ends the source before its NUL: the tail is lost.
   const int needed = ::MultiByteToWideChar(CP_UTF8, 0, text, -1, nullptr, 0);
   const int bound = std::min(capacity, needed);

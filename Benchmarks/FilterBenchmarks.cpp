@@ -1,0 +1,138 @@
+// The decision of the filter against the calls of the platform that it cannot do without.
+
+#include <cstdio>
+#include <exception>
+#include <memory>
+
+#include <benchmark/benchmark.h>
+
+#include "FilterSetup.h"
+#include "InstantPlatform.h"
+#include "KuvAuth/Logging/LogFront.h"
+#include "KuvCredFilter/KuvCredFilter.h"
+#include "LoadedFilter.h"
+#include "Support/Comparison.h"
+
+namespace {
+
+using KuvBench::Compare;
+using KuvBench::Goal;
+using KuvBench::InBatches;
+using KuvBench::LoadedFilter;
+using KuvBench::MachineSettings;
+using KuvBench::ProviderArrays;
+using KuvBench::Repeat;
+
+constexpr std::size_t kProviders = 16;
+constexpr char kBareCalls[] = "bare platform calls";
+
+struct Releaser {
+  void operator()(IUnknown* object) const { object->Release(); }
+};
+using FilterObject = std::unique_ptr<ICredentialProviderFilter, Releaser>;
+
+// A filter of this program's own code, which has no log until one is put in place.
+FilterObject MakeFilter() {
+  return FilterObject{new CKuvCredFilter};
+}
+
+struct NullHandler final : Kuv::ILogHandler {
+  void LogWrite(LogLevel, const wchar_t* text) override { benchmark::DoNotOptimize(text); }
+  void LogWrite(LogLevel, const char* text) override { benchmark::DoNotOptimize(text); }
+  void Flush() override {}
+};
+
+std::shared_ptr<Kuv::LogSystem> NullLog() {
+  auto system = std::make_shared<Kuv::LogSystem>();
+  system->AddHandler(std::make_shared<NullHandler>());
+  return system;
+}
+
+void CompareFilter(benchmark::State& state, Goal goal, ICredentialProviderFilter& filter) {
+  ProviderArrays arrays{kProviders};
+  arrays.Check(filter);
+  Compare(state, {kBareCalls, goal, Repeat([&] { arrays.Filter(filter); }),
+                  Repeat(KuvBench::CallPlatformForDecision)});
+}
+
+void FilterWithoutLog(benchmark::State& state) {
+  const MachineSettings settings;
+  CompareFilter(state, Goal{1.05}, *MakeFilter());
+}
+BENCHMARK(FilterWithoutLog)->Apply(InBatches);
+
+// Three lines at the default level.
+void FilterWithNullHandler(benchmark::State& state) {
+  const MachineSettings settings;
+  g_logSystem = NullLog();
+  CompareFilter(state, Goal{}, *MakeFilter());
+  g_logSystem.reset();
+}
+BENCHMARK(FilterWithNullHandler)->Apply(InBatches);
+
+void FilterOfModuleLogOutputDropped(benchmark::State& state) {
+  const MachineSettings settings;
+  const LoadedFilter loaded;
+  loaded.DropLogOutput();
+  CompareFilter(state, Goal{}, loaded.Filter());
+}
+BENCHMARK(FilterOfModuleLogOutputDropped)->Apply(InBatches);
+
+// As the logon process has it: every line goes to the debugger stream and, through, to the file.
+void FilterOfModule(benchmark::State& state) {
+  const MachineSettings settings;
+  const LoadedFilter loaded;
+  CompareFilter(state, Goal{}, loaded.Filter());
+}
+BENCHMARK(FilterOfModule)->Apply(InBatches);
+
+// The decision's own work, which grows with the number of providers only.
+void FilterOnInstantPlatform(benchmark::State& state) {
+  const MachineSettings settings;
+  const FilterObject filter = MakeFilter();
+  ProviderArrays arrays{static_cast<std::size_t>(state.range(0))};
+  arrays.Check(*filter);
+  const KuvBench::InstantPlatform platform;
+  arrays.Check(*filter);
+  KuvBench::Measure(state, Repeat([&] { arrays.Filter(*filter); }));
+}
+BENCHMARK(FilterOnInstantPlatform)->RangeMultiplier(4)->Range(4, 1024)->Apply(InBatches);
+
+// What the three lines of a logon cost before they leave for the handlers.
+void FilterWithNullHandlerOnInstantPlatform(benchmark::State& state) {
+  const MachineSettings settings;
+  const auto log = NullLog();
+  const FilterObject filter = MakeFilter();
+  ProviderArrays arrays{kProviders};
+  arrays.Check(*filter);
+  const KuvBench::InstantPlatform platform;
+  const KuvBench::Work calls = Repeat([&] { arrays.Filter(*filter); });
+  const auto callsWithLog = [&](std::size_t count) {
+    g_logSystem = log;
+    calls(count);
+    g_logSystem.reset();
+  };
+  Compare(state, {"without a log", Goal{}, callsWithLog, calls});
+}
+BENCHMARK(FilterWithNullHandlerOnInstantPlatform)->Apply(InBatches);
+
+void LoadFilterUnload(benchmark::State& state) {
+  const MachineSettings settings;
+  ProviderArrays arrays{kProviders};
+  KuvBench::Measure(state, Repeat([&] {
+                      const LoadedFilter loaded;
+                      arrays.Check(loaded.Filter());
+                    }));
+}
+BENCHMARK(LoadFilterUnload)->Apply(KuvBench::InLongBatches);
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return KuvBench::RunBenchmarks(argc, argv);
+  } catch (const std::exception& exception) {
+    std::fprintf(stderr, "FilterBenchmarks: %s\n", exception.what());
+    return 1;
+  }
+}

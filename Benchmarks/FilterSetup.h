@@ -1,0 +1,42 @@
+#pragma once
+
+#include <vector>
+
+#include <windows.h>
+
+#include "KuvCredFilter/CredentialProviderApi.h"
+#include "Support/RegistrySandbox.h"
+
+namespace KuvBench {
+
+/// The registry of a machine that is fully set up: both settings keys are there, the service's values,
+/// a whitelist and smart cards stand in the local one, and the terminal server names this process's
+/// session.
+class MachineSettings {
+ public:
+  MachineSettings();
+
+ private:
+  KuvTest::RegistrySandbox registry_;
+};
+
+/// The arrays of one call of `Filter`, with the second-factor provider last, so that all are scanned.
+class ProviderArrays {
+ public:
+  explicit ProviderArrays(std::size_t count);
+
+  /// Asks for a logon. Throws `std::runtime_error` unless the second-factor provider alone comes out
+  /// enabled.
+  void Check(ICredentialProviderFilter& filter);
+  /// The same without a look at the answer.
+  void Filter(ICredentialProviderFilter& filter);
+
+ private:
+  std::vector<GUID> providers_;
+  std::vector<BOOL> allow_;
+};
+
+/// Makes the platform calls that the decision on a logon cannot do without, and nothing else.
+void CallPlatformForDecision();
+
+}  // namespace KuvBench

@@ -1,0 +1,252 @@
+// The log against spdlog, which makes the same line in the same process, and against the bare calls of
+// the platform.
+
+#include <cstdarg>
+#include <cstdio>
+#include <exception>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+#include <benchmark/benchmark.h>
+#include <windows.h>
+
+#include "AllocationCount.h"
+#include "KuvAuth/Logging/LogFront.h"
+#include "KuvAuth/Logging/LogMessage.h"
+#include "KuvAuth/Support/UniqueResource.h"
+#include "LogRivals.h"
+#include "Support/Comparison.h"
+#include "Support/Crew.h"
+#include "Support/TempFolder.h"
+
+namespace {
+
+using KuvBench::Compare;
+using KuvBench::Crew;
+using KuvBench::DiscardingSink;
+using KuvBench::Goal;
+using KuvBench::InBatches;
+using KuvBench::Repeat;
+using KuvBench::Work;
+using Rival = std::shared_ptr<spdlog::logger>;
+
+// Read anew for every line, so that no message can be made in advance.
+volatile int g_scenario = 1;
+const char* volatile g_scenarioName = "CPUS_LOGON";
+
+constexpr char kFormat[] = "Usage scenario %d/%s supported";
+constexpr char kRivalFormat[] = "Usage scenario {}/{} supported";
+
+void LogOurs(LogLevel level) {
+  KUV_LOG(level, "Usage scenario %d/%s supported", g_scenario, g_scenarioName);
+}
+
+void LogRival(spdlog::logger& rival, spdlog::level::level_enum level) {
+  rival.log(level, kRivalFormat, static_cast<int>(g_scenario), static_cast<const char*>(g_scenarioName));
+}
+
+Work OurLines() {
+  return Repeat([] { LogOurs(LogLevel::Info); });
+}
+
+Work RivalLines(const Rival& rival) {
+  return Repeat([rival] { LogRival(*rival, spdlog::level::info); });
+}
+
+struct NullHandler final : Kuv::ILogHandler {
+  void LogWrite(LogLevel, const wchar_t* text) override { benchmark::DoNotOptimize(text); }
+  void LogWrite(LogLevel, const char* text) override { benchmark::DoNotOptimize(text); }
+  void Flush() override {}
+};
+
+struct KeepingHandler final : Kuv::ILogHandler {
+  void LogWrite(LogLevel, const wchar_t* text) override { line = WideToUtf8(text); }
+  void LogWrite(LogLevel, const char*) override {}
+  void Flush() override {}
+
+  std::string line;
+};
+
+// The main log of this program for the life of the object, with one handler.
+class MainLog {
+ public:
+  explicit MainLog(const std::shared_ptr<Kuv::ILogHandler>& handler) {
+    g_logSystem = std::make_shared<Kuv::LogSystem>();
+    g_logSystem->AddHandler(handler);
+  }
+  ~MainLog() { g_logSystem.reset(); }
+  MainLog(const MainLog&) = delete;
+  MainLog& operator=(const MainLog&) = delete;
+};
+
+std::shared_ptr<Kuv::ILogHandler> FileHandler(const std::wstring& path) {
+  return Kuv::OpenFileLogger(path, /*maxSizeKB=*/0, /*maxCount=*/0);
+}
+
+std::string OurLine() {
+  const auto handler = std::make_shared<KeepingHandler>();
+  const MainLog log{handler};
+  LogOurs(LogLevel::Info);
+  return handler->line;
+}
+
+std::string RivalLine() {
+  const auto sink = std::make_shared<DiscardingSink>();
+  LogRival(*KuvBench::MakeRival(sink), spdlog::level::info);
+  return sink->Line();
+}
+
+// Apart from the time, at which both were made one after the other.
+void RequireSameLine() {
+  constexpr std::size_t kTimeLength = 17;
+  const std::string ours = OurLine();
+  const std::string rival = RivalLine();
+  if (ours.size() != rival.size() || ours.substr(kTimeLength) != rival.substr(kTimeLength)) {
+    throw std::runtime_error{"the lines differ:\n" + ours + rival};
+  }
+}
+
+void FormatByPlatform(char (&message)[kLogLineCapacity], const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  _vsnprintf_s(message, kLogLineCapacity, _TRUNCATE, format, arguments);
+  va_end(arguments);
+}
+
+// What a line cannot be made without: the time, the message, its conversion.
+void CallPlatformForLine() {
+  SYSTEMTIME now;
+  ::GetLocalTime(&now);
+  char message[kLogLineCapacity];
+  FormatByPlatform(message, kFormat, g_scenario, g_scenarioName);
+  wchar_t wide[kLogLineCapacity];
+  ::MultiByteToWideChar(CP_UTF8, 0, message, -1, wide, static_cast<int>(kLogLineCapacity));
+  benchmark::DoNotOptimize(now);
+  benchmark::DoNotOptimize(wide);
+}
+
+void FilteredCall(benchmark::State& state) {
+  const MainLog log{std::make_shared<NullHandler>()};
+  const Rival rival = KuvBench::MakeRival(std::make_shared<DiscardingSink>());
+  Compare(state, {"spdlog", Goal{1.0}, Repeat([] { LogOurs(LogLevel::Debug); }),
+                  Repeat([&] { LogRival(*rival, spdlog::level::debug); })});
+}
+BENCHMARK(FilteredCall)->Apply(InBatches);
+
+void NullHandlerLine(benchmark::State& state) {
+  const MainLog log{std::make_shared<NullHandler>()};
+  const Rival rival = KuvBench::MakeRival(std::make_shared<DiscardingSink>());
+  Compare(state, {"spdlog, line dropped", Goal{1.5}, OurLines(), RivalLines(rival)});
+}
+BENCHMARK(NullHandlerLine)->Apply(InBatches);
+
+// For the record: this sink saves spdlog the making of the prefix, clock and all.
+void NullHandlerLineAgainstNullSink(benchmark::State& state) {
+  const MainLog log{std::make_shared<NullHandler>()};
+  const Rival rival = KuvBench::MakeRival(std::make_shared<spdlog::sinks::null_sink_mt>());
+  Compare(state, {"spdlog, line not made", Goal{}, OurLines(), RivalLines(rival)});
+}
+BENCHMARK(NullHandlerLineAgainstNullSink)->Apply(InBatches);
+
+void NullHandlerLineAgainstPlatform(benchmark::State& state) {
+  const MainLog log{std::make_shared<NullHandler>()};
+  Compare(state, {"platform calls", Goal{1.2}, OurLines(), Repeat(CallPlatformForLine)});
+}
+BENCHMARK(NullHandlerLineAgainstPlatform)->Apply(InBatches);
+
+void FileLine(benchmark::State& state) {
+  const KuvTest::TempFolder folder;
+  const MainLog log{FileHandler(folder.Path(L"ours.log"))};
+  const Rival rival = KuvBench::MakeFileRival(folder.Path(L"rival.log"));
+  Compare(state, {"spdlog, flushed", Goal{1.0}, OurLines(), RivalLines(rival)});
+}
+BENCHMARK(FileLine)->Apply(InBatches);
+
+// A file opened as ours, and the bare write of a finished line to it.
+class BareFile {
+ public:
+  explicit BareFile(const std::wstring& path)
+      : file_(::CreateFileW(path.c_str(), FILE_APPEND_DATA,
+                            FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_ALWAYS,
+                            FILE_FLAG_WRITE_THROUGH | FILE_ATTRIBUTE_NORMAL, nullptr)) {
+    if (!file_) throw std::runtime_error{"a log file cannot be opened"};
+  }
+
+  void Write() const {
+    DWORD written = 0;
+    ::WriteFile(file_.Get(), line_.data(), static_cast<DWORD>(line_.size()), &written, nullptr);
+  }
+
+ private:
+  Kuv::UniqueFile file_;
+  std::string line_ = OurLine();
+};
+
+void FileLineAgainstWrite(benchmark::State& state) {
+  const KuvTest::TempFolder folder;
+  const BareFile bare{folder.Path(L"bare.log")};
+  const MainLog log{FileHandler(folder.Path(L"ours.log"))};
+  Compare(state, {"bare WriteFile", Goal{1.25}, OurLines(), Repeat([&] { bare.Write(); })});
+}
+BENCHMARK(FileLineAgainstWrite)->Apply(InBatches);
+
+// How much of it is the line's own: on some platforms a write costs little more than making a line.
+void FileLineAgainstPlatform(benchmark::State& state) {
+  const KuvTest::TempFolder folder;
+  const BareFile bare{folder.Path(L"bare.log")};
+  const MainLog log{FileHandler(folder.Path(L"ours.log"))};
+  const auto callPlatform = [&] {
+    CallPlatformForLine();
+    bare.Write();
+  };
+  Compare(state, {"platform calls, WriteFile", Goal{}, OurLines(), Repeat(callPlatform)});
+}
+BENCHMARK(FileLineAgainstPlatform)->Apply(InBatches);
+
+// Batches of several threads are longer, so that starting and joining them counts for little.
+void CompareCrews(benchmark::State& state, const char* name, const Rival& rival) {
+  const auto threads = static_cast<std::size_t>(state.range(0));
+  Crew ours{threads, OurLines()};
+  Crew theirs{threads, RivalLines(rival)};
+  Compare(state, {name, Goal{}, [&](std::size_t count) { ours.Run(count); },
+                  [&](std::size_t count) { theirs.Run(count); }, std::chrono::milliseconds{5}});
+}
+
+void NullHandlerLineThreads(benchmark::State& state) {
+  const MainLog log{std::make_shared<NullHandler>()};
+  CompareCrews(state, "spdlog, line dropped", KuvBench::MakeRival(std::make_shared<DiscardingSink>()));
+}
+BENCHMARK(NullHandlerLineThreads)->Arg(2)->Arg(4)->Apply(KuvBench::InLongBatches);
+
+void FileLineThreads(benchmark::State& state) {
+  const KuvTest::TempFolder folder;
+  const MainLog log{FileHandler(folder.Path(L"ours.log"))};
+  CompareCrews(state, "spdlog, flushed", KuvBench::MakeFileRival(folder.Path(L"rival.log")));
+}
+BENCHMARK(FileLineThreads)->Arg(2)->Arg(4)->Apply(KuvBench::InLongBatches);
+
+void HeapAllocations(benchmark::State& state) {
+  const KuvTest::TempFolder folder;
+  const MainLog log{std::make_shared<NullHandler>()};
+  g_logSystem->AddHandler(FileHandler(folder.Path(L"ours.log")));
+  const std::size_t before = AllocationCount();
+  for ([[maybe_unused]] auto iteration : state) {
+    LogOurs(LogLevel::Info);
+    KUV_LOG(LogLevel::Info, L"Usage scenario %d/%S supported", g_scenario, g_scenarioName);
+  }
+  state.counters["allocations"] = static_cast<double>(AllocationCount() - before);
+}
+BENCHMARK(HeapAllocations)->Iterations(10000);
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    RequireSameLine();
+    return KuvBench::RunBenchmarks(argc, argv);
+  } catch (const std::exception& exception) {
+    std::fprintf(stderr, "LogBenchmarks: %s\n", exception.what());
+    return 1;
+  }
+}
