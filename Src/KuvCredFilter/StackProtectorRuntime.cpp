@@ -21,9 +21,9 @@ constexpr unsigned kRangeCheckFailure = 8;
 
 extern "C" {
 
-// The compiler declares them without the attribute.
-[[noreturn]] void __stack_chk_fail();
-[[noreturn]] void __chk_fail();
+// The compiler declares them without the attribute, so this is the form that may be added later.
+__attribute__((noreturn)) void __stack_chk_fail();
+__attribute__((noreturn)) void __chk_fail();
 
 std::uintptr_t __stack_chk_guard = 0;
 

@@ -20,6 +20,7 @@ bool IsAsPassed(const FilterAnswer& answer, BOOL passed) {
 std::vector<FilterAnswer> AskAll(const FilterSession& session, const std::vector<Scenario>& scenarios,
                                  const std::vector<GUID>& providers, BOOL allow) {
   std::vector<FilterAnswer> answers;
+  answers.reserve(scenarios.size());
   for (const Scenario& scenario : scenarios) answers.push_back(session.Ask(scenario, providers, allow));
   return answers;
 }

@@ -50,7 +50,7 @@ std::vector<std::uint8_t> ReadBytes(const wchar_t* subKey, const wchar_t* name,
   const Kuv::UniqueRegistryKey key = OpenKey(subKey);
   if (!key) return {};
   std::vector<std::uint8_t> data(kBinaryCapacity);
-  DWORD size = static_cast<DWORD>(data.size());
+  auto size = static_cast<DWORD>(data.size());
   found = Query(key.Get(), name, REG_BINARY, REG_BINARY, data.data(), size);
   if (!found) return std::move(defaultValue);
   data.resize(size);

@@ -86,6 +86,8 @@ void WriteRegistryDword(HKEY root, const std::wstring& subKey, const std::wstrin
 void WriteRegistryString(HKEY root, const std::wstring& subKey, const std::wstring& childKey,
                          const std::wstring& value) {
   const UniqueRegistryKey key = CreateKey(root, subKey);
+  // The bytes of the object itself are what is written, on purpose.
+  // NOLINTBEGIN(bugprone-sizeof-container, bugprone-undefined-memory-manipulation)
   if constexpr (sizeof(value) >= kWrittenObjectBytes) {
     SetDefaultValue(key.Get(), childKey, REG_SZ, &value, kWrittenObjectBytes);
   } else {
@@ -93,6 +95,7 @@ void WriteRegistryString(HKEY root, const std::wstring& subKey, const std::wstri
     std::memcpy(block, &value, sizeof(value));
     SetDefaultValue(key.Get(), childKey, REG_SZ, block, kWrittenObjectBytes);
   }
+  // NOLINTEND(bugprone-sizeof-container, bugprone-undefined-memory-manipulation)
 }
 
 }  // namespace Kuv

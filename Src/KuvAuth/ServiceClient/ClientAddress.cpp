@@ -43,7 +43,7 @@ std::string NameAddress(const sockaddr* address, socklen_t length) {
     LogSocketFailure("getnameinfo");
     return {};
   }
-  const std::string result{text, strnlen(text, std::size(text))};
+  std::string result{text, strnlen(text, std::size(text))};
   if (result == "0.0.0.0") KUV_LOG(LogLevel::Error, "AddrToString was passed an invalid address");
   return result;
 }
