@@ -33,7 +33,7 @@ constexpr std::array<bool, 256> MakeUnreserved() {
   for (std::size_t byte = 'A'; byte <= 'Z'; ++byte) unreserved[byte] = true;
   for (std::size_t byte = 'a'; byte <= 'z'; ++byte) unreserved[byte] = true;
   for (std::size_t byte = '0'; byte <= '9'; ++byte) unreserved[byte] = true;
-  for (const unsigned char mark : {'-', '.', '_', '~'}) unreserved[mark] = true;
+  for (const char mark : {'-', '.', '_', '~'}) unreserved[static_cast<unsigned char>(mark)] = true;
   return unreserved;
 }
 
