@@ -11,30 +11,30 @@ namespace {
 using namespace Kuv::Util;
 using KuvTest::LogLines;
 
-using AddrToStringTest = KuvTest::AddressFixture;
+using AddressText = KuvTest::AddressFixture;
 
-TEST_F(AddrToStringTest, GivesAnIpv4AddressAsDottedQuad) {
+TEST_F(AddressText, GivesAnIpv4AddressAsDottedQuad) {
   EXPECT_EQ(AddrToString(2, "\xC0\x00\x02\x7F"), "192.0.2.127");
   EXPECT_EQ(AddrToString(2, "\xFF\xFF\xFF\xFF"), "255.255.255.255");
   EXPECT_EQ(log.Lines(), LogLines{});
 }
 
-TEST_F(AddrToStringTest, GivesAnIpv6AddressInColonForm) {
+TEST_F(AddressText, GivesAnIpv6AddressInColonForm) {
   EXPECT_EQ(AddrToString(23, "\x20\x01\x0D\xB8\0\0\0\0\0\0\0\0\0\0\0\x01"), "2001:db8::1");
   EXPECT_EQ(log.Lines(), LogLines{});
 }
 
-TEST_F(AddrToStringTest, ZeroIpv4AddressIsLoggedAndReturned) {
+TEST_F(AddressText, ZeroIpv4AddressIsLoggedAndReturned) {
   EXPECT_EQ(AddrToString(2, "\0\0\0"), "0.0.0.0");
   EXPECT_EQ(log.Lines(), (LogLines{{LogLevel::Error, "AddrToString was passed an invalid address"}}));
 }
 
-TEST_F(AddrToStringTest, ZeroIpv6AddressIsNoError) {
+TEST_F(AddressText, ZeroIpv6AddressIsNoError) {
   EXPECT_EQ(AddrToString(23, std::string(16, '\0').data()), "::");
   EXPECT_EQ(log.Lines(), LogLines{});
 }
 
-TEST_F(AddrToStringTest, AnyOtherFamilyGivesNothingInSilence) {
+TEST_F(AddressText, AnyOtherFamilyGivesNothingInSilence) {
   KUV_IMPORT_HOOK(name, getnameinfo);
   for (const std::uint16_t family :
        std::initializer_list<std::uint16_t>{0, 1, 3, 5, 10, 22, 24, 0x102, 0xFFFF}) {
@@ -44,7 +44,7 @@ TEST_F(AddrToStringTest, AnyOtherFamilyGivesNothingInSilence) {
   EXPECT_EQ(log.Lines(), LogLines{});
 }
 
-TEST_F(AddrToStringTest, AsksForTheNumericNameOfABareIpv4Address) {
+TEST_F(AddressText, AsksForTheNumericNameOfABareIpv4Address) {
   KUV_IMPORT_HOOK(name, getnameinfo);
   name.Answer([](const sockaddr* address, socklen_t length, char* host, DWORD hostSize, char* service,
                  DWORD serviceSize, int flags) {
@@ -62,7 +62,7 @@ TEST_F(AddrToStringTest, AsksForTheNumericNameOfABareIpv4Address) {
   EXPECT_EQ(AddrToString(2, "\1\2\3\4"), "a");
 }
 
-TEST_F(AddrToStringTest, AsksForTheNumericNameOfABareIpv6Address) {
+TEST_F(AddressText, AsksForTheNumericNameOfABareIpv6Address) {
   KUV_IMPORT_HOOK(name, getnameinfo);
   name.Answer([](const sockaddr* address, socklen_t length, char* host, DWORD, char*, DWORD, int flags) {
     EXPECT_EQ(std::string(reinterpret_cast<const char*>(address), 28),
@@ -76,7 +76,7 @@ TEST_F(AddrToStringTest, AsksForTheNumericNameOfABareIpv6Address) {
   EXPECT_EQ(AddrToString(23, "0123456789abcdef"), std::string(65, 'x'));
 }
 
-TEST_F(AddrToStringTest, FailureIsLoggedWithTheSocketsCode) {
+TEST_F(AddressText, FailureIsLoggedWithTheSocketsCode) {
   KUV_IMPORT_HOOK(name, getnameinfo);
   name.Answer([](auto&&...) { return 11001; });
   KUV_IMPORT_HOOK(lastError, WSAGetLastError);
@@ -87,7 +87,7 @@ TEST_F(AddrToStringTest, FailureIsLoggedWithTheSocketsCode) {
                                    {LogLevel::Error, "Failure in socket operation 'getnameinfo' (10093)"}}));
 }
 
-TEST_F(AddrToStringTest, NullAddressIsAnInvalidParameterAndCountsAsZero) {
+TEST_F(AddressText, NullAddressIsAnInvalidParameterAndCountsAsZero) {
   if (!KuvTest::RunsUnderWine()) GTEST_SKIP() << "the C runtime's default handler ends the process";
   errno = 0;
   EXPECT_EQ(AddrToString(2, nullptr), "0.0.0.0");
@@ -169,7 +169,7 @@ TEST_F(LocalAddress, HostNameThatFailsIsEmptyAndLoggedInItsOwnWords) {
   EXPECT_EQ(log.Lines(), (LogLines{{LogLevel::Error, "System call 'gethostname' failed. {error: 10093}"}}));
 }
 
-TEST_F(AddrToStringTest, HostNameIsThePlatforms) {
+TEST_F(AddressText, HostNameIsThePlatforms) {
   char name[256] = {};
   ASSERT_EQ(::gethostname(name, sizeof(name)), 0);
   EXPECT_EQ(GetLocalHostName(), name);

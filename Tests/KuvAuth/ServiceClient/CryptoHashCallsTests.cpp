@@ -76,6 +76,7 @@ TEST_P(CryptoHashFailure, GivesNothingIsLoggedAndReleasesWhatExists) {
 }
 
 INSTANTIATE_TEST_SUITE_P(OfEachStep, CryptoHashFailure,
-                         ::testing::Range<std::size_t>(1, std::size(kSteps) + 1));
+                         ::testing::Range<std::size_t>(1, std::size(kSteps) + 1),
+                         [](const auto& info) { return "Step" + std::to_string(info.param); });
 
 }  // namespace

@@ -135,7 +135,7 @@ class HmacCalls : public ::testing::Test {
       ExpectNoSecretInTheLog();
     }
 
-    INSTANTIATE_TEST_SUITE_P(OfEachStep, HmacFailure,
-                             ::testing::Range<std::size_t>(1, std::size(kSteps) + 1));
+    INSTANTIATE_TEST_SUITE_P(OfEachStep, HmacFailure, ::testing::Range<std::size_t>(1, std::size(kSteps) + 1),
+                             [](const auto& info) { return "Step" + std::to_string(info.param); });
 
     }  // namespace
