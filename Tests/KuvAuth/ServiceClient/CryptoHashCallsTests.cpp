@@ -77,6 +77,6 @@ TEST_P(CryptoHashFailure, GivesNothingIsLoggedAndReleasesWhatExists) {
 
 INSTANTIATE_TEST_SUITE_P(OfEachStep, CryptoHashFailure,
                          ::testing::Range<std::size_t>(1, std::size(kSteps) + 1),
-                         [](const auto& info) { return "Step" + std::to_string(info.param); });
+                         [](const auto& row) { return "Step" + std::to_string(row.param); });
 
 }  // namespace

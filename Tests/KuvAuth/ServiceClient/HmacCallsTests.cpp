@@ -136,6 +136,6 @@ class HmacCalls : public ::testing::Test {
     }
 
     INSTANTIATE_TEST_SUITE_P(OfEachStep, HmacFailure, ::testing::Range<std::size_t>(1, std::size(kSteps) + 1),
-                             [](const auto& info) { return "Step" + std::to_string(info.param); });
+                             [](const auto& row) { return "Step" + std::to_string(row.param); });
 
     }  // namespace
