@@ -1,7 +1,7 @@
 // The entire log of runs of the DLL, as its reader finds it in the file.
 #include <gtest/gtest.h>
 
-#include <string_view>
+#include <ostream>
 
 #include "KuvCredFilter/Identifiers.h"
 #include "Module/LoadedFilter.h"
@@ -29,6 +29,10 @@ struct Verbosity {
   std::uint32_t debug;  // the setting
   const char* notice;   // the line that the setting causes wherever it is applied
 };
+
+void PrintTo(const Verbosity& verbosity, std::ostream* out) {
+  *out << verbosity.name;
+}
 
 constexpr Verbosity kInfo{"Info", 0, nullptr};
 constexpr Verbosity kDebug{"Debug", 1, "Info: Debug logging level enabled"};
