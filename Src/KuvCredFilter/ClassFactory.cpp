@@ -11,6 +11,8 @@ namespace {
 HRESULT CreateFactory(REFCLSID rclsid, REFIID riid, void** ppv) {
   if (rclsid != CLSID_KuvCredFilter) return CLASS_E_CLASSNOTAVAILABLE;
   auto* const factory = new CClassFactory;
+  // A safeguard only: this allocator throws.
+  if (factory == nullptr) return E_OUTOFMEMORY;
   const HRESULT result = factory->QueryInterface(riid, ppv);
   factory->Release();
   return result;
