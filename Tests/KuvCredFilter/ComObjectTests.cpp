@@ -1,10 +1,8 @@
-#include <latch>
-#include <thread>
 #include <type_traits>
-#include <vector>
 
 #include "KuvCredFilter/ComFixture.h"
 #include "KuvCredFilter/KuvCredFilter.h"
+#include "Support/Together.h"
 
 namespace {
 
@@ -163,18 +161,11 @@ TEST(CredentialSerialization, HasThePlatformsLayout) {
 constexpr int kThreads = 4;
 constexpr int kRounds = 500000;
 
-// The threads set out together, so that they do meet.
 template <typename Work>
 void OnAllThreads(Work work) {
-  std::latch start{kThreads};
-  std::vector<std::thread> threads;
-  for (int i = 0; i < kThreads; ++i) {
-    threads.emplace_back([&start, work] {
-      start.arrive_and_wait();
-      for (int round = 0; round < kRounds; ++round) work();
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
+  Together(kThreads, [&work](int) {
+    for (int round = 0; round < kRounds; ++round) work();
+  });
 }
 
 TEST_F(FilterObject, ReferencesAreCountedFromAnyThread) {

@@ -13,12 +13,14 @@
 #include "KuvAuth/Logging/LogFront.h"
 #include "Support/LogCapture.h"
 #include "Support/TempFolder.h"
+#include "Support/Together.h"
 
 namespace {
 
 using KuvTest::AllocationCounter;
 using KuvTest::ReadFileBytes;
 using KuvTest::TempFolder;
+using KuvTest::Together;
 
 constexpr int kThreads = 8;
 constexpr int kLinesPerThread = 5000;
@@ -71,15 +73,11 @@ TEST(LogSystemStress, EightThreadsTearAndLoseNoLine) {
     Kuv::LogSystem system;
     system.AddHandler(Kuv::OpenFileLogger(path, 0, 0));
     system.AddHandler(collector);
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < kThreads; ++thread) {
-      threads.emplace_back([&system, thread] {
-        for (int line = 0; line < kLinesPerThread; ++line) {
-          LogFormatTo({LogLevel::Info, __FILE__, __LINE__}, system, L"thread %d line %d end", thread, line);
-        }
-      });
-    }
-    for (std::thread& thread : threads) thread.join();
+    Together(kThreads, [&system](int thread) {
+      for (int line = 0; line < kLinesPerThread; ++line) {
+        LogFormatTo({LogLevel::Info, __FILE__, __LINE__}, system, L"thread %d line %d end", thread, line);
+      }
+    });
   }
   EXPECT_EQ(collector->overlaps, 0);
   CheckLines(collector->bytes);

@@ -1,12 +1,11 @@
 #include "KuvAuth/ServiceClient/Hashing.h"
 
-#include <thread>
-
 #include <gtest/gtest.h>
 
 #include "HashVectors.h"
 #include "Support/GuardedBuffer.h"
 #include "Support/LogCapture.h"
+#include "Support/Together.h"
 
 // Against the platform's real CryptoAPI. It finds its providers below HKEY_LOCAL_MACHINE, so no test here
 // redirects the registry.
@@ -16,6 +15,7 @@ using Kuv::Util::CalculateHmac;
 using Kuv::Util::CryptoHash;
 using KuvTest::Hex;
 using KuvTest::LogLines;
+using KuvTest::Together;
 using Bytes = std::vector<std::uint8_t>;
 
 constexpr std::uint32_t kSha1 = 0x8004;
@@ -113,14 +113,12 @@ TEST(CalculateHmac, TakesEmbeddedZeroBytes) {
 
 TEST(CalculateHmac, CanBeCalledFromSeveralThreadsAtOnce) {
   const Bytes expected = CalculateHmac("key", "data");
-  std::vector<std::thread> threads;
   std::vector<int> wrong(4);
-  for (int& count : wrong) {
-    threads.emplace_back([&] {
-      for (int i = 0; i < 50; ++i) count += CalculateHmac("key", "data") == expected ? 0 : 1;
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
+  Together(4, [&](int thread) {
+    for (int i = 0; i < 50; ++i) {
+      wrong[static_cast<std::size_t>(thread)] += CalculateHmac("key", "data") == expected ? 0 : 1;
+    }
+  });
   EXPECT_EQ(wrong, std::vector<int>(4, 0));
 }
 
