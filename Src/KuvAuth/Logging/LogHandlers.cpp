@@ -4,6 +4,7 @@
 
 #include <cstring>
 
+#include "KuvAuth/Logging/AsciiRun.h"
 #include "KuvAuth/Logging/LogRotation.h"
 #include "KuvAuth/Support/UniqueResource.h"
 
@@ -69,15 +70,13 @@ std::unique_ptr<FileLogger> OpenFileLogger(const std::wstring& path, std::uint64
 
 int WideToUtf8Buffer(char* destination, int capacity, const wchar_t* text) noexcept {
   if (destination == nullptr || capacity <= 0 || text == nullptr) return 0;
-  // Only ASCII needs no more bytes than units, so this loop is the whole of the conversion.
-  for (int i = 0; i < capacity; ++i) {
-    if (text[i] >= 0x80) break;
-    destination[i] = static_cast<char>(text[i]);
-    if (text[i] == L'\0') return i + 1;
-    if (i + 1 == capacity) {
-      destination[i] = '\0';
-      return capacity;
-    }
+  // Only ASCII needs no more bytes than units, so its copy is the whole of the conversion.
+  const int copied = CopyAsciiRun(destination, capacity, text);
+  if (copied == capacity) {
+    destination[capacity - 1] = '\0';
+    return capacity;
   }
-  return 0;
+  if (text[copied] != L'\0') return 0;
+  destination[copied] = '\0';
+  return copied + 1;
 }

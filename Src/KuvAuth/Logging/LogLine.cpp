@@ -3,34 +3,46 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 #include <cwchar>
-#include <iterator>
+
+#include "KuvAuth/Logging/AsciiRun.h"
 
 namespace {
 
 // A message ends below this unit, so that the line end always fits behind it.
 constexpr std::size_t kMessageEnd = 2046;
 
-std::ptrdiff_t DigitCount(std::uint32_t value) noexcept {
-  std::ptrdiff_t count = 1;
-  for (std::uint64_t power = 10; value >= power; power *= 10) ++count;
-  return count;
+struct TwoDigits {
+  wchar_t units[2];
+};
+
+constexpr std::array<TwoDigits, 100> kTwoDigits = [] {
+  std::array<TwoDigits, 100> table{};
+  for (std::size_t i = 0; i < table.size(); ++i) {
+    table[i] = {static_cast<wchar_t>(L'0' + i / 10), static_cast<wchar_t>(L'0' + i % 10)};
+  }
+  return table;
+}();
+
+wchar_t* PutPair(wchar_t* out, std::uint32_t value) noexcept {
+  std::memcpy(out, &kTwoDigits[value], sizeof(TwoDigits));
+  return out + 2;
 }
 
 wchar_t* PutNumber(wchar_t* out, std::uint32_t value) noexcept {
-  wchar_t* const end = out + DigitCount(value);
-  for (wchar_t* digit = end; digit != out; value /= 10) *--digit = static_cast<wchar_t>(L'0' + value % 10);
-  return end;
+  if (value >= 100) return PutPair(PutNumber(out, value / 100), value % 100);
+  if (value >= 10) return PutPair(out, value);
+  *out = static_cast<wchar_t>(L'0' + value);
+  return out + 1;
 }
 
 // At least two digits.
 wchar_t* PutTwoDigits(wchar_t* out, std::uint32_t value) noexcept {
-  if (value >= 100) return PutNumber(out, value);
-  *out++ = static_cast<wchar_t>(L'0' + value / 10);
-  *out++ = static_cast<wchar_t>(L'0' + value % 10);
-  return out;
+  return value < 100 ? PutPair(out, value) : PutNumber(out, value);
 }
 
 // Cuts the text at `end`.
@@ -94,20 +106,16 @@ std::size_t AppendFormat(wchar_t* buffer, std::size_t capacity, const wchar_t* f
 
 int Utf8ToWideBuffer(wchar_t* destination, int capacity, const char* text) noexcept {
   if (destination == nullptr || capacity <= 0 || text == nullptr) return 0;
-  // As far as the text is ASCII, the two sides of the bound agree: copy up to the NUL, the bound or the
-  // first byte outside.
-  int copied = 0;
-  unsigned char byte = 0;
-  for (; copied < capacity; ++copied) {
-    byte = static_cast<unsigned char>(text[copied]);
-    destination[copied] = byte;
-    if (byte == 0 || byte >= 0x80) break;
-  }
+  // As far as the text is ASCII, the two sides of the bound agree.
+  const int copied = CopyAsciiRun(destination, capacity, text);
   if (copied == capacity) {
     destination[capacity - 1] = L'\0';
     return capacity;
   }
-  if (byte == 0) return copied + 1;
+  if (text[copied] == '\0') {
+    destination[copied] = L'\0';
+    return copied + 1;
+  }
   // Fewer units than bytes are needed now, so `bound` ends the source before its NUL: the tail is lost.
   const int needed = ::MultiByteToWideChar(CP_UTF8, 0, text, -1, nullptr, 0);
   const int bound = std::min(capacity, needed);
