@@ -3,6 +3,7 @@
 #include <mutex>
 
 #include "KuvAuth/Logging/LogLine.h"
+#include "KuvAuth/Support/ForceInline.h"
 
 namespace Kuv {
 
@@ -10,9 +11,11 @@ namespace {
 
 using Handlers = std::vector<std::shared_ptr<ILogHandler>>;
 
+// Both are inlined for the reason that `FormatAndWrite` is (LogFront.cpp).
+
 // A handler's trouble is its own: what it throws ends here, and the next one gets its call.
 template <typename Call>
-void ForEachHandler(CriticalSection& lock, const Handlers& handlers, Call call) {
+KUV_FORCE_INLINE void ForEachHandler(CriticalSection& lock, const Handlers& handlers, Call call) {
   const std::lock_guard guard{lock};
   for (const auto& handler : handlers) {
     try {
@@ -24,7 +27,8 @@ void ForEachHandler(CriticalSection& lock, const Handlers& handlers, Call call) 
 }
 
 template <typename Unit>
-void HandOver(CriticalSection& lock, const Handlers& handlers, LogLevel level, const Unit* text) {
+KUV_FORCE_INLINE void HandOver(CriticalSection& lock, const Handlers& handlers, LogLevel level,
+                               const Unit* text) {
   ForEachHandler(lock, handlers, [=](ILogHandler& handler) { handler.LogWrite(level, text); });
 }
 

@@ -1,0 +1,8 @@
+#pragma once
+
+/// Inlines a function even where the compiler would not.
+#if defined(_MSC_VER)
+#define KUV_FORCE_INLINE __forceinline
+#else
+#define KUV_FORCE_INLINE [[gnu::always_inline]] inline
+#endif
