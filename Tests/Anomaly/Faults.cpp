@@ -15,6 +15,7 @@ namespace KuvTest {
 namespace {
 
 struct State {
+  bool watches = true;
   Fault fault;
   bool armed = false;
   std::size_t calls[2] = {};
@@ -182,7 +183,7 @@ void KeepBooks(const ImportRule& rule, const std::intptr_t* arguments, std::intp
 }  // namespace
 
 const FailingAnswer* BeginCall(const ImportRule& rule) {
-  if (g_state == nullptr || !g_state->armed || rule.failures.empty()) return nullptr;
+  if (!g_state->watches || !g_state->armed || rule.failures.empty()) return nullptr;
   const std::size_t call = ++g_state->calls[static_cast<int>(rule.domain)];
   const Fault& fault = g_state->fault;
   if (fault.call == 0 || fault.domain != rule.domain) return nullptr;
@@ -196,7 +197,7 @@ const FailingAnswer* BeginCall(const ImportRule& rule) {
 }
 
 void EndCall(const ImportRule& rule, const std::intptr_t* arguments, std::intptr_t result, bool failed) {
-  if (g_state == nullptr) return;
+  if (!g_state->watches) return;
   const DWORD lastError = ::GetLastError();
   g_state->called.insert(rule.name);
   if (rule.recorded) Record(rule, arguments, result, failed);
@@ -213,10 +214,11 @@ std::string DescribeFault() {
   return text;
 }
 
-FaultyImports::FaultyImports() {
+FaultyImports::FaultyImports(Watch watch) {
   if (g_state != nullptr) throw std::runtime_error{"one at a time"};
   for (const ImportRule& rule : ImportRules()) *rule.self = &rule;
   g_state = new State;
+  g_state->watches = watch == Watch::Everything;
   using Register = NTSTATUS(NTAPI*)(ULONG, Notify, void*, void**);
   const auto enter = LoaderFunction<Register>("LdrRegisterDllNotification");
   if (enter(0, OnModule, nullptr, &g_state->registration) != 0) {

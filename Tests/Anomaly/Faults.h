@@ -67,10 +67,13 @@ struct Answer {
 
 /// Stands between the DLL and its imports from the moment it is mapped, before any of its code has run, until
 /// it is gone: forwards every call, fails those that it is told to, keeps the books of what was handed out
-/// and not taken back. One at a time, for one thread.
+/// and not taken back. One at a time. It is for one thread, unless it watches nothing and merely gives the
+/// answers of `TheMachine`.
 class FaultyImports {
  public:
-  FaultyImports();
+  enum class Watch { Everything, Nothing };
+
+  explicit FaultyImports(Watch watch = Watch::Everything);
   ~FaultyImports();
   FaultyImports(const FaultyImports&) = delete;
   FaultyImports& operator=(const FaultyImports&) = delete;
@@ -115,6 +118,7 @@ struct MachineAnswers {
   std::wstring appData;
   int remoteSession = 0;
   bool logIsFull = false;  ///< the log file has reached its limit
+  bool dropsLog = false;   ///< what is written to a file goes nowhere
 };
 MachineAnswers& TheMachine();
 

@@ -8,6 +8,7 @@
 #include <new>
 #include <span>
 
+#include "Anomaly/LiveFilter.h"
 #include "Anomaly/Providers.h"
 
 namespace KuvTest {
@@ -105,9 +106,6 @@ constexpr wchar_t kFilterKey[] =
 }  // namespace
 
 Host::Host() {
-  wchar_t program[MAX_PATH + 1] = {};
-  ::GetModuleFileNameW(nullptr, program, MAX_PATH);
-  dll_ = std::filesystem::path{program}.replace_filename(L"KuvCredFilter.dll").wstring();
   PrepareMachine();
   // What the platform keeps for a process after the first time is there before anything is counted.
   PlayNormally();
@@ -144,7 +142,7 @@ void Host::Tidy() {
 
 bool Host::Load() {
   judge_ = {};
-  module_ = ::LoadLibraryW(dll_.c_str());
+  module_ = ::LoadLibraryW(BuiltDll().c_str());
   if (module_ == nullptr) {
     EXPECT_TRUE(imports_.HasStruck()) << "the DLL does not load";
   }

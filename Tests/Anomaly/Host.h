@@ -59,7 +59,6 @@ class Host {
   FaultyImports imports_;
   RegistrySandbox registry_;
   TempFolder appData_;
-  std::wstring dll_;
   HMODULE module_ = nullptr;
   Judge judge_;
   Fault fault_;

@@ -93,6 +93,13 @@ BOOL WINAPI SizeOfTheTest(const wchar_t* path, GET_FILEEX_INFO_LEVELS level, voi
   return TRUE;
 }
 
+BOOL WINAPI WriteOfTheTest(HANDLE file, const void* bytes, DWORD count, DWORD* written,
+                           OVERLAPPED* overlapped) {
+  if (!TheMachine().dropsLog) return ::WriteFile(file, bytes, count, written, overlapped);
+  *written = count;
+  return TRUE;
+}
+
 // Nobody listens, and telling the system so takes it longer than all the rest of a line.
 void WINAPI NoDebugger(const wchar_t*) {}
 
@@ -150,7 +157,7 @@ const std::vector<ImportRule>& Rules() {
       Opens(Gives(KUV_RULE(CreateFileW), -1,
                   {ERROR_ACCESS_DENIED, ERROR_SHARING_VIOLATION, ERROR_TOO_MANY_OPEN_FILES, ERROR_DISK_FULL}),
             Handle),
-      Nothing(KUV_RULE(WriteFile), {ERROR_DISK_FULL, ERROR_IO_DEVICE, ERROR_INVALID_HANDLE}),
+      Nothing(KUV_RULE(WriteFile, WriteOfTheTest), {ERROR_DISK_FULL, ERROR_IO_DEVICE, ERROR_INVALID_HANDLE}),
       Nothing(KUV_RULE(FlushFileBuffers), {ERROR_DISK_FULL, ERROR_INVALID_HANDLE}),
       Closes(Nothing(KUV_RULE(CloseHandle), {ERROR_INVALID_HANDLE}), Handle),
 
