@@ -1,5 +1,7 @@
 #include "KuvCredFilter/ClassFactory.h"
 
+#include <memory>
+
 #include "KuvAuth/Configuration/Configuration.h"
 #include "KuvAuth/Logging/LogStartup.h"
 #include "KuvCredFilter/Identifiers.h"
@@ -8,14 +10,17 @@
 
 namespace {
 
+// Gives back the reference of an object's creator on every way out: starting the log may run out of memory.
+struct ReleaseReference {
+  void operator()(CClassFactory* factory) const { factory->Release(); }
+};
+
 HRESULT CreateFactory(REFCLSID rclsid, REFIID riid, void** ppv) {
   if (rclsid != CLSID_KuvCredFilter) return CLASS_E_CLASSNOTAVAILABLE;
-  auto* const factory = new CClassFactory;
+  const std::unique_ptr<CClassFactory, ReleaseReference> factory{new CClassFactory};
   // A safeguard only: this allocator throws.
   if (factory == nullptr) return E_OUTOFMEMORY;
-  const HRESULT result = factory->QueryInterface(riid, ppv);
-  factory->Release();
-  return result;
+  return factory->QueryInterface(riid, ppv);
 }
 
 }  // namespace

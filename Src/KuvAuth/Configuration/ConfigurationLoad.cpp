@@ -113,8 +113,14 @@ constexpr Setting kSettings[] = {
 
 bool Configuration::Load(IRegistry& registry) {
   ProvidersWhitelist.clear();
-  ReadKey(registry, LocalKeyPath);
-  ReadKey(registry, PolicyKeyPath);
+  try {
+    ReadKey(registry, LocalKeyPath);
+    ReadKey(registry, PolicyKeyPath);
+  } catch (...) {
+    // A record that is filled halfway must not count as complete: the next call loads it again.
+    SKey.clear();
+    throw;
+  }
   if (IsConfigured()) return true;
   KUV_LOG(LogLevel::Error,
           "Kuv WinLogon MFA not configured properly. Please check 'Host', 'IKey' and 'SKey' settings.");

@@ -1,0 +1,77 @@
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <type_traits>
+
+#include "Anomaly/Faults.h"
+
+namespace KuvTest {
+
+/// The name of a function as a template argument.
+template <std::size_t Size>
+struct ImportName {
+  consteval ImportName(const char (&name)[Size]) { std::copy_n(name, Size, text); }
+  char text[Size];
+};
+
+template <typename Value>
+std::intptr_t ToRaw(const Value& value) {
+  if constexpr (std::is_pointer_v<Value>) {
+    return reinterpret_cast<std::intptr_t>(value);
+  } else if constexpr (std::is_integral_v<Value> || std::is_enum_v<Value>) {
+    return static_cast<std::intptr_t>(value);
+  } else {
+    return reinterpret_cast<std::intptr_t>(&value);  // an object passed by reference
+  }
+}
+
+template <typename Value>
+Value FromRaw(std::intptr_t raw) {
+  if constexpr (std::is_pointer_v<Value>) {
+    return reinterpret_cast<Value>(raw);
+  } else {
+    return static_cast<Value>(raw);
+  }
+}
+
+/// Takes the place of one function in an import table: asks whether this call shall fail, and answers so, or
+/// hands it on. The name keeps apart what has the same type.
+template <ImportName Name, typename Result, typename... Arguments>
+struct Forwarder {
+  using Function = Result(WINAPI*)(Arguments...);
+
+  static Result WINAPI Call(Arguments... arguments) {
+    const std::intptr_t raw[] = {ToRaw<std::remove_cvref_t<Arguments>>(arguments)..., 0};
+    const FailingAnswer* const failing = BeginCall(*rule);
+    if constexpr (std::is_void_v<Result>) {
+      (replacement != nullptr ? replacement : function)(arguments...);
+      EndCall(*rule, raw, 0, false);
+    } else if (failing != nullptr) {
+      if (rule->worksAllTheSame) function(arguments...);
+      EndCall(*rule, raw, failing->result, true);
+      ::SetLastError(failing->lastError);
+      return FromRaw<Result>(failing->result);
+    } else {
+      const Result result = (replacement != nullptr ? replacement : function)(arguments...);
+      EndCall(*rule, raw, ToRaw(result), false);
+      return result;
+    }
+  }
+
+  static inline const ImportRule* rule = nullptr;
+  static inline Function function = nullptr;
+  static inline Function replacement = nullptr;
+};
+
+/// Gives the bare rule of a function. `answer`, if any, is asked instead of the real one.
+template <ImportName Name, typename Result, typename... Arguments>
+ImportRule RuleOf(Result(WINAPI*)(Arguments...),
+                  std::type_identity_t<Result(WINAPI*)(Arguments...)> answer = nullptr) {
+  using Its = Forwarder<Name, Result, Arguments...>;
+  Its::replacement = answer;
+  return {Name.text, reinterpret_cast<void*>(&Its::Call), reinterpret_cast<void**>(&Its::function),
+          &Its::rule};
+}
+
+}  // namespace KuvTest

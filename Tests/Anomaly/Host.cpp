@@ -1,0 +1,390 @@
+#include "Anomaly/Host.h"
+
+#include <gtest/gtest.h>
+#include <objbase.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <new>
+#include <span>
+
+#include "Anomaly/LiveFilter.h"
+#include "Anomaly/Providers.h"
+
+namespace KuvTest {
+
+namespace {
+
+// The steps that exhausted memory may end: the loader refuses the DLL, and what makes an object has no
+// answer for it but the exception. Every other step has one and gives it.
+constexpr const char* kMayRunOutOfMemory[] = {"load", "factory", "factory for another interface", "filter",
+                                              "filter for another interface"};
+
+const std::vector<GUID> kProviders = {kPasswordProvider, kKuvProvider, kVendorProvider, kKuvSmartCardProvider,
+                                      kSmartCardProvider};
+const std::vector<BOOL> kBefore = {0, 1, 7, -1, 0};
+const std::vector<BOOL> kOnlyAllowed = {0, 1, 1, 0, 1};
+const std::vector<BOOL> kWithoutKuv = {1, 0, 1, 0, 1};
+
+struct Decision {
+  const char* name;
+  std::uint32_t scenario;
+  DWORD flags;
+  DWORD mode;     // ElevationProtectionMode
+  DWORD rdpOnly;  // RdpOnly
+  int metric;     // SM_REMOTESESSION
+  bool otherSession;
+  const std::vector<BOOL>& normally;
+};
+
+const Decision kDecisions[] = {
+    {"protected logon", 1, 0, 2, 0, 0, false, kOnlyAllowed},
+    {"unprotected logon", 1, 0, 1, 0, 0, false, kBefore},
+    {"local unlock under RdpOnly", 2, 0, 0, 1, 0, false, kWithoutKuv},
+    {"remote change of password under RdpOnly", 3, 0, 2, 1, 1, false, kOnlyAllowed},
+    {"logon in another session under RdpOnly", 1, 0, 0, 1, 0, true, kOnlyAllowed},
+    {"protected elevation", 4, 0x100, 1, 1, 0, false, kOnlyAllowed},
+    {"credential prompt", 4, 0, 2, 0, 0, false, kWithoutKuv},
+    {"unprotected elevation", 4, 0x100, 0, 0, 0, false, kWithoutKuv},
+    {"no scenario", 0, 0, 2, 0, 0, false, kWithoutKuv},
+    {"pre-logon access", 5, 0, 2, 0, 0, false, kWithoutKuv},
+    {"unknown scenario", 6, 0, 2, 0, 0, false, kWithoutKuv},
+};
+
+struct Credential {
+  const char* name;
+  GUID provider;
+  HRESULT normally;
+  GUID target;
+};
+
+const Credential kCredentials[] = {
+    {"credential for a password", kPasswordProvider, S_OK, kKuvProvider},
+    {"credential for a listed smart card", kSmartCardProvider, E_NOTIMPL, {}},
+    {"credential for an old smart card", kOldSmartCardProvider, S_OK, kKuvSmartCardProvider},
+    {"credential for a whitelisted provider", kVendorProvider, E_NOTIMPL, {}},
+};
+
+template <typename Function>
+Function Export(HMODULE module, const char* name) {
+  return reinterpret_cast<Function>(reinterpret_cast<void (*)()>(::GetProcAddress(module, name)));
+}
+
+DWORD HandleCount() {
+  DWORD count = 0;
+  ::GetProcessHandleCount(::GetCurrentProcess(), &count);
+  return count;
+}
+
+// A verdict, or a failure of the test if the DLL did not ask what it should have.
+template <typename Judgement>
+Verdict Rule(Judgement judgement) {
+  try {
+    return judgement();
+  } catch (const WrongQuestion& question) {
+    ADD_FAILURE() << question.what();
+    return {};
+  }
+}
+
+bool IsLogLine(const std::string& line) {
+  constexpr char kForm[] = "00/00/00 00:00:00 [";
+  if (line.size() < sizeof(kForm)) return false;
+  for (std::size_t i = 0; kForm[i] != '\0'; ++i) {
+    if (kForm[i] == '0' ? line[i] < '0' || line[i] > '9' : line[i] != kForm[i]) return false;
+  }
+  const std::size_t level = line.find(") [");
+  return level != std::string::npos && line.find("] ", level) != std::string::npos;
+}
+
+constexpr wchar_t kGlassKey[] = L"SYSTEM\\CurrentControlSet\\Control\\Terminal Server";
+constexpr wchar_t kClassKey[] = L"CLSID\\{3F6A1C92-7E40-4B1D-A6C3-52D9E07B11F4}";
+constexpr wchar_t kFilterKey[] =
+    L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Authentication\\Credential Provider Filters\\"
+    L"{3F6A1C92-7E40-4B1D-A6C3-52D9E07B11F4}";
+
+}  // namespace
+
+Host::Host() {
+  PrepareMachine();
+  // What the platform keeps for a process after the first time is there before anything is counted.
+  PlayNormally();
+  handles_ = HandleCount();
+}
+
+Host::~Host() {
+  TheMachine() = {};
+}
+
+void Host::PrepareMachine() {
+  TheMachine().appData = appData_.Path();
+  const TestKey local = registry_.Local();
+  local.SetText(L"Host", L"Auth.Example:8443");
+  local.SetText(L"IKey", L"a client that has a long name");
+  local.SetText(L"SKey", L"a secret that is longer than a short text");
+  local.SetTexts(L"ProvidersWhitelist", {kVendorText});
+  local.SetDword(L"Debug", 2);
+  local.SetDword(L"LogFileMaxSizeMB", 1);
+  const TestKey policy = registry_.Policy();
+  policy.SetDword(L"EnableSmartCards", 1);
+  policy.SetText(L"HttpProxyHost", L"proxy.example");
+  policy.SetTexts(L"ProvidersWhitelist", {kVendorText, L"no identifier", kVendorText});
+  policy.SetDword(L"LogFileMaxCount", 2);
+}
+
+// Leaves the machine as before the first run.
+void Host::Tidy() {
+  ::RegDeleteTreeW(HKEY_CLASSES_ROOT, kClassKey);
+  ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, kFilterKey);
+  std::error_code ignored;
+  std::filesystem::remove_all(appData_.Path(L"Kuvant"), ignored);
+}
+
+bool Host::Load() {
+  judge_ = {};
+  module_ = ::LoadLibraryW(BuiltDll().c_str());
+  if (module_ == nullptr) {
+    EXPECT_TRUE(imports_.HasStruck()) << "the DLL does not load";
+  }
+  return module_ != nullptr;
+}
+
+void Host::Unload() {
+  if (module_ != nullptr) {
+    Expect("unloading question", S_OK, Export<HRESULT(STDAPICALLTYPE*)()>(module_, "DllCanUnloadNow"));
+    ::FreeLibrary(std::exchange(module_, nullptr));
+  }
+  EXPECT_EQ(::GetModuleHandleW(L"KuvCredFilter.dll"), nullptr);
+  EXPECT_EQ(imports_.Outstanding(), "");
+  imports_.ForgetOutstanding();
+}
+
+// Takes a step. None: memory ran out, and the step may end so.
+std::optional<HRESULT> Host::Ask(const char* step, const Step& call) {
+  imports_.TakeAnswers();
+  ++steps_;
+  try {
+    return call();
+  } catch (const std::bad_alloc&) {
+    const bool may = std::any_of(std::begin(kMayRunOutOfMemory), std::end(kMayRunOutOfMemory),
+                                 [=](const char* name) { return std::string{name} == step; });
+    EXPECT_TRUE(may && imports_.HasStruck() && fault_.domain == Domain::Memory)
+        << step << " ran out of memory";
+    return std::nullopt;
+  }
+}
+
+void Host::Expect(const char* step, HRESULT expected, const Step& call) {
+  const std::optional<HRESULT> result = Ask(step, call);
+  if (result.has_value()) {
+    EXPECT_EQ(*result, expected) << step;
+  }
+}
+
+IClassFactory* Host::AskFactory() {
+  using Function = HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, void**);
+  const auto get = Export<Function>(module_, "DllGetClassObject");
+  IClassFactory* factory = nullptr;
+  Expect("factory", S_OK,
+         [&] { return get(kFilterClass, IID_IClassFactory, reinterpret_cast<void**>(&factory)); });
+  void* object = nullptr;
+  Expect("factory for another class", CLASS_E_CLASSNOTAVAILABLE,
+         [&] { return get(kKuvProvider, IID_IClassFactory, &object); });
+  Expect("factory for another interface", E_NOINTERFACE,
+         [&] { return get(kFilterClass, kFilterInterface, &object); });
+  EXPECT_EQ(object, nullptr);
+  return factory;
+}
+
+ICredentialProviderFilter* Host::AskFilter(IClassFactory* factory) {
+  ICredentialProviderFilter* filter = nullptr;
+  Expect("filter", S_OK, [&] {
+    return factory->CreateInstance(nullptr, kFilterInterface, reinterpret_cast<void**>(&filter));
+  });
+  return filter;
+}
+
+void Host::AskWrongly(IClassFactory* factory) {
+  void* object = nullptr;
+  Expect("filter inside another object", CLASS_E_NOAGGREGATION,
+         [&] { return factory->CreateInstance(factory, IID_IUnknown, &object); });
+  Expect("filter for another interface", E_NOINTERFACE,
+         [&] { return factory->CreateInstance(nullptr, IID_IClassFactory, &object); });
+  EXPECT_EQ(object, nullptr);
+  Expect("lock", S_OK, [&] { return factory->LockServer(TRUE); });
+  Expect("unlock", S_OK, [&] { return factory->LockServer(FALSE); });
+}
+
+// Writes a number only if it is not there already: that is the slow part of a decision.
+void Host::Set(const TestKey& key, const wchar_t* name, DWORD value) {
+  const auto [entry, isNew] = numbers_.try_emplace(name, value);
+  if (!isNew && entry->second == value) return;
+  entry->second = value;
+  key.SetDword(name, value);
+}
+
+void Host::PlayDecisions(ICredentialProviderFilter* filter, std::size_t count) {
+  DWORD session = 0;
+  ::ProcessIdToSessionId(::GetCurrentProcessId(), &session);
+  const TestKey glass{HKEY_LOCAL_MACHINE, kGlassKey};
+  for (const Decision& decision : std::span{kDecisions}.first(count)) {
+    SCOPED_TRACE(decision.name);
+    Set(registry_.Policy(), L"ElevationProtectionMode", decision.mode);
+    Set(registry_.Local(), L"RdpOnly", decision.rdpOnly);
+    Set(glass, L"GlassSessionId", session + (decision.otherSession ? 1 : 0));
+    TheMachine().remoteSession = decision.metric;
+    std::vector<GUID> providers = kProviders;
+    std::vector<BOOL> allow = kBefore;
+    const auto result = Ask("decision", [&] {
+      return filter->Filter(static_cast<CREDENTIAL_PROVIDER_USAGE_SCENARIO>(decision.scenario),
+                            decision.flags, providers.data(), allow.data(),
+                            static_cast<DWORD>(providers.size()));
+    });
+    const bool memoryFailed = imports_.HasStruck() && fault_.domain == Domain::Memory;
+    const Verdict verdict = Rule([&] {
+      return judge_.Filter(imports_.TakeAnswers(), memoryFailed, decision.scenario, decision.flags,
+                           kProviders, kBefore);
+    });
+    EXPECT_EQ(result, std::optional{S_OK});
+    EXPECT_EQ(allow, verdict.allow);
+    EXPECT_EQ(providers, kProviders);
+    if (normal_) {
+      EXPECT_EQ(allow, decision.normally);
+    }
+  }
+  std::vector<GUID> others = {kPasswordProvider, kVendorProvider};
+  std::vector<BOOL> allow = {0, 7};
+  Expect("decision without us", S_OK,
+         [&] { return filter->Filter(CPUS_LOGON, 0, others.data(), allow.data(), 2); });
+  EXPECT_EQ(allow, (std::vector<BOOL>{0, 7}));
+  Expect("decision on nothing", E_INVALIDARG,
+         [&] { return filter->Filter(CPUS_LOGON, 0, others.data(), allow.data(), 0); });
+}
+
+void Host::PlayCredentials(ICredentialProviderFilter* filter) {
+  BYTE bytes[] = {1, 2, 3};
+  for (const Credential& credential : kCredentials) {
+    SCOPED_TRACE(credential.name);
+    const CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION in{7, credential.provider, sizeof(bytes), bytes};
+    CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION out{99, kVendorProvider, 98, nullptr};
+    const auto result = Ask("credential", [&] { return filter->UpdateRemoteCredential(&in, &out); });
+    const bool memoryFailed = imports_.HasStruck() && fault_.domain == Domain::Memory;
+    const Verdict verdict = Rule([&] {
+      return judge_.UpdateRemoteCredential(imports_.TakeAnswers(), memoryFailed, credential.provider);
+    });
+    EXPECT_EQ(result, std::optional{verdict.result});
+    const bool written = verdict.result != E_NOTIMPL;
+    EXPECT_TRUE(out.clsidCredentialProvider == (written ? verdict.provider : kVendorProvider));
+    EXPECT_EQ(out.ulAuthenticationPackage, written ? 7u : 99u);
+    EXPECT_EQ(out.cbSerialization, written ? 3u : 98u);
+    ASSERT_EQ(out.rgbSerialization != nullptr, verdict.result == S_OK);
+    if (out.rgbSerialization != nullptr) {
+      EXPECT_TRUE(std::equal(bytes, bytes + 3, out.rgbSerialization));
+    }
+    ::CoTaskMemFree(out.rgbSerialization);
+    if (normal_) {
+      EXPECT_EQ(verdict.result, credential.normally);
+      EXPECT_TRUE(verdict.provider == credential.target);
+    }
+  }
+  const CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION empty{7, kPasswordProvider, 0, bytes};
+  CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION out{};
+  Expect("empty credential", E_NOTIMPL, [&] { return filter->UpdateRemoteCredential(&empty, &out); });
+}
+
+void Host::PlayRegistration() {
+  using Function = HRESULT(STDAPICALLTYPE*)();
+  const auto enter = Ask("registration", Export<Function>(module_, "DllRegisterServer"));
+  const Verdict entered = Rule([&] { return judge_.Register(imports_.TakeAnswers()); });
+  EXPECT_EQ(enter, std::optional{entered.result});
+  const auto remove = Ask("removal", Export<Function>(module_, "DllUnregisterServer"));
+  const bool hindered = imports_.HasStruck() && fault_.domain == Domain::Platform;
+  const Verdict removed = Rule([&] { return judge_.Unregister(imports_.TakeAnswers()); });
+  EXPECT_EQ(remove, std::optional{removed.result});
+  if (hindered) return;
+  EXPECT_FALSE((TestKey{HKEY_CLASSES_ROOT, kClassKey}.Exists()));
+  EXPECT_FALSE((TestKey{HKEY_LOCAL_MACHINE, kFilterKey}.Exists()));
+}
+
+// The first process on a machine: makes the folder and the log file.
+void Host::PlayShortLife() {
+  if (Load()) {
+    if (IClassFactory* const factory = AskFactory()) {
+      EXPECT_EQ(factory->Release(), 0u);
+    }
+  }
+  Unload();
+}
+
+// A host that asks once more if it has got nothing, and goes without if it gets nothing again.
+void Host::PlayLongLife() {
+  TheMachine().logIsFull = true;
+  if (Load()) {
+    IClassFactory* factory = AskFactory();
+    if (factory == nullptr) factory = AskFactory();
+    if (factory != nullptr) {
+      AskWrongly(factory);
+      ICredentialProviderFilter* filter = AskFilter(factory);
+      if (filter == nullptr) filter = AskFilter(factory);
+      if (filter != nullptr) {
+        PlayDecisions(filter, std::size(kDecisions));
+        PlayCredentials(filter);
+        EXPECT_EQ(filter->Release(), 0u);
+      }
+    }
+    PlayRegistration();
+    imports_.Disarm();
+    PlayAftermath(factory);
+    if (factory != nullptr) {
+      EXPECT_EQ(factory->Release(), 0u);
+    }
+    // What is released at the end may fail as well.
+    imports_.Rearm();
+  }
+  Unload();
+}
+
+// With the platform in order again, the same DLL decides on its answers, and nothing holds it up.
+void Host::PlayAftermath(IClassFactory*& factory) {
+  if (factory == nullptr) factory = AskFactory();
+  ASSERT_NE(factory, nullptr);
+  ICredentialProviderFilter* const filter = AskFilter(factory);
+  ASSERT_NE(filter, nullptr);
+  PlayDecisions(filter, 3);
+  EXPECT_EQ(filter->Release(), 0u);
+}
+
+void Host::ExpectWholeLog() const {
+  std::error_code none;
+  for (const auto& entry : std::filesystem::directory_iterator{appData_.Path(L"Kuvant"), none}) {
+    const std::string text = ReadFileBytes(entry.path().wstring());
+    std::size_t start = 0;
+    for (std::size_t end = 0; (end = text.find("\r\n", start)) != std::string::npos; start = end + 2) {
+      const std::string line = text.substr(start, end - start);
+      if (!IsLogLine(line)) ADD_FAILURE() << "no log line: " << line;
+    }
+    EXPECT_EQ(text.substr(start), "") << "half a line";
+  }
+}
+
+void Host::Play(const Fault& fault) {
+  fault_ = fault;
+  imports_.Arm(fault);
+  PlayShortLife();
+  PlayLongLife();
+  imports_.Disarm();
+  TheMachine().logIsFull = false;
+  ExpectWholeLog();
+  if (handles_ != 0) {
+    EXPECT_EQ(HandleCount(), handles_);
+  }
+  Tidy();
+}
+
+void Host::PlayNormally() {
+  normal_ = true;
+  Play({});
+  normal_ = false;
+}
+
+}  // namespace KuvTest
