@@ -22,7 +22,7 @@ packages=(
   # What the benchmarks compare with: headers only.
   libspdlog-dev libfmt-dev
   # Checks.
-  clang-format clang-tidy
+  clang-format clang-tidy cppcheck
 )
 
 say() { printf 'setup: %s\n' "$*"; }
