@@ -15,8 +15,9 @@ namespace KuvTest {
 /// - The pages of a freed block lose their access for good, and freeing it again ends the process.
 /// - A new block is filled with a pattern of its own, so that nobody reads zeros by luck.
 ///
-/// It works through the import tables: `malloc` and its kin, below `operator new` too, `LocalAlloc` and
-/// `CoTaskMemAlloc`. Blocks that were allocated otherwise are passed on when they are freed.
+/// It works through the import tables, so not with a runtime that is linked in: `malloc` and its kin, below
+/// `operator new` too, `LocalAlloc` and `CoTaskMemAlloc`. Blocks that were allocated otherwise are passed on
+/// when they are freed.
 class GuardedHeap {
  public:
   /// Starts if the environment variable KUV_GUARDED_HEAP is 1. The filter is watched as well from the moment
