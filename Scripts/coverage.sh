@@ -40,5 +40,5 @@ done < <(find "$build" -name '*Tests.exe')
 gcovr --root "$root" --filter "$root/Src/" --object-directory "$build" \
   --gcov-executable x86_64-w64-mingw32-gcov-posix \
   --exclude-throw-branches --exclude-unreachable-branches \
-  --html-details "$build/coverage/index.html" --print-summary --sort-percentage "$build"
+  --txt - --html-details "$build/coverage/index.html" --print-summary "$build"
 exit "$status"
