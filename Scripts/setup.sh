@@ -2,8 +2,9 @@
 # Installs what the build needs on Debian 12 and cross-builds the libraries that
 # Debian ships as source only. Safe to run again: what is there stays.
 #
-#   Scripts/setup.sh
+#   Scripts/setup.sh [--coverage]
 #
+# --coverage installs what Scripts/coverage.sh needs besides.
 # KUV_DEPS_DIR names another folder for the cross-built libraries
 # (default: build/deps).
 set -euo pipefail
@@ -22,8 +23,9 @@ packages=(
   # What the benchmarks compare with: headers only.
   libspdlog-dev libfmt-dev
   # Checks.
-  clang-format clang-tidy
+  clang-format clang-tidy cppcheck
 )
+[ "${1-}" != --coverage ] || packages+=(gcovr)
 
 say() { printf 'setup: %s\n' "$*"; }
 

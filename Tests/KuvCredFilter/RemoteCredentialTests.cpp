@@ -274,6 +274,15 @@ TEST_F(RemoteCredential, NeedsNoLog) {
   ExpectRedirected(kPassword, kKuv);
 }
 
+TEST_F(RemoteCredential, WithoutMemoryForTheCopyTellsSoInASilentLogToo) {
+  KUV_IMPORT_HOOK(allocate, CoTaskMemAlloc);
+  allocate.Answer([](SIZE_T) { return static_cast<void*>(nullptr); });
+  log.System().minLevel = LogLevel::Critical;
+  EXPECT_EQ(static_cast<unsigned>(Update(kSmartCard)), 0x8007000Eu);
+  EXPECT_EQ(out.rgbSerialization, nullptr);
+  EXPECT_EQ(log.Lines(), LogLines{});
+}
+
 TEST_F(RemoteCredential, WithoutMemoryForTheCopyIsHalfWritten) {
   KUV_IMPORT_HOOK(allocate, CoTaskMemAlloc);
   allocate.Answer([](SIZE_T) { return static_cast<void*>(nullptr); });

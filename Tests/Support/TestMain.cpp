@@ -4,13 +4,15 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include "Support/GuardedHeap.h"
+
 namespace {
 
 // Wine reports success for a process that crashed after it had run other threads, and asks its debugger
 // first, which takes seconds. A crash ends here instead, and fails.
 LONG WINAPI EndAtCrash(EXCEPTION_POINTERS* crash) {
-  std::printf("Crashed with exception 0x%08lX at %p\n", crash->ExceptionRecord->ExceptionCode,
-              crash->ExceptionRecord->ExceptionAddress);
+  std::fprintf(stderr, "Crashed with exception 0x%08lX at %p\n", crash->ExceptionRecord->ExceptionCode,
+               crash->ExceptionRecord->ExceptionAddress);
   ::TerminateProcess(::GetCurrentProcess(), EXIT_FAILURE);
   return EXCEPTION_EXECUTE_HANDLER;
 }
@@ -19,6 +21,7 @@ LONG WINAPI EndAtCrash(EXCEPTION_POINTERS* crash) {
 
 int main(int argc, char** argv) {
   ::SetUnhandledExceptionFilter(EndAtCrash);
+  KuvTest::GuardedHeap::StartIfAskedFor();
   // Unbuffered, so that what a test printed is not lost if it ends the process.
   static_cast<void>(std::setvbuf(stdout, nullptr, _IONBF, 0));
   ::testing::InitGoogleTest(&argc, argv);

@@ -102,7 +102,9 @@ TEST_F(FilterHostReport, UntouchedScenarioShowsWhatWasPassedIn) {
 
 TEST_F(FilterHostReport, WithoutTheKuvProviderNothingIsTouched) {
   providers = folder.Write(L"none.txt", "{60b78e88-ead8-445c-9cfd-0b87f74ea6cd}\n");
-  for (const Json::Value& scenario : RunJson({})["scenarios"]) EXPECT_TRUE(scenario["untouched"].asBool());
+  const Json::Value report = RunJson({});
+  EXPECT_FALSE(report["scenarios"].empty());
+  for (const Json::Value& scenario : report["scenarios"]) EXPECT_TRUE(scenario["untouched"].asBool());
 }
 
 TEST_F(FilterHostReport, FlagsReachTheFilter) {

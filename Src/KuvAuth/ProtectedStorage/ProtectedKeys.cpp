@@ -27,7 +27,7 @@ bool ProtectKey(const char* path, SECURITY_DESCRIPTOR* descriptor, OpenFailure o
   return false;
 }
 
-SECURITY_DESCRIPTOR* BuildDescriptor(CSecurityDescriptor& descriptor) {
+SECURITY_DESCRIPTOR* BuildKeyDescriptor(CSecurityDescriptor& descriptor) {
   try {
     return descriptor.GetAdminOnlyDescriptor();
   } catch (const CKuvException& exception) {
@@ -41,7 +41,7 @@ SECURITY_DESCRIPTOR* BuildDescriptor(CSecurityDescriptor& descriptor) {
 
 bool ProtectSettingsKeys() {
   CSecurityDescriptor object;
-  SECURITY_DESCRIPTOR* const descriptor = BuildDescriptor(object);
+  SECURITY_DESCRIPTOR* const descriptor = BuildKeyDescriptor(object);
   if (descriptor == nullptr) return false;
   const bool localProtected = ProtectKey(LocalKeyPath, descriptor, OpenFailure::Logged);
   // A machine without policies is ordinary, so their key is passed over in silence.

@@ -192,6 +192,12 @@ TEST_F(RdpClientAddress, UnexpectedFamilyIsEmptyAndLogged) {
   }
 }
 
+TEST_F(RdpClientAddress, UnexpectedFamilyIsEmptyInASilentLogToo) {
+  log.System().minLevel = LogLevel::Critical;
+  EXPECT_EQ(GetRdpClientIpAddress(), "");
+  EXPECT_EQ(log.Lines(), LogLines{});
+}
+
 TEST_F(RdpClientAddress, FamilyLeftAtZeroIsUnexpected) {
   EXPECT_EQ(GetRdpClientIpAddress(), "");
   EXPECT_EQ(

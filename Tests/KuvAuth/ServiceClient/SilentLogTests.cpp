@@ -1,0 +1,83 @@
+// A log that takes nothing changes no result.
+#include <gtest/gtest.h>
+
+#include <climits>
+
+#include "AddressFixture.h"
+#include "CryptoApiScript.h"
+#include "KuvAuth/ServiceClient/AuthorizationSignature.h"
+#include "KuvAuth/ServiceClient/ClientAddress.h"
+#include "KuvAuth/ServiceClient/Encoders.h"
+#include "KuvAuth/ServiceClient/SignedRequest.h"
+
+#include <winhttp.h>
+
+namespace {
+
+using namespace Kuv::Util;
+
+class SilentServiceClient : public KuvTest::AddressFixture {
+ protected:
+  SilentServiceClient() {
+    log.System().minLevel = LogLevel::Critical;
+    metrics.Answer([this](int) { return remote ? 1 : 0; });
+  }
+
+  bool remote = false;
+  KuvTest::ImportHook<decltype(&::GetSystemMetrics)> metrics{"GetSystemMetrics"};
+};
+
+TEST_F(SilentServiceClient, MakesNoSignatureWithoutCryptography) {
+  for (int step = 1; step <= 3; ++step) {
+    SCOPED_TRACE(step);
+    KuvTest::CryptoApiScript crypto;
+    crypto.Fail(step, 5);
+    EXPECT_EQ(BuildHmacAuthorizationHeader("key", "user", "text"), "");
+  }
+  KuvTest::CryptoApiScript crypto;
+  crypto.Fail(1, 5);
+  EXPECT_EQ(BuildJsonAuthorizationSignature("a", "b", "c", "d", "body"), "");
+  EXPECT_TRUE(log.RawLines().empty());
+}
+
+TEST_F(SilentServiceClient, MakesNoDateThatThePlatformCannotWrite) {
+  KUV_IMPORT_HOOK(format, WinHttpTimeFromSystemTime);
+  format.Answer([](const SYSTEMTIME*, wchar_t*) { return FALSE; });
+  EXPECT_EQ(BuildDateHeader(nullptr), "");
+  EXPECT_TRUE(log.RawLines().empty());
+}
+
+TEST_F(SilentServiceClient, EncodesNothingFromLengthsThatFoldToNothing) {
+  const char byte = 'x';
+  constexpr std::uint64_t kFoldsToZero = std::uint64_t{1} << 32;
+  EXPECT_EQ(Base64Encode(&byte, kFoldsToZero), "");
+  // Folds to -1, whose digits and terminator would take -1 bytes.
+  EXPECT_EQ(AtlHexEncode(&byte, kFoldsToZero | 0xFFFFFFFF), "");
+  EXPECT_TRUE(log.RawLines().empty());
+}
+
+TEST_F(SilentServiceClient, AsksForTheAddressThatTheSessionHas) {
+  EXPECT_EQ(GetClientIpAddress(false), "");
+  {
+    KuvTest::ResolverScript resolver;
+    resolver.addresses = {std::string(4, '\0')};
+    EXPECT_EQ(GetClientIpAddress(true), "0.0.0.0");
+  }
+  remote = true;
+  KuvTest::ImportHook<decltype(&::LoadLibraryW)> load{"LoadLibraryW"};
+  load.Answer([](const wchar_t*) { return HMODULE{nullptr}; });
+  EXPECT_EQ(GetClientIpAddress(false), "");
+  // A library that lacks what is looked for.
+  load.Answer([&load](const wchar_t*) { return load.Original(L"shell32.dll"); });
+  EXPECT_EQ(GetClientIpAddress(true), "");
+  EXPECT_TRUE(log.RawLines().empty());
+}
+
+TEST_F(SilentServiceClient, TellsAHostWithoutAName) {
+  KuvTest::ResolverScript resolver;
+  resolver.hostNameFails = true;
+  EXPECT_EQ(GetLocalIpAddress(), "");
+  EXPECT_TRUE(log.RawLines().empty());
+}
+
+}  // namespace
