@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Checks the form of our sources: clang-format on all of them, then clang-tidy, findings as errors, on what
-# ships. The tests are held to the compiler's warnings.
+# ships and on the examples, then the comments of the library's headers, from which the reference is made.
+# The tests are held to the compiler's warnings.
 #
 #   Scripts/lint.sh [--fix-format]
 #
@@ -24,9 +25,15 @@ while read -r folder; do
   arguments+=("-extra-arg=-isystem$folder")
 done < <(x86_64-w64-mingw32-g++-posix -E -x c++ /dev/null -v 2>&1 |
   sed -n '/^#include </,/^End/p' | grep '^ ' | grep -v '/gcc/.*/include$' | xargs -n1 realpath)
-if ! run-clang-tidy -quiet -p "$build" -j "$(nproc)" "${arguments[@]}" "$PWD/(Src|Tools)/.*" \
+if ! run-clang-tidy -quiet -p "$build" -j "$(nproc)" "${arguments[@]}" "$PWD/(Src|Tools|Examples)/.*" \
   >"$build/clang-tidy.log" 2>&1; then
   grep -vE '^(clang-tidy|\[|[0-9]+ warnings)' "$build/clang-tidy.log" >&2 || true
   exit 1
 fi
 echo "lint: clang-tidy has no findings"
+
+if ! cmake --build "$build" --target docs >"$build/docs.log" 2>&1; then
+  cat "$build/docs.log" >&2
+  exit 1
+fi
+echo "lint: the reference has no warnings"

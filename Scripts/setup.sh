@@ -21,8 +21,8 @@ packages=(
   wine wine64 googletest python3
   # What the benchmarks compare with: headers only.
   libspdlog-dev libfmt-dev
-  # Checks.
-  clang-format clang-tidy
+  # Checks and the reference of the library.
+  clang-format clang-tidy doxygen
 )
 
 say() { printf 'setup: %s\n' "$*"; }

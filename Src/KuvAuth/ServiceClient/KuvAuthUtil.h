@@ -1,6 +1,7 @@
 #pragma once
 
-// All that a client of the second-factor service needs apart from its transport, in `Kuv::Util`.
+/// @file
+/// All that a client of the second-factor service needs apart from its transport, in `Kuv::Util`.
 #include "KuvAuth/ServiceClient/AuthorizationSignature.h"
 #include "KuvAuth/ServiceClient/ClientAddress.h"
 #include "KuvAuth/ServiceClient/ClientIdentity.h"
