@@ -2,7 +2,7 @@
 """Installs the library and lets a project of its own find, build and run with it.
 
     check_package.py --cmake CMAKE --generator NAME --toolchain FILE --source FOLDER --build FOLDER
-                     --config NAME --work FOLDER -- [EMULATOR...]
+                     --config NAME --work FOLDER [--define NAME=VALUE]... -- [EMULATOR...]
 
 The project of the README is taken from the README: its CMakeLists.txt, its main.cpp and what it prints.
 """
@@ -67,6 +67,7 @@ def main():
         parser.add_argument(f"--{option}", required=True)
     for option in ("source", "build", "work"):
         parser.add_argument(f"--{option}", required=True, type=pathlib.Path)
+    parser.add_argument("--define", action="append", default=[], metavar="NAME=VALUE")
     parser.add_argument("emulator", nargs="*")
     given = parser.parse_args()
 
@@ -90,10 +91,8 @@ def main():
     configure = [given.cmake, "-S", given.source / "Tests/Package/Consumer", "-B", consumer, "-G", given.generator]
     configure += [f"-DCMAKE_BUILD_TYPE={given.config}", f"-DCMAKE_TOOLCHAIN_FILE={given.toolchain}"]
     configure += [f"-DKuvAuth_DIR={prefix}/lib/cmake/KuvAuth", f"-DREADME_EXAMPLE={example}"]
-    if given.emulator:
-        # With MinGW-w64: no DLL of the compiler's runtime beside the program.
-        configure += ["-DCMAKE_EXE_LINKER_FLAGS=-static"]
-    run(configure)
+    configure += [f"-DSIGNED_REQUEST_EXAMPLE={given.source}/Examples/SignedRequest"]
+    run(configure + [f"-D{define}" for define in given.define])
     run([given.cmake, "--build", consumer, "--config", given.config, "--parallel", "2"])
 
     def program(name):
