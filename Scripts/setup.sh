@@ -17,12 +17,14 @@ packages=(
   g++-mingw-w64-x86-64-posix g++-mingw-w64-x86-64-win32
   g++-mingw-w64-i686-posix g++-mingw-w64-i686-win32
   cmake ninja-build dpkg-dev
+  # The reference of the library.
+  doxygen
   # Running and testing.
   wine wine64 googletest python3
   # What the benchmarks compare with: headers only.
   libspdlog-dev libfmt-dev
-  # Checks and the reference of the library.
-  clang-format clang-tidy doxygen
+  # Checks.
+  clang-format clang-tidy
 )
 
 say() { printf 'setup: %s\n' "$*"; }

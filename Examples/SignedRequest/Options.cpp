@@ -59,7 +59,7 @@ void AddParameter(Options& options, const std::wstring& argument) {
 }
 
 std::string ParseDate(const std::wstring& value) {
-  const std::string date = WideToUtf8(value);
+  std::string date = WideToUtf8(value);
   if (Printable(date) != date) ThrowUsage("--date takes one line, not " + Quoted(value));
   return date;
 }

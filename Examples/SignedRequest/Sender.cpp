@@ -17,7 +17,7 @@ namespace SignedRequest {
 namespace {
 
 constexpr int kTimeoutMilliseconds = 10'000;
-constexpr std::size_t kMostOfBody = 64 * 1024;
+constexpr std::size_t kMostOfBody = std::size_t{64} * 1024;
 
 struct CloseInternetHandle {
   using pointer = HINTERNET;

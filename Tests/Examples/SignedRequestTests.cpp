@@ -100,6 +100,35 @@ TEST_F(SignedRequestExample, SignsTheDateThatItCarries) {
   EXPECT_THAT(run.out, HasSubstr("\r\nDate: a date\r\n"));
 }
 
+TEST_F(SignedRequestExample, LetsThePlatformNeitherAuthenticateNorRedirectNorKeepCookies) {
+  DWORD disabled = 0;
+  KuvTest::ImportHook<decltype(&::WinHttpSetOption)> option{"WinHttpSetOption"};
+  option.Answer([&](HINTERNET, DWORD name, LPVOID value, DWORD size) {
+    if (name == WINHTTP_OPTION_DISABLE_FEATURE && size == sizeof(disabled)) {
+      disabled = *static_cast<const DWORD*>(value);
+    }
+    ::SetLastError(ERROR_ACCESS_DENIED);
+    return FALSE;
+  });
+  const ExampleRun run = RunExample({L"GET", L"auth.kuv.example", L"/", L"--send", L"http://127.0.0.1:9"});
+  EXPECT_EQ(disabled, 7u);
+  EXPECT_EQ(run.exitCode, 5);
+  EXPECT_EQ(run.err, "KuvSignedRequest: WinHttpSetOption failed (error 5)\n");
+}
+
+TEST_F(SignedRequestExample, GoesThroughNoProxy) {
+  KuvTest::ImportHook<decltype(&::WinHttpOpen)> open{"WinHttpOpen"};
+  open.Answer([](LPCWSTR, DWORD, LPCWSTR, LPCWSTR, DWORD) -> HINTERNET {
+    ::SetLastError(ERROR_ACCESS_DENIED);
+    return nullptr;
+  });
+  const ExampleRun run = RunExample({L"GET", L"auth.kuv.example", L"/", L"--send", L"http://127.0.0.1:9"});
+  ASSERT_EQ(open.CallCount(), 1u);
+  EXPECT_EQ(std::get<1>(open.Calls()[0]), DWORD{WINHTTP_ACCESS_TYPE_NO_PROXY});
+  EXPECT_EQ(run.exitCode, 5);
+  EXPECT_EQ(run.err, "KuvSignedRequest: WinHttpOpen failed (error 5)\n");
+}
+
 TEST_F(SignedRequestExample, NeverShowsTheKey) {
   const ExampleRun run = RunExample({L"POST", L"auth.kuv.example", L"/v1/auth", L"a=1"});
   EXPECT_EQ(run.out.find("sample-key"), std::string::npos);

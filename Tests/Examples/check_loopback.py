@@ -178,7 +178,7 @@ def check(wine, program, address):
     accepted = b'200 OK\n\n{"stat": "OK"}\n'
     requests = {
         "form": ("POST", "auth.kuv.example", "/v1/auth", "user=Zo\u00eb & S\u00f6hne~/+=%", "factor=push", "empty="),
-        "query": ("GET", "auth.kuv.example:8443", "/v1/ping%20x", "b=2", "B=1", "a b=\u20ac \U0001f511"),
+        "query": ("GET", "auth.kuv.example:8443", "/v1/ping%20{x}|y", "b=2", "B=1", "a b=\u20ac \U0001f511"),
         "no parameters": ("GET", "auth.kuv.example", "/v1/ping"),
         "JSON": ("PUT", "auth.kuv.example", "/v1/auth", "--json", '{"user": "Zo\u00eb", "list": [1, 2]}'),
         "date": ("POST", "auth.kuv.example", "/v1/auth", "a=1", "--date", "Tue, 03 Nov 2026 09:30:00 GMT"),

@@ -1,10 +1,9 @@
-// Holds every object of the installed library, and logs to its own output.
+// Holds every object of the installed library, and logs to its own output. Nothing here uses jsoncpp, so
+// that the library alone asks for it.
 #include "AllHeaders.h"
 
 #include <cstdio>
 #include <memory>
-
-#include <json/value.h>
 
 namespace {
 
@@ -20,8 +19,6 @@ int main() {
   const auto system = std::make_shared<Kuv::LogSystem>();
   system->AddHandler(std::make_shared<OutputHandler>());
   ReplaceLogSystem(system);
-  Json::Value value;
-  value["token"] = Kuv::Util::BuildProductToken();
-  LogJson(LogLevel::Info, value);
+  LogText(LogLevel::Info, Kuv::Util::BuildProductToken().c_str());
   ReplaceLogSystem(nullptr);
 }
