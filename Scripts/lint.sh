@@ -15,6 +15,14 @@ if [ "${1-}" = --fix-format ]; then
   clang-format -i "${sources[@]}"
   exit
 fi
+
+# The reference of the library is made from the comments of its headers.
+if ! cmake --build "$build" --target docs >"$build/docs.log" 2>&1; then
+  cat "$build/docs.log" >&2
+  exit 1
+fi
+echo "lint: the library's reference has no warnings"
+
 clang-format --dry-run --Werror "${sources[@]}"
 echo "lint: format of ${#sources[@]} files is right"
 

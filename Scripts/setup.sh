@@ -18,6 +18,8 @@ packages=(
   g++-mingw-w64-x86-64-posix g++-mingw-w64-x86-64-win32
   g++-mingw-w64-i686-posix g++-mingw-w64-i686-win32
   cmake ninja-build dpkg-dev
+  # The reference of the library.
+  doxygen
   # Running and testing.
   wine wine64 googletest python3
   # What the benchmarks compare with: headers only.

@@ -11,28 +11,33 @@
 #include "KuvAuth/Configuration/SettingEnums.h"
 #include "KuvAuth/Support/SettingsKeys.h"
 
+/// @file
+/// The record of the settings, and how it is filled.
+
 /// The settings of the second factor as an administrator leaves them in the registry. There is one
 /// record in the process, `GetConfiguration()`, loaded on first use and kept until the process ends.
 /// No lock guards it.
 struct Configuration {
-  std::string Host;           ///< name of the service's host: lower case, no white space, no port
-  std::uint16_t Port = 0;     ///< split off the `Host` setting
-  std::string IKey;           ///< client identifier
-  std::string SKey;           ///< key that signs requests; never logged
-  std::string HttpProxyHost;  ///< no white space, case kept
-  std::uint32_t HttpProxyPort = 0;
-  std::uint32_t OfflineMaxUsers = 5;  ///< at most 50
-  std::uint32_t InactivityTimeoutSeconds = 0;
-  std::vector<GUID> ProvidersWhitelist;  ///< providers allowed beside the second factor's
-  bool FailOpen = true;
-  bool AutoPush = false;
-  bool local_ip_fallback = false;
-  bool EnableSmartCards = false;  ///< one smart card provider stays allowed
-  bool WrapSmartCards = false;    ///< with `EnableSmartCards`: that provider is the wrapping one
-  bool OfflineAvailable = true;
-  bool ElevationOfflineEnable = true;
-  bool ElevationOfflineEnrollment = false;
+  std::string Host;                   ///< name of the service's host: lower case, no white space, no port
+  std::uint16_t Port = 0;             ///< split off the `Host` setting
+  std::string IKey;                   ///< client identifier
+  std::string SKey;                   ///< key that signs requests; never logged
+  std::string HttpProxyHost;          ///< loaded for the provider: no white space, case kept
+  std::uint32_t HttpProxyPort = 0;    ///< loaded for the provider, not checked
+  std::uint32_t OfflineMaxUsers = 5;  ///< loaded for the provider: at most 50
+  std::uint32_t InactivityTimeoutSeconds = 0;  ///< loaded for the provider, not checked
+  std::vector<GUID> ProvidersWhitelist;        ///< providers allowed beside the second factor's
+  bool FailOpen = true;                        ///< told to the service (`BuildFailModeField`)
+  bool AutoPush = false;                       ///< loaded for the provider
+  bool local_ip_fallback = false;      ///< a local session has this machine's address (`GetClientIpAddress`)
+  bool EnableSmartCards = false;       ///< one smart card provider stays allowed
+  bool WrapSmartCards = false;         ///< with `EnableSmartCards`: that provider is the wrapping one
+  bool OfflineAvailable = true;        ///< loaded for the provider
+  bool ElevationOfflineEnable = true;  ///< loaded for the provider
+  bool ElevationOfflineEnrollment = false;  ///< loaded for the provider
+  /// As it was at load; decisions ask `GetElevationProtectionMode`.
   ::ElevationProtectionMode ElevationProtectionMode = ::ElevationProtectionMode::LogonOnly;
+  /// As it was at load; `BuildUsernameFormatField` asks the registry.
   ::UsernameFormat UsernameFormat = ::UsernameFormat::NTLM;
 
   /// Whether the record is complete: host, port and both keys are there.
@@ -52,10 +57,11 @@ struct Configuration {
 /// Gives the record of the process as it stands, loaded or not.
 Configuration* GetConfiguration() noexcept;
 
-/// Loads the record unless it is complete already. Returns whether it is complete. On a complete record
-/// nothing is read: a setting that changes later is seen by the next process.
+/// Loads the record (`Configuration::Load`) unless it is complete already. Returns whether it is complete.
+/// On a complete record nothing is read: a setting that changes later is seen by the next process. Throws
+/// only `std::bad_alloc`.
 bool EnsureConfigurationLoaded();
-/// The same, with the settings of another registry.
+/// The same, with the settings of the given registry.
 bool EnsureConfigurationLoaded(IRegistry& registry);
 
 /// Fills host, port and keys of the record without the registry: the host (at most with ":port") is

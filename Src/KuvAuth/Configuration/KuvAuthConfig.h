@@ -5,10 +5,11 @@
 
 #include "KuvAuth/Configuration/SettingEnums.h"
 
-// Settings that are looked up at the moment they are needed. Each call reads the registry, the policy
-// key before the local one; the first acceptable value wins. A key that cannot be opened and a value
-// that is missing, of another type or too long are the same as absent, and nothing is logged. Any
-// thread may call.
+/// @file
+/// Settings that are looked up at the moment they are needed. Each call reads the registry, the policy
+/// key before the local one; the first acceptable value wins. A key that cannot be opened and a value
+/// that is missing, of another type or too long are the same as absent, and nothing is logged. Any
+/// thread may call.
 
 /// Gives a `REG_DWORD` setting of exactly 4 bytes, or the default.
 std::uint32_t GetDwordSetting(const char* name, std::uint32_t defaultValue);

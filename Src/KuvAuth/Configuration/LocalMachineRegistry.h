@@ -4,11 +4,17 @@
 #include <string>
 #include <vector>
 
-// Values below `HKEY_LOCAL_MACHINE`, read with a default and written with a bool for the outcome. The
-// names are UTF-16. Nothing is thrown but `std::bad_alloc`. Any thread may call.
-
-// The readers. A null `subKey` gives the default without a log line. A key or value that is missing, of
-// another type or too large gives the default too. The outcome is logged at `Debug`.
+/// @file
+/// Values below `HKEY_LOCAL_MACHINE`, read with a default and written with a bool for the outcome. The
+/// names are UTF-16. Nothing is thrown but `std::bad_alloc`. Any thread may call.
+///
+/// The readers: a null `subKey` gives the default without a log line. A key or value that is missing, of
+/// another type or too large gives the default too. The outcome is logged at `Debug`.
+///
+/// The writers, which create the key if need be, return whether the value was written. A null `subKey` or
+/// `name` gives false without a log line; a key that cannot be created gives false. A value that cannot be
+/// written is logged at `Error`, with the last error of the thread and its text, which the platform need
+/// not have set. The "wrote" line at `Debug` follows in any case, even on failure.
 
 /// Reads a `REG_BINARY` value of at most 32,768 bytes. Beware: a key that cannot be opened gives an
 /// empty sequence, not the default. Only a value that was found is logged.
@@ -29,11 +35,6 @@ std::uint64_t RegReadLocalMachineQword(const wchar_t* subKey, const wchar_t* nam
 /// Reads a `REG_SZ` value of at most 2,080 bytes (1,039 characters and their NUL), up to its first NUL.
 std::wstring RegReadLocalMachineString(const wchar_t* subKey, const wchar_t* name,
                                        const wchar_t* defaultValue);
-
-// The writers, which create the key if need be. They return whether the value was written. A null
-// `subKey` or `name` gives false without a log line; a key that cannot be created gives false. A value
-// that cannot be written is logged at `Error`, with the last error of the thread and its text, which the
-// platform need not have set. The "wrote" line at `Debug` follows in any case, even on failure.
 
 /// Writes the bytes as `REG_BINARY`.
 bool RegWriteLocalMachineBinary(const wchar_t* subKey, const wchar_t* name, std::vector<std::uint8_t> value);

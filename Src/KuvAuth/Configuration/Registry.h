@@ -5,6 +5,9 @@
 
 #include <windows.h>
 
+/// @file
+/// The registry as the load of the settings sees it.
+
 /// The seam between the settings and the platform's registry. An implementation keeps to the
 /// platform's contract: a status of 0 is success; a query's size holds the buffer's bytes on entry and
 /// the data's on return; a buffer that is too small gives `ERROR_MORE_DATA`.
@@ -17,7 +20,7 @@ class IRegistry {
                               DWORD* size) = 0;
   /// Opens a subkey (`RegOpenKeyExA`), to be closed with `CloseKey`.
   virtual LSTATUS OpenKeyA(HKEY key, const char* subKey, DWORD options, REGSAM access, HKEY* result) = 0;
-  /// Closes a key (`RegCloseKey`).
+  /// Closes a key (`RegCloseKey`). Returns a status.
   virtual LSTATUS CloseKey(HKEY key) = 0;
   /// Reads a value by its 16-bit name (`RegQueryValueExW`).
   virtual LSTATUS QueryValueW(HKEY key, const wchar_t* valueName, DWORD* reserved, DWORD* type, BYTE* data,
@@ -52,11 +55,13 @@ namespace Kuv {
 /// A key opened for an `IRegistry`, closed through it at the end of the scope.
 class OpenedKey {
  public:
+  /// Takes a key that `registry` has opened, or null for none.
   OpenedKey(IRegistry& registry, HKEY key) noexcept : registry_(registry), key_(key) {}
   OpenedKey(const OpenedKey&) = delete;
   OpenedKey& operator=(const OpenedKey&) = delete;
   ~OpenedKey() { Close(); }
 
+  /// Gives the key, null once it is closed.
   HKEY Get() const noexcept { return key_; }
 
   /// Closes the key now and gives the status of that; closes nothing the second time.

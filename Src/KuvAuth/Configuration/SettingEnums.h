@@ -3,14 +3,21 @@
 #include <cstdint>
 #include <string>
 
+/// @file
+/// Settings that are one of a few words.
+
 /// How the service is told a user's name.
-enum class UsernameFormat : std::uint32_t { SAM = 0, NTLM = 1, UPN = 2 };
+enum class UsernameFormat : std::uint32_t {
+  SAM = 0,   ///< "SAM"
+  NTLM = 1,  ///< "NTLM", the default
+  UPN = 2,   ///< "UPN"
+};
 
 /// Which usage scenarios the second factor protects.
 enum class ElevationProtectionMode : std::uint32_t {
-  LogonOnly = 0,      ///< logon, unlock and change of password
-  ElevationOnly = 1,  ///< the elevation prompt
-  LogonAndElevation = 2,
+  LogonOnly = 0,          ///< logon, unlock and change of password
+  ElevationOnly = 1,      ///< the elevation prompt
+  LogonAndElevation = 2,  ///< both
 };
 
 /// Gives the name of a format, "SAM", "NTLM" or "UPN"; "Unknown" for any other value.

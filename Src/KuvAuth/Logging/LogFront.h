@@ -6,6 +6,9 @@
 #include "KuvAuth/Logging/LogSystem.h"
 #include "KuvAuth/Support/Text.h"
 
+/// @file
+/// What code calls to log.
+
 /// The main log of the process, empty until logging is started. Read without a lock: it is replaced
 /// only while no other thread logs.
 extern std::shared_ptr<Kuv::LogSystem> g_logSystem;
@@ -23,10 +26,12 @@ inline bool IsLogLevelEnabled(LogLevel level) noexcept {
 /// line (`Kuv::LogSystem::Write`). A null format, a filtered level or a missing log system drops the
 /// call. Callers use `KUV_LOG`, which fills the record.
 void LogFormat(const LogRecord& record, const char* format, ...) KUV_PRINTF_FORMAT(2, 3);
+/// @overload
 void LogFormat(const LogRecord& record, const wchar_t* format, ...);
 
 /// Writes a text, unformatted, to the main log as one line. An empty text writes nothing.
 void LogString(const LogRecord& record, const std::string& text);
+/// @overload
 void LogString(const LogRecord& record, const std::wstring& text);
 
 /// Writes a text, unformatted, to the given system as one line. A null text writes nothing.

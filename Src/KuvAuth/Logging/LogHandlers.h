@@ -6,15 +6,18 @@
 
 #include "KuvAuth/Logging/LogLevel.h"
 
+/// @file
+/// Where the lines of a log go.
+
 namespace Kuv {
 
 /// Where finished text leaves a log system. A handler neither filters nor adds anything. It is only
 /// called while its log system holds its lock, so it needs none of its own, and it must not log
 /// through that system.
 struct ILogHandler {
-  virtual void LogWrite(LogLevel level, const wchar_t* text) = 0;  ///< `text`: UTF-16, NUL-ended
-  virtual void LogWrite(LogLevel level, const char* text) = 0;     ///< `text`: UTF-8, NUL-ended
-  virtual void Flush() = 0;
+  virtual void LogWrite(LogLevel level, const wchar_t* text) = 0;  ///< takes UTF-16, NUL-ended
+  virtual void LogWrite(LogLevel level, const char* text) = 0;     ///< takes UTF-8, NUL-ended
+  virtual void Flush() = 0;                                        ///< gives on what is still held
 
  protected:
   // Handlers are owned through shared pointers made from their own type.
@@ -24,9 +27,9 @@ struct ILogHandler {
 /// Hands text to the debugger stream of the platform, whatever its level. A null text is ignored.
 class DebugLogger : public ILogHandler {
  public:
-  void LogWrite(LogLevel level, const wchar_t* text) override;
-  void LogWrite(LogLevel level, const char* text) override;
-  void Flush() override;
+  void LogWrite(LogLevel level, const wchar_t* text) override;  ///< with `OutputDebugStringW`
+  void LogWrite(LogLevel level, const char* text) override;     ///< with `OutputDebugStringA`
+  void Flush() override;                                        ///< has nothing to do
   virtual ~DebugLogger() = default;
 };
 
@@ -43,7 +46,7 @@ class FileLogger : public ILogHandler {
   void LogWrite(LogLevel level, const wchar_t* text) override;
   /// Writes the bytes as they stand: they are taken to be UTF-8 already.
   void LogWrite(LogLevel level, const char* text) override;
-  void Flush() override;
+  void Flush() override;  ///< with `FlushFileBuffers`
   /// Flushes and closes the file.
   virtual ~FileLogger();
 

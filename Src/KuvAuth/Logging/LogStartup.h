@@ -5,6 +5,9 @@
 
 #include "KuvAuth/Logging/LogFront.h"
 
+/// @file
+/// Start and end of the main log.
+
 /// Creates the main log, unless there is one: a debugger handler, and a handler for the file
 /// `fileName` or, if that is empty, for kuv.log in the protected application data folder. The file is
 /// rotated first by the settings `LogFileMaxSizeMB` (1 to 4,096) and `LogFileMaxCount` (up to 100);

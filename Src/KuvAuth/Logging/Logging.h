@@ -1,6 +1,7 @@
 #pragma once
 
-// All of logging but `LogJson`, which needs jsoncpp and stands in LogJson.h.
+/// @file
+/// All of logging but `LogJson`, which needs jsoncpp and stands in LogJson.h.
 #include "KuvAuth/Logging/LogFront.h"
 #include "KuvAuth/Logging/LogHandlers.h"
 #include "KuvAuth/Logging/LogLevel.h"

@@ -5,6 +5,9 @@
 
 #include "KuvAuth/Logging/LogFront.h"
 
+/// @file
+/// A second log, without prefixes.
+
 /// The plain log, a second log whose lines carry no prefix; empty until `StartPlainLog`.
 extern std::shared_ptr<Kuv::LogSystem> g_plainLog;
 
@@ -19,4 +22,5 @@ void StopPlainLog();
 /// feed as far as they still fit. Without a plain log the call is dropped. The 8-bit text reaches the
 /// file unchanged and is taken to be UTF-8.
 void PlainLogFormat(const char* format, ...) KUV_PRINTF_FORMAT(1, 2);
+/// @overload
 void PlainLogFormat(const wchar_t* format, ...);

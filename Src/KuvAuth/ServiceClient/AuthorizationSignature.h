@@ -2,10 +2,11 @@
 
 #include <string>
 
-// The canonical texts that a request's signature is made over (`BuildHmacAuthorizationHeader`). Client
-// and service must make the same bytes, so every field passes unchanged: no case, no white space and no
-// line feed in it is touched. What the second to fourth fields hold is up to caller and service. Any
-// thread may call.
+/// @file
+/// The canonical texts that a request's signature is made over (`BuildHmacAuthorizationHeader`). Client
+/// and service must make the same bytes, so every field passes unchanged: no case, no white space and no
+/// line feed in it is touched. What the second to fourth fields hold is up to caller and service. Any
+/// thread may call.
 namespace Kuv::Util {
 
 /// Gives the text for a request whose parameters travel as parameter text: the five fields in lines, each

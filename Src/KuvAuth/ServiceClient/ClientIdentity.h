@@ -3,8 +3,9 @@
 #include <cstdint>
 #include <string>
 
-// The texts with which a client describes itself to the service. The option fields start with "; ", so
-// that they can follow the description of the operating system. Any thread may call.
+/// @file
+/// The texts with which a client describes itself to the service. The option fields start with "; ", so
+/// that they can follow the description of the operating system. Any thread may call.
 namespace Kuv::Util {
 
 /// Gives product name and version, "KuvCredProv/4.3.1700.1150".
@@ -22,14 +23,16 @@ std::string BuildOsDescription();
 /// either value is absent or of another type. Nothing is logged.
 bool GetWindows10ReleaseInfo(std::uint32_t& releaseNumber, std::uint32_t& updateBuildRevision);
 
-/// Gives "; failmode: Open" or "; failmode: Closed", by the configuration as it stands.
+/// Gives "; failmode: Open" or "; failmode: Closed", by the flag `FailOpen` of the configuration as it
+/// stands.
 std::string BuildFailModeField();
 
 /// Gives "; UsernameFormat: " with "SAM", "NTLM" or "UPN", by the setting `UsernameFormatForService`, read
 /// from the registry at each call. An absent or unknown number counts as NTLM.
 std::string BuildUsernameFormatField();
 
-/// Gives the fail mode field and the username format field, one after the other.
+/// Gives the fail mode field and the username format field, one after the other, for example
+/// "; failmode: Closed; UsernameFormat: NTLM".
 std::string BuildClientOptionFields();
 
 }  // namespace Kuv::Util

@@ -5,8 +5,9 @@
 
 #include "KuvAuth/ServiceClient/AtlException.h"
 
-// The text encodings of the service protocol. Without state: any thread may call. A text above the
-// string's maximum size throws `std::length_error`.
+/// @file
+/// The text encodings of the service protocol. Without state: any thread may call. A text above the
+/// string's maximum size throws `std::length_error`.
 namespace Kuv::Util {
 
 /// Gives the base64 text of `length` bytes (RFC 4648, section 4): the standard alphabet, padded, on one

@@ -1,6 +1,14 @@
 #pragma once
 
-// All that a client of the second-factor service needs apart from its transport, in `Kuv::Util`.
+/// @file
+/// All that a client of the second-factor service needs apart from its transport, in `Kuv::Util`.
+
+/// @namespace Kuv
+/// The parts of the library that have no name of the platform or of the settings.
+
+/// @namespace Kuv::Util
+/// What a client of the second-factor service needs apart from its transport.
+
 #include "KuvAuth/ServiceClient/AuthorizationSignature.h"
 #include "KuvAuth/ServiceClient/ClientAddress.h"
 #include "KuvAuth/ServiceClient/ClientIdentity.h"

@@ -4,9 +4,10 @@
 #include <string>
 #include <unordered_set>
 
-// The pieces of an authenticated request. A header is a complete line that ends in CR LF. An empty text
-// is the only sign of failure, logged at `Error`; a request must not be sent without its header. Any
-// thread may call.
+/// @file
+/// The pieces of an authenticated request. A header is a complete line that ends in CR LF. An empty text
+/// is the only sign of failure, logged at `Error`; a request must not be sent without its header. Any
+/// thread may call.
 namespace Kuv::Util {
 
 /// Request parameters: names, in ascending order of their bytes, and values in UTF-16.
@@ -25,7 +26,8 @@ std::string BuildParameterString(const ParameterList& parameters, const MaskedNa
 /// On failure `date` keeps its text.
 std::string BuildDateHeader(std::string* date);
 
-/// Gives "name: value". Neither text is checked: a line end in one of them ends the header.
+/// Gives the header "name: value". Neither text is checked: a line end in one of them ends the header, so
+/// texts from outside have to be checked by the caller. Never fails.
 std::string BuildHeaderLine(const std::string& name, const std::string& value);
 
 /// Gives the `Authorization` header of the basic scheme (RFC 7617): the user is `user`, the password is
@@ -34,10 +36,11 @@ std::string BuildHeaderLine(const std::string& name, const std::string& value);
 std::string BuildHmacAuthorizationHeader(const std::string& key, const std::string& user,
                                          const std::string& text);
 
-/// The same with `SKey` and `IKey` of the configuration as it stands.
+/// The same with `SKey` for the key and `IKey` for the user, both of the configuration as it stands: load
+/// it (`EnsureConfigurationLoaded`) or fill it (`SetServiceCredentials`) first.
 std::string BuildAuthorizationHeader(const std::string& text);
 
-/// Whether "application/json" stands somewhere in the text. The case counts.
+/// Whether "application/json" stands somewhere in the text. The case counts. Nothing is parsed.
 bool IsJsonContentType(const std::string& contentType);
 
 }  // namespace Kuv::Util

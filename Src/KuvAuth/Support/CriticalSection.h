@@ -8,13 +8,14 @@ namespace Kuv {
 /// storage is opaque here, so that a header which holds one does not bring the platform's in.
 class CriticalSection {
  public:
+  /// Makes it, to be spun for `spinCount` rounds before a thread waits.
   explicit CriticalSection(unsigned long spinCount) noexcept;
   ~CriticalSection();
   CriticalSection(const CriticalSection&) = delete;
   CriticalSection& operator=(const CriticalSection&) = delete;
 
-  void lock() noexcept;
-  void unlock() noexcept;
+  void lock() noexcept;    ///< waits for it; the same thread may enter again
+  void unlock() noexcept;  ///< leaves it
 
  private:
   // CRITICAL_SECTION: four fields of pointer size and two of 32 bits.

@@ -1,0 +1,161 @@
+#include "SignedRequest/Options.h"
+
+#include <algorithm>
+#include <iterator>
+#include <ostream>
+#include <string_view>
+
+#include <KuvAuth/Support/Text.h>
+
+#include "SignedRequest/ExampleError.h"
+
+namespace SignedRequest {
+
+namespace {
+
+constexpr std::string_view kLetters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
+
+bool HoldsOnly(const std::string& text, std::string_view allowed) {
+  return !text.empty() && text.find_first_not_of(allowed) == std::string::npos;
+}
+
+// The library puts into a header what it is given: a line end or a blank would end it early.
+bool IsVisibleAscii(const std::string& text) {
+  return std::all_of(text.begin(), text.end(), [](char unit) { return unit > 0x20 && unit < 0x7F; });
+}
+
+std::string ParseMethod(const std::wstring& value) {
+  std::string method = WideToUtf8(value);
+  if (!HoldsOnly(method, kLetters)) ThrowUsage("the method has letters only, not " + Quoted(value));
+  return method;
+}
+
+std::string ParseHost(const std::wstring& value) {
+  std::string host = WideToUtf8(value);
+  if (!HoldsOnly(host, std::string{kLetters} + "0123456789.-_:[]")) {
+    ThrowUsage("the host is a name or an address and an optional port, not " + Quoted(value));
+  }
+  return host;
+}
+
+std::string ParsePath(const std::wstring& value) {
+  std::string path = WideToUtf8(value);
+  if (!path.starts_with('/') || !IsVisibleAscii(path) || path.find_first_of("?#") != std::string::npos) {
+    ThrowUsage("the path starts with / and holds neither blanks, ? nor #, which are percent-encoded, not " +
+               Quoted(value));
+  }
+  return path;
+}
+
+void AddParameter(Options& options, const std::wstring& argument) {
+  const std::size_t equals = argument.find(L'=');
+  if (equals == std::wstring::npos || equals == 0) {
+    ThrowUsage("a parameter is NAME=VALUE, not " + Quoted(argument));
+  }
+  const std::wstring name = argument.substr(0, equals);
+  if (!options.parameters.emplace(WideToUtf8(name), argument.substr(equals + 1)).second) {
+    ThrowUsage("the parameter " + Quoted(name) + " is given twice");
+  }
+}
+
+std::string ParseDate(const std::wstring& value) {
+  std::string date = WideToUtf8(value);
+  if (Printable(date) != date) ThrowUsage("--date takes one line, not " + Quoted(value));
+  return date;
+}
+
+struct Option {
+  const wchar_t* name;
+  void (*apply)(Options& options, const std::wstring& value);
+};
+
+constexpr Option kOptions[] = {
+    {L"--json", [](Options& o, const std::wstring& value) { o.json = WideToUtf8(value); }},
+    {L"--mask",
+     [](Options& o, const std::wstring& value) {
+       o.masked.insert(Kuv::Util::PercentEncode(WideToUtf8(value)));
+     }},
+    {L"--date", [](Options& o, const std::wstring& value) { o.date = ParseDate(value); }},
+    {L"--send", [](Options& o, const std::wstring& value) { o.sendTo = ParseAddress(value); }},
+};
+
+void ApplyOption(Options& options, const std::wstring& name, const std::wstring* value) {
+  const auto* const option = std::find_if(std::begin(kOptions), std::end(kOptions),
+                                          [&](const Option& row) { return row.name == name; });
+  if (option == std::end(kOptions)) ThrowUsage("unknown option " + Quoted(name));
+  if (value == nullptr || value->empty()) ThrowUsage(WideToUtf8(name) + " needs a value");
+  option->apply(options, *value);
+}
+
+void CheckTogether(const Options& options) {
+  if (!options.json) return;
+  if (!options.parameters.empty()) ThrowUsage("a request has parameters or a JSON body, not both");
+  if (HasNoBody(options.method)) ThrowUsage("a " + options.method + " request has no body for --json");
+}
+
+}  // namespace
+
+bool HasNoBody(const std::string& method) {
+  return method == "GET" || method == "HEAD" || method == "DELETE";
+}
+
+Options ParseOptions(const std::vector<std::wstring>& arguments) {
+  Options options;
+  std::vector<std::wstring> positional;
+  for (auto argument = arguments.begin(); argument != arguments.end(); ++argument) {
+    if (*argument == L"--help") {
+      options.help = true;
+      return options;
+    }
+    if (!argument->starts_with(L"--")) {
+      positional.push_back(*argument);
+      continue;
+    }
+    const auto value = std::next(argument);
+    ApplyOption(options, *argument, value == arguments.end() ? nullptr : &*value);
+    argument = value;
+  }
+  constexpr std::size_t kNamed = 3;
+  if (positional.size() < kNamed) ThrowUsage("METHOD, HOST and PATH are needed");
+  options.method = ParseMethod(positional[0]);
+  options.host = ParseHost(positional[1]);
+  options.path = ParsePath(positional[2]);
+  for (std::size_t i = kNamed; i < positional.size(); ++i) AddParameter(options, positional[i]);
+  CheckTogether(options);
+  return options;
+}
+
+void PrintUsage(std::ostream& out) {
+  out << R"(Signs a request to the second-factor service with the keys of this machine's
+settings (IKey and SKey) and shows it as it would travel.
+
+KuvSignedRequest [option...] METHOD HOST PATH [NAME=VALUE...]
+
+  METHOD HOST PATH          POST auth.kuv.example /v1/auth, for example; all three are
+                            signed as they stand
+  NAME=VALUE                a parameter. GET, HEAD and DELETE carry the parameters
+                            behind the path, other methods in the body
+  --json TEXT               sign and carry this JSON body instead of parameters
+  --mask NAME               show ##### for the value of this parameter where the
+                            parameters are shown apart; may be given more than once
+  --date TEXT               sign and carry this date instead of that of the moment
+  --send ADDRESS            send the request to http://NAME[:PORT] or https://NAME[:PORT]
+                            and show the answer
+  --help                    show this
+
+What is signed is the lines date, METHOD, HOST, PATH and the parameters or, for a JSON
+body, an empty line and the body's SHA-512. The key itself is never shown or sent.
+
+Exit codes
+  0  the request was shown and, if sent, answered with success
+  1  another failure
+  2  unknown option or bad value
+  3  host or keys not configured
+  4  not signed
+  5  not sent, or no answer
+  6  refused: the service answered 401
+  7  the service answered something else
+)";
+}
+
+}  // namespace SignedRequest

@@ -1,0 +1,211 @@
+#!/usr/bin/env python3
+"""Sends signed requests with the example program to a service on this machine that checks each
+signature with Python's own library, and looks at what both sides say.
+
+    check_loopback.py --wine SCRIPT --prefix FOLDER --program FILE
+
+The program takes its keys from the registry of a Wine prefix that serves this check alone.
+"""
+import argparse
+import base64
+import hashlib
+import hmac
+import http.server
+import os
+import subprocess
+import sys
+import threading
+import urllib.parse
+
+SETTINGS = r"HKLM\Software\Kuvant\KuvCredProv"
+USER = "SAMPLECLIENTIDENTIFIER"
+KEY = "sample-key-that-signs-nothing"
+TIMEOUT = 60
+
+
+def sign(key, user, text):
+    """Gives the Authorization value for a text, by the standard library alone."""
+    digest = hmac.new(key.encode(), text, hashlib.sha1).hexdigest().upper()
+    return "Basic " + base64.b64encode(f"{user}:{digest}".encode()).decode()
+
+
+def canonical_parameters(text):
+    """Decodes the parameters and encodes them anew, as a service does that works with their values."""
+    pairs = urllib.parse.parse_qsl(text, keep_blank_values=True, strict_parsing=bool(text))
+    encoded = [(urllib.parse.quote(name, safe=""), urllib.parse.quote(value, safe="")) for name, value in sorted(pairs)]
+    return "&".join(f"{name}={value}" for name, value in encoded)
+
+
+class Service(http.server.BaseHTTPRequestHandler):
+    """Answers 200 to a request that is signed with the key, 401 to any other, and keeps what it saw."""
+
+    protocol_version = "HTTP/1.1"
+    timeout = TIMEOUT
+    seen = []
+
+    def answer(self):
+        body = self.rfile.read(int(self.headers.get("Content-Length", 0)))
+        Service.seen.append((self.requestline, self.headers, body))
+        path, _, query = self.path.partition("?")
+        fields = [self.headers["Date"], self.command, self.headers["Host"], path]
+        if self.headers.get("Content-Type") == "application/json":
+            fields += ["", hashlib.sha512(body).hexdigest()]
+        else:
+            fields.append(canonical_parameters(query or body.decode("ascii")))
+        good = self.headers["Authorization"] == sign(KEY, USER, "\n".join(fields).encode())
+        reply = b'{"stat": "OK"}' if good else b'{"stat": "FAIL"}'
+        self.send_response(200 if good else 401)
+        self.send_header("Content-Length", str(len(reply)))
+        self.send_header("Connection", "close")
+        self.end_headers()
+        self.wfile.write(reply)
+        self.close_connection = True
+
+    do_GET = do_POST = do_PUT = answer
+
+    def do_DELETE(self):
+        self.send_error(503)
+
+    def log_message(self, *arguments):
+        pass
+
+
+class Wine:
+    """Runs programs in the prefix."""
+
+    def __init__(self, script, prefix):
+        self.command = [script, prefix]
+
+    def run(self, *arguments):
+        result = subprocess.run(
+            [*self.command, *arguments],
+            stdin=subprocess.DEVNULL,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.PIPE,
+            timeout=TIMEOUT,
+        )
+        return result.returncode, result.stdout, result.stderr
+
+    def must(self, *arguments):
+        code, _, errors = self.run(*arguments)
+        if code != 0:
+            sys.exit(f"check_loopback: {arguments} ended with {code}: {errors.decode('utf-8', 'replace')}")
+
+    def set(self, name, value):
+        self.must("reg", "add", SETTINGS, "/v", name, "/d", value, "/f")
+
+
+FAILURES = []
+
+
+def expect(name, actual, expected):
+    if actual != expected:
+        FAILURES.append(f"{name}:\n  {actual!r}\nand not\n  {expected!r}")
+
+
+def sections(output):
+    """Splits what the program printed at its headings."""
+    headings = ("Text that is signed", "Request", "Parameters as they may be shown", "Answer")
+    found = {}
+    for heading in headings:
+        start = output.find(f"{heading}\n\n".encode())
+        if start >= 0:
+            ends = [output.find(f"\n\n{other}\n\n".encode(), start) for other in headings]
+            end = min((end for end in ends if end > start), default=len(output))
+            found[heading] = output[start + len(heading) + 2 : end]
+    return found
+
+
+def check_travelled(name, shown):
+    """The request that was shown is the one that came, byte for byte where the order is not WinHTTP's."""
+    head, _, body = shown.partition(b"\r\n\r\n")
+    request_line, *header_lines = head.decode().split("\r\n")
+    came_line, came_headers, came_body = Service.seen[-1]
+    expect(f"{name}: request line", came_line, request_line)
+    expect(f"{name}: body", came_body, body)
+    for line in header_lines:
+        header, _, value = line.partition(": ")
+        expect(f"{name}: {header}", came_headers.get_all(header), [value])
+    # What the client of the platform adds is about the connection.
+    added = {header.lower() for header in came_headers} - {line.partition(":")[0].lower() for line in header_lines}
+    expect(f"{name}: headers beside those", added - {"connection", "cache-control"}, set())
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    for option in ("wine", "prefix", "program"):
+        parser.add_argument(f"--{option}", required=True)
+    given = parser.parse_args()
+    os.environ.pop("http_proxy", None)
+
+    server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Service)
+    server.daemon_threads = True
+    threading.Thread(target=server.serve_forever, daemon=True).start()
+    address = f"http://127.0.0.1:{server.server_port}"
+
+    wine = Wine(given.wine, given.prefix)
+    wine.must("--start")
+    try:
+        check(wine, given.program, address)
+        server.shutdown()
+        server.server_close()
+        code, _, errors = wine.run(given.program, "GET", "auth.kuv.example", "/", "--send", address)
+        expect("no service: exit code", code, 5)
+        expect("no service: error", errors.split(b" failed")[0], b"KuvSignedRequest: WinHttpSendRequest")
+    finally:
+        wine.run("--stop")
+    if FAILURES:
+        sys.exit("check_loopback: " + "\ncheck_loopback: ".join(FAILURES))
+    print(f"check_loopback: {len(Service.seen)} requests were answered as they should")
+
+
+def check(wine, program, address):
+    def send(name, *arguments):
+        code, output, errors = wine.run(program, *arguments, "--send", address)
+        if errors:
+            FAILURES.append(f"{name}: {errors.decode('utf-8', 'replace')}")
+        return code, sections(output)
+
+    wine.run("reg", "delete", SETTINGS, "/f")
+    code, _, errors = wine.run(program, "GET", "auth.kuv.example", "/v1/ping", "--send", address)
+    expect("without settings: exit code", code, 3)
+    expect("without settings: requests", len(Service.seen), 0)
+    expect("without settings: error", errors.startswith(b"KuvSignedRequest: Host, IKey and SKey are not all set"), True)
+
+    for setting, value in (("Host", "auth.kuv.example"), ("IKey", USER), ("SKey", KEY)):
+        wine.set(setting, value)
+
+    accepted = b'200 OK\n\n{"stat": "OK"}\n'
+    requests = {
+        "form": ("POST", "auth.kuv.example", "/v1/auth", "user=Zo\u00eb & S\u00f6hne~/+=%", "factor=push", "empty="),
+        "query": ("GET", "auth.kuv.example:8443", "/v1/ping%20{x}|y", "b=2", "B=1", "a b=\u20ac \U0001f511"),
+        "no parameters": ("GET", "auth.kuv.example", "/v1/ping"),
+        "JSON": ("PUT", "auth.kuv.example", "/v1/auth", "--json", '{"user": "Zo\u00eb", "list": [1, 2]}'),
+        "date": ("POST", "auth.kuv.example", "/v1/auth", "a=1", "--date", "Tue, 03 Nov 2026 09:30:00 GMT"),
+    }
+    for name, arguments in requests.items():
+        code, shown = send(name, *arguments)
+        expect(f"{name}: exit code", code, 0)
+        expect(f"{name}: answer", shown.get("Answer"), accepted)
+        if "Request" in shown and Service.seen:
+            check_travelled(name, shown["Request"])
+
+    code, shown = send("masked", "POST", "auth.kuv.example", "/v1/auth", "passcode=123456", "user=a", "--mask", "passcode")
+    expect("masked: exit code", code, 0)
+    expect("masked: shown", shown.get("Parameters as they may be shown"), b"passcode=#####&user=a")
+    expect("masked: sent", Service.seen[-1][2], b"passcode=123456&user=a")
+
+    code, shown = send("another answer", "DELETE", "auth.kuv.example", "/v1/auth")
+    expect("another answer: exit code", code, 7)
+    expect("another answer: status", shown.get("Answer", b"").split(b"\n")[0], b"503 Service Unavailable")
+
+    for setting, wrong, right in (("SKey", KEY + "x", KEY), ("IKey", USER + "X", USER)):
+        wine.set(setting, wrong)
+        code, shown = send(f"wrong {setting}", "POST", "auth.kuv.example", "/v1/auth", "user=a")
+        expect(f"wrong {setting}: exit code", code, 6)
+        expect(f"wrong {setting}: answer", shown.get("Answer"), b'401 Unauthorized\n\n{"stat": "FAIL"}\n')
+        wine.set(setting, right)
+
+
+if __name__ == "__main__":
+    main()
