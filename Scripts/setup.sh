@@ -21,8 +21,8 @@ packages=(
   wine wine64 googletest python3
   # What the benchmarks compare with: headers only.
   libspdlog-dev libfmt-dev
-  # Checks.
-  clang-format clang-tidy
+  # Checks, and the host's compiler for fuzzing.
+  clang-format clang-tidy clang libclang-rt-dev
 )
 
 say() { printf 'setup: %s\n' "$*"; }
