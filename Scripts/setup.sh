@@ -24,8 +24,8 @@ packages=(
   wine wine64 googletest python3
   # What the benchmarks compare with: headers only.
   libspdlog-dev libfmt-dev
-  # Checks.
-  clang-format clang-tidy cppcheck
+  # Checks, and the host's compiler for fuzzing.
+  clang-format clang-tidy cppcheck clang libclang-rt-dev
 )
 [ "${1-}" != --coverage ] || packages+=(gcovr)
 

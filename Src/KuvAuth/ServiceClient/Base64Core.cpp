@@ -1,6 +1,8 @@
 #include "KuvAuth/ServiceClient/Base64Core.h"
 
 #include <algorithm>
+#include <array>
+#include <cstring>
 #include <limits>
 
 namespace Kuv::Util {
@@ -10,8 +12,30 @@ namespace {
 constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 constexpr std::int32_t kGroupBytes = 3;
 constexpr std::int32_t kGroupCharacters = 4;
-constexpr std::int32_t kLineBytes = 57;
-constexpr std::int32_t kLineCharacters = 76;
+constexpr std::int32_t kLineBytes = 57;  // 76 characters
+
+using CharacterPair = std::array<char, 2>;
+
+// The characters of each 12 bits.
+constexpr std::array<CharacterPair, 4096> MakePairs() {
+  std::array<CharacterPair, 4096> pairs{};
+  for (std::size_t bits = 0; bits < pairs.size(); ++bits)
+    pairs[bits] = {kAlphabet[bits >> 6], kAlphabet[bits & 0x3F]};
+  return pairs;
+}
+
+constexpr std::array<CharacterPair, 4096> kPairs = MakePairs();
+
+void WritePair(std::uint64_t group, int shift, char* out) noexcept {
+  std::memcpy(out, &kPairs[(group >> shift) & 0xFFF], sizeof(CharacterPair));
+}
+
+// Gives 8 bytes as a number, the first one on top. Compilers make one load of it.
+std::uint64_t LoadEight(const std::uint8_t* source) noexcept {
+  return std::uint64_t{source[0]} << 56 | std::uint64_t{source[1]} << 48 | std::uint64_t{source[2]} << 40 |
+         std::uint64_t{source[3]} << 32 | std::uint64_t{source[4]} << 24 | std::uint64_t{source[5]} << 16 |
+         std::uint64_t{source[6]} << 8 | std::uint64_t{source[7]};
+}
 
 // Gives the alphabet's character for the 6 bits of a group that start `shift` bits from its end.
 char Character(std::uint32_t group, int shift) noexcept {
@@ -25,31 +49,31 @@ char* EncodeRemainder(const std::uint8_t* source, std::int32_t count, bool padde
   *out++ = Character(group, 18);
   *out++ = Character(group, 12);
   if (count == 2) *out++ = Character(group, 6);
-  return padded ? std::fill_n(out, kGroupBytes - count, '=') : out;
+  if (!padded) return out;
+  if (count == 1) *out++ = '=';
+  *out++ = '=';
+  return out;
 }
 
 char* EncodeLine(const std::uint8_t* source, std::int32_t length, bool padded, char* out) noexcept {
+  // Two groups at a time, as long as there are 8 bytes to load.
+  for (; length >= 8; length -= 2 * kGroupBytes, source += 2 * kGroupBytes, out += 2 * kGroupCharacters) {
+    const std::uint64_t groups = LoadEight(source);
+    WritePair(groups, 52, out);
+    WritePair(groups, 40, out + 2);
+    WritePair(groups, 28, out + 4);
+    WritePair(groups, 16, out + 6);
+  }
   for (; length >= kGroupBytes; length -= kGroupBytes, source += kGroupBytes, out += kGroupCharacters) {
     const std::uint32_t group =
         std::uint32_t{source[0]} << 16 | std::uint32_t{source[1]} << 8 | std::uint32_t{source[2]};
-    out[0] = Character(group, 18);
-    out[1] = Character(group, 12);
-    out[2] = Character(group, 6);
-    out[3] = Character(group, 0);
+    WritePair(group, 12, out);
+    WritePair(group, 0, out + 2);
   }
   return length == 0 ? out : EncodeRemainder(source, length, padded, out);
 }
 
 }  // namespace
-
-std::int64_t Base64Size(std::int32_t length, std::uint32_t options) noexcept {
-  if (length <= 0) return 0;
-  const std::int32_t remainder = length % kGroupBytes;
-  std::int64_t size = std::int64_t{length / kGroupBytes} * kGroupCharacters;
-  if (remainder != 0) size += (options & kBase64NoPadding) != 0 ? remainder + 1 : kGroupCharacters;
-  if ((options & kBase64NoLineBreaks) == 0) size += 2 * ((size - 1) / kLineCharacters);
-  return size;
-}
 
 bool EncodeBase64(const void* source, std::int32_t length, char* destination, std::int32_t* size,
                   std::uint32_t options) noexcept {

@@ -1,8 +1,11 @@
 #include "KuvAuth/ServiceClient/Encoders.h"
 
+#include <algorithm>
 #include <array>
+#include <cstring>
 #include <limits>
 #include <stdexcept>
+#include <utility>
 
 #include "KuvAuth/Logging/LogFront.h"
 #include "KuvAuth/ServiceClient/Base64Core.h"
@@ -15,19 +18,6 @@ constexpr long kUnspecifiedFailure = static_cast<std::int32_t>(0x80004005);  // 
 constexpr std::int64_t kMaxSize = std::numeric_limits<std::int32_t>::max();
 constexpr std::int64_t kMinSize = std::numeric_limits<std::int32_t>::min();
 
-struct HexPair {
-  char high;
-  char low;
-};
-
-constexpr std::array<HexPair, 256> MakeHexPairs() {
-  constexpr char digits[] = "0123456789ABCDEF";
-  std::array<HexPair, 256> pairs{};
-  for (std::size_t byte = 0; byte < pairs.size(); ++byte)
-    pairs[byte] = {digits[byte >> 4], digits[byte & 0xF]};
-  return pairs;
-}
-
 constexpr std::array<bool, 256> MakeUnreserved() {
   std::array<bool, 256> unreserved{};
   for (std::size_t byte = 'A'; byte <= 'Z'; ++byte) unreserved[byte] = true;
@@ -37,22 +27,95 @@ constexpr std::array<bool, 256> MakeUnreserved() {
   return unreserved;
 }
 
-constexpr std::array<HexPair, 256> kHexPairs = MakeHexPairs();
 constexpr std::array<bool, 256> kUnreserved = MakeUnreserved();
 
-// Makes a text of `perByte` characters for each input byte, to be written in place.
-std::string MakeText(std::uint64_t bytes, std::size_t perByte) {
-  std::string text;
-  if (bytes > text.max_size() / perByte) throw std::length_error{"encoded text"};
-  text.resize(static_cast<std::size_t>(bytes) * perByte);
-  return text;
+constexpr char HexDigit(std::uint8_t nibble) noexcept {
+  return static_cast<char>(nibble + '0' + (nibble > 9 ? 'A' - '9' - 1 : 0));
 }
 
-char* WriteHex(char* out, std::uint8_t byte) noexcept {
-  const HexPair pair = kHexPairs[byte];
-  out[0] = pair.high;
-  out[1] = pair.low;
-  return out + 2;
+// What percent-encoding makes of a byte.
+struct Escape {
+  char text[3];
+  std::uint8_t size;
+};
+static_assert(sizeof(Escape) == 4);
+
+constexpr std::array<Escape, 256> MakeEscapes() {
+  std::array<Escape, 256> escapes{};
+  for (std::size_t i = 0; i < escapes.size(); ++i) {
+    const auto byte = static_cast<std::uint8_t>(i);
+    if (kUnreserved[i]) {
+      escapes[i] = {{static_cast<char>(byte)}, 1};
+    } else {
+      escapes[i] = {{'%', HexDigit(byte >> 4), HexDigit(byte & 0xF)}, 3};
+    }
+  }
+  return escapes;
+}
+
+constexpr std::array<Escape, 256> kEscapes = MakeEscapes();
+
+// Gives the size of a text of `perByte` characters for each input byte.
+std::size_t TextSize(std::uint64_t bytes, std::size_t perByte) {
+  if (bytes > std::string{}.max_size() / perByte) throw std::length_error{"encoded text"};
+  return static_cast<std::size_t>(bytes) * perByte;
+}
+
+// A fixed count, arithmetic in place of a table and arrays of its own let the compiler do all bytes at once.
+constexpr std::size_t kHexBlock = 16;
+
+void WriteHexBlock(const std::uint8_t* source, char* out) noexcept {
+  std::uint8_t bytes[kHexBlock];
+  std::memcpy(bytes, source, sizeof(bytes));
+  char high[kHexBlock];
+  char low[kHexBlock];
+  for (std::size_t i = 0; i < kHexBlock; ++i) {
+    high[i] = HexDigit(bytes[i] >> 4);
+    low[i] = HexDigit(bytes[i] & 0xF);
+  }
+  char digits[2 * kHexBlock];
+  for (std::size_t i = 0; i < kHexBlock; ++i) {
+    digits[2 * i] = high[i];
+    digits[2 * i + 1] = low[i];
+  }
+  std::memcpy(out, digits, sizeof(digits));
+}
+
+std::uint8_t ByteAt(const char* source, std::size_t index) noexcept {
+  return static_cast<std::uint8_t>(source[index]);
+}
+
+// Escapes `count` bytes and returns the end of what it wrote. There is room for three characters a byte.
+char* EscapeEach(const char* source, std::size_t count, char* out) noexcept {
+  if (count == 0) return out;
+  // One write of a fixed size is quickest; what it writes too much, the next one overwrites.
+  for (; count > 1; --count, ++source) {
+    const Escape& escape = kEscapes[ByteAt(source, 0)];
+    std::memcpy(out, &escape, sizeof(escape));
+    out += escape.size;
+  }
+  const Escape& last = kEscapes[ByteAt(source, 0)];
+  std::memcpy(out, last.text, sizeof(last.text));
+  return out + last.size;
+}
+
+template <std::size_t... Index>
+bool AllUnreserved(const char* source, std::index_sequence<Index...>) noexcept {
+  return (static_cast<unsigned>(kUnreserved[ByteAt(source, Index)]) & ...) != 0;
+}
+
+// The same; a block in which nothing is to be escaped is copied whole.
+char* EscapeBlocks(const char* source, std::size_t count, char* out) noexcept {
+  constexpr std::size_t kBlock = 16;
+  for (; count >= kBlock; count -= kBlock, source += kBlock) {
+    if (AllUnreserved(source, std::make_index_sequence<kBlock>{})) {
+      std::memcpy(out, source, kBlock);
+      out += kBlock;
+    } else {
+      out = EscapeEach(source, kBlock, out);
+    }
+  }
+  return EscapeEach(source, count, out);
 }
 
 }  // namespace
@@ -83,26 +146,29 @@ std::string AtlHexEncode(const void* data, std::uint64_t length) {
 }
 
 std::string BytesToHexString(const void* data, std::uint64_t length) {
-  std::string text = MakeText(length, 2);
+  std::string text(TextSize(length, 2), '\0');
   const auto* bytes = static_cast<const std::uint8_t*>(data);
   char* out = text.data();
-  for (std::uint64_t i = 0; i < length; ++i) out = WriteHex(out, bytes[i]);
+  for (; length >= kHexBlock; length -= kHexBlock, bytes += kHexBlock, out += 2 * kHexBlock)
+    WriteHexBlock(bytes, out);
+  for (; length != 0; --length, ++bytes) {
+    *out++ = HexDigit(*bytes >> 4);
+    *out++ = HexDigit(*bytes & 0xF);
+  }
   return text;
 }
 
 std::string PercentEncode(const std::string& text) {
-  std::string encoded = MakeText(text.size(), 3);
-  char* out = encoded.data();
-  for (const char character : text) {
-    const auto byte = static_cast<std::uint8_t>(character);
-    if (kUnreserved[byte]) {
-      *out++ = character;
-    } else {
-      *out++ = '%';
-      out = WriteHex(out, byte);
-    }
+  std::string encoded;
+  encoded.reserve(TextSize(text.size(), 3));
+  // Made in a buffer, since a string cannot be sized without being filled, here mostly for nothing.
+  constexpr std::size_t kPiece = 256;
+  char piece[3 * kPiece];
+  for (std::size_t done = 0; done < text.size(); done += kPiece) {
+    const std::size_t count = std::min(text.size() - done, kPiece);
+    const char* const end = EscapeBlocks(text.data() + done, count, piece);
+    encoded.append(piece, static_cast<std::size_t>(end - piece));
   }
-  encoded.resize(static_cast<std::size_t>(out - encoded.data()));
   return encoded;
 }
 

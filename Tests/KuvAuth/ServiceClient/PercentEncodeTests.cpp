@@ -51,10 +51,29 @@ TEST(PercentEncode, ReservesThreeTimesTheInputAtTheStart) {
 }
 
 TEST(PercentEncode, OfTheWorstCaseAllocatesOnce) {
-  const std::string text(1000, ' ');
-  const KuvTest::AllocationCount allocations;
-  static_cast<void>(PercentEncode(text));
-  EXPECT_EQ(allocations.Count(), 1u);
+  for (const std::size_t size : {16, 1000, 65536}) {
+    SCOPED_TRACE(size);
+    const std::string text(size, ' ');
+    const KuvTest::AllocationCount allocations;
+    const std::string encoded = PercentEncode(text);
+    EXPECT_EQ(allocations.Count(), 1u);
+    EXPECT_EQ(encoded.size(), 3 * size);
+  }
+}
+
+// Runs of every length of what stays and of what is escaped, across the blocks and pieces of the work.
+TEST(PercentEncode, AgreesWithThePlainWayAtEveryLength) {
+  for (std::size_t length = 0; length < 600; ++length) {
+    SCOPED_TRACE(length);
+    std::string text;
+    std::string expected;
+    for (std::size_t i = 0; i < length; ++i) {
+      const bool stays = i % (length / 7 + 2) != 1;
+      text += stays ? 'a' : '/';
+      expected += stays ? "a" : "%2F";
+    }
+    ASSERT_EQ(PercentEncode(text), expected);
+  }
 }
 
 TEST(PercentEncode, LogsNothing) {

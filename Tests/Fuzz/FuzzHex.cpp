@@ -1,0 +1,57 @@
+#include <fuzzer/FuzzedDataProvider.h>
+
+#include "FuzzSupport.h"
+#include "KuvAuth/ServiceClient/Encoders.h"
+
+namespace {
+
+using KuvFuzz::ExactCopy;
+using KuvFuzz::Require;
+
+std::string PlainHex(const std::string& bytes) {
+  std::string text;
+  for (const char byte : bytes) {
+    char digits[3];
+    std::snprintf(digits, sizeof(digits), "%02X", static_cast<unsigned char>(byte));
+    text += digits;
+  }
+  return text;
+}
+
+std::string PlainDecode(const std::string& text) {
+  std::string bytes;
+  for (std::size_t i = 0; i + 1 < text.size(); i += 2)
+    bytes += static_cast<char>(std::stoi(text.substr(i, 2), nullptr, 16));
+  return bytes;
+}
+
+// A length that does not fit the one byte there is must be refused before anything is read.
+void CheckLength(std::uint64_t length) {
+  const std::uint64_t low = length % 0x100000000u;
+  if (low < 0x40000000u && low > 1) return;
+  const ExactCopy byte{"x"};
+  bool thrown = false;
+  std::string text;
+  try {
+    text = Kuv::Util::AtlHexEncode(byte.Get(), length);
+  } catch (const CAtlException& exception) {
+    thrown = true;
+    Require(static_cast<std::uint32_t>(exception.m_hr) == 0x80004005u, "status");
+  }
+  Require(thrown == (low >= 0x40000000u && low < 0xC0000000u), "lengths that throw");
+  Require(text == (low == 1 ? "78" : ""), "text of a folded length");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  FuzzedDataProvider input{data, size};
+  CheckLength(input.ConsumeIntegral<std::uint64_t>());
+  const std::string bytes = input.ConsumeRemainingBytesAsString();
+  const ExactCopy source{bytes};
+  const std::string text = Kuv::Util::AtlHexEncode(source.Get(), bytes.size());
+  Require(text == PlainHex(bytes), "text");
+  Require(PlainDecode(text) == bytes, "round trip");
+  Require(Kuv::Util::BytesToHexString(source.Get(), bytes.size()) == text, "the other operation");
+  return 0;
+}
