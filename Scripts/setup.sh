@@ -111,6 +111,8 @@ build_library() {
     return
   fi
   say "$name for $architecture: building"
+  # What an interrupted run left may belong to a folder that has moved.
+  rm -rf "$deps/build/$architecture/$name"
   mkdir -p "$deps/$architecture/.stamps" "$deps/log"
   if ! {
     cmake -S "$source" -B "$deps/build/$architecture/$name" -G Ninja \
