@@ -2,7 +2,7 @@
 # Installs what the build needs on Debian 12 and cross-builds the libraries that
 # Debian ships as source only. Safe to run again: what is there stays.
 #
-#   Scripts/setup.sh
+#   Scripts/setup.sh [--bench]     with what only Scripts/bench.sh needs
 #
 # KUV_DEPS_DIR names another folder for the cross-built libraries
 # (default: build/deps).
@@ -24,6 +24,14 @@ packages=(
   # Checks, and the host's compiler for fuzzing.
   clang-format clang-tidy clang libclang-rt-dev
 )
+
+# Libraries that the service client is measured against.
+if [ "${1-}" = --bench ]; then
+  packages+=(
+    g++ pkg-config libbenchmark-dev libgcrypt-mingw-w64-dev
+    libcurl4-openssl-dev libglib2.0-dev libmodpbase64-dev libssl-dev nettle-dev
+  )
+fi
 
 say() { printf 'setup: %s\n' "$*"; }
 
