@@ -1,8 +1,15 @@
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <string>
 #include <vector>
+
+/// A number of 32 bits or less that is neither a flag nor `std::uint32_t`, DWORD and int above all: without
+/// a form of their own they would be ambiguous between those two.
+template <typename Number>
+concept OtherSmallInteger = std::integral<Number> && !std::same_as<Number, bool> &&
+                            !std::same_as<Number, std::uint32_t> && sizeof(Number) <= sizeof(std::uint32_t);
 
 // Values below `HKEY_LOCAL_MACHINE`, read with a default and written with a bool for the outcome. The
 // names are UTF-16. Nothing is thrown but `std::bad_alloc`. Any thread may call.
@@ -21,6 +28,10 @@ bool RegReadLocalMachineDword(const wchar_t* subKey, const wchar_t* name, bool d
 /// Reads a `REG_DWORD` value.
 std::uint32_t RegReadLocalMachineDword(const wchar_t* subKey, const wchar_t* name,
                                        std::uint32_t defaultValue);
+std::uint32_t RegReadLocalMachineDword(const wchar_t* subKey, const wchar_t* name,
+                                       OtherSmallInteger auto defaultValue) {
+  return RegReadLocalMachineDword(subKey, name, static_cast<std::uint32_t>(defaultValue));
+}
 
 /// Reads a `REG_QWORD` value. The log line shows its low 32 bits.
 std::uint64_t RegReadLocalMachineQword(const wchar_t* subKey, const wchar_t* name,
@@ -43,6 +54,9 @@ bool RegWriteLocalMachineDword(const wchar_t* subKey, const wchar_t* name, bool 
 
 /// Writes the number as `REG_DWORD`.
 bool RegWriteLocalMachineDword(const wchar_t* subKey, const wchar_t* name, std::uint32_t value);
+bool RegWriteLocalMachineDword(const wchar_t* subKey, const wchar_t* name, OtherSmallInteger auto value) {
+  return RegWriteLocalMachineDword(subKey, name, static_cast<std::uint32_t>(value));
+}
 
 /// Writes the number as `REG_QWORD`. The log line shows its low 32 bits.
 bool RegWriteLocalMachineQword(const wchar_t* subKey, const wchar_t* name, std::uint64_t value);
