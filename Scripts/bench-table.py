@@ -53,6 +53,34 @@ def growth(results):
     return "ns for one more provider, " + ", ".join(steps) if steps else ""
 
 
+def size_name(size):
+    for unit, name in ((1 << 20, "MB"), (1 << 10, "KB")):
+        if size >= unit:
+            return f"{size // unit} {name}"
+    return f"{size} B"
+
+
+def print_sizes(results):
+    """What was measured for several sizes of input: the time of ours, and for each rival ours over its own."""
+    sizes = sorted({int(result["bytes"]) for result in results})
+    rows = [("operation", "against", *map(size_name, sizes), "")]
+    operation = ""
+    for rival in dict.fromkeys((result["name"].split("/")[0], result["label"]) for result in results):
+        found = {int(r["bytes"]): r for r in results if (r["name"].split("/")[0], r["label"]) == rival}
+        if rival[0] != operation:
+            operation = rival[0]
+            times = [nanoseconds(found[size]["median_ns"]) if size in found else "" for size in sizes]
+            rows.append((operation, "own median, ns", *times, ""))
+        ratios = [f"x {found[size]['ratio']:.2f}" if size in found else "" for size in sizes]
+        goal = next(iter(found.values()))["goal"]
+        worst = max(result["ratio"] for result in found.values())
+        rows.append(("", rival[1], *ratios, f"goal <= {goal:.2f}: {verdict(worst, goal)}" if goal else ""))
+    widths = [max(map(len, column)) for column in zip(*rows)]
+    for name, against, *columns, goal in rows:
+        cells = "  ".join(f"{cell:>{width}}" for cell, width in zip(columns, widths[2:]))
+        print(f"{name:{widths[0]}}  {against:{widths[1]}}  {cells}  {goal}".rstrip())
+
+
 def main(paths):
     results = []
     for path in paths:
@@ -60,6 +88,12 @@ def main(paths):
             text = file.read()
         # A program whose benchmarks were all filtered out leaves an empty file.
         results += json.loads(text)["benchmarks"] if text else []
+    failed = [result for result in results if result.get("error_occurred")]
+    for result in failed:
+        print(f"{short_name(result['name'])}: {result['error_message']}")
+    results = [result for result in results if result not in failed]
+    sized = [result for result in results if "bytes" in result]
+    results = [result for result in results if "bytes" not in result]
     rows = [("benchmark", "median ns", "against", "its median ns, ratio", "")]
     rows += [row(result) for result in results]
     widths = [max(map(len, column)) for column in zip(*rows)]
@@ -68,6 +102,8 @@ def main(paths):
         print(line.rstrip())
     if growth(results):
         print(growth(results))
+    if sized:
+        print_sizes(sized)
 
 
 if __name__ == "__main__":

@@ -28,7 +28,7 @@ echo "lint: format of ${#sources[@]} files is right"
 
 cppcheck --quiet --error-exitcode=1 -j "$(nproc)" --enable=warning,style,performance,portability \
   --suppressions-list=Scripts/cppcheck-suppressions.txt --std=c++20 --language=c++ --platform=win64 \
-  --library=windows -D_WIN32 -D_WIN64 -D__GNUC__ -D_WIN32_WINNT=0x0601 -ISrc -ITools Src Tools
+  --library=windows -D_WIN32 -D_WIN64 -D__GNUC__ -D_WIN32_WINNT=0x0601 -ISrc -ITools -IExamples Src Tools Examples
 echo "lint: cppcheck has no findings"
 
 # clang takes the headers of the cross compiler, in its order.
@@ -46,10 +46,10 @@ tidy() {
 
 # Nearly all the time goes into the platform's headers, so the sources of a folder are read as one. Should that
 # find anything, each is read by itself: that tells the findings of the sources from those of their union.
-Scripts/join-units.py "$build" "$build/lint" Src Tools
+Scripts/join-units.py "$build" "$build/lint" Src Tools Examples
 if ! tidy "$build/lint" "$PWD/$build/lint/.*"; then
   echo "lint: clang-tidy looks at each source by itself"
-  if ! tidy "$build" "$PWD/(Src|Tools)/.*"; then
+  if ! tidy "$build" "$PWD/(Src|Tools|Examples)/.*"; then
     grep -vE '^(clang-tidy|\[|[0-9]+ warnings)' "$log" >&2 || true
     exit 1
   fi

@@ -2,9 +2,9 @@
 # Installs what the build needs on Debian 12 and cross-builds the libraries that
 # Debian ships as source only. Safe to run again: what is there stays.
 #
-#   Scripts/setup.sh [--coverage]
+#   Scripts/setup.sh [--bench | --coverage]
 #
-# --coverage installs what Scripts/coverage.sh needs besides.
+# --bench and --coverage install what Scripts/bench.sh and Scripts/coverage.sh need besides.
 # KUV_DEPS_DIR names another folder for the cross-built libraries
 # (default: build/deps).
 set -euo pipefail
@@ -28,6 +28,13 @@ packages=(
   clang-format clang-tidy cppcheck clang libclang-rt-dev
 )
 [ "${1-}" != --coverage ] || packages+=(gcovr)
+# Libraries that the service client is measured against.
+if [ "${1-}" = --bench ]; then
+  packages+=(
+    g++ pkg-config libbenchmark-dev libgcrypt-mingw-w64-dev
+    libcurl4-openssl-dev libglib2.0-dev libmodpbase64-dev libssl-dev nettle-dev
+  )
+fi
 
 say() { printf 'setup: %s\n' "$*"; }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -16,6 +17,12 @@
 /// written is logged at `Error`, with the last error of the thread and its text, which the platform need
 /// not have set. The "wrote" line at `Debug` follows in any case, even on failure.
 
+/// A number of 32 bits or less that is neither a flag nor `std::uint32_t`, DWORD and int above all: without
+/// a form of their own they would be ambiguous between those two.
+template <typename Number>
+concept OtherSmallInteger = std::integral<Number> && !std::same_as<Number, bool> &&
+                            !std::same_as<Number, std::uint32_t> && sizeof(Number) <= sizeof(std::uint32_t);
+
 /// Reads a `REG_BINARY` value of at most 32,768 bytes. Beware: a key that cannot be opened gives an
 /// empty sequence, not the default. Only a value that was found is logged.
 std::vector<std::uint8_t> RegReadLocalMachineBinary(const wchar_t* subKey, const wchar_t* name,
@@ -27,6 +34,10 @@ bool RegReadLocalMachineDword(const wchar_t* subKey, const wchar_t* name, bool d
 /// Reads a `REG_DWORD` value.
 std::uint32_t RegReadLocalMachineDword(const wchar_t* subKey, const wchar_t* name,
                                        std::uint32_t defaultValue);
+std::uint32_t RegReadLocalMachineDword(const wchar_t* subKey, const wchar_t* name,
+                                       OtherSmallInteger auto defaultValue) {
+  return RegReadLocalMachineDword(subKey, name, static_cast<std::uint32_t>(defaultValue));
+}
 
 /// Reads a `REG_QWORD` value. The log line shows its low 32 bits.
 std::uint64_t RegReadLocalMachineQword(const wchar_t* subKey, const wchar_t* name,
@@ -44,6 +55,9 @@ bool RegWriteLocalMachineDword(const wchar_t* subKey, const wchar_t* name, bool 
 
 /// Writes the number as `REG_DWORD`.
 bool RegWriteLocalMachineDword(const wchar_t* subKey, const wchar_t* name, std::uint32_t value);
+bool RegWriteLocalMachineDword(const wchar_t* subKey, const wchar_t* name, OtherSmallInteger auto value) {
+  return RegWriteLocalMachineDword(subKey, name, static_cast<std::uint32_t>(value));
+}
 
 /// Writes the number as `REG_QWORD`. The log line shows its low 32 bits.
 bool RegWriteLocalMachineQword(const wchar_t* subKey, const wchar_t* name, std::uint64_t value);

@@ -1,5 +1,7 @@
 #include "KuvAuth/Configuration/LocalMachineRegistry.h"
 
+#include <type_traits>
+
 #include <gtest/gtest.h>
 
 #include "Support/ImportHook.h"
@@ -171,6 +173,18 @@ TEST_F(RegReadLocalMachine, DwordOfMissingValueOrAnotherTypeGivesTheDefaultAndLo
   EXPECT_EQ(log.Lines(),
             (LogLines{{LogLevel::Debug, "RegReadLocalMachineDword found 7 value for key value"},
                       {LogLevel::Debug, "RegReadLocalMachineDword found 8 value for key other"}}));
+}
+
+// As callers of the platform have them at hand.
+TEST_F(RegReadLocalMachine, DwordTakesADefaultOfAnySmallNumberType) {
+  key.SetDword(L"value", 2);
+  const auto found = RegReadLocalMachineDword(kPath, L"value", DWORD{7});
+  static_assert(std::is_same_v<decltype(found), const std::uint32_t>);
+  EXPECT_EQ(found, 2u);
+  EXPECT_EQ(RegReadLocalMachineDword(kPath, L"missing", DWORD{7}), 7u);
+  EXPECT_EQ(RegReadLocalMachineDword(kPath, L"missing", 8), 8u);
+  EXPECT_EQ(RegReadLocalMachineDword(kPath, L"missing", -1), 0xFFFFFFFFu);
+  static_assert(std::is_same_v<decltype(RegReadLocalMachineDword(kPath, L"value", true)), bool>);
 }
 
 TEST_F(RegReadLocalMachine, FlagIsTrueForAnyNumberButZero) {

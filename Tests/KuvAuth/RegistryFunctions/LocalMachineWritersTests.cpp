@@ -97,6 +97,13 @@ TEST_F(RegWriteLocalMachine, DwordWritesFlagAndNumberInFourBytes) {
   EXPECT_EQ(Stored(L"number"), std::make_pair(DWORD{4}, Bytes{0xEF, 0xCD, 0xAB, 0x89}));
 }
 
+TEST_F(RegWriteLocalMachine, DwordTakesAnySmallNumberType) {
+  EXPECT_TRUE(RegWriteLocalMachineDword(kPath, L"dword", DWORD{2}));
+  EXPECT_EQ(Stored(L"dword"), std::make_pair(DWORD{4}, Bytes{2, 0, 0, 0}));
+  EXPECT_TRUE(RegWriteLocalMachineDword(kPath, L"int", -2));
+  EXPECT_EQ(Stored(L"int"), std::make_pair(DWORD{4}, Bytes{0xFE, 0xFF, 0xFF, 0xFF}));
+}
+
 TEST_F(RegWriteLocalMachine, QwordWritesEightBytes) {
   EXPECT_TRUE(RegWriteLocalMachineQword(kPath, L"v", std::uint64_t{0x0123456789ABCDEF}));
   EXPECT_EQ(Stored(L"v"), std::make_pair(DWORD{11}, Bytes{0xEF, 0xCD, 0xAB, 0x89, 0x67, 0x45, 0x23, 0x01}));

@@ -47,95 +47,91 @@ class HmacCalls : public ::testing::Test {
  protected:
   HmacCalls() {
     // The blob's memory is watched from its import on.
-    import.Answer([this](HCRYPTPROV provider, const BYTE* data, DWORD size, HCRYPTKEY publicKey, DWORD flags,
-                         HCRYPTKEY* key) {
+    importKey.Answer([this](HCRYPTPROV provider, const BYTE* data, DWORD size, HCRYPTKEY publicKey,
+                            DWORD flags, HCRYPTKEY* key) {
       KuvTest::WatchBlock(data, [this, data] {
         freedBlob.assign(data, data + crypto.blob.size());
-    crypto.events.push_back("free blob");
-  });
-  return import.Original(provider, data, size, publicKey, flags, key);
+        crypto.events.push_back("free blob");
+      });
+      return importKey.Original(provider, data, size, publicKey, flags, key);
     });
-    }  // namespace
+  }
 
-    void ExpectWiped() const {
-      EXPECT_EQ(freedBlob, Bytes(crypto.blob.size(), 0));
+  void ExpectWiped() const { EXPECT_EQ(freedBlob, Bytes(crypto.blob.size(), 0)); }
+
+  void ExpectNoSecretInTheLog() const {
+    for (const char* secret : {kKey, kData, "the-value", "7468652D76616C7565", "7468652d76616c7565"}) {
+      EXPECT_FALSE(log.Contains(secret)) << secret;
     }
+  }
 
-    void ExpectNoSecretInTheLog() const {
-      for (const char* secret : {kKey, kData, "the-value", "7468652D76616C7565", "7468652d76616c7565"}) {
-        EXPECT_FALSE(log.Contains(secret)) << secret;
-      }
-    }
+  KuvTest::LogCapture log;
+  KuvTest::CryptoApiScript crypto;
+  KuvTest::ImportHook<decltype(&::CryptImportKey)> importKey{"CryptImportKey"};
+  Bytes freedBlob{1};
+};
 
-    KuvTest::LogCapture log;
-    KuvTest::CryptoApiScript crypto;
-    KuvTest::ImportHook<decltype(&::CryptImportKey)> import{"CryptImportKey"};
-    Bytes freedBlob{1};
-    }
-    ;
+TEST_F(HmacCalls, RunInOrderAndReleaseEverythingInOrder) {
+  EXPECT_EQ(CalculateHmac(kKey, kData), (Bytes{'t', 'h', 'e', '-', 'v', 'a', 'l', 'u', 'e'}));
+  EXPECT_EQ(crypto.events, StepsAndReleases(8, /*lastFailed=*/false));
+  EXPECT_EQ(crypto.hashed, "some-data");
+  EXPECT_EQ(log.Lines(), LogLines{});
+  ExpectWiped();
+}
 
-    TEST_F(HmacCalls, RunInOrderAndReleaseEverythingInOrder) {
-      EXPECT_EQ(CalculateHmac(kKey, kData), (Bytes{'t', 'h', 'e', '-', 'v', 'a', 'l', 'u', 'e'}));
-      EXPECT_EQ(crypto.events, StepsAndReleases(8, /*lastFailed=*/false));
-      EXPECT_EQ(crypto.hashed, "some-data");
-      EXPECT_EQ(log.Lines(), LogLines{});
-      ExpectWiped();
-    }
+TEST_F(HmacCalls, ImportTheKeyInItsBlob) {
+  static_cast<void>(CalculateHmac("\x01\xFF\x03", 3, "x", 1));
+  EXPECT_EQ(crypto.blobSize, 15u);
+  EXPECT_EQ(crypto.blob, (Bytes{0x08, 0x02, 0, 0, 0x02, 0x66, 0, 0, 3, 0, 0, 0, 0x01, 0xFF, 0x03}));
+}
 
-    TEST_F(HmacCalls, ImportTheKeyInItsBlob) {
-      static_cast<void>(CalculateHmac("\x01\xFF\x03", 3, "x", 1));
-      EXPECT_EQ(crypto.blobSize, 15u);
-      EXPECT_EQ(crypto.blob, (Bytes{0x08, 0x02, 0, 0, 0x02, 0x66, 0, 0, 3, 0, 0, 0, 0x01, 0xFF, 0x03}));
-    }
+TEST_F(HmacCalls, ImportAnEmptyKeyAsABareHeader) {
+  static_cast<void>(CalculateHmac("x", 0, "x", 1));
+  EXPECT_EQ(crypto.blobSize, 12u);
+  EXPECT_EQ(crypto.blob, (Bytes{0x08, 0x02, 0, 0, 0x02, 0x66, 0, 0, 0, 0, 0, 0}));
+}
 
-    TEST_F(HmacCalls, ImportAnEmptyKeyAsABareHeader) {
-      static_cast<void>(CalculateHmac("x", 0, "x", 1));
-      EXPECT_EQ(crypto.blobSize, 12u);
-      EXPECT_EQ(crypto.blob, (Bytes{0x08, 0x02, 0, 0, 0x02, 0x66, 0, 0, 0, 0, 0, 0}));
-    }
+TEST_F(HmacCalls, GoOnWithNoData) {
+  EXPECT_EQ(CalculateHmac("key", 3, "x", 0).size(), 9u);
+  EXPECT_EQ(crypto.hashed, "");
+}
 
-    TEST_F(HmacCalls, GoOnWithNoData) {
-      EXPECT_EQ(CalculateHmac("key", 3, "x", 0).size(), 9u);
-      EXPECT_EQ(crypto.hashed, "");
-    }
+TEST_F(HmacCalls, FoldLengthsAbove32Bits) {
+  const KuvTest::GuardedBuffer<char> byte{1};
+  *byte.Get() = 'k';
+  static_cast<void>(CalculateHmac(byte.Get(), 0x900000001, byte.Get(), 0x900000001));
+  EXPECT_EQ(crypto.blobSize, 13u);
+  EXPECT_EQ(crypto.blob, (Bytes{0x08, 0x02, 0, 0, 0x02, 0x66, 0, 0, 1, 0, 0, 0, 'k'}));
+  EXPECT_EQ(crypto.hashed, "k");
+}
 
-    TEST_F(HmacCalls, FoldLengthsAbove32Bits) {
-      const KuvTest::GuardedBuffer<char> byte{1};
-      *byte.Get() = 'k';
-      static_cast<void>(CalculateHmac(byte.Get(), 0x900000001, byte.Get(), 0x900000001));
-      EXPECT_EQ(crypto.blobSize, 13u);
-      EXPECT_EQ(crypto.blob, (Bytes{0x08, 0x02, 0, 0, 0x02, 0x66, 0, 0, 1, 0, 0, 0, 'k'}));
-      EXPECT_EQ(crypto.hashed, "k");
-    }
+// With the header the length passes 32 bits: nothing of the key is shown to the platform, nor read.
+TEST_F(HmacCalls, KeyWhoseBlobPasses32BitsIsNotRead) {
+  const KuvTest::GuardedBuffer<char> byte{1};
+  static_cast<void>(CalculateHmac(byte.Get(), 0xFFFFFFF8, byte.Get(), 1));
+  EXPECT_EQ(crypto.blobSize, 4u);
+  EXPECT_EQ(crypto.blob, (Bytes{0x08, 0x02, 0, 0, 0x02, 0x66, 0, 0, 0xF8, 0xFF, 0xFF, 0xFF}));
+}
 
-    // With the header the length passes 32 bits: nothing of the key is shown to the platform, nor read.
-    TEST_F(HmacCalls, KeyWhoseBlobPasses32BitsIsNotRead) {
-      const KuvTest::GuardedBuffer<char> byte{1};
-      static_cast<void>(CalculateHmac(byte.Get(), 0xFFFFFFF8, byte.Get(), 1));
-      EXPECT_EQ(crypto.blobSize, 4u);
-      EXPECT_EQ(crypto.blob, (Bytes{0x08, 0x02, 0, 0, 0x02, 0x66, 0, 0, 0xF8, 0xFF, 0xFF, 0xFF}));
-    }
+TEST_F(HmacCalls, ResultHasTheLengthOfTheSecondAnswer) {
+  crypto.valueLength = 30;
+  EXPECT_EQ(CalculateHmac(kKey, kData).size(), 9u);
+}
 
-    TEST_F(HmacCalls, ResultHasTheLengthOfTheSecondAnswer) {
-      crypto.valueLength = 30;
-      EXPECT_EQ(CalculateHmac(kKey, kData).size(), 9u);
-    }
+class HmacFailure : public HmacCalls, public ::testing::WithParamInterface<std::size_t> {};
 
-    class HmacFailure : public HmacCalls, public ::testing::WithParamInterface<std::size_t> {};
+TEST_P(HmacFailure, GivesNothingIsLoggedAndReleasesWhatExists) {
+  const std::size_t step = GetParam();
+  crypto.Fail(static_cast<int>(step), 0x80090005);
+  EXPECT_EQ(CalculateHmac(kKey, kData), Bytes{});
+  EXPECT_EQ(log.Lines(), (LogLines{{LogLevel::Error, std::string{"System call '"} + kSteps[step - 1].second +
+                                                         "' failed. {error: -2146893819}"}}));
+  EXPECT_EQ(crypto.events, StepsAndReleases(step, /*lastFailed=*/true));
+  if (step >= 3) ExpectWiped();
+  ExpectNoSecretInTheLog();
+}
 
-    TEST_P(HmacFailure, GivesNothingIsLoggedAndReleasesWhatExists) {
-      const std::size_t step = GetParam();
-      crypto.Fail(static_cast<int>(step), 0x80090005);
-      EXPECT_EQ(CalculateHmac(kKey, kData), Bytes{});
-      EXPECT_EQ(log.Lines(),
-                (LogLines{{LogLevel::Error, std::string{"System call '"} + kSteps[step - 1].second +
-                                                "' failed. {error: -2146893819}"}}));
-      EXPECT_EQ(crypto.events, StepsAndReleases(step, /*lastFailed=*/true));
-      if (step >= 3) ExpectWiped();
-      ExpectNoSecretInTheLog();
-    }
+INSTANTIATE_TEST_SUITE_P(OfEachStep, HmacFailure, ::testing::Range<std::size_t>(1, std::size(kSteps) + 1),
+                         [](const auto& row) { return "Step" + std::to_string(row.param); });
 
-    INSTANTIATE_TEST_SUITE_P(OfEachStep, HmacFailure, ::testing::Range<std::size_t>(1, std::size(kSteps) + 1),
-                             [](const auto& row) { return "Step" + std::to_string(row.param); });
-
-    }  // namespace
+}  // namespace
