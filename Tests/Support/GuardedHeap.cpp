@@ -188,23 +188,25 @@ void WINAPI GuardedCoTaskMemFree(LPVOID block) {
   if (block != nullptr && !Free(block)) originalCoTaskMemFree(block);
 }
 
-HMODULE WatchIfOurs(HMODULE module, const wchar_t* path) {
+// Loads with `load` and watches the filter when it is new: later on, its table may hold a test's hooks.
+template <typename Load>
+HMODULE LoadAndWatch(const wchar_t* path, Load load) {
   constexpr wchar_t kFilter[] = L"KuvCredFilter.dll";
-  const std::size_t length = path == nullptr ? 0 : std::wcslen(path);
   constexpr std::size_t kFilterLength = std::size(kFilter) - 1;
-  if (module != nullptr && length >= kFilterLength &&
-      ::lstrcmpiW(path + length - kFilterLength, kFilter) == 0) {
-    GuardedHeap::Watch(module);
-  }
+  const std::size_t length = path == nullptr ? 0 : std::wcslen(path);
+  const bool ours = length >= kFilterLength && ::lstrcmpiW(path + length - kFilterLength, kFilter) == 0;
+  const bool isNew = ours && ::GetModuleHandleW(path) == nullptr;
+  const HMODULE module = load();
+  if (isNew && module != nullptr) GuardedHeap::Watch(module);
   return module;
 }
 
 HMODULE WINAPI GuardedLoadLibraryW(LPCWSTR path) {
-  return WatchIfOurs(originalLoadLibraryW(path), path);
+  return LoadAndWatch(path, [=] { return originalLoadLibraryW(path); });
 }
 
 HMODULE WINAPI GuardedLoadLibraryExW(LPCWSTR path, HANDLE file, DWORD flags) {
-  return WatchIfOurs(originalLoadLibraryExW(path, file, flags), path);
+  return LoadAndWatch(path, [=] { return originalLoadLibraryExW(path, file, flags); });
 }
 
 struct Import {
