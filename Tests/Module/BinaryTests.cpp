@@ -53,6 +53,14 @@ TEST(Binary, BringsNoThreadLibraryAndNoCryptography) {
   }
 }
 
+// An exception takes nothing of the process that would stay behind when the DLL is unloaded.
+TEST(Binary, HasItsOwnRoomForExceptions) {
+  const LoadedFilter dll;
+  for (const char* function : {"TlsAlloc", "CreateSemaphoreW"}) {
+    EXPECT_TRUE(KuvTest::FindImports(dll.Module(), function).empty()) << function;
+  }
+}
+
 TEST(Binary, IsBelow400Kilobytes) {
   WIN32_FILE_ATTRIBUTE_DATA data{};
   ASSERT_NE(::GetFileAttributesExW(KuvTest::FilterDllPath().c_str(), GetFileExInfoStandard, &data), FALSE);
