@@ -3,11 +3,14 @@
 #include <winternl.h>
 
 #include <algorithm>
+#include <cstring>
 #include <map>
 #include <set>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 
+#include "Anomaly/Providers.h"
 #include "Support/ImportTable.h"
 
 namespace KuvTest {
@@ -49,8 +52,6 @@ const char* NameOf(Resource resource) {
       return "CriticalSection";
     case Resource::Lock:
       return "Lock";
-    case Resource::TlsIndex:
-      return "TlsIndex";
     case Resource::None:
       break;
   }
@@ -128,6 +129,18 @@ void CopyData(Answer& answer, std::intptr_t from, std::size_t size) {
   answer.data.assign(bytes, bytes + size);
 }
 
+// After a failure a buffer holds anything, even the name of a provider that nobody has allowed.
+void Scribble(const ImportRule& rule, const std::intptr_t* arguments) {
+  const std::string_view name{rule.name};
+  if (name.starts_with("RegQueryValueEx")) {
+    std::memset(reinterpret_cast<void*>(arguments[4]), 0x5A, *At<DWORD>(arguments[5]));
+  } else if (name == "CLSIDFromString") {
+    std::memcpy(reinterpret_cast<void*>(arguments[1]), &kPasswordProvider, sizeof(GUID));
+  } else if (name == "ProcessIdToSessionId") {
+    std::memset(reinterpret_cast<void*>(arguments[1]), 0x5A, sizeof(DWORD));
+  }
+}
+
 void Record(const ImportRule& rule, const std::intptr_t* arguments, std::intptr_t result, bool failed) {
   Answer answer{rule.name, {}, result, 0, {}};
   const std::string& name = answer.function;
@@ -151,8 +164,6 @@ bool Succeeded(const ImportRule& rule, std::intptr_t result) {
     case Resource::CriticalSection:
     case Resource::Lock:
       return true;
-    case Resource::TlsIndex:
-      return result != static_cast<std::intptr_t>(TLS_OUT_OF_INDEXES);
     default:
       return result != 0 && result != -1;
   }
@@ -201,6 +212,7 @@ void EndCall(const ImportRule& rule, const std::intptr_t* arguments, std::intptr
   const DWORD lastError = ::GetLastError();
   g_state->called.insert(rule.name);
   if (rule.recorded) Record(rule, arguments, result, failed);
+  if (failed) Scribble(rule, arguments);
   KeepBooks(rule, arguments, result, failed);
   ::SetLastError(lastError);
 }

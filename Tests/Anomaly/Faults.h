@@ -11,17 +11,7 @@
 namespace KuvTest {
 
 /// What an import hands out and another takes back.
-enum class Resource {
-  None,
-  RegistryKey,
-  Handle,
-  Sid,
-  LocalMemory,
-  HeapBlock,
-  CriticalSection,
-  Lock,
-  TlsIndex
-};
+enum class Resource { None, RegistryKey, Handle, Sid, LocalMemory, HeapBlock, CriticalSection, Lock };
 
 /// One way in which a function fails: what it returns, and the last error that it leaves.
 struct FailingAnswer {

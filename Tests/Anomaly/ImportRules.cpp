@@ -181,12 +181,6 @@ const std::vector<ImportRule>& Rules() {
       Recorded(Nothing(KUV_RULE(CoTaskMemAlloc), {ERROR_NOT_ENOUGH_MEMORY})),
 
       // What the compiler's runtime asks for.
-      Opens(Nothing(KUV_RULE(CreateSemaphoreW), {ERROR_NOT_ENOUGH_MEMORY, ERROR_NO_SYSTEM_RESOURCES}),
-            Handle),
-      Opens(Gives(KUV_RULE(TlsAlloc), static_cast<std::intptr_t>(TLS_OUT_OF_INDEXES), {ERROR_NO_MORE_ITEMS}),
-            TlsIndex),
-      Closes(Nothing(KUV_RULE(TlsFree), {ERROR_INVALID_PARAMETER}), TlsIndex),
-      Nothing(KUV_RULE(TlsSetValue), {ERROR_NOT_ENOUGH_MEMORY, ERROR_INVALID_PARAMETER}),
       Nothing(KUV_RULE(VirtualProtect), {ERROR_ACCESS_DENIED, ERROR_INVALID_ADDRESS}),
       Nothing(KUV_RULE(VirtualQuery), {ERROR_INVALID_PARAMETER}),
       Nothing(KUV_RULE(LoadLibraryW), {ERROR_MOD_NOT_FOUND}),
@@ -236,9 +230,6 @@ constexpr Reason kReasons[] = {
     {"Sleep", kNoFailure},
     {"TlsGetValue", "fails only for an index that was not handed out"},
     {"VerSetConditionMask", kPure},
-    {"WaitForSingleObject",
-     "waits for the runtime's own semaphore, without a limit, and only while another holds it"},
-    {"ReleaseSemaphore", "called only while another thread waits"},
     {"IsDBCSLeadByteEx", kPure},
     {"RaiseException", kUnwinds},
     {"RtlCaptureContext", kUnwinds},

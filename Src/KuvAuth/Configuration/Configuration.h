@@ -46,7 +46,7 @@ struct Configuration {
   /// Reads both keys into the record, the local one first and the policy one over it, whether or not it
   /// is complete. The whitelist is rebuilt; any other setting that is absent, of another type or too
   /// long keeps the field as it stands. Returns `IsConfigured()`; an incomplete record is logged at
-  /// `Error`. Throws only `std::bad_alloc`.
+  /// `Error`. Throws only `std::bad_alloc`, and leaves the record incomplete then.
   bool Load(IRegistry& registry);
 
   /// Reads one key below `HKEY_LOCAL_MACHINE` into the record, and the log level with it. A key that
