@@ -177,12 +177,12 @@ void RegisterDigests() {
   KuvBench::RegisterSizes(Content::Bytes,
                           {"CalculateHmac", kNone,
                            [](const std::string& input) { return Kuv::Util::CalculateHmac(kKey, input); }},
-                          hmacRivals);
+                          hmacRivals, KuvBench::Pace::Slow);
   KuvBench::RegisterSizes(
       Content::Bytes,
       {"CryptoHash, SHA-512", kNone,
        [](const std::string& input) { return Kuv::Util::CryptoHash(input, CALG_SHA_512); }},
-      hashRivals);
+      hashRivals, KuvBench::Pace::Slow);
 }
 
 }  // namespace

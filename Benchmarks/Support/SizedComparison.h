@@ -73,7 +73,10 @@ class Measured {
 };
 
 /// Registers the comparison of `subject` with each rival for inputs of 16 B to 16 MB. A rival whose result
-/// differs is an error. Reports what `Compare` does, and `bytes`, the size.
-void RegisterSizes(Content content, const Measured& subject, const std::vector<Measured>& rivals);
+/// differs is an error. Reports what `Compare` does, and `bytes`, the size. `Pace::Slow` is for operations
+/// of milliseconds, of which fewer are run.
+enum class Pace { Quick, Slow };
+void RegisterSizes(Content content, const Measured& subject, const std::vector<Measured>& rivals,
+                   Pace pace = Pace::Quick);
 
 }  // namespace KuvBench

@@ -57,7 +57,7 @@ char* EncodeRemainder(const std::uint8_t* source, std::int32_t count, bool padde
 
 char* EncodeLine(const std::uint8_t* source, std::int32_t length, bool padded, char* out) noexcept {
   // Two groups at a time, as long as there are 8 bytes to load.
-  for (; length >= 8; length -= 2 * kGroupBytes, source += 2 * kGroupBytes, out += 2 * kGroupCharacters) {
+  for (; length >= 8; length -= 6, source += 6, out += 8) {
     const std::uint64_t groups = LoadEight(source);
     WritePair(groups, 52, out);
     WritePair(groups, 40, out + 2);

@@ -11,7 +11,7 @@ inline constexpr std::uint32_t kBase64NoLineBreaks = 2;  ///< one line; else CR 
 /// Gives the characters that `EncodeBase64` writes for `length` bytes; 0 for a length of 0 or less.
 constexpr std::int64_t Base64Size(std::int32_t length, std::uint32_t options) noexcept {
   if (length <= 0) return 0;
-  const std::uint32_t bytes = static_cast<std::uint32_t>(length);
+  const auto bytes = static_cast<std::uint32_t>(length);
   const std::uint32_t remainder = bytes % 3;
   std::int64_t size = std::int64_t{bytes / 3} * 4;
   if (remainder != 0) size += (options & kBase64NoPadding) != 0 ? remainder + 1 : 4;
