@@ -20,9 +20,9 @@ checker = None
 
 
 def load_checker():
-    specification = importlib.util.spec_from_file_location("check_binary", SCRIPTS / "check-binary.py")
-    module = importlib.util.module_from_spec(specification)
-    specification.loader.exec_module(module)
+    found = importlib.util.spec_from_file_location("check_binary", SCRIPTS / "check-binary.py")
+    module = importlib.util.module_from_spec(found)
+    found.loader.exec_module(module)
     return module
 
 

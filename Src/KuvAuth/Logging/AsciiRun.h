@@ -2,8 +2,8 @@
 
 #include <type_traits>
 
-/// Copies units of the text up to its NUL, the first unit outside ASCII or `capacity`, whichever comes first; none of
-/// these is copied, and none behind them is read. Returns how many were copied.
+/// Copies units of the text up to its NUL, the first unit outside ASCII or `capacity`, whichever comes first;
+/// none of these is copied, and none behind them is read. Returns how many were copied.
 template <typename To, typename From>
 int CopyAsciiRun(To* destination, int capacity, const From* text) noexcept {
   const auto copy = [=](int i) {
