@@ -4,9 +4,8 @@
 #   Scripts/bench.sh [BENCHMARK-OPTION...]
 #
 # An option goes to every program, --benchmark_filter=File for example. One of them is the host's own, for
-# libraries that exist there alone. The full results stay beside the
-# build, in benchmarks/. Times depend on the machine and on what else it does, so a goal that is missed
-# is shown and fails nothing.
+# libraries that exist there alone. The full results stay beside the build, in benchmarks/. Times depend on the
+# machine and on what else it does, so a goal that is missed is shown and fails nothing.
 set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)

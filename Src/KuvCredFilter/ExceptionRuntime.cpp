@@ -82,7 +82,8 @@ bool GiveBackSlot(const void* memory) noexcept {
 namespace __cxxabiv1 {
 
 __cxa_eh_globals* __cxa_get_globals() noexcept {
-  const std::ptrdiff_t offset = reinterpret_cast<char*>(&g_template) - _tls_start;
+  const std::uintptr_t offset =
+      reinterpret_cast<std::uintptr_t>(&g_template) - reinterpret_cast<std::uintptr_t>(_tls_start);
   return reinterpret_cast<__cxa_eh_globals*>(ThreadLocalBlock() + offset);
 }
 

@@ -34,6 +34,8 @@ bool RegReadLocalMachineDword(const wchar_t* subKey, const wchar_t* name, bool d
 /// Reads a `REG_DWORD` value.
 std::uint32_t RegReadLocalMachineDword(const wchar_t* subKey, const wchar_t* name,
                                        std::uint32_t defaultValue);
+
+/// Reads a `REG_DWORD` value; a negative default comes back as its two's complement.
 std::uint32_t RegReadLocalMachineDword(const wchar_t* subKey, const wchar_t* name,
                                        OtherSmallInteger auto defaultValue) {
   return RegReadLocalMachineDword(subKey, name, static_cast<std::uint32_t>(defaultValue));
@@ -55,6 +57,8 @@ bool RegWriteLocalMachineDword(const wchar_t* subKey, const wchar_t* name, bool 
 
 /// Writes the number as `REG_DWORD`.
 bool RegWriteLocalMachineDword(const wchar_t* subKey, const wchar_t* name, std::uint32_t value);
+
+/// Writes the number as `REG_DWORD`, a negative one as its two's complement.
 bool RegWriteLocalMachineDword(const wchar_t* subKey, const wchar_t* name, OtherSmallInteger auto value) {
   return RegWriteLocalMachineDword(subKey, name, static_cast<std::uint32_t>(value));
 }

@@ -20,13 +20,15 @@ struct TwoDigits {
   wchar_t units[2];
 };
 
-constexpr std::array<TwoDigits, 100> kTwoDigits = [] {
+constexpr std::array<TwoDigits, 100> MakeTwoDigits() {
   std::array<TwoDigits, 100> table{};
   for (std::size_t i = 0; i < table.size(); ++i) {
     table[i] = {static_cast<wchar_t>(L'0' + i / 10), static_cast<wchar_t>(L'0' + i % 10)};
   }
   return table;
-}();
+}
+
+constexpr std::array<TwoDigits, 100> kTwoDigits = MakeTwoDigits();
 
 wchar_t* PutPair(wchar_t* out, std::uint32_t value) noexcept {
   std::memcpy(out, &kTwoDigits[value], sizeof(TwoDigits));
