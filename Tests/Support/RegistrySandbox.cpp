@@ -90,6 +90,8 @@ RegistrySandbox::RegistrySandbox() {
   static std::atomic<int> number{0};
   scratch_ = std::wstring{kScratchRoot} + L"\\" + std::to_wstring(::GetCurrentProcessId()) + L"." +
              std::to_wstring(++number);
+  // A process that ended hard has left its key, and its identifier may be ours by now.
+  ::RegDeleteTreeW(HKEY_CURRENT_USER, scratch_.c_str());
   const UniqueRegistryKey machine = CreateKey(HKEY_CURRENT_USER, scratch_ + L"\\LocalMachine");
   const UniqueRegistryKey classes = CreateKey(HKEY_CURRENT_USER, scratch_ + L"\\ClassesRoot");
   Require(::RegOverridePredefKey(HKEY_LOCAL_MACHINE, machine.Get()), "RegOverridePredefKey");

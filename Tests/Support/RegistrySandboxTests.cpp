@@ -51,6 +51,23 @@ TEST(TestKey, WritesAnyTypeAndSize) {
   EXPECT_EQ(type, static_cast<DWORD>(REG_BINARY));
 }
 
+// What a process that ended hard has left under the names that are taken next.
+TEST(RegistrySandbox, StartsEmptyWhateverWasLeftUnderItsName) {
+  const std::wstring stem = L"Software\\KuvTests\\" + std::to_wstring(::GetCurrentProcessId()) + L".";
+  constexpr int kNames = 50;
+  for (int number = 1; number <= kNames; ++number) {
+    const std::wstring left = stem + std::to_wstring(number) + L"\\LocalMachine\\Software\\KuvTestTrace";
+    TestKey{HKEY_CURRENT_USER, left}.Create();
+  }
+  {
+    const RegistrySandbox sandbox;
+    EXPECT_FALSE(Opens(HKEY_LOCAL_MACHINE, L"Software\\KuvTestTrace"));
+  }
+  for (int number = 1; number <= kNames; ++number) {
+    ::RegDeleteTreeW(HKEY_CURRENT_USER, (stem + std::to_wstring(number)).c_str());
+  }
+}
+
 TEST(TestKey, WritesTextsWithBothTerminators) {
   const RegistrySandbox sandbox;
   const TestKey key = sandbox.Local();

@@ -57,11 +57,14 @@ TempFolder::TempFolder() {
   static std::atomic<int> number{0};
   wchar_t temp[MAX_PATH + 1] = {};
   if (::GetTempPathW(MAX_PATH + 1, temp) == 0) throw std::runtime_error{"no folder for temporary files"};
-  path_ = std::wstring{temp} + L"KuvTests-" + std::to_wstring(::GetCurrentProcessId()) + L"-" +
-          std::to_wstring(++number);
-  if (::CreateDirectoryW(path_.c_str(), nullptr) == FALSE) {
-    throw std::runtime_error{"a temporary folder cannot be made"};
-  }
+  const std::wstring stem =
+      std::wstring{temp} + L"KuvTests-" + std::to_wstring(::GetCurrentProcessId()) + L"-";
+  // A process that ended hard has left its folder, and its identifier may be ours by now.
+  do {
+    path_ = stem + std::to_wstring(++number);
+    if (::CreateDirectoryW(path_.c_str(), nullptr) != FALSE) return;
+  } while (::GetLastError() == ERROR_ALREADY_EXISTS);
+  throw std::runtime_error{"a temporary folder cannot be made"};
 }
 
 TempFolder::~TempFolder() {

@@ -159,12 +159,11 @@ std::string BytesToHexString(const void* data, std::uint64_t length) {
 }
 
 std::string PercentEncode(const std::string& text) {
+  std::string encoded;
+  encoded.reserve(TextSize(text.size(), 3));
   // Made in a buffer, since a string cannot be sized without being filled, here mostly for nothing.
   constexpr std::size_t kPiece = 256;
   char piece[3 * kPiece];
-  if (text.size() <= kPiece) return {piece, EscapeBlocks(text.data(), text.size(), piece)};
-  std::string encoded;
-  encoded.reserve(TextSize(text.size(), 3));
   for (std::size_t done = 0; done < text.size(); done += kPiece) {
     const std::size_t count = std::min(text.size() - done, kPiece);
     const char* const end = EscapeBlocks(text.data() + done, count, piece);
