@@ -56,7 +56,8 @@ def check_files(prefix, build_paths):
     for path in files:
         content = path.read_bytes()
         for build_path in build_paths:
-            if build_path.encode() in content:
+            # As a whole: a short one may begin another name.
+            if re.search(re.escape(build_path.encode()) + rb"(?![\w.-])", content):
                 fail(f"{path} tells the folder {build_path}")
     print(f"check_package: {len(files)} files, {len(headers)} headers")
 
