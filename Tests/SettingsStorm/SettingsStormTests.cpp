@@ -1,12 +1,12 @@
 // Settings that nobody would think of, loaded and decided on, against the naive model.
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <functional>
 #include <optional>
 
 #include <gtest/gtest.h>
 
+#include "Anomaly/Size.h"
 #include "KuvAuth/Configuration/Configuration.h"
 #include "KuvCredFilter/FilterFixture.h"
 #include "KuvCredFilter/Providers.h"
@@ -16,11 +16,6 @@
 namespace {
 
 using namespace KuvTest;
-
-bool LongRun() {
-  const char* const size = std::getenv("KUV_ANOMALY");
-  return size != nullptr && std::string{size} == "long";
-}
 
 const std::vector<std::string>& Providers() {
   static const std::vector<std::string> providers{kPassword, kVendor,       kSmartCard,  kKuv,
@@ -140,7 +135,7 @@ class SettingsStorm : public FilterFixture {};
 
 TEST_F(SettingsStorm, RecordAndDecisionsAreThoseOfTheModel) {
   std::uint64_t complete = 0;
-  Storm(LongRun() ? 100000 : 5000,
+  Storm(IsLong() ? 100000 : 5000,
         [&](const StoredSettings& settings, std::size_t turn) -> std::optional<std::string> {
           settings.Store();
           *GetConfiguration() = {};
@@ -160,12 +155,12 @@ TEST_F(SettingsStorm, RecordAndDecisionsAreThoseOfTheModel) {
         });
   // Neither kind is an exception.
   EXPECT_GT(complete, 1000u);
-  EXPECT_LT(complete, LongRun() ? 99000u : 4000u);
+  EXPECT_LT(complete, IsLong() ? 99000u : 4000u);
 }
 
 TEST(SettingsStormOnTheDll, DecisionsAreThoseOfTheModel) {
   const RegistrySandbox registry;
-  Storm(LongRun() ? 4000 : 50,
+  Storm(IsLong() ? 4000 : 50,
         [&](const StoredSettings& settings, std::size_t turn) -> std::optional<std::string> {
           settings.Store();
           const NaiveModel model{settings};
