@@ -35,13 +35,11 @@ Value FromRaw(std::intptr_t raw) {
   }
 }
 
-/// Takes the place of one function in an import table: asks whether this call shall fail, and answers so, or
-/// hands it on. The name keeps apart what has the same type.
-template <ImportName Name, typename Result, typename... Arguments>
-struct Forwarder {
-  using Function = Result(WINAPI*)(Arguments...);
-
-  static Result WINAPI Call(Arguments... arguments) {
+/// What stands behind the replacement of one function in an import table: asks whether this call shall fail,
+/// and answers so, or hands it on. The name keeps apart what has the same type.
+template <ImportName Name, typename Function, typename Result, typename... Arguments>
+struct Forwarding {
+  static Result Pass(Arguments... arguments) {
     const std::intptr_t raw[] = {ToRaw<std::remove_cvref_t<Arguments>>(arguments)..., 0};
     const FailingAnswer* const failing = BeginCall(*rule);
     if constexpr (std::is_void_v<Result>) {
@@ -64,11 +62,29 @@ struct Forwarder {
   static inline Function replacement = nullptr;
 };
 
-/// Gives the bare rule of a function. `answer`, if any, is asked instead of the real one.
+/// The replacement itself, in the calling convention of the function.
+template <ImportName Name, typename Function>
+struct Forwarder;
+
 template <ImportName Name, typename Result, typename... Arguments>
-ImportRule RuleOf(Result(WINAPI*)(Arguments...),
-                  std::type_identity_t<Result(WINAPI*)(Arguments...)> answer = nullptr) {
-  using Its = Forwarder<Name, Result, Arguments...>;
+struct Forwarder<Name, Result(WINAPI*)(Arguments...)>
+    : Forwarding<Name, Result(WINAPI*)(Arguments...), Result, Arguments...> {
+  static Result WINAPI Call(Arguments... arguments) { return Forwarder::Pass(arguments...); }
+};
+
+// On 64 bits there is one convention.
+#if !defined(_WIN64)
+template <ImportName Name, typename Result, typename... Arguments>
+struct Forwarder<Name, Result(__cdecl*)(Arguments...)>
+    : Forwarding<Name, Result(__cdecl*)(Arguments...), Result, Arguments...> {
+  static Result __cdecl Call(Arguments... arguments) { return Forwarder::Pass(arguments...); }
+};
+#endif
+
+/// Gives the bare rule of a function. `answer`, if any, is asked instead of the real one.
+template <ImportName Name, typename Function>
+ImportRule RuleOf(Function, std::type_identity_t<Function> answer = nullptr) {
+  using Its = Forwarder<Name, Function>;
   Its::replacement = answer;
   return {Name.text, reinterpret_cast<void*>(&Its::Call), reinterpret_cast<void**>(&Its::function),
           &Its::rule};

@@ -65,7 +65,7 @@ class Host {
   bool normal_ = false;
   std::size_t steps_ = 0;
   std::map<std::wstring, DWORD> numbers_;
-  DWORD handles_ = 0;
+  std::size_t handles_ = 0;
 };
 
 }  // namespace KuvTest

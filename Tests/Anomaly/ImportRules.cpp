@@ -103,7 +103,7 @@ BOOL WINAPI WriteOfTheTest(HANDLE file, const void* bytes, DWORD count, DWORD* w
 // Nobody listens, and telling the system so takes it longer than all the rest of a line.
 void WINAPI NoDebugger(const wchar_t*) {}
 
-void WINAPI EndWithAReport() {
+void EndWithAReport() {
   std::printf("The DLL has ended the process, at %s\n", DescribeFault().c_str());
   ::TerminateProcess(::GetCurrentProcess(), EXIT_FAILURE);
 }

@@ -1,6 +1,5 @@
 // The DLL in a process that lives long: whatever is repeated, nothing grows.
 #include <gtest/gtest.h>
-#include <psapi.h>
 
 #include <atomic>
 #include <cstdio>
@@ -10,6 +9,7 @@
 #include "Anomaly/LiveFilter.h"
 #include "Anomaly/Providers.h"
 #include "Anomaly/Size.h"
+#include "Support/Holdings.h"
 #include "Support/RegistrySandbox.h"
 #include "Support/TempFolder.h"
 #include "Support/Together.h"
@@ -21,26 +21,6 @@ using namespace KuvTest;
 const std::vector<GUID> kProviders = {kPasswordProvider, kKuvProvider, kVendorProvider};
 const std::vector<BOOL> kOnlyAllowed = {0, 1, 1};
 const std::vector<BOOL> kWithoutKuv = {1, 0, 1};
-
-struct Holdings {
-  DWORD handles = 0;
-  DWORD gdiObjects = 0;
-  DWORD userObjects = 0;
-  std::size_t privateBytes = 0;
-};
-
-Holdings WhatTheProcessHolds() {
-  Holdings holdings;
-  const HANDLE process = ::GetCurrentProcess();
-  ::GetProcessHandleCount(process, &holdings.handles);
-  holdings.gdiObjects = ::GetGuiResources(process, GR_GDIOBJECTS);
-  holdings.userObjects = ::GetGuiResources(process, GR_USEROBJECTS);
-  PROCESS_MEMORY_COUNTERS_EX memory{};
-  memory.cb = sizeof(memory);
-  ::GetProcessMemoryInfo(process, reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&memory), sizeof(memory));
-  holdings.privateBytes = memory.PrivateUsage;
-  return holdings;
-}
 
 class Soak : public ::testing::Test {
  protected:
@@ -60,10 +40,9 @@ class Soak : public ::testing::Test {
 
   // The heap may keep what it has been given, so a few pages are no leak of that many rounds.
   static void ExpectFlat(const Holdings& before, std::size_t slack) {
-    const Holdings after = WhatTheProcessHolds();
+    const Holdings after = CountHoldings();
     EXPECT_EQ(after.handles, before.handles);
-    EXPECT_EQ(after.gdiObjects, before.gdiObjects);
-    EXPECT_EQ(after.userObjects, before.userObjects);
+    EXPECT_EQ(after.guiObjects, before.guiObjects);
     EXPECT_LE(after.privateBytes, before.privateBytes + slack);
   }
 
@@ -87,7 +66,7 @@ TEST_F(Soak, DecisionsLeaveNothingBehind) {
   };
   decide(1000);
   const std::string out = imports.Outstanding();
-  const Holdings before = WhatTheProcessHolds();
+  const Holdings before = CountHoldings();
   decide(rounds);
   EXPECT_EQ(imports.Outstanding(), out);
   ExpectFlat(before, kSlack);
@@ -117,7 +96,7 @@ TEST_F(Soak, LivesLeaveNothingBehind) {
   };
   const int rounds = IsLong() ? 100'000 : 200;
   live(100);
-  const Holdings before = WhatTheProcessHolds();
+  const Holdings before = CountHoldings();
   live(rounds);
   ExpectFlat(before, kSlack);
   std::printf("Tried: %d lives\n", rounds);
@@ -163,14 +142,14 @@ class SoakOnThreads : public Soak {
 TEST_F(SoakOnThreads, DecisionsAndLoadsAgree) {
   Configure();
   RunThreads(kOnlyAllowed);
-  const Holdings before = WhatTheProcessHolds();
+  const Holdings before = CountHoldings();
   RunThreads(kOnlyAllowed);
   ExpectFlat(before, 4 * kSlack);
 }
 
 TEST_F(SoakOnThreads, ExceptionsOnThreadsStayApart) {
   RunThreads(kWithoutKuv);
-  const Holdings before = WhatTheProcessHolds();
+  const Holdings before = CountHoldings();
   RunThreads(kWithoutKuv);
   ExpectFlat(before, 4 * kSlack);
 }

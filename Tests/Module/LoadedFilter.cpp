@@ -20,7 +20,8 @@ Function Export(HMODULE module, const char* name) {
 // "06/02/25 12:59:52 [1240](2248) [Info] text" to "Info: text", addresses masked.
 std::string Normalise(const std::string& line) {
   static const std::regex form{R"(\d\d/\d\d/\d\d \d\d:\d\d:\d\d \[\d+\]\(\d+\) \[(\w+)\] (.*))"};
-  static const std::regex address{"\\b[0-9A-F]{16}\\b"};
+  // The first block of a class identifier is as long as an address of 32 bits.
+  static const std::regex address{sizeof(void*) == 8 ? "\\b[0-9A-F]{16}\\b" : "\\b[0-9A-F]{8}\\b(?!-)"};
   std::smatch match;
   if (!std::regex_match(line, match, form)) throw std::runtime_error{"not a log line: " + line};
   return std::regex_replace(match[1].str() + ": " + match[2].str(), address, "%p");

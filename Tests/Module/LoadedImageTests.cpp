@@ -5,24 +5,20 @@
 
 #include "KuvAuth/Support/UniqueResource.h"
 #include "Module/LoadedFilter.h"
+#include "Support/Holdings.h"
 #include "Support/RegistrySandbox.h"
 
 namespace {
 
+using KuvTest::CountHandles;
 using KuvTest::LoadedFilter;
-
-DWORD HandleCount() {
-  DWORD count = 0;
-  ::GetProcessHandleCount(::GetCurrentProcess(), &count);
-  return count;
-}
 
 TEST(LoadedImage, LeavesNoHandleBehind) {
   { const LoadedFilter warm; }
-  const DWORD before = HandleCount();
+  const std::size_t before = CountHandles();
   const HMODULE module = ::LoadLibraryW(KuvTest::FilterDllPath().c_str());
   ASSERT_NE(module, nullptr);
-  EXPECT_EQ(HandleCount(), before);
+  EXPECT_EQ(CountHandles(), before);
   ::FreeLibrary(module);
 }
 
