@@ -39,9 +39,9 @@ class Soak : public ::testing::Test {
   }
 
   // The heap may keep what it has been given, so a few pages are no leak of that many rounds.
-  static void ExpectFlat(const Holdings& before, std::size_t slack) {
+  static void ExpectFlat(const Holdings& before, std::size_t slack, std::size_t moreHandles = 0) {
     const Holdings after = CountHoldings();
-    EXPECT_EQ(after.handles, before.handles);
+    EXPECT_LE(after.handles, before.handles + moreHandles);
     EXPECT_EQ(after.guiObjects, before.guiObjects);
     EXPECT_LE(after.privateBytes, before.privateBytes + slack);
   }
@@ -105,6 +105,8 @@ TEST_F(Soak, LivesLeaveNothingBehind) {
 class SoakOnThreads : public Soak {
  protected:
   static constexpr int kThreads = 4;
+  // A lock of this program takes an event when somebody first waits for it; a leak would be one a round.
+  static constexpr std::size_t kLocks = 8;
 
   // Threads make, ask and release, and one loads and unloads, while this thread keeps the DLL in place.
   void RunThreads(const std::vector<BOOL>& expected) {
@@ -144,14 +146,14 @@ TEST_F(SoakOnThreads, DecisionsAndLoadsAgree) {
   RunThreads(kOnlyAllowed);
   const Holdings before = CountHoldings();
   RunThreads(kOnlyAllowed);
-  ExpectFlat(before, 4 * kSlack);
+  ExpectFlat(before, 4 * kSlack, kLocks);
 }
 
 TEST_F(SoakOnThreads, ExceptionsOnThreadsStayApart) {
   RunThreads(kWithoutKuv);
   const Holdings before = CountHoldings();
   RunThreads(kWithoutKuv);
-  ExpectFlat(before, 4 * kSlack);
+  ExpectFlat(before, 4 * kSlack, kLocks);
 }
 
 }  // namespace
