@@ -10,11 +10,13 @@ target_include_directories(kuv_options INTERFACE ${PROJECT_SOURCE_DIR}/Src)
 if(MSVC)
   file(TO_NATIVE_PATH "${PROJECT_SOURCE_DIR}/" source_dir)
   target_compile_options(kuv_options INTERFACE
-    /W4 /WX /permissive- /utf-8 /Zc:preprocessor /Zc:__cplusplus /sdl /guard:cf /Qspectre
+    /W4 /WX /permissive- /utf-8 /Zc:preprocessor /Zc:__cplusplus /MP /sdl /guard:cf /Qspectre
     # As below: no path of the build machine, the same bytes.
     /Brepro /d1trimfile:${source_dir})
-  target_link_options(kuv_options INTERFACE
-    /guard:cf /CETCOMPAT /DYNAMICBASE /HIGHENTROPYVA /NXCOMPAT /Brepro)
+  target_link_options(kuv_options INTERFACE /guard:cf /CETCOMPAT /DYNAMICBASE /NXCOMPAT /Brepro)
+  if(CMAKE_SIZEOF_VOID_P EQUAL 8)
+    target_link_options(kuv_options INTERFACE /HIGHENTROPYVA)
+  endif()
 else()
   target_compile_options(kuv_options INTERFACE
     -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror

@@ -1,6 +1,7 @@
-#include "KuvCredFilter/MemoryExhaustion.h"
+#include "Support/MemoryExhaustion.h"
 
 #include <objbase.h>
+#include <shlobj.h>
 
 #include <cstring>
 #include <new>
@@ -9,6 +10,7 @@
 #include "KuvCredFilter/FilterFixture.h"
 #include "KuvCredFilter/KuvCredFilter.h"
 #include "KuvCredFilter/Module.h"
+#include "Support/ImportTable.h"
 
 // Nothing in here may need memory of its own while there is none: the arrays are made before.
 
@@ -109,6 +111,59 @@ TEST_F(ExhaustedMemory, LeavesTheCreationOfAFactoryUncaught) {
   log.System().minLevel = LogLevelPlain;
   const MemoryExhaustion exhaustion{1};
   EXPECT_THROW(::DllGetClassObject(classId, interfaceId, &object), std::bad_alloc);
+}
+
+// A process in which nobody has logged yet, on a machine that has no folder for a log.
+class ExhaustedMemoryAtTheStart : public ::testing::Test {
+ protected:
+  ExhaustedMemoryAtTheStart() {
+    for (void** const entry : folder) WriteImport(entry, reinterpret_cast<void*>(&NoFolder));
+  }
+  ~ExhaustedMemoryAtTheStart() override {
+    for (void** const entry : folder) WriteImport(entry, original);
+  }
+
+  // Asks for a factory with memory for that many allocations less one, and gives back all it got.
+  // Gives whether memory ran out.
+  bool AskForFactory(std::size_t allocations) {
+    void* object = nullptr;
+    const MemoryExhaustion exhaustion{allocations};
+    try {
+      EXPECT_EQ(::DllGetClassObject(classId, interfaceId, &object), S_OK);
+    } catch (const std::bad_alloc&) {
+      EXPECT_EQ(object, nullptr);
+      EXPECT_EQ(g_logSystem, nullptr);
+      return true;
+    }
+    EXPECT_NE(g_logSystem, nullptr);
+    static_cast<IUnknown*>(object)->Release();
+    g_logSystem = nullptr;
+    return false;
+  }
+
+  // A hook would need memory for its records.
+  static HRESULT WINAPI NoFolder(HWND, int, HANDLE, DWORD, wchar_t*) { return E_FAIL; }
+
+  RegistrySandbox registry;
+  const GUID interfaceId = Guid(kIClassFactory);
+  const GUID classId = Guid(kFilterClass);
+  const std::vector<void**> folder = FindImports(::GetModuleHandleW(nullptr), "SHGetFolderPathW");
+  void* const original = folder.empty() ? nullptr : *folder.front();
+};
+
+TEST_F(ExhaustedMemoryAtTheStart, LeavesNoFactoryBehindIfTheLogDoesNotStart) {
+  ASSERT_FALSE(folder.empty());
+  ASSERT_EQ(g_logSystem, nullptr);
+  const std::size_t before = LiveBlocks();
+  std::size_t allocation = 1;
+  while (AskForFactory(allocation) && allocation < 100) {
+    EXPECT_EQ(LiveBlocks(), before) << allocation;
+    ++allocation;
+  }
+  EXPECT_EQ(LiveBlocks(), before);
+  // The factory, the log system, its first handler, the room for that: what fails behind the first matters.
+  EXPECT_GE(allocation, 5u);
+  EXPECT_LT(allocation, 100u);
 }
 
 }  // namespace

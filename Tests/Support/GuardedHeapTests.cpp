@@ -1,5 +1,7 @@
 #include "Support/GuardedHeap.h"
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>

@@ -7,19 +7,19 @@ namespace {
 using KuvTest::ImportHook;
 
 // A function of its own, so that no import address outlives a hook in a register.
-[[gnu::noinline]] int Metric(int index) {
+__declspec(noinline) int Metric(int index) {
   return ::GetSystemMetrics(index);
 }
 
-[[gnu::noinline]] DWORD Attributes(const wchar_t* path) {
+__declspec(noinline) DWORD Attributes(const wchar_t* path) {
   return ::GetFileAttributesW(path);
 }
 
-[[gnu::noinline]] BOOL Delete(const wchar_t* path) {
+__declspec(noinline) BOOL Delete(const wchar_t* path) {
   return ::DeleteFileW(path);
 }
 
-[[gnu::noinline]] BOOL Remove(const wchar_t* path) {
+__declspec(noinline) BOOL Remove(const wchar_t* path) {
   return ::RemoveDirectoryW(path);
 }
 
@@ -104,6 +104,17 @@ TEST(ImportHook, RefusesAFunctionThatIsNotImported) {
 TEST(ImportTable, ListsWhatAModuleImports) {
   const std::vector<std::string> imports = KuvTest::ListImports(::GetModuleHandleW(nullptr));
   EXPECT_NE(std::find(imports.begin(), imports.end(), "USER32.dll!GetSystemMetrics"), imports.end());
+}
+
+// The platform's own import library has some of the sockets' functions by ordinal.
+TEST(ImportTable, TellsTheNameOfAnOrdinal) {
+  const HMODULE sockets = ::LoadLibraryW(L"ws2_32.dll");
+  ASSERT_NE(sockets, nullptr);
+  EXPECT_EQ(KuvTest::NameOfExport(sockets, 111), "WSAGetLastError");
+  EXPECT_EQ(KuvTest::NameOfExport(sockets, 57), "gethostname");
+  EXPECT_EQ(KuvTest::NameOfExport(sockets, 0), "");
+  EXPECT_EQ(KuvTest::NameOfExport(::GetModuleHandleW(nullptr), 1), "");
+  ::FreeLibrary(sockets);
 }
 
 }  // namespace

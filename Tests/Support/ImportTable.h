@@ -10,6 +10,9 @@ namespace KuvTest {
 /// Gives the addresses of every entry of a module's import table that holds the named function.
 std::vector<void**> FindImports(HMODULE module, const std::string& function);
 
+/// Gives the name of a function that a loaded module exports under an ordinal; empty if it has none.
+std::string NameOfExport(HMODULE module, DWORD ordinal);
+
 /// Gives the name of every function that a module imports, as "DLL!name".
 std::vector<std::string> ListImports(HMODULE module);
 

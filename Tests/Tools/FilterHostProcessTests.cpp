@@ -9,6 +9,7 @@
 #include <json/json.h>
 
 #include "KuvAuth/Support/UniqueResource.h"
+#include "Support/Wine.h"
 #include "Tools/HostFiles.h"
 
 namespace {
@@ -70,14 +71,12 @@ ProcessRun RunProcess(const TestFolder& folder, const std::wstring& commandLine)
   return run;
 }
 
-bool IsWine() {
-  return ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
-}
-
 // The whole way: the DLL registers itself, the program reaches it through COM, the DLL goes again. The
 // settings of the prefix do not matter to this scenario.
 TEST(FilterHostProcess, ReachesTheRegisteredFilterAndMissesTheUnregisteredOne) {
-  if (!IsWine()) GTEST_SKIP() << "registers the filter with this machine's logon, which only Wine may see";
+  if (!KuvTest::MayChangeTheMachine()) {
+    GTEST_SKIP() << "registers the filter with this machine's logon; KUV_DISPOSABLE_MACHINE=1 allows it";
+  }
   const TestFolder folder;
   const std::wstring providers = folder.Write(L"p.txt",
                                               "{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD} Pass\xC3\xA4\n"

@@ -4,8 +4,6 @@
 #include <string>
 #include <vector>
 
-#include <windows.h>
-
 namespace KuvTest {
 
 /// Gives the bytes as lower-case digits, as the standards print them.
@@ -16,11 +14,6 @@ inline std::string Hex(const std::vector<std::uint8_t>& bytes) {
     text += "0123456789abcdef"[byte % 16];
   }
   return text;
-}
-
-/// Whether the platform under the test is Wine, which differs in a few named places.
-inline bool RunsUnderWine() {
-  return ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr;
 }
 
 }  // namespace KuvTest

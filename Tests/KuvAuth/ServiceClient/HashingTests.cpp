@@ -6,6 +6,7 @@
 #include "Support/GuardedBuffer.h"
 #include "Support/LogCapture.h"
 #include "Support/Together.h"
+#include "Support/Wine.h"
 
 // Against the platform's real CryptoAPI. It finds its providers below HKEY_LOCAL_MACHINE, so no test here
 // redirects the registry.

@@ -11,7 +11,7 @@
 #include "KuvCredFilter/FilterFixture.h"
 #include "KuvCredFilter/Providers.h"
 #include "Module/LoadedFilter.h"
-#include "SettingsStorm/NaiveModel.h"
+#include "Anomaly/SettingsStorm/NaiveModel.h"
 
 namespace {
 

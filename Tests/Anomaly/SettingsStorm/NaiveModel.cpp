@@ -1,4 +1,4 @@
-#include "SettingsStorm/NaiveModel.h"
+#include "Anomaly/SettingsStorm/NaiveModel.h"
 
 #include <algorithm>
 #include <cctype>

@@ -1,4 +1,4 @@
-#include "SettingsStorm/StoredSettings.h"
+#include "Anomaly/SettingsStorm/StoredSettings.h"
 
 #include <algorithm>
 #include <array>

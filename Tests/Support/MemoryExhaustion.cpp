@@ -1,4 +1,4 @@
-#include "KuvCredFilter/MemoryExhaustion.h"
+#include "Support/MemoryExhaustion.h"
 
 #include <cstdlib>
 #include <new>
@@ -8,6 +8,7 @@ namespace {
 constinit std::size_t g_callsUntilFailure = 0;  // 0: memory is not exhausted
 constinit bool g_toTheEnd = false;
 constinit bool g_struck = false;
+constinit std::size_t g_liveBlocks = 0;
 
 bool Fails() noexcept {
   if (g_callsUntilFailure == 0) return false;
@@ -25,15 +26,17 @@ bool Fails() noexcept {
 void* operator new(std::size_t size) {
   void* const memory = Fails() ? nullptr : std::malloc(size == 0 ? 1 : size);
   if (memory == nullptr) throw std::bad_alloc{};
+  ++g_liveBlocks;
   return memory;
 }
 
 void operator delete(void* memory) noexcept {
+  if (memory != nullptr) --g_liveBlocks;
   std::free(memory);
 }
 
 void operator delete(void* memory, std::size_t) noexcept {
-  std::free(memory);
+  operator delete(memory);
 }
 
 namespace KuvTest {
@@ -50,6 +53,10 @@ MemoryExhaustion::~MemoryExhaustion() {
 
 bool MemoryExhaustion::Struck() const {
   return g_struck;
+}
+
+std::size_t LiveBlocks() {
+  return g_liveBlocks;
 }
 
 }  // namespace KuvTest

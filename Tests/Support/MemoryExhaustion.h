@@ -2,6 +2,7 @@
 
 #include <cstddef>
 
+// The test program's own operator new and delete, which a test can make fail. Not for several threads.
 namespace KuvTest {
 
 /// Makes `operator new` of this program throw `std::bad_alloc` for the life of the object, from its
@@ -18,5 +19,8 @@ class MemoryExhaustion {
   /// Whether a call has failed so far.
   bool Struck() const;
 };
+
+/// How many blocks `operator new` of this program has given and not got back.
+std::size_t LiveBlocks();
 
 }  // namespace KuvTest

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "SettingsStorm/StoredSettings.h"
+#include "Anomaly/SettingsStorm/StoredSettings.h"
 
 namespace KuvTest {
 

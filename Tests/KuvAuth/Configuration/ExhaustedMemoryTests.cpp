@@ -1,0 +1,61 @@
+#include <gtest/gtest.h>
+
+#include <new>
+
+#include "RecordFixture.h"
+#include "Support/MemoryExhaustion.h"
+
+namespace {
+
+using namespace KuvTest;
+
+// Longer than what a string keeps within itself.
+constexpr wchar_t kLocalHost[] = L"a-host-of-the-local-key.example.com";
+constexpr wchar_t kPolicyHost[] = L"a-host-of-the-policy-key.example.com";
+
+// The log is silent, so that all memory is asked for by the load.
+class ExhaustedMemoryAtLoad : public KuvFixture {
+ protected:
+  ExhaustedMemoryAtLoad() {
+    log.System().minLevel = LogLevelPlain;
+    registry.Local().SetText(L"Host", kLocalHost);
+    registry.Local().SetText(L"IKey", L"IKEY");
+    registry.Local().SetText(L"SKey", L"SKEY");
+    registry.Policy().SetText(L"Host", kPolicyHost);
+    registry.Policy().SetTexts(L"ProvidersWhitelist", {L"{11111111-2222-3333-4444-555555555555}"});
+  }
+
+  // Loads anew with memory for that many allocations less one. Gives whether it ran out.
+  bool LoadWithMemoryFor(std::size_t allocations) {
+    record = Configuration{};
+    const MemoryExhaustion exhaustion{allocations};
+    try {
+      EXPECT_TRUE(EnsureConfigurationLoaded());
+    } catch (const std::bad_alloc&) {
+      return true;
+    }
+    return false;
+  }
+
+  Configuration& record = *GetConfiguration();
+};
+
+TEST_F(ExhaustedMemoryAtLoad, LeavesARecordThatTheNextCallLoadsAgainThePolicyIncluded) {
+  std::size_t allocation = 1;
+  std::size_t behindTheLocalKey = 0;
+  for (; allocation < 100 && LoadWithMemoryFor(allocation); ++allocation) {
+    SCOPED_TRACE(allocation);
+    // The local key alone holds all that a record needs to count as complete.
+    if (record.IKey == "IKEY") ++behindTheLocalKey;
+    EXPECT_EQ(record.SKey, "");
+    EXPECT_FALSE(record.IsConfigured());
+    EXPECT_TRUE(EnsureConfigurationLoaded());
+    EXPECT_EQ(record.Host, "a-host-of-the-policy-key.example.com");
+    EXPECT_EQ(record.SKey, "SKEY");
+    EXPECT_EQ(record.ProvidersWhitelist.size(), 1u);
+  }
+  EXPECT_GE(behindTheLocalKey, 2u);
+  EXPECT_LT(allocation, 100u);
+}
+
+}  // namespace
