@@ -9,6 +9,7 @@ import re
 import sys
 import unittest
 import urllib.parse
+from xml.etree import ElementTree
 
 ROOT = pathlib.Path(sys.argv.pop(1) if len(sys.argv) > 1 else ".")
 FILTER = "{3F6A1C92-7E40-4B1D-A6C3-52D9E07B11F4}"
@@ -144,6 +145,14 @@ class Pages(unittest.TestCase):
                     self.assertTrue(target.is_relative_to(ROOT.resolve()), "outside the tree")
                     if anchor:
                         self.assertIn(anchor, anchors(target))
+
+    def test_every_picture_is_well_formed_and_says_what_it_shows(self):
+        for picture in sorted((ROOT / "Docs").glob("*.svg")):
+            with self.subTest(picture.name):
+                svg = "{http://www.w3.org/2000/svg}"
+                root = ElementTree.parse(picture).getroot()
+                self.assertTrue(root.findtext(svg + "title") and root.findtext(svg + "desc"))
+                self.assertIn("prefers-color-scheme: dark", root.findtext(svg + "style"))
 
     def test_every_script_that_is_named_exists(self):
         workflows = sorted((ROOT / ".github" / "workflows").glob("*.yml"))
