@@ -1,6 +1,8 @@
 // The DLL in a process that lives long: whatever is repeated, nothing grows.
 #include <gtest/gtest.h>
 
+#include <windows.h>
+
 #include <atomic>
 #include <cstdio>
 #include <optional>

@@ -3,10 +3,13 @@
 
     check_admin_pages.py SOURCE-FOLDER
 """
+import json
 import pathlib
 import re
 import sys
 import unittest
+import urllib.parse
+from xml.etree import ElementTree
 
 ROOT = pathlib.Path(sys.argv.pop(1) if len(sys.argv) > 1 else ".")
 FILTER = "{3F6A1C92-7E40-4B1D-A6C3-52D9E07B11F4}"
@@ -83,10 +86,111 @@ class Recovery(unittest.TestCase):
             [rf"[-HKEY_LOCAL_MACHINE\OFFLINE\{view}{self.KEY}]" for view in ("", "WOW6432Node\\")],
         )
 
-    def test_page_names_both_keys(self):
+    def test_page_names_both_keys_of_each_way(self):
         page = (ROOT / "Docs/Recovery.md").read_text(encoding="utf-8")
-        for view in ("", "WOW6432Node\\"):
-            self.assertIn(f'reg delete "HKLM\\SOFTWARE\\{view}{self.KEY}" /f', page)
+        for root in (r"HKLM\SOFTWARE", r"\\NAME\HKLM\SOFTWARE", r"HKLM\OFFLINE"):
+            for view in ("", "WOW6432Node\\"):
+                self.assertEqual(page.count(f'reg delete "{root}\\{view}{self.KEY}" /f\n'), 1)
+
+
+PAGES = [ROOT / "README.md", ROOT / "CONTRIBUTING.md", *sorted((ROOT / "Docs").glob("*.md"))]
+SOURCE_FOLDERS = ("Src", "Tools", "Packaging", "Examples")
+# What only the pages for developers name.
+DEVELOPERS_FOLDERS = ("Tests", "Benchmarks", "cmake", ".github")
+
+# Words of the platform and of its tools that our sources have no use for.
+PLATFORM = {"CMAKE_PREFIX_PATH", "ExcludedCredentialProviders", "ProhibitFallbacks", "WSAStartup"}
+
+
+def prose(page):
+    """A page without its code blocks."""
+    return re.sub(r"^(`{3,}).*?^\1 *$", "", page.read_text(encoding="utf-8"), flags=re.MULTILINE | re.DOTALL)
+
+
+def anchors(page):
+    """What a link to a heading of the page may name, as GitHub makes it."""
+    found = set()
+    for heading in re.findall(r"^#{1,6} +(.+?) *#*$", prose(page), re.MULTILINE):
+        text = re.sub(r"!?\[([^]]*)\]\([^)]*\)", r"\1", heading)
+        anchor = base = re.sub(r"[^\w\- ]", "", text.lower()).replace(" ", "-")
+        number = 0
+        while anchor in found:
+            number += 1
+            anchor = f"{base}-{number}"
+        found.add(anchor)
+    return found
+
+
+def words_of(folders):
+    words = set()
+    for folder in folders:
+        for path in (ROOT / folder).rglob("*"):
+            # This file would know every word that it is to find missing.
+            if path.is_file() and path.suffix != ".py":
+                words.update(re.findall(r"\w+", path.read_text(encoding="utf-8", errors="replace")))
+    return words
+
+
+class Pages(unittest.TestCase):
+    def test_every_relative_link_leads_to_a_file_and_a_heading(self):
+        for page in PAGES:
+            links = re.findall(r"\]\(([^)\s]+)\)", re.sub(r"`[^`\n]*`", "", prose(page)))
+            for link in links:
+                if re.match(r"[a-z]+:", link):
+                    continue
+                with self.subTest(f"{page.name}: {link}"):
+                    path, _, anchor = urllib.parse.unquote(link).partition("#")
+                    target = (page.parent / path).resolve() if path else page.resolve()
+                    self.assertTrue(target.exists(), "no such file")
+                    self.assertTrue(target.is_relative_to(ROOT.resolve()), "outside the tree")
+                    if anchor:
+                        self.assertIn(anchor, anchors(target))
+
+    def test_every_picture_is_well_formed_and_says_what_it_shows(self):
+        for picture in sorted((ROOT / "Docs").glob("*.svg")):
+            with self.subTest(picture.name):
+                svg = "{http://www.w3.org/2000/svg}"
+                root = ElementTree.parse(picture).getroot()
+                self.assertTrue(root.findtext(svg + "title") and root.findtext(svg + "desc"))
+                self.assertIn("prefers-color-scheme: dark", root.findtext(svg + "style"))
+
+    def test_every_script_that_is_named_exists(self):
+        workflows = sorted((ROOT / ".github" / "workflows").glob("*.yml"))
+        for page in PAGES + workflows:
+            for name in set(re.findall(r"\bScripts/[\w-]+\.\w+", page.read_text(encoding="utf-8"))):
+                with self.subTest(f"{page.name}: {name}"):
+                    self.assertTrue((ROOT / name).is_file())
+
+    def test_every_preset_that_is_named_exists(self):
+        presets = json.loads((ROOT / "CMakePresets.json").read_text(encoding="utf-8"))
+        known = {preset["name"] for kind in presets if kind.endswith("Presets") for preset in presets[kind]}
+        for page in PAGES + sorted((ROOT / ".github" / "workflows").glob("*.yml")):
+            for name in set(re.findall(r"--preset[ =]([\w-]+)", page.read_text(encoding="utf-8"))):
+                with self.subTest(f"{page.name}: {name}"):
+                    self.assertIn(name, known)
+
+    # A setting that is misspelt, or was renamed, is no word of the sources.
+    def test_every_name_in_code_type_stands_in_the_sources(self):
+        words = words_of(SOURCE_FOLDERS) | PLATFORM
+        more = words | words_of(DEVELOPERS_FOLDERS)
+        for page in PAGES:
+            for name in set(re.findall(r"`([A-Za-z]\w*[A-Z_]\w*)`", prose(page))):
+                with self.subTest(f"{page.name}: {name}"):
+                    self.assertTrue(name in (words if page.parent.name == "Docs" else more))
+
+    def test_every_identifier_is_one_of_the_codes(self):
+        form = r"\{[0-9A-Fa-f]{8}(?:-[0-9A-Fa-f]{4}){3}-[0-9A-Fa-f]{12}\}"
+        known = set()
+        for folder in ("Src", "Tools", "Packaging/Installer"):
+            for path in (ROOT / folder).rglob("*"):
+                if path.is_file():
+                    text = path.read_text(encoding="utf-8", errors="replace")
+                    known.update(identifier.upper() for identifier in re.findall(form, text))
+        self.assertIn(FILTER, known)
+        for page in PAGES:
+            for identifier in set(re.findall(form, page.read_text(encoding="utf-8"))):
+                with self.subTest(f"{page.name}: {identifier}"):
+                    self.assertIn(identifier.upper(), known)
 
 
 if __name__ == "__main__":

@@ -1,0 +1,133 @@
+#!/usr/bin/env python3
+"""Carries out what the page about recovery says, each command as it stands there, in a Wine prefix.
+
+    check_recovery.py --wine SCRIPT --prefix FOLDER --bin FOLDER --source FOLDER
+
+Registers the built filter and takes it off the list by each way of the page that Wine offers.
+"""
+import argparse
+import json
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+
+FILTER = "{3F6A1C92-7E40-4B1D-A6C3-52D9E07B11F4}"
+OTHER = "{00000000-0000-0000-0000-000000000001}"
+KUV = "{5E1B7C30-9A42-4D6F-8C15-A3F02E76D418}"
+PASSWORD = "{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}"
+LIST = r"Microsoft\Windows\CurrentVersion\Authentication\Credential Provider Filters"
+SETTINGS = r"HKLM\Software\Kuvant\KuvCredProv"
+VIEWS = ("", "WOW6432Node\\")
+# A running system, and one whose hive is loaded.
+ROOTS = (r"HKLM\SOFTWARE", r"HKLM\OFFLINE")
+
+
+class Machine:
+    def __init__(self, given):
+        self.wine = [given.wine, given.prefix]
+        self.bin = given.bin
+
+    def run(self, *command):
+        return subprocess.run([*self.wine, *command], capture_output=True, text=True, check=False,
+                              stdin=subprocess.DEVNULL)
+
+    def must(self, *command):
+        result = self.run(*command)
+        if result.returncode != 0:
+            raise SystemExit(f"{command} failed: {result.stdout}{result.stderr}")
+        return result.stdout
+
+    def cmd(self, line):
+        """Runs a line of the page as a command prompt would: the words, without their quotes."""
+        self.must(*(word.strip('"') for word in re.findall(r'"[^"]*"|\S+', line)))
+
+    def listed(self, root, view):
+        """The entries of a list of filters."""
+        return re.findall(r"\\(\{[^\\}]+\})\s*$", self.must("reg", "query", rf"{root}\{view}{LIST}"), re.MULTILINE)
+
+    def merge(self, keys):
+        """Imports a registry file that makes keys, or removes those with a minus before them."""
+        with tempfile.NamedTemporaryFile("w", suffix=".reg", encoding="ascii") as file:
+            file.write("REGEDIT4\n\n")
+            file.writelines(f"[{key}]\n\n".replace("HKLM", "HKEY_LOCAL_MACHINE") for key in keys)
+            file.flush()
+            self.must("reg", "import", file.name)
+
+    @property
+    def dll(self):
+        return "Z:" + str(self.bin / "KuvCredFilter.dll").replace("/", "\\")
+
+    def enabled_at_logon(self):
+        report = json.loads(self.must(str(self.bin / "KuvFilterHost.exe"), "--scenario", "logon", "--json"))
+        return {row["clsid"] for row in report["providers"] if row["enabled"]["logon"]}
+
+
+def expect(what, actual, expected):
+    if actual != expected:
+        raise SystemExit(f"{what}: {actual}, not {expected}")
+
+
+def commands(page, start):
+    found = re.findall(rf"^{re.escape(start)}.*$", page, re.MULTILINE)
+    if not found:
+        raise SystemExit(f"the page has no command '{start}'")
+    return found
+
+
+def check(machine, page, file, sample):
+    entries = [rf"{root}\{view}{LIST}\{entry}" for root in ROOTS for view in VIEWS for entry in (FILTER, OTHER)]
+    machine.must("reg", "import", sample)
+
+    machine.must("regsvr32", "/s", machine.dll)
+    expect("registered", machine.listed(ROOTS[0], ""), [FILTER])
+    expect("in force", machine.enabled_at_logon() & {KUV, PASSWORD}, {KUV})
+    [line] = commands(page, "reg add")
+    machine.cmd(line)
+    expect("with an empty IKey", machine.enabled_at_logon() & {KUV, PASSWORD}, {PASSWORD})
+    machine.merge(entries)
+    [line] = commands(page, "regsvr32 /u")
+    machine.cmd(line.replace("regsvr32", "regsvr32 /s").replace(r"C:\Path\To\KuvCredFilter.dll", machine.dll))
+    expect("after regsvr32", machine.listed(ROOTS[0], ""), [OTHER])
+
+    machine.merge(entries)
+    for root in ROOTS:
+        for line in commands(page, f'reg delete "{root}'):
+            machine.cmd(line)
+        for view in VIEWS:
+            expect(f"after reg delete in {root}", machine.listed(root, view), [OTHER])
+
+    # The same key in place of a hive that is loaded there.
+    machine.merge(entries)
+    for _ in range(2):  # the second time there is nothing left to remove
+        machine.must("reg", "import", file)
+    for view in VIEWS:
+        expect("after reg import", machine.listed(ROOTS[1], view), [OTHER])
+
+
+def tidy(machine):
+    machine.run("regsvr32", "/s", "/u", machine.dll)
+    machine.merge(["-" + SETTINGS, "-" + ROOTS[1], *(rf"-{ROOTS[0]}\{view}{LIST}\{OTHER}" for view in VIEWS)])
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    for option in ("wine", "prefix"):
+        parser.add_argument("--" + option, required=True)
+    for option in ("bin", "source"):
+        parser.add_argument("--" + option, required=True, type=pathlib.Path)
+    given = parser.parse_args()
+    machine = Machine(given)
+    page = (given.source / "Docs/Recovery.md").read_text(encoding="utf-8")
+    machine.must("--start")
+    try:
+        check(machine, page, str(given.source / "Packaging/Recovery/RemoveFilter.reg"),
+              str(given.source / "Tools/FilterHost/Sample.reg"))
+    finally:
+        tidy(machine)
+        machine.run("--stop")
+
+
+if __name__ == "__main__":
+    sys.exit(main())
