@@ -65,9 +65,10 @@ quietly() {
 
 cd "$root"
 if [ "$build" = yes ]; then
-  quietly cmake --preset mingw-x64-release
+  # A tree that is configured stays so: tests may be running in it.
+  [ -e "$x64/build.ninja" ] || quietly cmake --preset mingw-x64-release
   quietly cmake --build --preset mingw-x64-release --target KuvCredFilter "$tool"
-  quietly cmake --preset mingw-x86-release
+  [ -e "$x86/build.ninja" ] || quietly cmake --preset mingw-x86-release
   quietly cmake --build --preset mingw-x86-release --target KuvCredFilter
 fi
 

@@ -63,7 +63,7 @@ for name in pkcs12 cert pkcs11-module pkcs11-engine password-file ca tsa-ca; do
   ! given "$name" || [ -r "${option[$name]}" ] || fail "cannot read ${option[$name]} (--$name)"
 done
 for file in "${files[@]}"; do
-  [ -f "$file" ] && [ -r "$file" ] || fail "cannot read $file"
+  if ! [ -f "$file" ] || ! [ -r "$file" ]; then fail "cannot read $file"; fi
 done
 
 work=$(mktemp -d)
@@ -110,10 +110,12 @@ fi
 
 key=()
 if given pkcs12; then
-  ! given cert && ! given key && ! given pkcs11-module || usage "--pkcs12 holds key and certificates: no other is needed"
+  if given cert || given key || given pkcs11-module; then
+    usage "--pkcs12 holds key and certificates: no other is needed"
+  fi
   key=(-pkcs12 "${option[pkcs12]}")
 else
-  given cert && given key || usage "a key is needed: --pkcs12, or --cert and --key"
+  if ! given cert || ! given key; then usage "a key is needed: --pkcs12, or --cert and --key"; fi
   if given pkcs11-module; then
     ! given pkcs11-engine || key+=(-pkcs11engine "${option[pkcs11-engine]}")
     key+=(-pkcs11module "${option[pkcs11-module]}")
