@@ -23,7 +23,6 @@ MAX_SIZE = 400 * 1024
 
 RELOCATIONS_STRIPPED, LARGE_ADDRESS_AWARE, DLL = 0x0001, 0x0020, 0x2000
 HIGH_ENTROPY, DYNAMIC_BASE, NX, GUARD_CF = 0x0020, 0x0040, 0x0100, 0x4000
-VERSION_RESOURCE = 16
 EX_DLL_CHARACTERISTICS, CET_COMPATIBLE = 20, 0x0001
 CODE_VIEW = 2
 
@@ -149,7 +148,7 @@ def check_texts(image, forbidden, runtime):
 
 
 def check_version(image, version):
-    resource = image.resource(VERSION_RESOURCE)
+    resource = image.resource(pe_image.VERSION)
     if resource is None:
         yield "has no version resource"
         return

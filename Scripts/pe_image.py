@@ -1,7 +1,13 @@
-"""Reads what the checks need of a Windows DLL or program file (the "PE" format)."""
+"""Reads what the checks need of a Windows DLL or program file (the "PE" format).
+
+As a program it prints the file version of the file that it is given, or an empty line if that has none.
+"""
 import struct
+import sys
 
 EXPORT, IMPORT, RESOURCE, RELOCATION, DEBUG, LOAD_CONFIG, DELAY_IMPORT = 0, 1, 2, 5, 6, 10, 13
+# A kind of resource.
+VERSION = 16
 
 
 class Malformed(Exception):
@@ -153,3 +159,17 @@ class Image:
         for section in self.sections:
             if section.has(Section.EXECUTE):
                 yield section.address, self.take(section.offset, section.raw_size)
+
+    def file_version(self):
+        """The four numbers of the version resource, or None."""
+        resource = self.resource(VERSION) or b""
+        at = resource.find(struct.pack("<I", 0xFEEF04BD))
+        if at < 0 or at + 16 > len(resource):
+            return None
+        high, low = struct.unpack_from("<II", resource, at + 8)
+        return high >> 16, high & 0xFFFF, low >> 16, low & 0xFFFF
+
+
+if __name__ == "__main__":
+    with open(sys.argv[1], "rb") as file:
+        print(".".join(map(str, Image(file.read()).file_version() or ())))

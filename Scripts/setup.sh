@@ -22,6 +22,8 @@ packages=(
   doxygen
   # Running and testing.
   wine wine64 googletest python3
+  # The package for administrators: made, looked into, dated, signed.
+  wixl msitools faketime osslsigncode openssl
   # What the benchmarks compare with: headers only.
   libspdlog-dev libfmt-dev
   # Checks, and the host's compiler for fuzzing.

@@ -1,0 +1,67 @@
+// What the event viewer makes of an event of the source "Kuvant" with the message table of the built DLL.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "KuvAuth/Support/UniqueResource.h"
+#include "Module/LoadedFilter.h"
+
+namespace {
+
+struct LibraryTraits {
+  using Value = HMODULE;
+  static Value None() noexcept { return nullptr; }
+  static void Close(Value library) noexcept { ::FreeLibrary(library); }
+};
+using UniqueLibrary = Kuv::UniqueResource<LibraryTraits>;
+
+// The file is mapped as the viewer does it, without running any of its code.
+UniqueLibrary MessageFile() {
+  return UniqueLibrary{::LoadLibraryExW(KuvTest::FilterDllPath().c_str(), /*hFile=*/nullptr,
+                                        LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE)};
+}
+
+// The text of an event with one insertion string, less the line's end, or "error" with the code.
+std::wstring EventText(HMODULE library, DWORD event, DWORD language, const wchar_t* insertion) {
+  wchar_t text[256] = {};
+  DWORD_PTR arguments[] = {reinterpret_cast<DWORD_PTR>(insertion)};
+  const DWORD length = ::FormatMessageW(FORMAT_MESSAGE_FROM_HMODULE | FORMAT_MESSAGE_ARGUMENT_ARRAY, library,
+                                        event, language, text, 256, reinterpret_cast<va_list*>(arguments));
+  if (length == 0) return L"error " + std::to_wstring(::GetLastError());
+  std::wstring result{text, length};
+  result.erase(result.find_last_not_of(L"\r\n") + 1);
+  return result;
+}
+
+TEST(EventMessage, OfTheOneIdentifierIsItsInsertionString) {
+  const UniqueLibrary file = MessageFile();
+  ASSERT_TRUE(file);
+  EXPECT_EQ(EventText(file.Get(), 0xC0020000, 0, L"Zo\u00EB's settings are incomplete (100%)"),
+            L"Zo\u00EB's settings are incomplete (100%)");
+}
+
+BOOL CALLBACK AddLanguage(HMODULE, const wchar_t*, const wchar_t*, WORD language, LONG_PTR languages) {
+  reinterpret_cast<std::vector<WORD>*>(languages)->push_back(language);
+  return TRUE;
+}
+
+// A viewer looks for its own language first and for none last.
+TEST(EventMessage, TableBelongsToNoLanguage) {
+  const UniqueLibrary file = MessageFile();
+  ASSERT_TRUE(file);
+  std::vector<WORD> languages;
+  EXPECT_TRUE(::EnumResourceLanguagesW(file.Get(), MAKEINTRESOURCEW(11), MAKEINTRESOURCEW(1), AddLanguage,
+                                       reinterpret_cast<LONG_PTR>(&languages)));
+  EXPECT_EQ(languages, std::vector<WORD>{0});
+}
+
+TEST(EventMessage, OfAnotherIdentifierIsNotFound) {
+  const UniqueLibrary file = MessageFile();
+  ASSERT_TRUE(file);
+  for (const DWORD event : {0xC0020001U, 0x40020000U, 0x00000000U}) {
+    EXPECT_EQ(EventText(file.Get(), event, 0, L"text"), L"error 317") << std::hex << event;
+  }
+}
+
+}  // namespace

@@ -1,0 +1,269 @@
+#!/usr/bin/env python3
+"""Installs, upgrades, repairs and removes the package silently under Wine, and looks at what that does to a machine.
+
+    check_installer.py SOURCE-FOLDER PACKAGE-FOLDER VERSION WORK-FOLDER WINE-SCRIPT
+
+The first folder is also that of the builds; the second holds what Scripts/package.sh has made.
+"""
+import hashlib
+import pathlib
+import re
+import subprocess
+import sys
+import unittest
+
+import wine_machine
+
+ROOT, PACKAGES, VERSION, WORK, WINE = sys.argv[1:6]
+ROOT, WORK = pathlib.Path(ROOT), pathlib.Path(WORK)
+del sys.argv[1:]
+
+X64 = ROOT / "build/mingw-x64-release/bin"
+X86 = ROOT / "build/mingw-x86-release/bin"
+FILTER = "{3F6A1C92-7E40-4B1D-A6C3-52D9E07B11F4}"
+CLASS = rf"\CLSID\{FILTER}"
+LIST = rf"\Microsoft\Windows\CurrentVersion\Authentication\Credential Provider Filters\{FILTER}"
+MACHINE_ROOT = "HKEY_LOCAL_MACHINE"
+SOFTWARE = MACHINE_ROOT + r"\Software"
+VIEWS = {"64": (SOFTWARE + r"\Classes", SOFTWARE),
+         "32": (SOFTWARE + r"\Classes\Wow6432Node", SOFTWARE + r"\Wow6432Node")}
+EVENTS = r"HKEY_LOCAL_MACHINE\System\CurrentControlSet\Services\Eventlog\Application\Kuvant"
+MARK = SOFTWARE + r"\Kuvant\KuvCredFilter"
+PROGRAM_FILES = {"64": "Program Files", "32": "Program Files (x86)"}
+
+# The older versions differ in the fourth field, where the shorter text is the smaller number, and in the third.
+OLDER_BUILD = ".".join(VERSION.split(".")[:3] + ["999"])
+OLDER = ".".join([*VERSION.split(".")[:2], str(int(VERSION.split(".")[2]) - 1), "65535"])
+
+# A machine as they are: another filter is listed and another source enters events, and the product has been here before.
+FOREIGN = "{0F1E2D3C-4B5A-4678-8796-A5B4C3D2E1F0}"
+MACHINE = "REGEDIT4\n" + "".join(
+    f"\n[{key}]\n{values}\n" for key, values in (
+        *((software + LIST.replace(FILTER, FOREIGN), '@="Another"') for _, software in VIEWS.values()),
+        *((classes + CLASS.replace(FILTER, FOREIGN), '@="Another"') for classes, _ in VIEWS.values()),
+        (EVENTS.replace("Kuvant", "Another"), '"TypesSupported"=dword:00000007'),
+        (SOFTWARE + r"\Kuvant\KuvCredProv", '"Host"="auth.kuv.example"\n"RdpOnly"=dword:00000001'),
+        (SOFTWARE + r"\Policies\Kuvant\KuvCredProv", '"Debug"=dword:00000002')))
+# What msiexec answers for 1603, a fatal error, of which a refusal is one.
+FATAL = 1603 & 0xFF
+
+
+def folder(bits, version):
+    return rf"C:\{PROGRAM_FILES[bits]}\Kuvant\KuvCredProv\{version}"
+
+
+def registered(bits, module):
+    """What stands in one view of the registry when the filter is registered."""
+    classes, software = VIEWS[bits]
+    return {
+        software + LIST: {"@": '"KuvCredFilter"'},
+        classes + CLASS: {"@": '"KuvCredFilter"'},
+        classes + CLASS + r"\InprocServer32": {
+            "@": '"' + module.replace("\\", "\\\\") + '"', "ThreadingModel": '"Apartment"'},
+    }
+
+
+def expandable(text):
+    return "hex(2):" + ",".join(f"{byte:02x}" for byte in (text + "\0").encode("utf-16-le"))
+
+
+def of_the_registry(version):
+    """All keys with values that an installed version has, but for the books of Windows Installer."""
+    return {
+        **registered("64", folder("64", version) + r"\KuvCredFilter.dll"),
+        **registered("32", folder("32", version) + r"\KuvCredFilter.dll"),
+        EVENTS: {"EventMessageFile": expandable(folder("64", version) + r"\KuvCredFilter.dll"),
+                 "TypesSupported": "dword:00000007"},
+        MARK: {"VersionOrder": '"' + ".".join(f"{int(field):05}" for field in version.split(".")) + '"'},
+    }
+
+
+def of_the_disk(version):
+    """All files that an installed version has, by their content."""
+    tool = "KuvFilterCheck.exe" if (X64 / "KuvFilterCheck.exe").exists() else "KuvFilterHost.exe"
+    sources = {
+        ("64", "KuvCredFilter.dll"): X64 / "KuvCredFilter.dll",
+        ("64", tool): X64 / tool,
+        ("64", "RemoveFilter.reg"): ROOT / "Packaging/Recovery/RemoveFilter.reg",
+        ("64", "PolicyDefinitions/Kuvant.admx"): ROOT / "Packaging/PolicyDefinitions/Kuvant.admx",
+        ("64", "PolicyDefinitions/en-US/Kuvant.adml"): ROOT / "Packaging/PolicyDefinitions/en-US/Kuvant.adml",
+        ("32", "KuvCredFilter.dll"): X86 / "KuvCredFilter.dll",
+    }
+    return {folder(bits, version)[3:].replace("\\", "/") + "/" + name: hashlib.sha256(path.read_bytes()).hexdigest()
+            for (bits, name), path in sources.items()}
+
+
+def package(version):
+    return pathlib.Path(PACKAGES) / f"KuvCredFilter-{version}-x64.msi"
+
+
+def setUpModule():
+    global machine, clean, whole
+    for version in (OLDER_BUILD, OLDER):
+        subprocess.run([ROOT / "Scripts/package.sh", "--no-build", "--version", version, "--output", PACKAGES],
+                       check=True, stdout=subprocess.DEVNULL)
+    machine = wine_machine.Machine(WINE, WORK)
+    unittest.addModuleCleanup(machine.stop)
+    # Wine makes some keys when they are first asked for.
+    machine.run("msiexec", "/x", FILTER, "/qn")
+    machine.must("reg", "import", machine.windows(write("machine.reg", MACHINE)))
+    write_log()
+    clean = Snapshot()
+    whole = Snapshot(MACHINE_ROOT)
+
+
+def write_log():
+    log = machine.drive / "ProgramData/Kuvant/kuv.log"
+    log.parent.mkdir(exist_ok=True)
+    log.write_text("a line\n")
+
+
+def write(name, text):
+    (WORK / name).write_text(text)
+    return WORK / name
+
+
+# Where anything of the package, or of Windows Installer, can be expected. The whole registry takes seconds.
+PLACES = [SOFTWARE + r"\Kuvant", SOFTWARE + r"\Policies", EVENTS.rpartition("\\")[0],
+          *(classes + CLASS for classes, _ in VIEWS.values()),
+          *(software + r"\Microsoft\Windows\CurrentVersion" for _, software in VIEWS.values())]
+
+
+class Snapshot:
+    """What a machine holds: in all of its registry, or in the places alone."""
+
+    def __init__(self, *keys):
+        self.registry, self.files = machine.registry(keys or PLACES), machine.files()
+
+
+class Installer(unittest.TestCase):
+    """Each test starts on a machine that has settings and a log, and no filter."""
+
+    maxDiff = None
+    installed = None
+
+    def tearDown(self):
+        if self.installed:
+            self.remove(self.installed)
+
+    def msiexec(self, *arguments, expect=0):
+        code, output = machine.run("msiexec", *arguments, "/qn")
+        self.assertEqual(code, expect, output)
+
+    def install(self, version, *properties):
+        self.msiexec("/i", machine.windows(package(version)), *properties)
+        self.installed = version
+
+    def remove(self, version):
+        self.installed = None
+        self.msiexec("/x", machine.windows(package(version)))
+
+    def assert_same(self, before, now):
+        added, gone = wine_machine.difference(before.registry, now.registry)
+        # Wine makes the keys of Windows Installer's books when it first needs them.
+        added = {key: values for key, values in added.items() if values or not wine_machine.INSTALLER.match(key)}
+        self.assertEqual((added, gone), ({}, {}))
+        self.assertEqual(wine_machine.difference(before.files, now.files), ({}, {}))
+
+    def assert_installed(self, version, *keys):
+        """The machine has what this version brings, and beyond it only what it had before."""
+        before, now = whole if keys else clean, Snapshot(*keys)
+        added, gone = wine_machine.difference(before.registry, now.registry)
+        self.assertEqual(gone, {})
+        self.assertEqual({key: values for key, values in added.items()
+                          if values and not wine_machine.INSTALLER.match(key)}, of_the_registry(version))
+        added, gone = wine_machine.difference(before.files, now.files)
+        self.assertEqual(gone, {})
+        self.assertEqual({name: content for name, content in added.items() if content}, of_the_disk(version))
+        folders = {str(parent) for name in of_the_disk(version) for parent in pathlib.PurePath(name).parents}
+        self.assertLessEqual({name for name, content in added.items() if not content}, folders)
+        self.assertEqual(self.listed_products(now.registry), [version])
+
+    def listed_products(self, registry):
+        """Versions that the list of installed programs shows."""
+        return [values["DisplayVersion"].strip('"') for key, values in registry.items()
+                if re.search(r"\\Uninstall\\", key) and "Kuv" in values.get("DisplayName", "")]
+
+
+    def test_installs_what_it_declares_and_a_removal_leaves_settings_and_logs_alone(self):
+        # What a removal must leave, and what it must not find.
+        self.assertEqual(clean.registry[SOFTWARE + r"\Kuvant\KuvCredProv"]["Host"], '"auth.kuv.example"')
+        self.assertEqual(clean.registry[SOFTWARE + r"\Policies\Kuvant\KuvCredProv"]["Debug"], "dword:00000002")
+        self.assertIn("ProgramData/Kuvant/kuv.log", clean.files)
+        self.assertNotIn("Program Files/Kuvant", clean.files)
+        self.install(VERSION)
+        self.assert_installed(VERSION, MACHINE_ROOT)
+        self.remove(VERSION)
+        self.assert_same(whole, Snapshot(MACHINE_ROOT))
+
+    def test_registers_as_the_library_registers_itself(self):
+        dll = machine.windows(X64 / "KuvCredFilter.dll")
+        machine.must("regsvr32", "/s", dll)
+        own, gone = wine_machine.difference(clean.registry, machine.registry(PLACES))
+        machine.must("regsvr32", "/s", "/u", dll)
+        self.assertEqual(gone, {})
+        # With these very entries, the module's path apart, every other test compares what is installed. The 32-bit library
+        # cannot be run here; its entries are the same, in the other view.
+        self.assertEqual({key: values for key, values in own.items() if values}, registered("64", dll))
+
+    def test_the_installed_filter_is_loaded_by_its_class(self):
+        providers = write("providers.txt", "{5E1B7C30-9A42-4D6F-8C15-A3F02E76D418} Kuv\n"
+                                           "{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD} Password\n")
+        ask = [str(X64 / "KuvFilterHost.exe"), "--json", "--scenario", "logon", "--providers", machine.windows(providers)]
+        self.install(VERSION)
+        report = machine.must(*ask)
+        write_log()
+        self.remove(VERSION)
+        self.assertIn(folder("64", VERSION) + r"\KuvCredFilter.dll", report.replace("\\\\", "\\"))
+        code, _ = machine.run(*ask)
+        self.assertEqual(code, 6, "not registered any more")
+
+    def test_an_upgrade_leaves_only_the_new_version(self):
+        for older in (OLDER, OLDER_BUILD):
+            with self.subTest(older):
+                self.install(older)
+                self.assertTrue(machine.host(folder("64", older)).exists())
+                self.install(VERSION)
+                self.assert_installed(VERSION)
+                self.remove(VERSION)
+        self.assert_same(clean, Snapshot())
+
+    def test_a_downgrade_is_refused_and_changes_nothing(self):
+        self.install(VERSION)
+        before = Snapshot()
+        for older in (OLDER, OLDER_BUILD):
+            with self.subTest(older):
+                self.msiexec("/i", machine.windows(package(older)), expect=FATAL)
+        self.assert_same(before, Snapshot())
+
+    def test_the_same_package_again_and_a_repair_end_as_an_installation_does(self):
+        self.install(VERSION)
+        self.install(VERSION)
+        self.assert_installed(VERSION)
+        for bits, (classes, software) in VIEWS.items():
+            machine.host(folder(bits, VERSION) + r"\KuvCredFilter.dll").unlink()
+            machine.must("reg", "delete", classes + CLASS, "/f")
+            machine.must("reg", "delete", software + LIST, "/f")
+        machine.must("reg", "add", EVENTS, "/v", "TypesSupported", "/t", "REG_DWORD", "/d", "0", "/f")
+        self.install(VERSION, "REINSTALL=ALL", "REINSTALLMODE=omus")
+        self.assert_installed(VERSION)
+
+    def test_the_recovery_file_takes_the_filter_off_both_lists_where_it_names_the_live_hive(self):
+        """The file itself names a hive that is loaded as HKLM\\OFFLINE, which Wine cannot do."""
+        file = (ROOT / "Packaging/Recovery/RemoveFilter.reg").read_text(encoding="ascii")
+        offline = r"HKEY_LOCAL_MACHINE\OFFLINE" + "\\"
+        self.assertEqual(file.count(offline), 2)
+        live = machine.windows(write("recovery.reg", file.replace(offline, SOFTWARE + "\\")))
+        self.install(VERSION)
+        before = machine.registry(PLACES)
+        machine.must("reg", "import", live)
+        self.assertEqual(wine_machine.difference(before, machine.registry(PLACES)),
+                         ({}, {software + LIST: {"@": '"KuvCredFilter"'} for _, software in VIEWS.values()}))
+        # A machine whose filter is off the lists takes the file without an error, and a removal is a whole one.
+        machine.must("reg", "import", live)
+        self.remove(VERSION)
+        self.assert_same(clean, Snapshot())
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,99 @@
+"""A machine to install on: a Wine prefix of its own, and what its registry and its disk hold."""
+import hashlib
+import pathlib
+import re
+import shutil
+import subprocess
+
+# What Wine keeps for its display driver, and a second name of a key.
+NOISE = re.compile(r"(?i)HKEY_LOCAL_MACHINE\\(System\\CurrentControlSet\\Control\\Video"
+                   r"|Software\\Wow6432Node\\Classes)(\\|$)")
+# The books of Windows Installer.
+INSTALLER = re.compile(r"(?i)HKEY_LOCAL_MACHINE\\Software\\(Wow6432Node\\)?"
+                       r"(Classes\\Installer|Microsoft\\Windows\\CurrentVersion\\(Installer|Uninstall))(\\|$)")
+VOLATILE = re.compile(r"(?i)^(users|windows/temp|windows/installer)(/|$)")
+
+
+def parse(text):
+    """The keys and values of an exported registry: {key: {name: value}}, as the file writes them."""
+    keys, values = {}, None
+    text = text.replace("\r", "").replace("\\\n  ", "")
+    for line in text.split("\n"):
+        if line.startswith("["):
+            values = keys.setdefault(line[1:-1], {})
+        elif (match := re.match(r'(@|"(?:[^"\\]|\\.)*")=(.*)', line)) and values is not None:
+            values[match[1].strip('"')] = match[2]
+    return keys
+
+
+class Machine:
+    def __init__(self, wine, work):
+        """Makes a new prefix with the wine script."""
+        self.wine, self.work = wine, pathlib.Path(work)
+        self.prefix = self.work / "wine"
+        self.drive = self.prefix / "drive_c"
+        shutil.rmtree(self.prefix, ignore_errors=True)
+        self.work.mkdir(parents=True, exist_ok=True)
+        subprocess.run([wine, self.prefix, "--start"], check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+
+    def stop(self):
+        subprocess.run([self.wine, self.prefix, "--stop"], check=False)
+        shutil.rmtree(self.prefix, ignore_errors=True)
+
+    def run(self, *arguments):
+        """Runs a program; the host sees the low 8 bits of its exit code. Output goes to a file: services keep a pipe."""
+        output = self.work / "output"
+        with open(output, "wb") as file:
+            code = subprocess.run([self.wine, self.prefix, *arguments], stdin=subprocess.DEVNULL, stdout=file,
+                                  stderr=subprocess.STDOUT).returncode
+        return code, output.read_bytes().decode("utf-8", "replace").replace("\r", "")
+
+    def must(self, *arguments):
+        code, output = self.run(*arguments)
+        if code != 0:
+            raise AssertionError(f"{arguments} ended with {code}: {output}")
+        return output
+
+    def windows(self, path):
+        return "Z:" + str(pathlib.Path(path).resolve()).replace("/", "\\")
+
+    def host(self, path):
+        """The file on this host that a path of drive C names."""
+        assert path[:3].upper() == "C:\\", path
+        return self.drive / path[3:].replace("\\", "/")
+
+    def registry(self, keys=("HKEY_LOCAL_MACHINE",)):
+        """The keys below these, and their values."""
+        files = [self.work / f"export{number}.reg" for number in range(len(keys))]
+        for file in files:
+            file.unlink(missing_ok=True)
+        # One process to start, and nothing for a key that is not there.
+        batch = self.work / "export.bat"
+        batch.write_text("".join(f'@reg export "{key}" "{self.windows(file)}" /y\n' for key, file in zip(keys, files)))
+        self.run("cmd", "/c", self.windows(batch))
+        found = {}
+        for file in files:
+            if file.exists():
+                found.update(parse(file.read_text(encoding="utf-16")))
+        return {key: values for key, values in found.items() if not NOISE.match(key)}
+
+    def files(self):
+        """What lies on drive C, by its path: folders as None, files by their content; those of Windows by their size."""
+        found = {}
+        for path in self.drive.rglob("*"):
+            name = path.relative_to(self.drive).as_posix()
+            if VOLATILE.match(name) or path.is_symlink():
+                continue
+            if path.is_dir():
+                found[name] = None
+            elif name.startswith("windows/"):
+                found[name] = path.stat().st_size
+            else:
+                found[name] = hashlib.sha256(path.read_bytes()).hexdigest()
+        return found
+
+
+def difference(before, after):
+    """What was added or changed, and what has gone."""
+    return ({name: after[name] for name in after if name not in before or before[name] != after[name]},
+            {name: before[name] for name in before if name not in after})
