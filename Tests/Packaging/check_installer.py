@@ -218,6 +218,7 @@ class Installer(unittest.TestCase):
         code, _ = machine.run(*ask)
         self.assertEqual(code, 6, "not registered any more")
 
+    # One upgrade to a chain: taking the old version away, Wine forgets the upgrade code of the new one.
     def test_an_upgrade_leaves_only_the_new_version(self):
         for older in (OLDER, OLDER_BUILD):
             with self.subTest(older):
