@@ -1,0 +1,19 @@
+#pragma once
+
+#include "FilterCheck/Report.h"
+
+namespace FilterCheck {
+
+/// What stands as the reason of a decision that no setting made.
+inline constexpr char kNoKuvProvider[] = "Kuv provider not installed";
+inline constexpr char kNeverProtected[] = "never protected";
+
+/// What a user meets at each of the three places, in a sentence.
+std::string ConsoleSentence(const DecisionReport& report);
+std::string RemoteSentence(const DecisionReport& report);
+std::string ElevationSentence(const DecisionReport& report);
+
+/// Gives "policy", "local setting" or "default".
+std::string SourceText(Source source);
+
+}  // namespace FilterCheck
