@@ -1,18 +1,15 @@
 #include "FilterCheck/Comparison.h"
 
 #include <algorithm>
-#include <iterator>
+#include <utility>
 
+#include "FilterCheck/PlainText.h"
 #include "FilterCheck/Verdict.h"
-#include "FilterHost/HostError.h"
 #include "FilterHost/Identifier.h"
-#include "KuvAuth/Support/Text.h"
 
 namespace FilterCheck {
 
 namespace {
-
-using FilterHost::Printable;
 
 const Decision* FindDecision(const Situation& situation, std::string_view scenario, Session session) {
   for (const Decision& decision : situation.decision.decisions) {
@@ -81,8 +78,8 @@ std::string FileText(const RegisteredFilter& filter) {
   std::string text = filter.architectureFits ? std::string{"there, "} + (filter.wow64 ? "32" : "64") + "-bit"
                                              : "there, but not " + std::string{filter.wow64 ? "32" : "64"} +
                                                    "-bit or not readable";
-  if (filter.sameAsBeside == true) text += ", the one that came with this program";
-  if (filter.sameAsBeside == false) text += ", not the one that came with this program";
+  if (filter.sameAsBeside == true) text += ", same as beside this program";
+  if (filter.sameAsBeside == false) text += ", not the same as beside this program";
   return text;
 }
 
@@ -161,24 +158,8 @@ std::string_view PlaceOf(Session session) noexcept {
   return session == Session::Console ? "at the console" : "over remote desktop";
 }
 
-std::string TypeName(DWORD type) {
-  constexpr const char* kNames[] = {"REG_NONE",
-                                    "REG_SZ",
-                                    "REG_EXPAND_SZ",
-                                    "REG_BINARY",
-                                    "REG_DWORD",
-                                    "REG_DWORD_BIG_ENDIAN",
-                                    "REG_LINK",
-                                    "REG_MULTI_SZ",
-                                    "REG_RESOURCE_LIST",
-                                    "REG_FULL_RESOURCE_DESCRIPTOR",
-                                    "REG_RESOURCE_REQUIREMENTS_LIST",
-                                    "REG_QWORD"};
-  return type < std::size(kNames) ? kNames[type] : "type " + std::to_string(type);
-}
-
 std::string ProviderName(const FilterHost::Provider& provider) {
-  return provider.name.empty() ? FilterHost::IdentifierText(provider.identifier) : Printable(provider.name);
+  return provider.name.empty() ? FilterHost::IdentifierText(provider.identifier) : provider.name;
 }
 
 std::vector<Fact> RegistrationFacts(const Registration& registration) {
@@ -203,7 +184,7 @@ std::vector<Fact> RegistrationFacts(const Registration& registration) {
 
 std::string AssumedValue(const Assumption& assumption) {
   if (assumption.setting->name == "SKey") return assumption.value.empty() ? "empty" : "set";
-  return Printable(WideToUtf8(assumption.value));
+  return PlainText(assumption.value);
 }
 
 std::vector<std::string> AssumptionTexts(const Report& report) {

@@ -49,9 +49,6 @@ std::string_view NameOf(Severity severity) noexcept;  ///< "problem"
 /// Gives a session's place in a sentence: "at the console".
 std::string_view PlaceOf(Session session) noexcept;
 
-/// Gives the platform's name of a registry type, "REG_SZ", or its number.
-std::string TypeName(DWORD type);
-
 /// Gives what the tables call a provider: its name, else its identifier.
 std::string ProviderName(const FilterHost::Provider& provider);
 

@@ -6,6 +6,7 @@
 #include <windows.h>
 
 #include "FilterCheck/FilterModule.h"
+#include "FilterCheck/PlainText.h"
 #include "FilterHost/HostError.h"
 #include "FilterHost/Identifier.h"
 #include "KuvAuth/Support/Text.h"
@@ -17,7 +18,6 @@ namespace FilterCheck {
 namespace {
 
 using FilterHost::IdentifierText;
-using FilterHost::Printable;
 using Kuv::UniqueRegistryKey;
 
 constexpr wchar_t kProviders[] =
@@ -92,10 +92,6 @@ std::optional<std::uint32_t> ReadNumber(const UniqueRegistryKey& key, const wcha
   return status == ERROR_SUCCESS ? std::optional{std::uint32_t{number}} : std::nullopt;
 }
 
-std::string Shown(const std::wstring& text) {
-  return Printable(WideToUtf8(text));
-}
-
 // What a class key says.
 struct ServerClass {
   bool exists = false;
@@ -135,8 +131,8 @@ RegisteredFilter ReadFilter(View view) {
         static_cast<bool>(OpenKey(HKEY_CLASSES_ROOT, std::wstring{paths.classesOfUser} + L"\\" + identifier));
     return filter;
   }
-  filter.module = Shown(server.file);
-  filter.threadingModel = Shown(server.threadingModel);
+  filter.module = PlainText(server.file);
+  filter.threadingModel = PlainText(server.threadingModel);
   filter.moduleExists = IsFile(server.file);
   if (!filter.moduleExists) return filter;
   filter.architectureFits = HasArchitectureOf(view, server.file);
@@ -158,8 +154,8 @@ std::wstring SubkeyName(const UniqueRegistryKey& key, DWORD index) {
 OtherFilter ReadOtherFilter(const UniqueRegistryKey& filters, const std::wstring& identifier, View view) {
   const ServerClass server = ReadClass(identifier, view);
   const std::wstring entry = ReadText(OpenKey(filters.Get(), identifier), L"").text;
-  return {view == View::Wow64, Shown(identifier), Shown(entry.empty() ? server.name : entry),
-          Shown(server.file), IsFile(server.file)};
+  return {view == View::Wow64, PlainText(identifier), PlainText(entry.empty() ? server.name : entry),
+          PlainText(server.file), IsFile(server.file)};
 }
 
 void AppendOtherFilters(View view, std::vector<OtherFilter>& others) {
@@ -182,7 +178,7 @@ std::string DefaultProvider() {
   for (const wchar_t* const policies : {kSystemPolicies, kExclusionPolicies}) {
     const std::wstring provider =
         ReadText(OpenKey(HKEY_LOCAL_MACHINE, policies), L"DefaultCredentialProvider").text;
-    if (!provider.empty()) return Shown(provider);
+    if (!provider.empty()) return PlainText(provider);
   }
   return {};
 }
@@ -196,8 +192,8 @@ Registration ReadRegistration() {
   AppendOtherFilters(View::Wow64, registration.others);
   registration.kuvProviderInstalled = IsInstalled(CLSID_KuvCredProv);
   registration.kuvSmartCardProviderInstalled = IsInstalled(CLSID_KuvSmartCardCredProv);
-  registration.excludedProviders =
-      Shown(ReadText(OpenKey(HKEY_LOCAL_MACHINE, kExclusionPolicies), L"ExcludedCredentialProviders").text);
+  registration.excludedProviders = PlainText(
+      ReadText(OpenKey(HKEY_LOCAL_MACHINE, kExclusionPolicies), L"ExcludedCredentialProviders").text);
   registration.defaultProvider = DefaultProvider();
   registration.prohibitFallbacks = ReadNumber(OpenKey(HKEY_LOCAL_MACHINE, kProviders), L"ProhibitFallbacks");
   return registration;

@@ -179,6 +179,41 @@ std::string HiddenAt(const DecisionReport& report, std::size_t provider) {
   return places;
 }
 
+void JudgeDefaultProvider(const Registration& registration, const DecisionReport& report,
+                          Findings& findings) {
+  const std::optional<GUID> byDefault = ParseIdentifier(registration.defaultProvider);
+  if (!byDefault) return;
+  const FilterHost::ProviderList& providers = report.providers;
+  const auto provider =
+      std::find_if(providers.begin(), providers.end(),
+                   [&](const FilterHost::Provider& row) { return row.identifier == *byDefault; });
+  if (provider == providers.end()) return;
+  const std::string places = HiddenAt(report, static_cast<std::size_t>(provider - providers.begin()));
+  if (places.empty()) return;
+  findings.push_back({"platform.default-provider-hidden", Severity::Warning, "DefaultCredentialProvider",
+                      "Windows is to offer " + NameOf(*byDefault) + " first, but the filter takes it away: " +
+                          places + ". Users get another provider first.",
+                      "Set the policy 'Assign a default credential provider' to " +
+                          IdentifierText(CLSID_KuvCredProv) + ", or whitelist the provider."});
+}
+
+bool IsOn(const Situation& situation, std::string_view setting) {
+  return std::any_of(situation.settings.begin(), situation.settings.end(), [&](const SettingState& state) {
+    return state.setting->name == setting && state.effective == "1";
+  });
+}
+
+void JudgeSmartCardProvider(const Registration& registration, const Situation& situation,
+                            Findings& findings) {
+  if (registration.kuvSmartCardProviderInstalled) return;
+  if (!IsOn(situation, "EnableSmartCards") || !IsOn(situation, "WrapSmartCards")) return;
+  findings.push_back({"provider.kuv-smart-card-missing", Severity::Warning,
+                      IdentifierText(CLSID_KuvSmartCardCredProv),
+                      "EnableSmartCards and WrapSmartCards are on, but the Kuv smart card provider is not "
+                      "installed: where the filter protects, nobody can log on with a smart card.",
+                      "Install the Kuv smart card provider, or set WrapSmartCards to 0."});
+}
+
 }  // namespace
 
 bool IsLoadable(const RegisteredFilter& filter) noexcept {
@@ -195,21 +230,10 @@ Findings JudgeRegistration(const Registration& registration) {
 }
 
 Findings JudgeRegistration(const Registration& registration, const Situation& situation) {
-  const std::optional<GUID> byDefault = ParseIdentifier(registration.defaultProvider);
-  if (!byDefault) return {};
-  const FilterHost::ProviderList& providers = situation.decision.providers;
-  const auto provider =
-      std::find_if(providers.begin(), providers.end(),
-                   [&](const FilterHost::Provider& row) { return row.identifier == *byDefault; });
-  if (provider == providers.end()) return {};
-  const std::string places =
-      HiddenAt(situation.decision, static_cast<std::size_t>(provider - providers.begin()));
-  if (places.empty()) return {};
-  return {{"platform.default-provider-hidden", Severity::Warning, "DefaultCredentialProvider",
-           "Windows is to offer " + NameOf(*byDefault) + " first, but the filter takes it away: " + places +
-               ". Users get another provider first.",
-           "Set the policy 'Assign a default credential provider' to " + IdentifierText(CLSID_KuvCredProv) +
-               ", or whitelist the provider."}};
+  Findings findings;
+  JudgeSmartCardProvider(registration, situation, findings);
+  JudgeDefaultProvider(registration, situation.decision, findings);
+  return findings;
 }
 
 }  // namespace FilterCheck

@@ -2,6 +2,7 @@
 
 #include "FilterCheck/Comparison.h"
 #include "FilterCheck/Output.h"
+#include "FilterCheck/StoredKeys.h"
 #include "FilterCheck/Verdict.h"
 #include "FilterHost/Identifier.h"
 #include "FilterHost/JsonText.h"

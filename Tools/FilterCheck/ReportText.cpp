@@ -3,6 +3,7 @@
 
 #include "FilterCheck/Comparison.h"
 #include "FilterCheck/Output.h"
+#include "FilterCheck/StoredKeys.h"
 #include "FilterCheck/TextTable.h"
 #include "FilterCheck/Verdict.h"
 
