@@ -86,8 +86,7 @@ std::string LogFiles() {
 }
 
 constexpr std::string_view kTextLimits =
-    "Another type, an empty value without even a terminator, or more than 1,023 characters: counts as "
-    "absent.";
+    "Blanks are removed. Another type, or more than 1,023 characters: counts as absent.";
 constexpr std::string_view kFlagLimits =
     "Any number but 0 is on. Another type, or more than 4 bytes: counts as absent.";
 
@@ -104,15 +103,12 @@ constexpr SettingInfo Flag(std::string_view name, std::string_view byDefault, st
 }
 
 constexpr std::array kSettings{
-    Text(
-        "Host", HostWithPort,
-        "Name of the second-factor service, with `:port` behind it if that is not 443. Without it the second "
-        "factor is off.",
-        "Blanks are removed. The first colon separates the port, so an IPv6 address cannot be given. A port "
-        "of 0 or "
-        "without digits turns the second factor off; above 65,535 only the low 16 bits count. Another type, "
-        "or more "
-        "than 1,023 characters: counts as absent."),
+    Text("Host", HostWithPort,
+         "Name of the second-factor service, with `:port` behind it if that is not 443. Without it the "
+         "second factor is off.",
+         "Blanks are removed. The first colon separates the port, so an IPv6 address cannot be given. A port "
+         "of 0 or without digits turns the second factor off; above 65,535 only the low 16 bits count. "
+         "Another type, or more than 1,023 characters: counts as absent."),
     Text("IKey", RecordText<&Configuration::IKey>,
          "Client identifier at the service. Without it the second factor is off."),
     Text("SKey", SetOrNotSet,
@@ -120,79 +116,70 @@ constexpr std::array kSettings{
     SettingInfo{"ElevationProtectionMode", SettingKind::Choice, 0, 2, Beyond::Default, "0", Effect::AtOnce,
                 ElevationInForce,
                 "What the second factor protects: 0 logon, unlock and change of password; 1 the elevation "
-                "prompt only; "
-                "2 both.",
+                "prompt only; 2 both.",
                 "Above 2 counts as 0. Another type, or another size than 4 bytes: counts as absent."},
-    SettingInfo{
-        "RdpOnly", SettingKind::ExactFlag, 0, 1, Beyond::Default, "0", Effect::AtOnce, RdpOnlyInForce,
-        "1: only logon over remote desktop is protected, at the console users log on without the second "
-        "factor. Elevation prompts are not touched by this.",
-        "Any number but 1 is off. Another type, or another size than 4 bytes: counts as absent."},
-    SettingInfo{
-        "ProvidersWhitelist", SettingKind::Providers, 0, 0, Beyond::AsStored, "none", Effect::NextProcess,
-        Whitelist,
-        "Class identifiers, in braces, of further credential providers that stay on a protected logon "
-        "screen. Each is a way to log on without the second factor.",
-        "Another type, or more than 760 bytes (nine identifiers fit): the whole list counts as absent. An "
-        "entry "
-        "that is no class identifier is passed over."},
+    SettingInfo{"RdpOnly", SettingKind::ExactFlag, 0, 1, Beyond::Default, "0", Effect::AtOnce, RdpOnlyInForce,
+                "1: only logon over remote desktop is protected, at the console users log on without the "
+                "second factor. Elevation prompts are not touched by this.",
+                "Any number but 1 is off. Another type, or another size than 4 bytes: counts as absent."},
+    SettingInfo{"ProvidersWhitelist", SettingKind::Providers, 0, 0, Beyond::AsStored, "none",
+                Effect::NextProcess, Whitelist,
+                "Class identifiers, in braces, of further credential providers that stay on a protected "
+                "logon screen. Each is a way to log on without the second factor.",
+                "Another type, or more than 760 bytes (nine identifiers fit): the whole list counts as "
+                "absent. An entry that is no class identifier is passed over."},
     Flag("EnableSmartCards", "0", RecordFlag<&Configuration::EnableSmartCards>,
          "1: one smart card provider stays on a protected logon screen, that of Windows unless "
          "`WrapSmartCards` is on."),
     Flag("WrapSmartCards", "0", RecordFlag<&Configuration::WrapSmartCards>,
          "1, together with `EnableSmartCards`: the smart card provider that stays is the Kuv one, which asks "
-         "for the "
-         "second factor as well. Alone it does nothing."),
+         "for the second factor as well. Alone it does nothing."),
     Flag("FailOpen", "1", RecordFlag<&Configuration::FailOpen>,
-         "What the provider does when the service cannot be reached: 1 lets the user in, 0 keeps the user "
-         "out. The "
-         "filter decides without it."),
+         "The fail mode, which the Kuv provider reads and the service is told: 1 open, 0 closed. The filter "
+         "decides without it."),
     SettingInfo{"UsernameFormatForService", SettingKind::Choice, 0, 2, Beyond::Default, "1", Effect::AtOnce,
                 UsernameFormatInForce,
                 "How the service is told a user's name: 0 name alone, 1 DOMAIN\\name, 2 name@domain.",
                 "Above 2 counts as 1. Another type, or another size than 4 bytes: counts as absent."},
     Flag("AutoPush", "0", RecordFlag<&Configuration::AutoPush>,
-         "For the provider: 1 sends a push without being asked."),
+         "For the Kuv provider; the filter does not use it."),
     Flag(
         "local_ip_fallback", "0", RecordFlag<&Configuration::local_ip_fallback>,
         "1: for a user at the console the service is told this machine's own address; else it is told none."),
     Text("HttpProxyHost", RecordText<&Configuration::HttpProxyHost>,
-         "For the provider: name of the proxy on the way to the service."),
+         "For the Kuv provider: name of the proxy between this machine and the service."),
     SettingInfo{"HttpProxyPort", SettingKind::Number, 1, 65535, Beyond::AsStored, "0", Effect::NextProcess,
-                RecordNumber<&Configuration::HttpProxyPort>, "For the provider: port of the proxy.",
-                "The number is taken unchecked. Another type, or more than 4 bytes: counts as absent."},
+                RecordNumber<&Configuration::HttpProxyPort>,
+                "For the Kuv provider: port of the proxy; 0 stands for none.",
+                "Any number is taken as it stands. Another type, or more than 4 bytes: counts as absent."},
     Flag("OfflineAvailable", "1", RecordFlag<&Configuration::OfflineAvailable>,
-         "For the provider: 1 lets users log on while the service cannot be reached."),
-    SettingInfo{
-        "OfflineMaxUsers", SettingKind::Number, 0, 50, Beyond::Most, "5", Effect::NextProcess,
-        RecordNumber<&Configuration::OfflineMaxUsers>,
-        "For the provider: how many users may use offline logon. As soon as the policy key exists, a local "
-        "value does not count.",
-        "Above 50 counts as 50. Another type, or more than 4 bytes: counts as absent."},
+         "For the Kuv provider: offline use. The filter does not use it."),
+    SettingInfo{"OfflineMaxUsers", SettingKind::Number, 0, 50, Beyond::Most, "5", Effect::NextProcess,
+                RecordNumber<&Configuration::OfflineMaxUsers>,
+                "For the Kuv provider: how many users may be offline. As soon as the policy key exists, a "
+                "local value does not count, even if policy does not name this setting.",
+                "Above 50 counts as 50. Another type, or more than 4 bytes: counts as absent."},
     Flag("ElevationOfflineEnable", "1", RecordFlag<&Configuration::ElevationOfflineEnable>,
-         "For the provider: 1 lets offline logon serve for elevation too."),
+         "For the Kuv provider: offline use at elevation. The filter does not use it."),
     Flag("ElevationOfflineEnrollment", "0", RecordFlag<&Configuration::ElevationOfflineEnrollment>,
-         "For the provider: 1 lets users enrol for offline logon at an elevation prompt."),
+         "For the Kuv provider: offline enrolment at elevation. The filter does not use it."),
     SettingInfo{"InactivityTimeoutSeconds", SettingKind::Number, 0, kAny, Beyond::AsStored, "0",
                 Effect::NextProcess, RecordNumber<&Configuration::InactivityTimeoutSeconds>,
-                "For the provider: seconds of inactivity, 0 for none.",
-                "The number is taken unchecked. Another type, or more than 4 bytes: counts as absent."},
+                "For the Kuv provider: seconds of inactivity. The filter does not use it.",
+                "Any number is taken as it stands. Another type, or more than 4 bytes: counts as absent."},
     SettingInfo{"Debug", SettingKind::Choice, 1, 2, Beyond::Most, "0", Effect::NextClassObject, LogDetail,
                 "Detail of the log: 1 each step of a decision, 2 calls and objects as well.",
                 "0 counts as absent, so a 0 in policy does not undo a local value. Above 2 counts as 2. "
-                "Another type, "
-                "or another size than 4 bytes: counts as absent."},
-    SettingInfo{
-        "LogFileMaxSizeMB", SettingKind::Number, 0, kMostLogMegabytes, Beyond::Most, "0",
-        Effect::NextLogStart, LogMegabytes,
-        "At this size, in megabytes, the log file is put aside at the next start of the log. Works only "
-        "together with `LogFileMaxCount`. 0: never.",
-        "Above 4,096 counts as 4,096. Another type, or another size than 4 bytes: counts as absent."},
+                "Another type, or another size than 4 bytes: counts as absent."},
+    SettingInfo{"LogFileMaxSizeMB", SettingKind::Number, 0, kMostLogMegabytes, Beyond::Most, "0",
+                Effect::NextLogStart, LogMegabytes,
+                "At this size, in megabytes, the log file is put aside at the next start of the log. Works "
+                "only together with `LogFileMaxCount`. 0: never.",
+                "Above 4,096 counts as 4,096. Another type, or another size than 4 bytes: counts as absent."},
     SettingInfo{"LogFileMaxCount", SettingKind::Number, 0, kMostLogFiles, Beyond::Most, "0",
                 Effect::NextLogStart, LogFiles,
                 "How many log files that were put aside are kept. Works only together with "
-                "`LogFileMaxSizeMB`. 0: none "
-                "is put aside.",
+                "`LogFileMaxSizeMB`. 0: none is put aside.",
                 "Above 100 counts as 100. Another type, or another size than 4 bytes: counts as absent."},
 };
 
