@@ -11,6 +11,7 @@ namespace FilterCheck {
 
 namespace {
 
+constexpr wchar_t kFilterFile[] = L"KuvCredFilter.dll";
 constexpr std::uint16_t kMachineX64 = 0x8664;
 constexpr std::uint16_t kMachineX86 = 0x14C;
 
@@ -62,6 +63,13 @@ std::wstring ThisProgramsFolder() {
       ::GetModuleFileNameW(/*hModule=*/nullptr, program, static_cast<DWORD>(std::size(program)));
   const std::wstring path{program, length < std::size(program) ? length : 0};
   return path.substr(0, path.find_last_of(L'\\') + 1);
+}
+
+// The installer puts what is for 32-bit programs into the folder of the same name that these have.
+std::wstring FolderOf32Bit(const std::wstring& folder) {
+  const std::wstring native = Expanded(L"%ProgramW6432%\\");
+  if (!StartsWithoutCase(folder, native)) return folder + L"x86\\";
+  return Expanded(L"%ProgramFiles(x86)%\\") + folder.substr(native.size());
 }
 
 // Gives the machine type of a PE image; nothing if the bytes are none.
@@ -116,8 +124,8 @@ bool HasArchitectureOf(View view, const std::wstring& path) {
 }
 
 std::optional<std::wstring> FilterBeside(View view) {
-  const std::wstring path =
-      ThisProgramsFolder() + (view == View::Native ? L"KuvCredFilter.dll" : L"x86\\KuvCredFilter.dll");
+  const std::wstring folder = ThisProgramsFolder();
+  const std::wstring path = (view == View::Native ? folder : FolderOf32Bit(folder)) + kFilterFile;
   return IsFile(path) ? std::optional{path} : std::nullopt;
 }
 

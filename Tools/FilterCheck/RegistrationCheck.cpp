@@ -25,8 +25,8 @@ constexpr wchar_t kProviders[] =
 constexpr wchar_t kExclusionPolicies[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Policies\\System";
 constexpr wchar_t kSystemPolicies[] = L"SOFTWARE\\Policies\\Microsoft\\Windows\\System";
 
-// Where a view's entries lie, told outright: so a 64-bit and a 32-bit program see the same two. The classes
-// of 32-bit programs lie under two names.
+// Where a view's entries lie for a 64-bit program, which sees both. The classes of 32-bit programs lie under
+// two names.
 struct ViewPaths {
   const wchar_t* filters;
   const wchar_t* classes[2];
@@ -59,8 +59,7 @@ bool IsAbsent(LSTATUS status) noexcept {
 // Nothing if there is no such key.
 UniqueRegistryKey OpenKey(HKEY root, const std::wstring& path) {
   UniqueRegistryKey key;
-  const LSTATUS status =
-      ::RegOpenKeyExW(root, path.c_str(), /*ulOptions=*/0, KEY_READ | KEY_WOW64_64KEY, key.Put());
+  const LSTATUS status = ::RegOpenKeyExW(root, path.c_str(), /*ulOptions=*/0, KEY_READ, key.Put());
   if (status != ERROR_SUCCESS && !IsAbsent(status)) ThrowCannotRead(path, status);
   return key;
 }

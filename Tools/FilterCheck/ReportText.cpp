@@ -42,22 +42,23 @@ std::string ValueText(const std::string& value) {
   return value.empty() ? "-" : value;
 }
 
+std::string TodayText(const SettingState& today) {
+  return ValueText(today.effective) + " (" + std::string{NameOf(today.source)} + ")";
+}
+
 void WriteSettings(const Report& report, const Painter& painter) {
   WriteHeading(painter, "Settings");
   TextTable table{kIndentation};
-  std::vector<TextCell> heading = HeadingRow({"Setting", "Value", "From", "Stored"});
-  if (report.assumed) heading.push_back({"Today", Style::Faint});
-  table.AddRow(std::move(heading));
+  table.AddRow(report.assumed ? HeadingRow({"Setting", "Value", "From", "Today", "Stored"})
+                              : HeadingRow({"Setting", "Value", "From", "Stored"}));
   for (const auto& [state, today] : CompareSettings(report)) {
     const bool set = state->source != Source::Default;
     const Style style = today != nullptr ? Style::Caution : set ? Style::Plain : Style::Faint;
     std::vector<TextCell> row{{std::string{state->setting->name}, style},
                               {ValueText(state->effective), style},
-                              {std::string{NameOf(state->source)}, style},
-                              {StoredText(*state), Style::Faint}};
-    if (today != nullptr) {
-      row.push_back({ValueText(today->effective) + " (" + std::string{NameOf(today->source)} + ")", style});
-    }
+                              {std::string{NameOf(state->source)}, style}};
+    if (report.assumed) row.push_back({today != nullptr ? TodayText(*today) : std::string{}, style});
+    row.push_back({StoredText(*state), Style::Faint});
     table.AddRow(std::move(row));
   }
   table.Write(painter);

@@ -37,7 +37,6 @@ RegisteredMachine::RegisteredMachine()
   WriteFileBytes(module32, ModuleBytes(kX86));
   Register(kView64, kFilter, module64);
   Register(kView32, kFilter, module32);
-  Provider(kKuv).SetText(L"", L"Kuv");
 }
 
 void RegisteredMachine::Register(const ViewKeys& view, const std::wstring& identifier,
@@ -58,12 +57,6 @@ TestKey RegisteredMachine::Server(const ViewKeys& view, const std::wstring& iden
 
 TestKey RegisteredMachine::Entry(const ViewKeys& view, const std::wstring& identifier) {
   return {HKEY_LOCAL_MACHINE, view.filters + identifier};
-}
-
-TestKey RegisteredMachine::Provider(const std::wstring& identifier) {
-  return {
-      HKEY_LOCAL_MACHINE,
-      L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Authentication\\Credential Providers\\" + identifier};
 }
 
 FilterCheck::Finding OnlyFinding(const FilterCheck::Findings& findings, const std::string& id) {

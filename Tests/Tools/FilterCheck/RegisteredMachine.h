@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include <windows.h>
 
@@ -9,8 +10,8 @@
 
 #include "FilterCheck/Report.h"
 #include "Support/ImportHook.h"
-#include "Support/RegistrySandbox.h"
 #include "Support/TempFolder.h"
+#include "Tools/FilterCheck/SettingsFixture.h"
 
 namespace KuvTest {
 
@@ -27,9 +28,9 @@ std::string ModuleBytes(std::uint16_t machine);
 inline constexpr std::uint16_t kX64 = 0x8664;
 inline constexpr std::uint16_t kX86 = 0x14C;
 
-/// A machine, in a sandbox, on which the filter is registered in both views as it should be, with modules in
-/// a folder of the test's own and the Kuv provider installed. The program seems to lie in `programs`.
-class RegisteredMachine : public ::testing::Test {
+/// A machine on which the filter is registered in both views as it should be, with modules in a folder of the
+/// test's own. The program seems to lie in `programs`.
+class RegisteredMachine : public SettingsFixture {
  protected:
   RegisteredMachine();
 
@@ -38,13 +39,10 @@ class RegisteredMachine : public ::testing::Test {
   static TestKey Class(const ViewKeys& view, const std::wstring& identifier = kFilter);
   static TestKey Server(const ViewKeys& view, const std::wstring& identifier = kFilter);
   static TestKey Entry(const ViewKeys& view, const std::wstring& identifier = kFilter);
-  static TestKey Provider(const std::wstring& identifier);
 
   static constexpr wchar_t kFilter[] = L"{3F6A1C92-7E40-4B1D-A6C3-52D9E07B11F4}";
   static constexpr wchar_t kForeign[] = L"{11111111-2222-3333-4444-555555555555}";
-  static constexpr wchar_t kKuv[] = L"{5E1B7C30-9A42-4D6F-8C15-A3F02E76D418}";
 
-  RegistrySandbox registry;
   TempFolder folder;
   TempFolder programs;
   std::wstring module64;

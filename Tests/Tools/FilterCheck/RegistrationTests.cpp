@@ -1,3 +1,5 @@
+#include <filesystem>
+
 #include <gmock/gmock.h>
 
 #include "FilterCheck/RegistrationCheck.h"
@@ -119,6 +121,7 @@ TEST_F(RegistrationCheck, EntryInTheListWithoutClassIsAFault) {
     Class(*view.keys).Delete();
     ExpectFault(Judged(), view, "registration.class-missing", "its class key is gone");
     EXPECT_FALSE(IsLoadable(ReadRegistration().filter[view.keys == &kView32]));
+    Register(*view.keys, kFilter, view.keys == &kView64 ? module64 : module32);
   }
 }
 
@@ -195,6 +198,20 @@ TEST_F(RegistrationCheck, CopyOfTheDllBesideIsTheSame) {
   EXPECT_THAT(Ids(JudgeRegistration(registration)), IsEmpty());
 }
 
+TEST_F(RegistrationCheck, DllFor32BitProgramsLiesInAFolderBeside) {
+  std::filesystem::create_directory(programs.Path(L"x86"));
+  WriteFileBytes(programs.Path(L"x86\\KuvCredFilter.dll"), ModuleBytes(KuvTest::kX86) + "newer");
+  EXPECT_EQ(ReadRegistration().filter[1].sameAsBeside, false);
+}
+
+TEST_F(RegistrationCheck, DllFor32BitProgramsOfTheInstallerLiesInTheirProgramFolder) {
+  const KuvTest::TempFolder folder32;
+  ::SetEnvironmentVariableW(L"ProgramW6432", programs.Path().c_str());
+  ::SetEnvironmentVariableW(L"ProgramFiles(x86)", folder32.Path().c_str());
+  WriteFileBytes(folder32.Path(L"KuvCredFilter.dll"), ModuleBytes(KuvTest::kX86));
+  EXPECT_EQ(ReadRegistration().filter[1].sameAsBeside, true);
+}
+
 TEST_F(RegistrationCheck, OtherModuleThanTheOneBesideIsAWarning) {
   WriteFileBytes(programs.Path(L"KuvCredFilter.dll"), ModuleBytes(KuvTest::kX64) + "newer");
   const Findings findings = Judged();
@@ -243,7 +260,7 @@ TEST_F(RegistrationCheck, EntryWhoseModuleIsGoneIsStale) {
 }
 
 TEST_F(RegistrationCheck, MissingKuvProviderIsAProblem) {
-  Provider(kKuv).Delete();
+  ProviderKey(KuvTest::kKuv).Delete();
   const Findings findings = Judged();
   EXPECT_THAT(Ids(findings), ElementsAre("provider.kuv-missing"));
   EXPECT_EQ(findings[0].severity, Severity::Problem);
@@ -251,7 +268,7 @@ TEST_F(RegistrationCheck, MissingKuvProviderIsAProblem) {
 }
 
 TEST_F(RegistrationCheck, InstalledSmartCardProviderIsSeen) {
-  Provider(L"{C27D40E9-16B3-4A8E-B7F2-094E6D1A35C8}").Create();
+  ProviderKey(L"{C27D40E9-16B3-4A8E-B7F2-094E6D1A35C8}").Create();
   EXPECT_TRUE(ReadRegistration().kuvSmartCardProviderInstalled);
 }
 
