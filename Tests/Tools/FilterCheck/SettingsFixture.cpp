@@ -60,6 +60,10 @@ SettingsFixture::SettingsFixture() : folderPath("SHGetFolderPathW") {
   ProviderKey(kPassword).SetText(L"", L"Password");
   ProviderKey(kSmartCard).SetText(L"", L"Smart card");
   ProviderKey(kVendor).SetText(L"", L"Vendor");
+  WriteGoodSettings();
+}
+
+void SettingsFixture::WriteGoodSettings() const {
   registry.Local().SetText(L"Host", L"auth.kuv.example");
   registry.Local().SetText(L"IKey", L"SAMPLE");
   registry.Local().SetText(L"SKey", L"sample-secret");

@@ -29,6 +29,8 @@ class SettingsFixture : public ::testing::Test {
   SettingsFixture();
   ~SettingsFixture() override;
 
+  /// Writes them again, after a test has deleted the keys.
+  void WriteGoodSettings() const;
   static TestKey ProviderKey(const std::wstring& identifier);
 
   TempFolder appData;
