@@ -26,8 +26,6 @@ using Flags = std::vector<BOOL>;
 Flags AskFilter(const Scenario& scenario, std::vector<GUID> providers, BOOL allow) {
   const FilterHost::UniqueInterface<ICredentialProviderFilter> filter{new CKuvCredFilter};
   Flags flags(providers.size(), allow);
-  // As in a new process, which has not loaded its settings yet.
-  *GetConfiguration() = Configuration{};
   filter.Get()->Filter(scenario.usage, scenario.flags, providers.data(), flags.data(),
                        static_cast<DWORD>(providers.size()));
   return flags;
@@ -130,6 +128,8 @@ FilterHost::ProviderList InstalledProviders() {
 
 DecisionReport Decide(FilterHost::ProviderList providers, const JudgedSettings& settings) {
   DecisionReport report{std::move(providers), {}, {}, {}, {}, false};
+  // As in a new process, which has not loaded its settings yet.
+  *GetConfiguration() = Configuration{};
   for (const Session session : {Session::Console, Session::Remote}) {
     for (const Scenario& scenario : FilterHost::kScenarios)
       report.decisions.push_back(DecideOne(scenario, session, report.providers, settings));

@@ -49,13 +49,13 @@ Finding BadPort(const std::string& port) {
 
 }  // namespace
 
-Findings JudgeHost(const JudgedSettings& settings) {
+Findings JudgeHost() {
   std::string host;
-  if (Judged(settings, "Host").state.effective == "not set" || !TryGetStringSetting("Host", host)) return {};
+  if (!TryGetStringSetting("Host", host)) return {};
   Findings findings;
   std::string bare = host;
   RemoveWhitespace(bare);
-  if (bare != host) {
+  if (bare != host && !bare.empty()) {
     findings.push_back({"host.blanks", Severity::Warning, "Host",
                         "Host is stored with blanks, '" + PlainText(host) +
                             "'. They are removed: " + PlainText(bare) + " counts.",

@@ -10,8 +10,8 @@ Findings JudgeValues(const JudgedSettings& settings);
 /// What is wrong with settings together: missing, hidden, discarded or useless ones.
 Findings JudgeCombinations(const StoredKeys& keys, const JudgedSettings& settings);
 
-/// What is wrong with the `Host` that counts.
-Findings JudgeHost(const JudgedSettings& settings);
+/// What is wrong with the `Host` that counts. The record of the library must have been loaded.
+Findings JudgeHost();
 
 /// What is wrong with the entries of the whitelist that counts.
 Findings JudgeWhitelist(const JudgedSettings& settings, const FilterHost::ProviderList& providers);

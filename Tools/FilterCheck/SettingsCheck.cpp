@@ -29,7 +29,7 @@ Situation Look(const Surroundings& surroundings) {
   Situation situation;
   for (const JudgedSetting& setting : judged) situation.settings.push_back(setting.state);
   situation.findings = JudgeCombinations(keys, judged);
-  Append(situation.findings, JudgeHost(judged));
+  Append(situation.findings, JudgeHost());
   Append(situation.findings, JudgeValues(judged));
   Append(situation.findings, JudgeWhitelist(judged, surroundings.providers));
   Append(situation.findings, JudgeNames(keys));

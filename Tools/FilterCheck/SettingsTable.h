@@ -17,7 +17,7 @@ enum class SettingKind : std::uint8_t {
   Providers,  ///< `REG_MULTI_SZ` of class identifiers, at most 760 bytes
 };
 
-/// What a number outside its range counts as.
+/// What a number above its range counts as. One below it counts as the default, unless it is taken as stored.
 enum class Beyond : std::uint8_t { AsStored, Most, Default };
 
 /// When a changed value takes effect. Only what takes effect with the next process is kept in the record of

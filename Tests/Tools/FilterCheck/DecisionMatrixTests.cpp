@@ -1,1 +1,266 @@
+// What the check says the filter decides, against what the built DLL answers to KuvFilterHost.
+#include <gmock/gmock.h>
 
+#include "Tools/FilterCheck/SettingsFixture.h"
+#include "Tools/FilterHostFixture.h"
+
+namespace {
+
+using namespace KuvTest;
+using FilterCheck::Decision;
+using FilterCheck::DecisionReport;
+using FilterCheck::Examine;
+using FilterCheck::Outcome;
+using FilterCheck::Session;
+using FilterCheck::Source;
+using ::testing::HasSubstr;
+
+class DecisionMatrix : public SettingsFixture {
+ protected:
+  // Asks the DLL, loaded anew, in a session of that kind.
+  Json::Value AskDll(Session session) const {
+    const FilterHost::UniqueLibrary dll{::LoadLibraryW(FilterDllPath().c_str())};
+    ImportHook<decltype(&::GetSystemMetrics)> metrics{dll.Get(), "GetSystemMetrics"};
+    metrics.Answer([session](int) { return session == Session::Remote ? 1 : 0; });
+    ImportHook<decltype(&::SHGetFolderPathW)> logFolder{dll.Get(), "SHGetFolderPathW"};
+    logFolder.Answer([](HWND, int, HANDLE, DWORD, LPWSTR) { return E_FAIL; });
+    return RunHostJson({L"--dll", FilterDllPath()});
+  }
+
+  static void ExpectSame(const Decision& decision, std::size_t scenario, const Json::Value& dll) {
+    SCOPED_TRACE(std::string{decision.scenario.name});
+    const Json::Value& answer = dll["scenarios"][static_cast<Json::ArrayIndex>(scenario)];
+    EXPECT_EQ(answer["name"].asString(), decision.scenario.name);
+    EXPECT_EQ(answer["untouched"].asBool(), decision.outcome == Outcome::Untouched);
+    ASSERT_EQ(dll["providers"].size(), decision.enabled.size());
+    bool kuvLeft = false;
+    for (Json::ArrayIndex i = 0; i < dll["providers"].size(); ++i) {
+      const Json::Value& provider = dll["providers"][i];
+      EXPECT_EQ(provider["enabled"][std::string{decision.scenario.name}].asBool(), decision.enabled[i]);
+      kuvLeft =
+          kuvLeft || (decision.enabled[i] && provider["clsid"] == "{5E1B7C30-9A42-4D6F-8C15-A3F02E76D418}");
+    }
+    // Wherever it is installed, the second factor's provider tells the two apart.
+    EXPECT_EQ(kuvLeft, HasKuv(dll) && decision.outcome != Outcome::Unprotected);
+  }
+
+  static bool HasKuv(const Json::Value& dll) {
+    for (const Json::Value& provider : dll["providers"]) {
+      if (provider["clsid"] == "{5E1B7C30-9A42-4D6F-8C15-A3F02E76D418}") return true;
+    }
+    return false;
+  }
+
+  void ExpectDllAgrees() const {
+    const DecisionReport report = Examine().decision;
+    ASSERT_EQ(report.decisions.size(), 12u);
+    bool inForce = false;
+    for (const Session session : {Session::Console, Session::Remote}) {
+      SCOPED_TRACE(session == Session::Remote ? "remote" : "console");
+      const Json::Value dll = AskDll(session);
+      for (std::size_t i = 0; i < 6; ++i) {
+        const Decision& decision = report.decisions[(session == Session::Remote ? 6 : 0) + i];
+        EXPECT_EQ(decision.session, session);
+        ExpectSame(decision, i, dll);
+        inForce = inForce || decision.outcome == Outcome::Protected;
+      }
+    }
+    EXPECT_EQ(report.inForce, inForce);
+  }
+};
+
+constexpr std::uint32_t kAbsent = 0xFFFFFFFF;
+
+void SetOrDelete(const TestKey& key, const wchar_t* name, std::uint32_t number) {
+  key.SetDword(name, number);
+  if (number == kAbsent) key.DeleteValue(name);
+}
+
+TEST_F(DecisionMatrix, IsTheDllsForEveryMixOfSettings) {
+  ProviderKey(kKuvSmartCard).SetText(L"", L"Kuv smart card");
+  unsigned turn = 0;
+  for (const std::uint32_t rdpOnly : {kAbsent, 0u, 1u, 2u}) {
+    for (const std::uint32_t mode : {kAbsent, 1u, 2u, 3u}) {
+      for (const std::uint32_t smartCards : {0u, 1u, 2u, 3u}) {
+        SCOPED_TRACE("RdpOnly " + std::to_string(rdpOnly) + " mode " + std::to_string(mode) +
+                     " smart cards " + std::to_string(smartCards));
+        // Each of them from the one or the other key.
+        ++turn;
+        SetOrDelete(turn % 2 == 0 ? registry.Local() : registry.Policy(), L"RdpOnly", rdpOnly);
+        SetOrDelete(turn % 3 == 0 ? registry.Local() : registry.Policy(), L"ElevationProtectionMode", mode);
+        registry.Local().SetDword(L"EnableSmartCards", smartCards & 1);
+        registry.Local().SetDword(L"WrapSmartCards", smartCards & 2);
+        if (turn % 5 == 0) registry.Local().SetTexts(L"ProvidersWhitelist", {kPassword});
+        if (turn % 5 == 1) registry.Local().SetTexts(L"ProvidersWhitelist", {});
+        ExpectDllAgrees();
+      }
+    }
+  }
+}
+
+TEST_F(DecisionMatrix, IsTheDllsForBrokenSettings) {
+  for (const wchar_t* const name : {L"Host", L"IKey", L"SKey"}) {
+    SCOPED_TRACE(testing::PrintToString(std::wstring{name}));
+    registry.Local().DeleteValue(name);
+    ExpectDllAgrees();
+    WriteGoodSettings();
+  }
+  registry.Local().SetText(L"Host", L"a.example:0");
+  ExpectDllAgrees();
+}
+
+TEST_F(DecisionMatrix, IsTheDllsForOtherProviders) {
+  ProviderKey(kKuv).Delete();
+  ExpectDllAgrees();
+  ProviderKey(kKuvSmartCard).SetText(L"", L"Kuv smart card");
+  ExpectDllAgrees();
+  registry.Local().SetTexts(L"ProvidersWhitelist", {kPassword, kSmartCard, kVendor});
+  ExpectDllAgrees();
+}
+
+// What decided, with its value and where that comes from.
+class DecisionReason : public DecisionMatrix {
+ protected:
+  static void ExpectReason(const Decision& decision, const char* decidedBy, const char* value,
+                           Source source) {
+    EXPECT_EQ(decision.decidedBy, decidedBy);
+    EXPECT_EQ(decision.value, value);
+    EXPECT_EQ(decision.source, source);
+  }
+
+  static const Decision& Find(const DecisionReport& report, const char* scenario, Session session) {
+    for (const Decision& decision : report.decisions) {
+      if (decision.scenario.name == scenario && decision.session == session) return decision;
+    }
+    throw std::runtime_error{"no such decision"};
+  }
+};
+
+TEST_F(DecisionReason, IsTheModeByDefault) {
+  const DecisionReport report = Examine().decision;
+  for (const Session session : {Session::Console, Session::Remote}) {
+    for (const char* const scenario : {"logon", "unlock", "change-password", "elevation"})
+      ExpectReason(Find(report, scenario, session), "ElevationProtectionMode", "0", Source::Default);
+    for (const char* const scenario : {"credui", "plap"})
+      ExpectReason(Find(report, scenario, session), "never protected", "", Source::Default);
+  }
+  EXPECT_TRUE(report.inForce);
+}
+
+TEST_F(DecisionReason, IsRdpOnlyAtTheConsole) {
+  registry.Local().SetDword(L"RdpOnly", 0);
+  registry.Policy().SetDword(L"RdpOnly", 1);
+  const DecisionReport report = Examine().decision;
+  ExpectReason(Find(report, "logon", Session::Console), "RdpOnly", "1", Source::Policy);
+  ExpectReason(Find(report, "logon", Session::Remote), "ElevationProtectionMode", "0", Source::Default);
+  ExpectReason(Find(report, "elevation", Session::Console), "ElevationProtectionMode", "0", Source::Default);
+}
+
+TEST_F(DecisionReason, IsTheModeWhereItLeavesLogonAlone) {
+  registry.Local().SetDword(L"RdpOnly", 1);
+  registry.Local().SetDword(L"ElevationProtectionMode", 1);
+  const DecisionReport report = Examine().decision;
+  ExpectReason(Find(report, "logon", Session::Console), "ElevationProtectionMode", "1", Source::Local);
+  EXPECT_EQ(Find(report, "logon", Session::Console).outcome, Outcome::Untouched);
+  EXPECT_EQ(Find(report, "elevation", Session::Remote).outcome, Outcome::Protected);
+  EXPECT_TRUE(report.inForce);
+}
+
+TEST_F(DecisionReason, IsTheFirstMissingSetting) {
+  registry.Local().DeleteValue(L"SKey");
+  registry.Policy().SetText(L"IKey", L"");
+  const DecisionReport report = Examine().decision;
+  for (const Decision& decision : report.decisions) ExpectReason(decision, "IKey", "not set", Source::Policy);
+  EXPECT_FALSE(report.inForce);
+  registry.Policy().DeleteValue(L"IKey");
+  ExpectReason(Examine().decision.decisions.front(), "SKey", "not set", Source::Default);
+  registry.Local().SetText(L"Host", L"a.example:0");
+  ExpectReason(Examine().decision.decisions.front(), "Host", "a.example:0", Source::Local);
+}
+
+TEST_F(DecisionReason, IsTheMissingProviderBeforeAll) {
+  ProviderKey(kKuv).Delete();
+  registry.Local().DeleteValue(L"SKey");
+  const DecisionReport report = Examine().decision;
+  for (const Decision& decision : report.decisions) {
+    ExpectReason(decision, "Kuv provider not installed", "", Source::Default);
+    EXPECT_EQ(decision.outcome, Outcome::Untouched);
+  }
+  EXPECT_FALSE(report.inForce);
+}
+
+// What a user meets, in words.
+using DecisionSentences = DecisionMatrix;
+
+TEST_F(DecisionSentences, OfAProtectedMachine) {
+  registry.Local().SetTexts(L"ProvidersWhitelist", {kPassword, kVendor});
+  registry.Local().SetDword(L"ElevationProtectionMode", 2);
+  const DecisionReport report = Examine().decision;
+  const std::string seen =
+      "sees Vendor, Kuv and Password, and no other provider: the second factor protects this.";
+  EXPECT_EQ(report.atConsole, "At the console a user " + seen);
+  EXPECT_EQ(report.overRemoteDesktop, "Over remote desktop a user " + seen);
+  EXPECT_EQ(report.atElevation, "At an elevation prompt a user " + seen);
+}
+
+TEST_F(DecisionSentences, OfRdpOnly) {
+  registry.Local().SetDword(L"RdpOnly", 1);
+  const DecisionReport report = Examine().decision;
+  EXPECT_EQ(report.atConsole,
+            "At the console a user sees Vendor, Password and Smart card, without the second factor, because "
+            "RdpOnly is 1 "
+            "(local setting).");
+  EXPECT_EQ(report.overRemoteDesktop,
+            "Over remote desktop a user sees Kuv, and no other provider: the second factor protects this.");
+  EXPECT_EQ(report.atElevation,
+            "At an elevation prompt a user sees Vendor, Password and Smart card, without the second factor, "
+            "because "
+            "ElevationProtectionMode is 0 (default).");
+}
+
+TEST_F(DecisionSentences, OfElevationOnly) {
+  registry.Policy().SetDword(L"ElevationProtectionMode", 1);
+  const DecisionReport report = Examine().decision;
+  EXPECT_EQ(
+      report.atConsole,
+      "At the console a user sees whatever Windows offers (Vendor, Kuv, Password and Smart card): the filter "
+      "changes nothing, because ElevationProtectionMode is 1 (policy).");
+  EXPECT_EQ(
+      report.atElevation,
+      "At an elevation prompt a user sees Kuv, and no other provider: the second factor protects this.");
+}
+
+TEST_F(DecisionSentences, OfAMachineWithoutTheProvider) {
+  ProviderKey(kKuv).Delete();
+  EXPECT_EQ(Examine().decision.atConsole,
+            "At the console a user sees whatever Windows offers (Vendor, Password and Smart card): the "
+            "filter changes "
+            "nothing, because no Kuv provider is installed.");
+}
+
+TEST_F(DecisionSentences, OfAMissingSetting) {
+  registry.Local().DeleteValue(L"SKey");
+  EXPECT_THAT(Examine().decision.overRemoteDesktop,
+              HasSubstr("without the second factor, because SKey is not set"));
+}
+
+TEST_F(DecisionSentences, NameStockProvidersAndIdentifiers) {
+  registry.Local().SetDword(L"RdpOnly", 1);
+  ProviderKey(kPassword).Delete();
+  ProviderKey(kPassword).Create();
+  ProviderKey(kVendor).Delete();
+  ProviderKey(kVendor).Create();
+  ProviderKey(kSmartCard).SetText(L"", L"Smart\r\ncard\x1b[2J\x202E");
+  const DecisionReport report = Examine().decision;
+  EXPECT_THAT(report.atConsole,
+              HasSubstr("{11111111-2222-3333-4444-555555555555}, Password and Smart??card?[2J?,"));
+}
+
+TEST_F(DecisionSentences, OfNoProvidersAtAll) {
+  for (const wchar_t* const provider : {kKuv, kPassword, kSmartCard, kVendor}) ProviderKey(provider).Delete();
+  const DecisionReport report = Examine().decision;
+  EXPECT_TRUE(report.providers.empty());
+  EXPECT_THAT(report.atConsole, HasSubstr("(no provider at all)"));
+}
+
+}  // namespace

@@ -27,7 +27,7 @@ TEST_F(SettingsCheck, WhatIf) {
   const std::string before = Snapshot();
   std::puts(Describe(ExamineAssuming({&assumption, 1})).c_str());
   EXPECT_EQ(Snapshot(), before);
-  EXPECT_EQ(before,"");
+  EXPECT_EQ(before, "");
 }
 
 }  // namespace

@@ -35,7 +35,8 @@ void AddTree(HKEY key, const std::string& path, std::ostream& out) {
   for (DWORD index = 0;; ++index) {
     wchar_t name[300] = {};
     DWORD units = 300;
-    if (::RegEnumKeyExW(key, index, name, &units, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) return;
+    if (::RegEnumKeyExW(key, index, name, &units, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
+      return;
     Kuv::UniqueRegistryKey child;
     if (::RegOpenKeyExW(key, name, 0, KEY_READ, child.Put()) != ERROR_SUCCESS)
       throw std::runtime_error{"RegOpenKeyExW failed"};
@@ -44,7 +45,8 @@ void AddTree(HKEY key, const std::string& path, std::ostream& out) {
 }
 
 void AddStored(const char* where, const std::optional<FilterCheck::StoredValue>& stored, std::ostream& out) {
-  if (stored) out << " " << where << " " << stored->type << " " << stored->bytes << " [" << stored->shown << "]";
+  if (stored)
+    out << " " << where << " " << stored->type << " " << stored->bytes << " [" << stored->shown << "]";
 }
 
 }  // namespace
@@ -58,6 +60,10 @@ SettingsFixture::SettingsFixture() : folderPath("SHGetFolderPathW") {
   ProviderKey(kPassword).SetText(L"", L"Password");
   ProviderKey(kSmartCard).SetText(L"", L"Smart card");
   ProviderKey(kVendor).SetText(L"", L"Vendor");
+  WriteGoodSettings();
+}
+
+void SettingsFixture::WriteGoodSettings() const {
   registry.Local().SetText(L"Host", L"auth.kuv.example");
   registry.Local().SetText(L"IKey", L"SAMPLE");
   registry.Local().SetText(L"SKey", L"sample-secret");
@@ -70,8 +76,9 @@ SettingsFixture::~SettingsFixture() {
 }
 
 TestKey SettingsFixture::ProviderKey(const std::wstring& identifier) {
-  return {HKEY_LOCAL_MACHINE,
-          L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Authentication\\Credential Providers\\" + identifier};
+  return {
+      HKEY_LOCAL_MACHINE,
+      L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Authentication\\Credential Providers\\" + identifier};
 }
 
 void CloseKeys() {
@@ -108,17 +115,18 @@ std::string Describe(const FilterCheck::Situation& situation) {
     out << '\n';
   }
   for (const FilterCheck::Finding& finding : situation.findings) {
-    out << finding.id << " " << static_cast<int>(finding.severity) << " [" << finding.subject << "] " << finding.text
-        << " -> " << finding.advice << '\n';
+    out << finding.id << " " << static_cast<int>(finding.severity) << " [" << finding.subject << "] "
+        << finding.text << " -> " << finding.advice << '\n';
   }
   for (const FilterHost::Provider& provider : situation.decision.providers)
     out << FilterHost::IdentifierText(provider.identifier) << " " << provider.name << '\n';
   for (const FilterCheck::Decision& decision : situation.decision.decisions) {
-    out << decision.scenario.name << " " << decision.scenario.usage << " " << decision.scenario.flags << " session "
-        << static_cast<int>(decision.session) << " outcome " << static_cast<int>(decision.outcome) << " enabled";
+    out << decision.scenario.name << " " << decision.scenario.usage << " " << decision.scenario.flags
+        << " session " << static_cast<int>(decision.session) << " outcome "
+        << static_cast<int>(decision.outcome) << " enabled";
     for (const bool enabled : decision.enabled) out << (enabled ? " 1" : " 0");
-    out << " by " << decision.decidedBy << " = " << decision.value << " from " << static_cast<int>(decision.source)
-        << '\n';
+    out << " by " << decision.decidedBy << " = " << decision.value << " from "
+        << static_cast<int>(decision.source) << '\n';
   }
   out << situation.decision.atConsole << '\n'
       << situation.decision.overRemoteDesktop << '\n'

@@ -22,13 +22,15 @@ constexpr wchar_t kSmartCard[] = L"{8FD7E19C-3BF7-489B-A72C-846AB3678C96}";
 constexpr wchar_t kPassword[] = L"{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}";
 constexpr wchar_t kVendor[] = L"{11111111-2222-3333-4444-555555555555}";
 
-/// A machine that is as it should be: complete settings for administrators only, the usual providers, a folder
-/// for application data in which the filter has not made its own yet.
+/// A machine that is as it should be: complete settings for administrators only, the usual providers, a
+/// folder for application data in which the filter has not made its own yet.
 class SettingsFixture : public ::testing::Test {
  protected:
   SettingsFixture();
   ~SettingsFixture() override;
 
+  /// Writes them again, after a test has deleted the keys.
+  void WriteGoodSettings() const;
   static TestKey ProviderKey(const std::wstring& identifier);
 
   TempFolder appData;
