@@ -83,9 +83,12 @@ TEST(ReportText, ShowsAllThatWasFoundInSections) {
 TEST(ReportText, WhatIfMarksWhatChanges) {
   const std::string text = Printed(MadeUpWhatIf());
   EXPECT_THAT(text, HasSubstr("09:30:00Z\nAssuming RdpOnly=1\n\nSettings\n"));
-  EXPECT_THAT(text, HasSubstr("\n  RdpOnly  1                     local    local REG_DWORD, 4 bytes"
-                              "                        0 (default)\n"));
   // clang-format off
+  EXPECT_THAT(text, HasSubstr(
+      "  Setting  Value                 From   Today        Stored\n"
+      "  Host     auth.kuv.example:443  local               local REG_SZ, 34 bytes\n"
+      "  SKey     set                   local               policy REG_SZ, 2 bytes; local REG_SZ, 60 bytes\n"
+      "  RdpOnly  1                     local  0 (default)  local REG_DWORD, 4 bytes\n"));
   EXPECT_THAT(text, HasSubstr(
       "  At the console\n"
       "\n"
