@@ -96,7 +96,7 @@ dd { overflow-wrap: anywhere; }
 @media (max-width: 46rem) {
   body { padding: 1.2rem .7rem 2rem; }
   section, .verdict { padding: 1rem; }
-  .matrix, .matrix tbody, .matrix tfoot, .list, .list tbody, .list tr, .list th, .list td { display: block; width: auto; }
+  .matrix, .matrix tbody, .matrix tfoot, .list, .list tbody { display: block; width: auto; }
   .matrix { margin: 0; }
   .matrix thead, .list thead { display: none; }
   .matrix tr { display: grid; grid-template-columns: repeat(3, minmax(0, 1fr)); gap: 5px; margin-bottom: 1rem; }
@@ -104,9 +104,11 @@ dd { overflow-wrap: anywhere; }
   .matrix td.cell { padding: .3rem .15rem; }
   .matrix tfoot td { padding: 0; }
   .label { display: block; font-weight: 400; font-size: .76rem; line-height: 1.25; }
-  .list tr { border-top: 1px solid var(--line); padding: .7rem 0; }
+  .list tr { display: grid; grid-template-columns: 1fr 1fr; gap: 0 1rem; padding: .7rem 0; }
+  .list tr { border-top: 1px solid var(--line); }
+  .list tr th { grid-column: 1 / -1; padding-bottom: .3rem; }
   .list tbody tr:first-child { border-top: 0; padding-top: 0; }
-  .list th, .list td { border: 0; padding: 0; }
+  .list th, .list td { border: 0; padding: 0; min-width: 0; }
   .list tbody th, .list td.value { width: auto; }
   dl { grid-template-columns: 1fr; gap: 0; }
   dd { margin-bottom: .55rem; }

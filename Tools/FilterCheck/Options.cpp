@@ -88,8 +88,9 @@ KuvFilterCheck [option...]
 
   --what-if Setting=value  show what would be if the setting had this value, and what
                            changes against today; may be given more than once. Numbers
-                           in decimal, lists with a comma between the entries. Only this
-                           run sees the value.
+                           in decimal or 0x and hexadecimal, a comma between the entries
+                           of a list, no value at all for a setting that is not set. Only
+                           this run sees the value.
   --json                   write the facts as JSON (Docs/FilterCheck.md)
   --html FILE              write them to a new file as a page too; an existing file stays
   --no-color               no colours on a console, as with NO_COLOR set

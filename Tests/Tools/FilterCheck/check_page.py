@@ -2,8 +2,7 @@
 """Runs the program on a made-up machine and looks at its page in a headless browser: the matrix is the one of the
 JSON answer of the same run, the texts can be read, and nothing else is needed. The machine is as it was afterwards.
 
-    check_page.py --wine SCRIPT --prefix FOLDER --program FILE --filter FILE --sample FILE --schema FILE
-                  [--pictures FOLDER]
+    check_page.py --wine SCRIPT --prefix FOLDER --program FILE --filter FILE --source FOLDER [--pictures FOLDER]
 
 The machine is a Wine prefix that serves this check alone.
 """
@@ -11,6 +10,7 @@ import argparse
 import json
 import os
 import pathlib
+import re
 import subprocess
 import sys
 import tempfile
@@ -188,25 +188,41 @@ def check_page(name, browser, path, answer, pictures):
 
 def main():
     parser = argparse.ArgumentParser()
-    for option in ("wine", "prefix", "program", "filter", "sample", "schema"):
+    for option in ("wine", "prefix", "program", "filter", "source"):
         parser.add_argument(f"--{option}", required=True)
     parser.add_argument("--pictures", type=pathlib.Path)
     given = parser.parse_args()
-    schema = json.loads(pathlib.Path(given.schema).read_text(encoding="utf-8"))
+    docs = pathlib.Path(given.source) / "Docs"
+    schema = json.loads((docs / "FilterCheck.schema.json").read_text(encoding="utf-8"))
     machine = Machine(given)
     machine.must("--start")
     try:
         with tempfile.TemporaryDirectory() as folder, devtools.Browser() as browser:
+            machine.must("regsvr32", "/s", windows_path(given.filter))
+            machine.must("reg", "import", windows_path(pathlib.Path(given.source) / "Tools/FilterHost/Sample.reg"))
+            machine.run("reg", "delete", f"{PROVIDERS}\\{FOREIGN}", "/f")
+            check_examples(machine, (docs / "FilterCheck.md").read_text(encoding="utf-8"))
             check(machine, given, schema, browser, pathlib.Path(folder))
     finally:
         machine.run("--stop")
     if FAILURES:
         sys.exit("check_page: " + "\ncheck_page: ".join(FAILURES))
+    print("check_page: the pages show what the answers tell")
+
+
+def check_examples(machine, page):
+    """What the page shows of an answer stands in it, in that order; a line with an ellipsis stands for others."""
+    examples = re.findall(r"```\nKuvFilterCheck *(.*)\n```\n(?:(?!```).*\n)*```text\n((?:.*\n)*?)```\n", page)
+    expect("examples of the page", len(examples), 2)
+    for arguments, shown in examples:
+        _, output, _ = machine.run(machine.program, *arguments.split())
+        answer = output.decode("utf-8")
+        for part in shown.split("\u2026\n"):
+            _, found, answer = answer.partition(part)
+            expect(f"example {arguments!r}", found, part)
 
 
 def check(machine, given, schema, browser, folder):
-    machine.must("regsvr32", "/s", windows_path(given.filter))
-    machine.must("reg", "import", windows_path(given.sample))
     machine.must("reg", "add", f"{PROVIDERS}\\{FOREIGN}", "/ve", "/d", FOREIGN_NAME, "/f")
     before = machine.state(folder)
 

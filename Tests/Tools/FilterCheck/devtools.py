@@ -29,7 +29,7 @@ class Browser:
     """One page in one browser. What comes over the network is kept in `requests`."""
 
     def __init__(self):
-        self.profile = tempfile.TemporaryDirectory()
+        self.profile = tempfile.TemporaryDirectory(ignore_cleanup_errors=True)
         # The browser reads at 3 and writes at 4; the ends lie above, so that neither is in the other's way.
         commands, self.input = os.pipe()
         self.output, answers = os.pipe()
@@ -55,8 +55,14 @@ class Browser:
         return self
 
     def __exit__(self, *_):
-        self.process.kill()
-        self.process.wait()
+        # Its own end takes its helpers along; a browser that does not answer is ended from outside.
+        self.session = None
+        try:
+            self.call("Browser.close")
+            self.process.wait(timeout=10)
+        except (BrowserFailure, OSError, subprocess.TimeoutExpired):
+            self.process.kill()
+            self.process.wait()
         os.close(self.input)
         os.close(self.output)
         self.profile.cleanup()
