@@ -58,7 +58,7 @@ class DecisionMatrix : public SettingsFixture {
         const Decision& decision = report.decisions[(session == Session::Remote ? 6 : 0) + i];
         EXPECT_EQ(decision.session, session);
         ExpectSame(decision, i, dll);
-        inForce = inForce || decision.outcome == Outcome::Protected;
+        inForce = inForce || (decision.outcome == Outcome::Protected && HasKuv(dll));
       }
     }
     EXPECT_EQ(report.inForce, inForce);
