@@ -23,7 +23,7 @@ std::optional<std::uint32_t> ParseNumber(const std::wstring& text) {
   std::uint64_t number = 0;
   for (const wchar_t digit : digits) {
     const bool decimal = digit >= L'0' && digit <= L'9';
-    const wchar_t letter = static_cast<wchar_t>(digit | 0x20);
+    const auto letter = static_cast<wchar_t>(digit | 0x20);
     if (!decimal && !(hexadecimal && letter >= L'a' && letter <= L'f')) return std::nullopt;
     number = number * base + static_cast<std::uint64_t>(decimal ? digit - L'0' : letter - L'a' + 10);
     if (number > 0xFFFFFFFF) return std::nullopt;

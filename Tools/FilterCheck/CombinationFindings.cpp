@@ -14,7 +14,7 @@ const std::string& EffectiveOf(const JudgedSettings& settings, std::string_view 
 bool HoldsNothing(const RawValue& value) {
   if (value.type == REG_MULTI_SZ) return Strings(value).empty();
   const std::wstring units = Units(value);
-  const std::wstring text{units.c_str()};
+  const std::wstring_view text = std::wstring_view{units}.substr(0, units.find(L'\0'));
   return std::all_of(text.begin(), text.end(), [](wchar_t unit) { return std::iswspace(unit) != 0; });
 }
 

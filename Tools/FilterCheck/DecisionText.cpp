@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "FilterHost/Identifier.h"
+#include "KuvCredFilter/AllowedProviders.h"
 
 namespace FilterCheck {
 
@@ -35,12 +36,24 @@ std::string ReasonOf(const Decision& decision) {
   return decision.decidedBy + " is " + decision.value + " (" + SourceText(decision.source) + ")";
 }
 
+bool IsAnyEnabled(const Decision& decision) {
+  return std::find(decision.enabled.begin(), decision.enabled.end(), true) != decision.enabled.end();
+}
+
+std::string SeenUnderProtection(const DecisionReport& report, const Decision& decision,
+                                const std::string& names) {
+  if (!IsAnyEnabled(decision)) return "sees no provider at all, and cannot get in.";
+  return "sees " + names +
+         (AsksForSecondFactor(report, decision) ? ", and no other provider: the second factor protects this."
+                                                : ", and no provider that asks for the second factor.");
+}
+
 // "sees ..." with the providers and the consequence.
 std::string Seen(const DecisionReport& report, const Decision& decision) {
   const std::string names = NamesOf(report, decision.enabled);
   switch (decision.outcome) {
     case Outcome::Protected:
-      return "sees " + names + ", and no other provider: the second factor protects this.";
+      return SeenUnderProtection(report, decision, names);
     case Outcome::Unprotected:
       return "sees " + names + ", without the second factor, because " + ReasonOf(decision) + ".";
     default:
@@ -68,6 +81,14 @@ std::string RemoteSentence(const DecisionReport& report) {
 // The filter does not ask for the kind of session here.
 std::string ElevationSentence(const DecisionReport& report) {
   return "At an elevation prompt a user " + Seen(report, Find(report, "elevation", Session::Console));
+}
+
+bool AsksForSecondFactor(const DecisionReport& report, const Decision& decision) {
+  if (decision.outcome != Outcome::Protected) return false;
+  for (std::size_t i = 0; i < decision.enabled.size(); ++i) {
+    if (decision.enabled[i] && IsKuvProvider(report.providers[i].identifier)) return true;
+  }
+  return false;
 }
 
 std::string SourceText(Source source) {

@@ -13,6 +13,9 @@ std::string ConsoleSentence(const DecisionReport& report);
 std::string RemoteSentence(const DecisionReport& report);
 std::string ElevationSentence(const DecisionReport& report);
 
+/// Whether only the allowed list stays, and a Kuv provider is on the screen to ask for the second factor.
+bool AsksForSecondFactor(const DecisionReport& report, const Decision& decision);
+
 /// Gives "policy", "local setting" or "default".
 std::string SourceText(Source source);
 

@@ -136,7 +136,7 @@ DecisionReport Decide(FilterHost::ProviderList providers, const JudgedSettings& 
   }
   report.inForce =
       std::any_of(report.decisions.begin(), report.decisions.end(),
-                  [](const Decision& decision) { return decision.outcome == Outcome::Protected; });
+                  [&](const Decision& decision) { return AsksForSecondFactor(report, decision); });
   report.atConsole = ConsoleSentence(report);
   report.overRemoteDesktop = RemoteSentence(report);
   report.atElevation = ElevationSentence(report);
@@ -144,16 +144,23 @@ DecisionReport Decide(FilterHost::ProviderList providers, const JudgedSettings& 
 }
 
 Findings JudgeDecisions(const DecisionReport& report) {
-  const bool nobody =
-      std::any_of(report.decisions.begin(), report.decisions.end(), [](const Decision& decision) {
-        return decision.outcome == Outcome::Protected &&
-               std::none_of(decision.enabled.begin(), decision.enabled.end(),
-                            [](bool enabled) { return enabled; });
+  const auto unguarded =
+      std::find_if(report.decisions.begin(), report.decisions.end(), [&](const Decision& decision) {
+        return decision.outcome == Outcome::Protected && !AsksForSecondFactor(report, decision);
       });
-  if (!nobody) return {};
-  return {{"decision.nobody-gets-in", Severity::Problem, "logon screen",
-           "Where the second factor protects, no provider at all is left: nobody can log on.",
-           "Install the Kuv credential provider, or take the filter off; the page Recovery tells how."}};
+  if (unguarded == report.decisions.end()) return {};
+  const bool nobody = std::none_of(unguarded->enabled.begin(), unguarded->enabled.end(),
+                                   [](bool enabled) { return enabled; });
+  if (nobody) {
+    return {{"decision.nobody-gets-in", Severity::Problem, "logon screen",
+             "Where the filter protects, no provider at all is left: nobody can log on.",
+             "Install the Kuv credential provider, or take the filter off; the page Recovery tells how."}};
+  }
+  return {{"decision.no-second-factor", Severity::Problem, "logon screen",
+           "Where the filter protects, no Kuv provider is left, so nobody is asked for the second factor.",
+           "Install the Kuv credential provider; its smart card provider alone stays only with "
+           "EnableSmartCards and "
+           "WrapSmartCards."}};
 }
 
 }  // namespace FilterCheck

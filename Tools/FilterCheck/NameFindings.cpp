@@ -42,28 +42,28 @@ const SettingInfo* Nearest(const std::wstring& name) {
 
 Finding UnknownName(const std::wstring& name, const char* path) {
   const SettingInfo* const nearest = Nearest(name);
-  const std::string advice = nearest == nullptr
-                                 ? "Delete it, unless another program needs it."
-                                 : "If " + std::string{nearest->name} + " is meant, rename it.";
+  std::string advice = "Delete it, unless another program needs it.";
+  if (nearest != nullptr) advice = "If " + std::string{nearest->name} + " is meant, rename it.";
   return {"setting.unknown-name", nearest == nullptr ? Severity::Note : Severity::Warning, PlainText(name),
           "HKLM\\" + std::string{path} + " holds a value '" + PlainText(name) +
               "', which is no setting and is not read.",
           advice};
 }
 
+void AddUnknownNames(const StoredKey& key, const char* path, Findings& findings) {
+  for (const RawValue& value : key.values) {
+    // The value without a name is the key's own.
+    if (!value.name.empty() && key.SettingOf(value) == nullptr)
+      findings.push_back(UnknownName(value.name, path));
+  }
+}
+
 }  // namespace
 
 Findings JudgeNames(const StoredKeys& keys) {
   Findings findings;
-  for (const auto& [key, path] : {std::pair{&keys.policy, PolicyKeyPath}, {&keys.local, LocalKeyPath}}) {
-    for (const RawValue& value : key->values) {
-      const bool known =
-          std::any_of(AllSettings().begin(), AllSettings().end(),
-                      [&](const SettingInfo& setting) { return key->Find(setting.name) == &value; });
-      // The value without a name is the key's own.
-      if (!known && !value.name.empty()) findings.push_back(UnknownName(value.name, path));
-    }
-  }
+  AddUnknownNames(keys.policy, PolicyKeyPath, findings);
+  AddUnknownNames(keys.local, LocalKeyPath, findings);
   return findings;
 }
 

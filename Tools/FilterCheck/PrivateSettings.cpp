@@ -1,5 +1,3 @@
-#include <algorithm>
-
 #include "FilterCheck/AssumedSettings.h"
 #include "FilterHost/HostError.h"
 #include "KuvAuth/Support/SettingsKeys.h"
@@ -31,7 +29,7 @@ std::wstring KernelName(HKEY key) {
   ULONG bytes = 0;
   if (query == nullptr || query(key, kNameInformation, &name, sizeof(name), &bytes) < 0)
     RequireView(ERROR_NOT_SUPPORTED, "NtQueryKey");
-  return std::wstring(name.text, name.bytes / sizeof(wchar_t));
+  return {name.text, name.bytes / sizeof(wchar_t)};
 }
 
 bool StartsWith(const std::wstring& text, std::wstring_view start) {
@@ -70,12 +68,9 @@ std::vector<std::uint8_t> Masked(std::vector<std::uint8_t> secret) {
 }
 
 // A value that is no setting may be a misspelt secret, and only its name is of interest.
-std::vector<std::uint8_t> CopyOf(const RawValue& value, const StoredKey& key) {
-  if (key.Find("SKey") == &value) return Masked(value.data);
-  const bool known = std::any_of(AllSettings().begin(), AllSettings().end(), [&](const SettingInfo& setting) {
-    return key.Find(setting.name) == &value;
-  });
-  return known ? value.data : std::vector<std::uint8_t>{};
+std::vector<std::uint8_t> CopyOf(const RawValue& value, const SettingInfo* setting) {
+  if (setting == nullptr) return {};
+  return setting->name == "SKey" ? Masked(value.data) : value.data;
 }
 
 void WriteKey(HKEY root, const char* path, const StoredKey& stored) {
@@ -86,7 +81,7 @@ void WriteKey(HKEY root, const char* path, const StoredKey& stored) {
                                 /*lpdwDisposition=*/nullptr),
               "RegCreateKeyEx");
   for (const RawValue& value : stored.values) {
-    std::vector<std::uint8_t> data = CopyOf(value, stored);
+    std::vector<std::uint8_t> data = CopyOf(value, stored.SettingOf(value));
     const auto bytes = static_cast<DWORD>(data.size());
     // Finding a NUL right behind a text without one, the platform would store that too.
     data.insert(data.end(), sizeof(std::uint32_t), 0xFF);

@@ -101,7 +101,7 @@ struct DecisionReport {
   std::string atConsole;            ///< "At the console a user sees ..."
   std::string overRemoteDesktop;
   std::string atElevation;
-  bool inForce;  ///< the second factor protects at least one scenario
+  bool inForce;  ///< the second factor protects at least one scenario, and a Kuv provider is there to ask
 };
 
 /// Settings, findings about them and the decisions that follow: once as they are, once as they would be.

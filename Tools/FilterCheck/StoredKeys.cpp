@@ -105,6 +105,12 @@ const RawValue* StoredKey::Find(std::string_view name) const {
   return found == values.end() ? nullptr : &*found;
 }
 
+const SettingInfo* StoredKey::SettingOf(const RawValue& value) const {
+  const auto found = std::find_if(AllSettings().begin(), AllSettings().end(),
+                                  [&](const SettingInfo& setting) { return Find(setting.name) == &value; });
+  return found == AllSettings().end() ? nullptr : &*found;
+}
+
 StoredKeys ReadStoredKeys() {
   return {ReadKey(PolicyKeyPath), ReadKey(LocalKeyPath)};
 }

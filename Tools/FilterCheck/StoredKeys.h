@@ -29,6 +29,8 @@ struct StoredKey {
 
   /// Gives the value of a name, compared without case; null if there is none.
   const RawValue* Find(std::string_view name) const;
+  /// Gives the setting that one of the values is; null if it is none.
+  const SettingInfo* SettingOf(const RawValue& value) const;
 };
 
 struct StoredKeys {

@@ -61,17 +61,20 @@ bool IsOutOfRange(const Stored& stored) {
          std::to_string(number) != stored.setting.byDefault;
 }
 
+std::string ConsequenceOfRange(const SettingInfo& setting) {
+  if (setting.beyond == Beyond::AsStored) return "; it is taken all the same.";
+  const std::string number =
+      setting.beyond == Beyond::Most ? std::to_string(setting.most) : std::string{setting.byDefault};
+  return ", so it counts as " + number + ".";
+}
+
 Finding OutOfRange(const Stored& stored) {
   const SettingInfo& setting = stored.setting;
   const std::string is = " is " + std::to_string(NumberOf(stored.value)) + ". ";
   const std::string range = std::to_string(setting.least) + " to " + std::to_string(setting.most);
   if (setting.kind == SettingKind::ExactFlag)
     return stored.About("setting.neither-0-nor-1", is + "Only 1 turns it on, so it is off.", "Write 1 or 0.");
-  const std::string counts =
-      setting.beyond == Beyond::Most      ? ", so it counts as " + std::to_string(setting.most) + "."
-      : setting.beyond == Beyond::Default ? ", so it counts as " + std::string{setting.byDefault} + "."
-                                          : "; it is taken all the same.";
-  return stored.About("setting.out-of-range", is + "Its range is " + range + counts,
+  return stored.About("setting.out-of-range", is + "Its range is " + range + ConsequenceOfRange(setting),
                       "Write a number from " + range + ".");
 }
 

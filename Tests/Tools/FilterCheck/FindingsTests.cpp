@@ -653,8 +653,26 @@ TEST_F(Findings, NobodyGetsInWithoutAnAllowedProvider) {
   const FilterCheck::Situation situation = Examine();
   EXPECT_THAT(IdsOf(situation), ElementsAre("decision.nobody-gets-in"));
   EXPECT_EQ(situation.findings.front().severity, Severity::Problem);
+  EXPECT_FALSE(situation.decision.inForce);
+  EXPECT_EQ(situation.decision.atConsole,
+            "At the console a user sees no provider at all, and cannot get in.");
+}
+
+TEST_F(Findings, NobodyIsAskedWithoutAKuvProviderOnTheScreen) {
+  ProviderKey(kKuv).Delete();
+  ProviderKey(kKuvSmartCard).SetText(L"", L"Kuv smart card");
   registry.Local().SetTexts(L"ProvidersWhitelist", {kPassword});
+  const FilterCheck::Situation situation = Examine();
+  EXPECT_THAT(IdsOf(situation), ElementsAre("decision.no-second-factor"));
+  EXPECT_EQ(situation.findings.front().severity, Severity::Problem);
+  EXPECT_FALSE(situation.decision.inForce);
+  EXPECT_EQ(situation.decision.atConsole,
+            "At the console a user sees Password, and no provider that asks for the second factor.");
+  // The smart card provider asks too, once it stays.
+  registry.Local().SetDword(L"EnableSmartCards", 1);
+  registry.Local().SetDword(L"WrapSmartCards", 1);
   EXPECT_THAT(IdsOf(Examine()), IsEmpty());
+  EXPECT_TRUE(Examine().decision.inForce);
 }
 
 }  // namespace
