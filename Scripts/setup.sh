@@ -21,7 +21,7 @@ packages=(
   # The reference of the library.
   doxygen
   # Running and testing.
-  wine wine64 googletest python3
+  wine wine64 googletest python3 chromium-headless-shell
   # The package for administrators: made, looked into, dated, signed.
   wixl msitools faketime osslsigncode openssl
   # What the benchmarks compare with: headers only.

@@ -1,44 +1,40 @@
 #!/usr/bin/env python3
 """Checks the group policy template: every reference resolves, and each policy writes what the library reads.
 
-    check_policy.py SOURCE-FOLDER
+    check_policy.py SOURCE-FOLDER PROGRAM...
+
+PROGRAM... is KuvSettingsPage with whatever runs it.
 """
+import json
 import pathlib
 import re
+import subprocess
 import sys
 import unittest
 import xml.etree.ElementTree as ET
 
-ROOT = pathlib.Path(sys.argv.pop(1) if len(sys.argv) > 1 else ".")
+ROOT = pathlib.Path(sys.argv.pop(1))
 NAMESPACE = "{http://schemas.microsoft.com/GroupPolicy/2006/07/PolicyDefinitions}"
 POLICY_KEY = r"Software\Policies\Kuvant\KuvCredProv"
 
+# What prints the table of the settings, which the library is held to.
+PROGRAM = sys.argv[1:]
+del sys.argv[1:]
 TEXT, FLAG, LIST = "text", "flag", "list"
-# How the library reads each setting: numbers with what it takes at face value, enumerations with what it knows.
-SETTINGS = {
-    "Host": TEXT,
-    "IKey": TEXT,
-    "SKey": TEXT,
-    "FailOpen": FLAG,
-    "EnableSmartCards": FLAG,
-    "WrapSmartCards": FLAG,
-    "AutoPush": FLAG,
-    "local_ip_fallback": FLAG,
-    "UsernameFormatForService": {0, 1, 2},
-    "HttpProxyHost": TEXT,
-    "HttpProxyPort": (1, 65535),
-    "OfflineAvailable": FLAG,
-    "OfflineMaxUsers": (0, 50),
-    "ProvidersWhitelist": LIST,
-    "ElevationProtectionMode": {0, 1, 2},
-    "ElevationOfflineEnable": FLAG,
-    "ElevationOfflineEnrollment": FLAG,
-    "InactivityTimeoutSeconds": (0, 0xFFFFFFFF),
-    "Debug": {1, 2},
-    "RdpOnly": FLAG,
-    "LogFileMaxSizeMB": (0, 4096),
-    "LogFileMaxCount": (0, 100),
-}
+
+
+def kind_in_table(row):
+    match row["kind"]:
+        case "text":
+            return TEXT
+        case "flag":
+            return FLAG
+        case "providers":
+            return LIST
+        case "number":
+            return row["least"], row["most"]
+        case "choice":
+            return set(range(row["least"], row["most"] + 1))
 
 
 def parse(name):
@@ -62,6 +58,9 @@ class Template(unittest.TestCase):
     def setUpClass(cls):
         cls.admx, cls.adml = parse("Kuvant.admx"), parse("en-US/Kuvant.adml")
         cls.policies = cls.admx.findall(f".//{NAMESPACE}policy")
+        printed = subprocess.run([*PROGRAM, "--json"], check=True, stdout=subprocess.PIPE).stdout
+        cls.table = json.loads(printed)
+        cls.settings = {row["name"]: kind_in_table(row) for row in cls.table["settings"]}
 
     def test_references_resolve_and_nothing_is_left_over(self):
         used = {"string": set(), "presentation": set()}
@@ -87,7 +86,7 @@ class Template(unittest.TestCase):
     def test_every_setting_has_one_policy(self):
         names = [policy.get("name") for policy in self.policies]
         self.assertEqual(len(names), len(set(names)))
-        self.assertEqual(set(names), set(SETTINGS))
+        self.assertEqual(set(names), set(self.settings))
         self.assertEqual(set(names), settings_of_the_sources())
 
     def test_policies_write_below_the_policy_key_of_the_machine(self):
@@ -100,7 +99,7 @@ class Template(unittest.TestCase):
         for policy in self.policies:
             name = policy.get("name")
             with self.subTest(name):
-                self.assertEqual(self.kind_of(policy), SETTINGS[name])
+                self.assertEqual(self.kind_of(policy), self.settings[name])
 
     def kind_of(self, policy):
         name = policy.get("name")
@@ -120,13 +119,17 @@ class Template(unittest.TestCase):
         self.check_presentation(policy, element)
         match element.tag.removeprefix(NAMESPACE):
             case "text":
-                # 1,024 bytes with the terminator.
-                self.assertEqual(element.get("maxLength"), "1023")
+                # The bytes are those of the text with its terminator.
+                self.assertEqual(int(element.get("maxLength")), self.table["mostTextBytes"] - 1)
                 self.assertIsNone(element.get("expandable"))
                 return TEXT
             case "multiText":
-                # Nine identifiers of 38 characters fit 760 bytes, ten do not.
-                self.assertEqual((element.get("maxStrings"), element.get("maxLength")), ("9", "38"))
+                most, length = int(element.get("maxStrings")), int(element.get("maxLength"))
+                self.assertEqual((most, length), (self.table["mostProviders"], 38))
+                # As many fit with their terminators and that of the list, and one more does not.
+                bytes_of = lambda count: 2 * (count * (length + 1) + 1)
+                self.assertLessEqual(bytes_of(most), self.table["mostListBytes"])
+                self.assertGreater(bytes_of(most + 1), self.table["mostListBytes"])
                 return LIST
             case "decimal":
                 self.assertIsNone(element.get("storeAsText"))

@@ -7,7 +7,7 @@
 namespace FilterCheck {
 
 /// Gives the name of a credential provider that comes with the platform, "Password" for example; empty for
-/// any other.
+/// any other. The two Kuv providers have theirs too.
 std::string_view StockProviderName(const GUID& provider) noexcept;
 
 }  // namespace FilterCheck

@@ -1,10 +1,10 @@
-#include <memory>
 #include <ostream>
 
 #include <json/json.h>
 
 #include "FilterHost/HostError.h"
 #include "FilterHost/Identifier.h"
+#include "FilterHost/JsonText.h"
 #include "FilterHost/Report.h"
 
 namespace FilterHost {
@@ -63,12 +63,7 @@ void PrintJson(const Report& report, const std::optional<LogLines>& log, std::os
     value["log"] = Json::arrayValue;
     for (const std::string& line : *log) value["log"].append(line);
   }
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "  ";
-  builder["emitUTF8"] = true;
-  const std::unique_ptr<Json::StreamWriter> writer{builder.newStreamWriter()};
-  writer->write(value, &out);
-  out << '\n';
+  WriteJson(value, out);
 }
 
 }  // namespace FilterHost

@@ -4,6 +4,7 @@
 #include "FilterHost/HostError.h"
 #include "FilterHost/Identifier.h"
 #include "FilterHost/Report.h"
+#include "FilterHost/TextWidth.h"
 #include "KuvAuth/Support/Text.h"
 
 namespace FilterHost {
@@ -12,15 +13,9 @@ namespace {
 
 using Column = std::vector<std::string>;
 
-// Columns on the screen: the bytes that continue a character take none.
-std::size_t Width(const std::string& text) {
-  return static_cast<std::size_t>(std::count_if(
-      text.begin(), text.end(), [](char unit) { return (static_cast<unsigned char>(unit) & 0xC0) != 0x80; }));
-}
-
 std::size_t Width(const Column& column) {
   std::size_t width = 0;
-  for (const std::string& cell : column) width = std::max(width, Width(cell));
+  for (const std::string& cell : column) width = std::max(width, TextWidth(cell));
   return width;
 }
 
@@ -57,7 +52,7 @@ void PrintColumns(const std::vector<Column>& columns, std::ostream& out) {
     std::string line;
     for (const Column& column : columns) {
       const std::string cell = row < column.size() ? column[row] : std::string{};
-      line.append(cell).append(Width(column) - Width(cell) + 2, ' ');
+      line.append(cell).append(Width(column) - TextWidth(cell) + 2, ' ');
     }
     line.erase(line.find_last_not_of(' ') + 1);
     out << line << '\n';

@@ -1,0 +1,137 @@
+// What assumed settings would make of the machine, against really writing them.
+#include <functional>
+#include <stdexcept>
+
+#include "Tools/FilterCheck/SettingsFixture.h"
+
+namespace {
+
+using namespace KuvTest;
+using FilterCheck::Assumption;
+using FilterCheck::Examine;
+using FilterCheck::ExamineAssuming;
+using FilterCheck::FindSetting;
+
+bool Holds(const TestKey& key, const std::wstring& name) {
+  DWORD type = 0;
+  try {
+    key.GetBytes(name, type);
+    return true;
+  } catch (const std::runtime_error&) {
+    return false;
+  }
+}
+
+class AssumingProduct : public SettingsFixture {
+ protected:
+  // The key that an assumption of this setting goes to.
+  TestKey Target(const wchar_t* name) const {
+    return Holds(registry.Policy(), name) ? registry.Policy() : registry.Local();
+  }
+};
+
+// One assumption, and the same really written.
+struct Change {
+  const char* setting;
+  std::wstring value;
+  std::function<void(const TestKey& key, const std::wstring& name)> write;
+};
+
+Change Number(const char* setting, const std::wstring& value, std::uint32_t number) {
+  return {setting, value, [=](const TestKey& key, const std::wstring& name) { key.SetDword(name, number); }};
+}
+
+Change Text(const char* setting, const std::wstring& value) {
+  return {setting, value, [=](const TestKey& key, const std::wstring& name) { key.SetText(name, value); }};
+}
+
+Change List(const std::wstring& value, const std::vector<std::wstring>& entries) {
+  return {"ProvidersWhitelist", value,
+          [=](const TestKey& key, const std::wstring& name) { key.SetTexts(name, entries); }};
+}
+
+std::vector<Change> Changes() {
+  return {
+      Number("RdpOnly", L"1", 1),
+      Number("RdpOnly", L"0x2", 2),
+      Number("ElevationProtectionMode", L"2", 2),
+      Number("ElevationProtectionMode", L"0XFFFFFFFF", 0xFFFFFFFF),
+      Number("OfflineMaxUsers", L"0051", 51),
+      Number("EnableSmartCards", L"1", 1),
+      Number("WrapSmartCards", L"1", 1),
+      Number("Debug", L"0", 0),
+      Number("LogFileMaxSizeMB", L"10", 10),
+      Text("Host", L"other.example:70000"),
+      Text("Host", L" "),
+      Text("IKey", L"OTHER"),
+      Text("SKey", L"another secret"),
+      Text("SKey", std::wstring(1024, L's')),
+      Text("HttpProxyHost", L"proxy, with; signs"),
+      List(L"{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}", {kPassword}),
+      List(L" {60B78E88-EAD8-445C-9CFD-0B87F74EA6CD} ; nonsense,,{11111111-2222-3333-4444-555555555555};",
+           {kPassword, L"nonsense", kVendor}),
+      List(L",", {}),
+      {"Host", L"", {}},
+      {"ProvidersWhitelist", L"", {}},
+      {"RdpOnly", L"", {}},
+      {"OfflineMaxUsers", L"", {}},
+  };
+}
+
+using Start = std::function<void(const TestKey& local, const TestKey& policy)>;
+
+std::vector<Start> Starts() {
+  return {
+      [](const TestKey&, const TestKey&) {},
+      [](const TestKey&, const TestKey& policy) { policy.Delete(); },
+      [](const TestKey&, const TestKey& policy) {
+        policy.SetText(L"Host", L"policy.example");
+        policy.SetText(L"IKey", L"");
+        policy.SetText(L"SKey", L"policy secret");
+        policy.SetDword(L"RdpOnly", 1);
+        policy.SetDword(L"OfflineMaxUsers", 9);
+        policy.SetTexts(L"ProvidersWhitelist", {kVendor});
+      },
+      // What is stored badly looks as bad in the copy.
+      [](const TestKey& local, const TestKey& policy) {
+        local.SetBytes(L"SKey", REG_SZ, L"secret", 11);
+        local.SetBytes(L"HttpProxyHost", REG_SZ, L"proxy\xFFFF", 10);
+        local.SetBytes(L"AutoPush", REG_DWORD, "\1\1\1\1\1\1\1\1", 2);
+        local.SetText(L"Debug", L"1");
+        local.SetText(L"SKeyy", L"secret");
+        local.SetText(L"", L"the key's own");
+        policy.SetBytes(L"ProvidersWhitelist", REG_MULTI_SZ, kPassword, 2 * std::size(kPassword));
+      },
+  };
+}
+
+TEST_F(AssumingProduct, GivesWhatReallyWritingWouldGive) {
+  const std::vector<Start> starts = Starts();
+  for (std::size_t i = 0; i < starts.size(); ++i) {
+    for (const Change& change : Changes()) {
+      SCOPED_TRACE("start " + std::to_string(i) + " " + change.setting + "=" +
+                   testing::PrintToString(change.value));
+      starts[i](registry.Local(), registry.Policy());
+      const std::string before = Snapshot();
+      const std::string assumed =
+          Describe(ExamineAssuming(std::vector{Assumption{FindSetting(change.setting), change.value}}));
+      ASSERT_EQ(Snapshot(), before);
+
+      const std::wstring name{FindSetting(change.setting)->name.begin(),
+                              FindSetting(change.setting)->name.end()};
+      if (change.write) {
+        change.write(Target(name.c_str()), name);
+      } else {
+        for (const TestKey& key : {registry.Local(), registry.Policy()}) {
+          if (Holds(key, name)) key.DeleteValue(name);
+        }
+      }
+      EXPECT_EQ(assumed, Describe(Examine()));
+      registry.Local().Delete();
+      if (registry.Policy().Exists()) registry.Policy().Delete();
+      WriteGoodSettings();
+    }
+  }
+}
+
+}  // namespace

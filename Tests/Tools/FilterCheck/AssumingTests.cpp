@@ -1,0 +1,141 @@
+// What assumed settings would make of the machine.
+#include <gmock/gmock.h>
+
+#include "FilterHost/HostError.h"
+#include "Tools/FilterCheck/SettingsFixture.h"
+
+namespace {
+
+using namespace KuvTest;
+using FilterCheck::Assumption;
+using FilterCheck::Examine;
+using FilterCheck::ExamineAssuming;
+using FilterCheck::FindSetting;
+using FilterCheck::Situation;
+using FilterCheck::Source;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+
+bool PrivateKeyIsGone() {
+  const std::wstring path = L"Software\\KuvFilterCheck." + std::to_wstring(::GetCurrentProcessId());
+  return !TestKey{HKEY_CURRENT_USER, path}.Exists();
+}
+
+class Assuming : public SettingsFixture {
+ protected:
+  static Situation Assume(const char* name, const std::wstring& value) {
+    return ExamineAssuming(std::vector{Assumption{FindSetting(name), value}});
+  }
+};
+
+TEST_F(Assuming, NothingGivesWhatIsThere) {
+  registry.Policy().SetDword(L"RdpOnly", 2);
+  EXPECT_EQ(Describe(ExamineAssuming({})), Describe(Examine()));
+}
+
+TEST_F(Assuming, TakesSeveralInTheirOrder) {
+  const std::vector<Assumption> assumptions{{FindSetting("RdpOnly"), L"1"},
+                                            {FindSetting("EnableSmartCards"), L"1"},
+                                            {FindSetting("RdpOnly"), L"0"}};
+  const Situation situation = ExamineAssuming(assumptions);
+  EXPECT_EQ(StateOf(situation, "RdpOnly").effective, "0");
+  EXPECT_EQ(StateOf(situation, "RdpOnly").source, Source::Local);
+  EXPECT_EQ(StateOf(situation, "EnableSmartCards").effective, "1");
+}
+
+TEST_F(Assuming, GoesToThePolicyKeyThatHoldsTheSetting) {
+  registry.Policy().SetText(L"RdpOnly", L"of another type");
+  const Situation situation = Assume("RdpOnly", L"1");
+  EXPECT_EQ(StateOf(situation, "RdpOnly").source, Source::Policy);
+  EXPECT_FALSE(StateOf(situation, "RdpOnly").local);
+  const Situation other = Assume("Debug", L"1");
+  EXPECT_EQ(StateOf(other, "Debug").source, Source::Local);
+}
+
+TEST_F(Assuming, NeedsNoLocalKey) {
+  registry.Local().Delete();
+  EXPECT_EQ(StateOf(Assume("RdpOnly", L"1"), "RdpOnly").effective, "1");
+  EXPECT_FALSE(registry.Local().Exists());
+}
+
+TEST_F(Assuming, ThrowsForWhatIsNoNumber) {
+  const std::string before = Snapshot();
+  for (const wchar_t* const value : {L"on", L"-1", L"+1", L"1 ", L" ", L"0x", L"0xG", L"4294967296",
+                                     L"0x100000000", L"99999999999999999999999", L"1,2"}) {
+    try {
+      Assume("RdpOnly", value);
+      ADD_FAILURE() << testing::PrintToString(std::wstring{value}) << " was taken";
+    } catch (const FilterHost::HostError& error) {
+      EXPECT_EQ(error.Code(), FilterHost::ExitCode::Usage);
+      EXPECT_STREQ(error.what(), "RdpOnly takes a number of 32 bits, decimal or 0x and hexadecimal");
+    }
+  }
+  EXPECT_EQ(Snapshot(), before);
+  EXPECT_TRUE(PrivateKeyIsGone());
+}
+
+TEST_F(Assuming, TakesTheLargestNumber) {
+  EXPECT_EQ(StateOf(Assume("InactivityTimeoutSeconds", L"4294967295"), "InactivityTimeoutSeconds").effective,
+            "4294967295");
+  EXPECT_EQ(StateOf(Assume("InactivityTimeoutSeconds", L"0xffFFffFF"), "InactivityTimeoutSeconds").effective,
+            "4294967295");
+}
+
+// The look fails halfway, with the private keys in view.
+TEST_F(Assuming, PutsTheMachineBackWhateverHappens) {
+  const std::string before = Snapshot();
+  {
+    KUV_IMPORT_HOOK(info, RegQueryInfoKeyW);
+    // The first two calls read the real keys.
+    info.AnswerCall(3, [](auto...) { return ERROR_OUTOFMEMORY; });
+    EXPECT_THROW(Assume("RdpOnly", L"1"), FilterHost::HostError);
+    EXPECT_EQ(info.CallCount(), 3u);
+  }
+  EXPECT_EQ(Snapshot(), before);
+  EXPECT_TRUE(PrivateKeyIsGone());
+}
+
+TEST_F(Assuming, CleansUpIfThePlatformRefusesThePrivateView) {
+  {
+    KUV_IMPORT_HOOK(redirect, RegOverridePredefKey);
+    redirect.Script({[](HKEY, HKEY) { return ERROR_ACCESS_DENIED; }});
+    EXPECT_THROW(Assume("RdpOnly", L"1"), FilterHost::HostError);
+  }
+  EXPECT_TRUE(PrivateKeyIsGone());
+  KUV_IMPORT_HOOK(write, RegSetValueExW);
+  write.AnswerCall(2, [](auto...) { return ERROR_DISK_FULL; });
+  EXPECT_THROW(Assume("RdpOnly", L"1"), FilterHost::HostError);
+  EXPECT_TRUE(PrivateKeyIsGone());
+}
+
+// The machine itself is put back by null, which the platform asks for.
+TEST(AssumingOnTheMachine, PutsTheMachineItselfBack) {
+  KUV_IMPORT_HOOK(redirect, RegOverridePredefKey);
+  try {
+    ExamineAssuming(std::vector{Assumption{FindSetting("RdpOnly"), L"1"}});
+  } catch (const FilterHost::HostError& error) {
+    GTEST_SKIP() << "no view of this machine: " << error.what();
+  }
+  ASSERT_EQ(redirect.CallCount(), 2u);
+  EXPECT_EQ(redirect.Calls().back(), (std::tuple<HKEY, HKEY>{HKEY_LOCAL_MACHINE, nullptr}));
+}
+
+// Every byte that goes into the copy.
+TEST_F(Assuming, CopiesNoSecret) {
+  registry.Local().SetText(L"SKeyy", L"sample-secret");
+  KUV_IMPORT_HOOK(write, RegSetValueExW);
+  std::size_t written = 0;
+  write.Answer([&](HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD bytes) {
+    const std::wstring units(reinterpret_cast<const wchar_t*>(data), bytes / sizeof(wchar_t));
+    EXPECT_EQ(units.find(L"sample"), std::wstring::npos);
+    EXPECT_EQ(units.find(L"secret"), std::wstring::npos);
+    ++written;
+    return write.Original(key, name, reserved, type, data, bytes);
+  });
+  const Situation situation = Assume("RdpOnly", L"1");
+  EXPECT_EQ(written, 5u);
+  EXPECT_EQ(StateOf(situation, "SKey").effective, "set");
+}
+
+}  // namespace

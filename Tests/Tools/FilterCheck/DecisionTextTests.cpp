@@ -1,0 +1,162 @@
+// Why the filter decides as it does, and what a user meets, in words.
+#include <gmock/gmock.h>
+
+#include "Tools/FilterCheck/SettingsFixture.h"
+
+namespace {
+
+using namespace KuvTest;
+using FilterCheck::Decision;
+using FilterCheck::DecisionReport;
+using FilterCheck::Examine;
+using FilterCheck::Outcome;
+using FilterCheck::Session;
+using FilterCheck::Source;
+using ::testing::HasSubstr;
+
+// What decided, with its value and where that comes from.
+class DecisionReason : public SettingsFixture {
+ protected:
+  static void ExpectReason(const Decision& decision, const char* decidedBy, const char* value,
+                           Source source) {
+    EXPECT_EQ(decision.decidedBy, decidedBy);
+    EXPECT_EQ(decision.value, value);
+    EXPECT_EQ(decision.source, source);
+  }
+
+  static const Decision& Find(const DecisionReport& report, const char* scenario, Session session) {
+    for (const Decision& decision : report.decisions) {
+      if (decision.scenario.name == scenario && decision.session == session) return decision;
+    }
+    throw std::runtime_error{"no such decision"};
+  }
+};
+
+TEST_F(DecisionReason, IsTheModeByDefault) {
+  const DecisionReport report = Examine().decision;
+  for (const Session session : {Session::Console, Session::Remote}) {
+    for (const char* const scenario : {"logon", "unlock", "change-password", "elevation"})
+      ExpectReason(Find(report, scenario, session), "ElevationProtectionMode", "0", Source::Default);
+    for (const char* const scenario : {"credui", "plap"})
+      ExpectReason(Find(report, scenario, session), "never protected", "", Source::Default);
+  }
+  EXPECT_TRUE(report.inForce);
+}
+
+TEST_F(DecisionReason, IsRdpOnlyAtTheConsole) {
+  registry.Local().SetDword(L"RdpOnly", 0);
+  registry.Policy().SetDword(L"RdpOnly", 1);
+  const DecisionReport report = Examine().decision;
+  ExpectReason(Find(report, "logon", Session::Console), "RdpOnly", "1", Source::Policy);
+  ExpectReason(Find(report, "logon", Session::Remote), "ElevationProtectionMode", "0", Source::Default);
+  ExpectReason(Find(report, "elevation", Session::Console), "ElevationProtectionMode", "0", Source::Default);
+}
+
+TEST_F(DecisionReason, IsTheModeWhereItLeavesLogonAlone) {
+  registry.Local().SetDword(L"RdpOnly", 1);
+  registry.Local().SetDword(L"ElevationProtectionMode", 1);
+  const DecisionReport report = Examine().decision;
+  ExpectReason(Find(report, "logon", Session::Console), "ElevationProtectionMode", "1", Source::Local);
+  EXPECT_EQ(Find(report, "logon", Session::Console).outcome, Outcome::Untouched);
+  EXPECT_EQ(Find(report, "elevation", Session::Remote).outcome, Outcome::Protected);
+  EXPECT_TRUE(report.inForce);
+}
+
+TEST_F(DecisionReason, IsTheFirstMissingSetting) {
+  registry.Local().DeleteValue(L"SKey");
+  registry.Policy().SetText(L"IKey", L"");
+  const DecisionReport report = Examine().decision;
+  for (const Decision& decision : report.decisions) ExpectReason(decision, "IKey", "not set", Source::Policy);
+  EXPECT_FALSE(report.inForce);
+  registry.Policy().DeleteValue(L"IKey");
+  ExpectReason(Examine().decision.decisions.front(), "SKey", "not set", Source::Default);
+  registry.Local().SetText(L"Host", L"a.example:0");
+  ExpectReason(Examine().decision.decisions.front(), "Host", "a.example:0", Source::Local);
+}
+
+TEST_F(DecisionReason, IsTheMissingProviderBeforeAll) {
+  ProviderKey(kKuv).Delete();
+  registry.Local().DeleteValue(L"SKey");
+  const DecisionReport report = Examine().decision;
+  for (const Decision& decision : report.decisions) {
+    ExpectReason(decision, "Kuv provider not installed", "", Source::Default);
+    EXPECT_EQ(decision.outcome, Outcome::Untouched);
+  }
+  EXPECT_FALSE(report.inForce);
+}
+
+// What a user meets, in words.
+class DecisionSentences : public SettingsFixture {};
+
+TEST_F(DecisionSentences, OfAProtectedMachine) {
+  registry.Local().SetTexts(L"ProvidersWhitelist", {kPassword, kVendor});
+  registry.Local().SetDword(L"ElevationProtectionMode", 2);
+  const DecisionReport report = Examine().decision;
+  const std::string seen =
+      "sees Vendor, Kuv and Password, and no other provider: the second factor protects this.";
+  EXPECT_EQ(report.atConsole, "At the console a user " + seen);
+  EXPECT_EQ(report.overRemoteDesktop, "Over remote desktop a user " + seen);
+  EXPECT_EQ(report.atElevation, "At an elevation prompt a user " + seen);
+}
+
+TEST_F(DecisionSentences, OfRdpOnly) {
+  registry.Local().SetDword(L"RdpOnly", 1);
+  const DecisionReport report = Examine().decision;
+  EXPECT_EQ(report.atConsole,
+            "At the console a user sees Vendor, Password and Smart card, without the second factor, because "
+            "RdpOnly is 1 "
+            "(local setting).");
+  EXPECT_EQ(report.overRemoteDesktop,
+            "Over remote desktop a user sees Kuv, and no other provider: the second factor protects this.");
+  EXPECT_EQ(report.atElevation,
+            "At an elevation prompt a user sees Vendor, Password and Smart card, without the second factor, "
+            "because "
+            "ElevationProtectionMode is 0 (default).");
+}
+
+TEST_F(DecisionSentences, OfElevationOnly) {
+  registry.Policy().SetDword(L"ElevationProtectionMode", 1);
+  const DecisionReport report = Examine().decision;
+  EXPECT_EQ(
+      report.atConsole,
+      "At the console a user sees whatever Windows offers (Vendor, Kuv, Password and Smart card): the filter "
+      "changes nothing, because ElevationProtectionMode is 1 (policy).");
+  EXPECT_EQ(
+      report.atElevation,
+      "At an elevation prompt a user sees Kuv, and no other provider: the second factor protects this.");
+}
+
+TEST_F(DecisionSentences, OfAMachineWithoutTheProvider) {
+  ProviderKey(kKuv).Delete();
+  EXPECT_EQ(Examine().decision.atConsole,
+            "At the console a user sees whatever Windows offers (Vendor, Password and Smart card): the "
+            "filter changes "
+            "nothing, because no Kuv provider is installed.");
+}
+
+TEST_F(DecisionSentences, OfAMissingSetting) {
+  registry.Local().DeleteValue(L"SKey");
+  EXPECT_THAT(Examine().decision.overRemoteDesktop,
+              HasSubstr("without the second factor, because SKey is not set"));
+}
+
+TEST_F(DecisionSentences, NameStockProvidersAndIdentifiers) {
+  registry.Local().SetDword(L"RdpOnly", 1);
+  ProviderKey(kPassword).Delete();
+  ProviderKey(kPassword).Create();
+  ProviderKey(kVendor).Delete();
+  ProviderKey(kVendor).Create();
+  ProviderKey(kSmartCard).SetText(L"", L"Smart\r\ncard\x1b[2J\x202E");
+  const DecisionReport report = Examine().decision;
+  EXPECT_THAT(report.atConsole,
+              HasSubstr("{11111111-2222-3333-4444-555555555555}, Password and Smart??card?[2J?,"));
+}
+
+TEST_F(DecisionSentences, OfNoProvidersAtAll) {
+  for (const wchar_t* const provider : {kKuv, kPassword, kSmartCard, kVendor}) ProviderKey(provider).Delete();
+  const DecisionReport report = Examine().decision;
+  EXPECT_TRUE(report.providers.empty());
+  EXPECT_THAT(report.atConsole, HasSubstr("(no provider at all)"));
+}
+
+}  // namespace

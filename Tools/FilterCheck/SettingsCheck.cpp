@@ -1,0 +1,58 @@
+#include "FilterCheck/SettingsCheck.h"
+
+#include <iterator>
+
+#include "FilterCheck/Access.h"
+#include "FilterCheck/AssumedSettings.h"
+#include "FilterCheck/Decisions.h"
+#include "FilterCheck/JudgedSettings.h"
+#include "FilterCheck/SettingFindings.h"
+#include "KuvAuth/Configuration/Configuration.h"
+
+namespace FilterCheck {
+
+namespace {
+
+// What assumed settings do not change. It is read of the machine before they are in view.
+struct Surroundings {
+  FilterHost::ProviderList providers = InstalledProviders();
+  Access access = ReadAccess();
+};
+
+void Append(Findings& findings, Findings more) {
+  findings.insert(findings.end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
+}
+
+Situation Look(const Surroundings& surroundings) {
+  const StoredKeys keys = ReadStoredKeys();
+  const JudgedSettings judged = JudgeSettings(keys);
+  Situation situation;
+  for (const JudgedSetting& setting : judged) situation.settings.push_back(setting.state);
+  situation.findings = JudgeCombinations(keys, judged);
+  Append(situation.findings, JudgeHost());
+  Append(situation.findings, JudgeValues(judged));
+  Append(situation.findings, JudgeWhitelist(judged, surroundings.providers));
+  Append(situation.findings, JudgeNames(keys));
+  Append(situation.findings, JudgeAccess(surroundings.access, keys));
+  situation.decision = Decide(surroundings.providers, judged);
+  Append(situation.findings, JudgeDecisions(situation.decision));
+  // The secret has served.
+  *GetConfiguration() = Configuration{};
+  return situation;
+}
+
+}  // namespace
+
+Situation Examine() {
+  return Look({});
+}
+
+Situation ExamineAssuming(std::span<const Assumption> assumptions) {
+  const Surroundings surroundings;
+  StoredKeys keys = ReadStoredKeys();
+  Assume(keys, assumptions);
+  const PrivateSettings view{keys};
+  return Look(surroundings);
+}
+
+}  // namespace FilterCheck
