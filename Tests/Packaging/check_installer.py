@@ -6,6 +6,7 @@
 The first folder is also that of the builds; the second holds what Scripts/package.sh has made.
 """
 import hashlib
+import json
 import pathlib
 import re
 import subprocess
@@ -20,6 +21,7 @@ del sys.argv[1:]
 
 X64 = ROOT / "build/mingw-x64-release/bin"
 X86 = ROOT / "build/mingw-x86-release/bin"
+TOOL = next(name for name in ("KuvFilterCheck.exe", "KuvFilterHost.exe") if (X64 / name).exists())
 FILTER = "{3F6A1C92-7E40-4B1D-A6C3-52D9E07B11F4}"
 CLASS = rf"\CLSID\{FILTER}"
 LIST = rf"\Microsoft\Windows\CurrentVersion\Authentication\Credential Provider Filters\{FILTER}"
@@ -80,10 +82,9 @@ def of_the_registry(version):
 
 def of_the_disk(version):
     """All files that an installed version has, by their content."""
-    tool = "KuvFilterCheck.exe" if (X64 / "KuvFilterCheck.exe").exists() else "KuvFilterHost.exe"
     sources = {
         ("64", "KuvCredFilter.dll"): X64 / "KuvCredFilter.dll",
-        ("64", tool): X64 / tool,
+        ("64", TOOL): X64 / TOOL,
         ("64", "RemoveFilter.reg"): ROOT / "Packaging/Recovery/RemoveFilter.reg",
         ("64", "PolicyDefinitions/Kuvant.admx"): ROOT / "Packaging/PolicyDefinitions/Kuvant.admx",
         ("64", "PolicyDefinitions/en-US/Kuvant.adml"): ROOT / "Packaging/PolicyDefinitions/en-US/Kuvant.adml",
@@ -217,6 +218,21 @@ class Installer(unittest.TestCase):
         self.assertIn(folder("64", VERSION) + r"\KuvCredFilter.dll", report.replace("\\\\", "\\"))
         code, _ = machine.run(*ask)
         self.assertEqual(code, 6, "not registered any more")
+
+    @unittest.skipUnless(TOOL == "KuvFilterCheck.exe", "the program is not part of this build")
+    def test_the_installed_program_finds_the_registration_whole_in_both_views(self):
+        self.install(VERSION)
+        # It ends with 2: nothing is installed here that asks for a second factor.
+        code, report = machine.run(folder("64", VERSION) + "\\" + TOOL, "--json")
+        self.assertEqual(code, 2, report)
+        views = {view.pop("view"): view for view in json.loads(report)["registration"]["filter"]}
+        self.assertEqual(set(views), {"64-bit", "32-bit"})
+        for bits in VIEWS:
+            view = views[f"{bits}-bit"]
+            self.assertEqual(view["module"], folder(bits, VERSION) + r"\KuvCredFilter.dll")
+            self.assertEqual(view["threadingModel"], "Apartment")
+            for fact in ("architectureFits", "inFilterList", "moduleExists"):
+                self.assertIs(view[fact], True, fact)
 
     # One upgrade to a chain: taking the old version away, Wine forgets the upgrade code of the new one.
     def test_an_upgrade_leaves_only_the_new_version(self):
