@@ -52,7 +52,6 @@ done
 
 # The administrator's program beside the DLL.
 tool=KuvFilterCheck
-grep -qs 'add_executable(KuvFilterCheck' "$root/Tools/FilterCheck/CMakeLists.txt" || tool=KuvFilterHost
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
