@@ -75,9 +75,9 @@ std::string YesOrNo(bool yes, const char* yesText, const char* noText) {
 
 std::string FileText(const RegisteredFilter& filter) {
   if (!filter.moduleExists) return "not there";
-  std::string text = filter.architectureFits ? std::string{"there, "} + (filter.wow64 ? "32" : "64") + "-bit"
-                                             : "there, but not " + std::string{filter.wow64 ? "32" : "64"} +
-                                                   "-bit or not readable";
+  const std::string wanted = filter.wow64 ? "32-bit" : "64-bit";
+  std::string text = "there, ";
+  text.append(filter.architectureFits ? wanted : "but not " + wanted + " or not readable");
   if (filter.sameAsBeside == true) text += ", same as beside this program";
   if (filter.sameAsBeside == false) text += ", not the same as beside this program";
   return text;

@@ -21,7 +21,7 @@ namespace {
 
 std::string MachineName() {
   wchar_t name[256] = {};
-  DWORD length = static_cast<DWORD>(std::size(name));
+  auto length = static_cast<DWORD>(std::size(name));
   if (::GetComputerNameExW(ComputerNameDnsHostname, name, &length) == FALSE) return "this machine";
   return PlainText(std::wstring{name});
 }
@@ -39,7 +39,7 @@ void AddFindings(const Registration& registration, Situation& situation) {
   situation.findings.insert(situation.findings.end(), findings.begin(), findings.end());
 }
 
-Report Look(const Options& options) {
+Report Gather(const Options& options) {
   Report report{MachineName(), Now(), Examine(), options.assumptions, {}, ReadRegistration(), {}};
   report.registrationFindings = JudgeRegistration(report.registration);
   AddFindings(report.registration, report.now);
@@ -57,7 +57,7 @@ bool IsColorUnwanted() {
 }
 
 ExitCode Run(const Options& options, std::ostream& out, bool isConsole) {
-  const Report report = Look(options);
+  const Report report = Gather(options);
   if (!options.htmlFile.empty()) WriteNewFile(options.htmlFile, HtmlPage(report));
   if (options.json) {
     PrintJson(report, out);

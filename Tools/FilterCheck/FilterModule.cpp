@@ -32,13 +32,8 @@ std::wstring Expanded(const std::wstring& text) {
 
 // The variables that name another folder to a 32-bit program, as that program has them.
 std::wstring WithVariablesOf32Bit(std::wstring text) {
-  constexpr struct {
-    std::wstring_view variable;
-    std::wstring_view of32Bit;
-  } kVariables[] = {{L"%ProgramFiles%", L"%ProgramFiles(x86)%"},
-                    {L"%CommonProgramFiles%", L"%CommonProgramFiles(x86)%"}};
-  for (const auto& [variable, of32Bit] : kVariables) {
-    if (StartsWithoutCase(text, variable)) return text.replace(0, variable.size(), of32Bit);
+  for (const std::wstring_view variable : {L"%ProgramFiles%", L"%CommonProgramFiles%"}) {
+    if (StartsWithoutCase(text, variable)) return text.insert(variable.size() - 1, L"(x86)");
   }
   return text;
 }
@@ -51,9 +46,9 @@ std::wstring Folder(const Get get) {
 }
 
 std::wstring SystemFolder(View view) {
-  const std::wstring native = Folder(::GetSystemDirectoryW);
+  std::wstring native = Folder(::GetSystemDirectoryW);
   if (view == View::Native) return native;
-  const std::wstring of32Bit = Folder(::GetSystemWow64DirectoryW);
+  std::wstring of32Bit = Folder(::GetSystemWow64DirectoryW);
   return of32Bit.empty() ? native : of32Bit;
 }
 
@@ -90,7 +85,7 @@ std::optional<std::uint16_t> MachineOf(const std::string& image) {
 }
 
 // A file that nobody may read is none that could be loaded.
-std::optional<std::string> BytesOf(const std::wstring& path) {
+std::optional<std::string> ImageBytes(const std::wstring& path) {
   try {
     return FilterHost::ReadFileFrom(path, /*start=*/0);
   } catch (const FilterHost::HostError&) {
@@ -119,7 +114,7 @@ bool IsFile(const std::wstring& path) noexcept {
 }
 
 bool HasArchitectureOf(View view, const std::wstring& path) {
-  const std::optional<std::string> image = BytesOf(path);
+  const std::optional<std::string> image = ImageBytes(path);
   return image && MachineOf(*image) == (view == View::Native ? kMachineX64 : kMachineX86);
 }
 
@@ -131,8 +126,8 @@ std::optional<std::wstring> FilterBeside(View view) {
 
 bool IsSameFile(const std::wstring& path, const std::wstring& other) {
   if (EqualsWithoutCase(path, other)) return true;
-  const std::optional<std::string> bytes = BytesOf(path);
-  return bytes && bytes == BytesOf(other);
+  const std::optional<std::string> bytes = ImageBytes(path);
+  return bytes && bytes == ImageBytes(other);
 }
 
 }  // namespace FilterCheck

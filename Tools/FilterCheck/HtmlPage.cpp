@@ -12,7 +12,7 @@ namespace FilterCheck {
 
 namespace {
 
-std::string Text(std::string_view text) {
+std::string Owned(std::string_view text) {
   return std::string{text};
 }
 
@@ -32,14 +32,14 @@ std::string_view TitleOf(std::string_view scenario) {
   return scenario;
 }
 
-struct Look {
+struct VerdictLook {
   std::string_view kind;
   std::string_view sign;
 };
 
-Look LookOf(ExitCode code) {
+VerdictLook LookOf(ExitCode code) {
   if (code == ExitCode::Fine) return {"good", "\xE2\x9C\x93"};
-  return code == ExitCode::Found ? Look{"caution", "!"} : Look{"bad", "\xE2\x9C\x95"};
+  return code == ExitCode::Found ? VerdictLook{"caution", "!"} : VerdictLook{"bad", "\xE2\x9C\x95"};
 }
 
 void WriteHead(const Report& report, HtmlWriter& html) {
@@ -70,9 +70,9 @@ void WriteHeader(const Report& report, HtmlWriter& html) {
 
 void WriteVerdict(const Report& report, HtmlWriter& html) {
   const Verdict verdict = Judge(report, Subject(report));
-  const Look look = LookOf(verdict.code);
+  const VerdictLook look = LookOf(verdict.code);
   html.Open("div",
-            {{"class", "verdict " + Text(look.kind)}, {"data-code", std::to_string(int(verdict.code))}});
+            {{"class", "verdict " + Owned(look.kind)}, {"data-code", std::to_string(int(verdict.code))}});
   html.Element("span", look.sign, {{"class", "sign"}, {"aria-hidden", "true"}});
   html.Open("div");
   html.Element("p", (report.assumed ? "As assumed: " : "") + verdict.text);
@@ -119,7 +119,7 @@ void WriteMatrixRow(const Matrix& matrix, const FilterHost::Provider& provider,
   for (std::size_t i = 0; i < cells.size(); ++i) {
     const CellLook look = LookOf(cells[i]);
     const std::string_view scenario = matrix.columns[i]->scenario.name;
-    html.Open("td", {{"class", "cell " + Text(look.kind)}, {"data-scenario", Text(scenario)}});
+    html.Open("td", {{"class", "cell " + Owned(look.kind)}, {"data-scenario", Owned(scenario)}});
     WriteLabel(scenario, html);
     html.Element("span", look.text, {{"class", "state"}}).Close();
   }
@@ -141,10 +141,10 @@ void WriteBreakable(std::string_view name, HtmlWriter& html) {
 void WriteReason(const Decision& decision, HtmlWriter& html) {
   html.Open("td");
   WriteLabel(decision.scenario.name, html);
-  html.Element("span", NameOf(decision.outcome), {{"class", "chip " + Text(NameOf(decision.outcome))}});
+  html.Element("span", NameOf(decision.outcome), {{"class", "chip " + Owned(NameOf(decision.outcome))}});
   html.Open("div", {{"class", "quiet small"}});
   WriteBreakable(decision.decidedBy, html);
-  if (!decision.value.empty()) html.Text(" " + decision.value + ", " + Text(NameOf(decision.source)));
+  if (!decision.value.empty()) html.Text(" " + decision.value + ", " + Owned(NameOf(decision.source)));
   html.Close().Close();
 }
 
@@ -152,8 +152,8 @@ void WriteMatrix(const Report& report, const Matrix& matrix, HtmlWriter& html) {
   std::string title;
   std::string sessions;
   for (const Session session : matrix.sessions) {
-    title += (title.empty() ? "" : " and ") + Text(PlaceOf(session));
-    sessions += (sessions.empty() ? "" : " ") + Text(NameOf(session));
+    title += (title.empty() ? "" : " and ") + Owned(PlaceOf(session));
+    sessions += (sessions.empty() ? "" : " ") + Owned(NameOf(session));
   }
   title.front() = title.front() == 'a' ? 'A' : 'O';
   html.Element("h3", title);
@@ -186,7 +186,7 @@ void WriteFinding(const ComparedFinding& compared, HtmlWriter& html) {
   const bool gone = compared.change == Change::Disappears;
   html.Open("article", {{"class", gone ? "finding gone" : "finding"}, {"data-id", finding.id}});
   html.Open("div", {{"class", "head"}});
-  html.Element("span", NameOf(finding.severity), {{"class", "chip " + Text(NameOf(finding.severity))}});
+  html.Element("span", NameOf(finding.severity), {{"class", "chip " + Owned(NameOf(finding.severity))}});
   if (compared.change != Change::Same) {
     html.Element("span", gone ? "\xE2\x88\x92 disappears" : "+ appears", {{"class", "chip change"}});
   }
@@ -209,23 +209,21 @@ void WriteFindings(const Report& report, HtmlWriter& html) {
 
 void WriteStored(const char* key, const std::optional<StoredValue>& stored, HtmlWriter& html) {
   if (!stored) return;
-  html.Element(
-      "div",
-      std::string{key} + " " + TypeName(stored->type) + ", " + std::to_string(stored->bytes) + " bytes",
-      {{"class", "quiet small"}});
+  html.Open("div", {{"class", "quiet small"}}).Text(key).Text(" ").Text(TypeName(stored->type));
+  html.Text(", " + std::to_string(stored->bytes) + " bytes").Close();
 }
 
 void WriteSetting(const ComparedSetting& compared, HtmlWriter& html) {
   const SettingState& state = *compared.state;
   const bool set = state.source != Source::Default;
-  html.Open("tr", {{"class", set ? "set" : "unset"}, {"data-setting", Text(state.setting->name)}});
+  html.Open("tr", {{"class", set ? "set" : "unset"}, {"data-setting", Owned(state.setting->name)}});
   html.Open("th", {{"scope", "row"}}).Element("code", state.setting->name);
   html.Open("span", {{"class", "meaning"}}).TextWithCode(state.setting->meaning).Close().Close();
   html.Open("td", {{"class", "value"}}).Element("span", state.effective, {{"class", "effective"}});
   if (compared.today != nullptr) {
     html.Element(
         "span",
-        "changes; today " + compared.today->effective + " (" + Text(NameOf(compared.today->source)) + ")",
+        "changes; today " + compared.today->effective + " (" + Owned(NameOf(compared.today->source)) + ")",
         {{"class", "today"}});
   }
   html.Close().Open("td").Text(NameOf(state.source));

@@ -64,13 +64,13 @@ UniqueRegistryKey OpenKey(HKEY root, const std::wstring& path) {
   return key;
 }
 
-struct Text {
+struct RegistryText {
   std::wstring text;
   bool expand = false;  ///< stored as one with variables
 };
 
 // Nothing if there is no key, no such value, or none that is a text.
-Text ReadText(const UniqueRegistryKey& key, const wchar_t* name) {
+RegistryText ReadText(const UniqueRegistryKey& key, const wchar_t* name) {
   if (!key) return {};
   wchar_t text[2048] = {};
   DWORD size = sizeof(text);
@@ -103,7 +103,7 @@ ServerClass ReadClassAt(HKEY root, const std::wstring& path, View view) {
   const UniqueRegistryKey key = OpenKey(root, path);
   if (!key) return {};
   const UniqueRegistryKey server = OpenKey(key.Get(), L"InprocServer32");
-  const Text module = ReadText(server, L"");
+  const RegistryText module = ReadText(server, L"");
   return {true, ReadText(key, L"").text, ModuleFile(module.text, module.expand, view),
           ReadText(server, L"ThreadingModel").text};
 }
@@ -143,7 +143,7 @@ RegisteredFilter ReadFilter(View view) {
 // Gives the name of a subkey, empty behind the last.
 std::wstring SubkeyName(const UniqueRegistryKey& key, DWORD index) {
   wchar_t name[256] = {};
-  DWORD length = static_cast<DWORD>(std::size(name));
+  auto length = static_cast<DWORD>(std::size(name));
   const LSTATUS status =
       ::RegEnumKeyExW(key.Get(), index, name, &length, /*lpReserved=*/nullptr, /*lpClass=*/nullptr,
                       /*lpcchClass=*/nullptr, /*lpftLastWriteTime=*/nullptr);

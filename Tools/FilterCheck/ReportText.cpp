@@ -21,6 +21,7 @@ void WriteHeading(const Painter& painter, const std::string& heading) {
 
 std::vector<TextCell> HeadingRow(const std::vector<std::string>& texts) {
   std::vector<TextCell> row;
+  row.reserve(texts.size());
   for (const std::string& text : texts) row.push_back({text, Style::Faint});
   return row;
 }
