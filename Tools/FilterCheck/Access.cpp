@@ -116,9 +116,8 @@ OrdinaryAccess ReadAcl(ACL* acl, const Masks& masks) {
   return access;
 }
 
-[[noreturn]] void ThrowUnreadable(const std::string& what, DWORD status) {
-  throw FilterHost::HostError{FilterHost::ExitCode::Failed,
-                              "cannot read who may use " + what + ": " + FilterHost::DescribeError(status)};
+OrdinaryAccess Unreadable(DWORD status) {
+  return {false, false, {}, FilterHost::DescribeError(status)};
 }
 
 OrdinaryAccess ReadKeyAccess(const char* path) {
@@ -131,8 +130,7 @@ OrdinaryAccess ReadKeyAccess(const char* path) {
     status = static_cast<LSTATUS>(::GetSecurityInfo(key.Get(), SE_REGISTRY_KEY, DACL_SECURITY_INFORMATION,
                                                     nullptr, nullptr, &acl, nullptr, descriptor.Put()));
   }
-  if (status != ERROR_SUCCESS) ThrowUnreadable("HKLM\\" + std::string{path}, static_cast<DWORD>(status));
-  return ReadAcl(acl, kKeyMasks);
+  return status == ERROR_SUCCESS ? ReadAcl(acl, kKeyMasks) : Unreadable(static_cast<DWORD>(status));
 }
 
 std::wstring LogFolder() {
@@ -146,18 +144,25 @@ OrdinaryAccess ReadFolderAccess(std::wstring folder) {
   const DWORD status = ::GetNamedSecurityInfoW(folder.data(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION,
                                                nullptr, nullptr, &acl, nullptr, descriptor.Put());
   if (status == ERROR_FILE_NOT_FOUND || status == ERROR_PATH_NOT_FOUND) return {};
-  if (status != ERROR_SUCCESS) ThrowUnreadable(PlainText(folder), status);
-  return ReadAcl(acl, kFolderMasks);
+  return status == ERROR_SUCCESS ? ReadAcl(acl, kFolderMasks) : Unreadable(status);
 }
 
 std::string Allowed(const OrdinaryAccess& access) {
   return access.mayWrite ? (access.mayRead ? "read and written" : "written") : "read";
 }
 
+void JudgeUnreadable(const OrdinaryAccess& access, const std::string& what, Findings& findings) {
+  if (access.unreadable.empty()) return;
+  findings.push_back({"access.unknown", Severity::Note, what,
+                      "Who may use " + what + " cannot be told: " + access.unreadable,
+                      "Run this as an administrator."});
+}
+
 void JudgeKey(const OrdinaryAccess& access, const StoredKey& stored, const char* path, Findings& findings) {
+  const std::string key = "HKLM\\" + std::string{path};
+  JudgeUnreadable(access, key, findings);
   if (!access.mayRead && !access.mayWrite) return;
   const bool secret = stored.Find("SKey") != nullptr;
-  const std::string key = "HKLM\\" + std::string{path};
   std::string text = key + " may be " + Allowed(access) + " by ordinary users (" + access.who + ").";
   if (access.mayWrite) text += " Who writes it can turn the second factor off.";
   if (access.mayRead && secret) text += " Who reads it has the client key.";
@@ -179,6 +184,7 @@ Findings JudgeAccess(const Access& access, const StoredKeys& keys) {
   Findings findings;
   JudgeKey(access.policyKey, keys.policy, PolicyKeyPath, findings);
   JudgeKey(access.localKey, keys.local, LocalKeyPath, findings);
+  JudgeUnreadable(access.logFolder, access.logFolderPath, findings);
   if (access.logFolder.mayRead || access.logFolder.mayWrite) {
     findings.push_back(
         {"access.log-folder", Severity::Warning, access.logFolderPath,

@@ -11,6 +11,7 @@ struct OrdinaryAccess {
   bool mayRead = false;
   bool mayWrite = false;
   std::string who;
+  std::string unreadable;  ///< why nobody can tell; empty if the list was read
 };
 
 /// The access lists of both keys and of the log folder. What is not there is open to nobody.
@@ -21,7 +22,7 @@ struct Access {
   std::string logFolderPath;
 };
 
-/// Reads them. Throws `FilterHost::HostError`.
+/// Reads them, as far as this user may. Throws `FilterHost::HostError` if the log has no place at all.
 Access ReadAccess();
 
 /// Gives what is open to others and ought not to be. A key that may be read matters for the `SKey` in it.

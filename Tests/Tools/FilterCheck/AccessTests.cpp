@@ -8,7 +8,6 @@
 
 #include <gmock/gmock.h>
 
-#include "FilterHost/HostError.h"
 #include "KuvAuth/Support/Text.h"
 #include "KuvAuth/Support/UniqueResource.h"
 #include "Tools/FilterCheck/SettingsFixture.h"
@@ -182,15 +181,28 @@ TEST_F(AccessFindings, AFolderThatIsThereIsAsked) {
   EXPECT_NO_THROW(Examine());
 }
 
-TEST_F(AccessFindings, AListThatCannotBeReadFails) {
+// As for a user who is no administrator: the folder is closed, which is as it should be.
+TEST_F(AccessFindings, AFolderThatKeepsItsListClosedIsANote) {
   folderStatus = ERROR_ACCESS_DENIED;
-  try {
-    Examine();
-    ADD_FAILURE() << "nothing was thrown";
-  } catch (const FilterHost::HostError& error) {
-    EXPECT_THAT(error.what(), HasSubstr("cannot read who may use"));
-    EXPECT_THAT(error.what(), HasSubstr("(error 5)"));
-  }
+  const FilterCheck::Situation situation = Examine();
+  ASSERT_THAT(IdsOf(situation), ElementsAre("access.unknown"));
+  EXPECT_EQ(situation.findings.front().severity, Severity::Note);
+  EXPECT_EQ(situation.findings.front().subject, WideToUtf8(appData.Path(L"Kuvant")));
+  EXPECT_THAT(situation.findings.front().text, HasSubstr("cannot be told: "));
+  EXPECT_THAT(situation.findings.front().text, HasSubstr("(error 5)"));
+  EXPECT_EQ(situation.findings.front().advice, "Run this as an administrator.");
+}
+
+TEST_F(AccessFindings, AKeyThatKeepsItsListClosedIsANote) {
+  KUV_IMPORT_HOOK(open, RegOpenKeyExA);
+  open.Answer([&](HKEY root, const char* path, DWORD options, REGSAM access, HKEY* key) -> LSTATUS {
+    if (access == READ_CONTROL && std::string{path} == "Software\\Kuvant\\KuvCredProv")
+      return ERROR_ACCESS_DENIED;
+    return open.Original(root, path, options, access, key);
+  });
+  const FilterCheck::Situation situation = Examine();
+  ASSERT_THAT(IdsOf(situation), ElementsAre("access.unknown"));
+  EXPECT_EQ(situation.findings.front().subject, "HKLM\\Software\\Kuvant\\KuvCredProv");
 }
 
 }  // namespace
