@@ -21,7 +21,7 @@ packages=(
   # The reference of the library.
   doxygen
   # Running and testing.
-  wine wine64 googletest python3
+  wine wine64 googletest python3 chromium-headless-shell
   # What the benchmarks compare with: headers only.
   libspdlog-dev libfmt-dev
   # Checks, and the host's compiler for fuzzing.

@@ -11,4 +11,10 @@ Registration ReadRegistration();
 /// Gives what an administrator should know about it.
 Findings JudgeRegistration(const Registration& registration);
 
+/// Gives what an administrator should know about it only because of these settings and decisions.
+Findings JudgeRegistration(const Registration& registration, const Situation& situation);
+
+/// Tells whether the logon process loads the filter as it is entered in this view.
+bool IsLoadable(const RegisteredFilter& filter) noexcept;
+
 }  // namespace FilterCheck

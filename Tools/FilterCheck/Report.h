@@ -42,11 +42,14 @@ struct SettingState {
 struct RegisteredFilter {
   bool wow64;                         ///< the view of 32-bit programs
   std::optional<std::string> module;  ///< the path in the class key; nothing if there is no class key
+  /// The class is there for the present user alone, which the logon process does not see; `module` is
+  /// nothing.
+  bool onlyForThisUser;
   std::string threadingModel;
   bool inFilterList;
   bool moduleExists;
-  bool architectureFits;  ///< of an existing module
-  bool sameAsBeside;      ///< the file is the DLL in this program's folder
+  bool architectureFits;             ///< of an existing module
+  std::optional<bool> sameAsBeside;  ///< the file is the DLL that came with this program; nothing if none did
 };
 
 /// Another entry of the list of filters.
@@ -115,6 +118,8 @@ struct Assumption {
 };
 
 struct Report {
+  std::string machine;  ///< its name
+  std::string time;     ///< when the run began, in UTC: "2026-11-21T09:30:00Z"
   Situation now;
   std::vector<Assumption> assumptions;
   std::optional<Situation> assumed;  ///< what the assumptions would make of it

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+
+#include "FilterCheck/Report.h"
+
+namespace KuvTest {
+
+/// A report written by hand: three providers, of which the last has no name, settings that protect logon, and
+/// a registered filter. Without findings.
+FilterCheck::Report MadeUpReport();
+
+/// The same, with the decision and settings as `RdpOnly` = 1 would have them.
+FilterCheck::Report MadeUpWhatIf();
+
+}  // namespace KuvTest

@@ -1,0 +1,80 @@
+#include "Tools/FilterCheck/RegisteredMachine.h"
+
+#include <cwchar>
+
+#include "FilterCheck/Finding.h"
+
+namespace KuvTest {
+
+const ViewKeys kView64{
+    L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Authentication\\Credential Provider Filters\\",
+    L"SOFTWARE\\Classes\\CLSID\\"};
+const ViewKeys kView32{
+    L"SOFTWARE\\WOW6432Node\\Microsoft\\Windows\\CurrentVersion\\Authentication\\Credential Provider "
+    L"Filters\\",
+    L"SOFTWARE\\WOW6432Node\\Classes\\CLSID\\"};
+
+std::string ModuleBytes(std::uint16_t machine) {
+  std::string bytes(0x60, '\0');
+  bytes.replace(0, 2, "MZ");
+  bytes[0x3C] = 0x40;
+  bytes.replace(0x40, 2, "PE");
+  bytes[0x44] = static_cast<char>(machine & 0xFF);
+  bytes[0x45] = static_cast<char>(machine >> 8);
+  return bytes;
+}
+
+RegisteredMachine::RegisteredMachine()
+    : module64(folder.Path(L"KuvCredFilter.dll")),
+      module32(folder.Path(L"KuvCredFilter32.dll")),
+      program_("GetModuleFileNameW") {
+  program_.Answer([this](HMODULE, LPWSTR path, DWORD) {
+    const std::wstring program = programs.Path(L"KuvFilterCheck.exe");
+    std::wcscpy(path, program.c_str());
+    return static_cast<DWORD>(program.size());
+  });
+  WriteFileBytes(module64, ModuleBytes(kX64));
+  WriteFileBytes(module32, ModuleBytes(kX86));
+  Register(kView64, kFilter, module64);
+  Register(kView32, kFilter, module32);
+}
+
+void RegisteredMachine::Register(const ViewKeys& view, const std::wstring& identifier,
+                                 const std::wstring& module) {
+  Class(view, identifier).SetText(L"", L"Some filter");
+  Server(view, identifier).SetText(L"", module);
+  Server(view, identifier).SetText(L"ThreadingModel", L"Apartment");
+  Entry(view, identifier).SetText(L"", L"Some filter");
+}
+
+TestKey RegisteredMachine::Class(const ViewKeys& view, const std::wstring& identifier) {
+  return {HKEY_LOCAL_MACHINE, view.classes + identifier};
+}
+
+TestKey RegisteredMachine::Server(const ViewKeys& view, const std::wstring& identifier) {
+  return {HKEY_LOCAL_MACHINE, view.classes + identifier + L"\\InprocServer32"};
+}
+
+TestKey RegisteredMachine::Entry(const ViewKeys& view, const std::wstring& identifier) {
+  return {HKEY_LOCAL_MACHINE, view.filters + identifier};
+}
+
+FilterCheck::Finding OnlyFinding(const FilterCheck::Findings& findings, const std::string& id) {
+  FilterCheck::Finding found{};
+  int count = 0;
+  for (const FilterCheck::Finding& finding : findings) {
+    if (finding.id != id) continue;
+    found = finding;
+    ++count;
+  }
+  EXPECT_EQ(count, 1) << id;
+  return found;
+}
+
+std::vector<std::string> Ids(const FilterCheck::Findings& findings) {
+  std::vector<std::string> ids;
+  for (const FilterCheck::Finding& finding : findings) ids.push_back(finding.id);
+  return ids;
+}
+
+}  // namespace KuvTest

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <windows.h>
+
+#include <gtest/gtest.h>
+
+#include "FilterCheck/Report.h"
+#include "Support/ImportHook.h"
+#include "Support/TempFolder.h"
+#include "Tools/FilterCheck/SettingsFixture.h"
+
+namespace KuvTest {
+
+/// One of the two registry views, by the paths of its keys.
+struct ViewKeys {
+  std::wstring filters;
+  std::wstring classes;
+};
+extern const ViewKeys kView64;
+extern const ViewKeys kView32;
+
+/// The smallest bytes that count as a module of a machine type.
+std::string ModuleBytes(std::uint16_t machine);
+inline constexpr std::uint16_t kX64 = 0x8664;
+inline constexpr std::uint16_t kX86 = 0x14C;
+
+/// A machine on which the filter is registered in both views as it should be, with modules in a folder of the
+/// test's own. The program seems to lie in `programs`.
+class RegisteredMachine : public SettingsFixture {
+ protected:
+  RegisteredMachine();
+
+  /// Registers a class with a module, and enters it in the list of filters.
+  static void Register(const ViewKeys& view, const std::wstring& identifier, const std::wstring& module);
+  static TestKey Class(const ViewKeys& view, const std::wstring& identifier = kFilter);
+  static TestKey Server(const ViewKeys& view, const std::wstring& identifier = kFilter);
+  static TestKey Entry(const ViewKeys& view, const std::wstring& identifier = kFilter);
+
+  static constexpr wchar_t kFilter[] = L"{3F6A1C92-7E40-4B1D-A6C3-52D9E07B11F4}";
+  static constexpr wchar_t kForeign[] = L"{11111111-2222-3333-4444-555555555555}";
+
+  TempFolder folder;
+  TempFolder programs;
+  std::wstring module64;
+  std::wstring module32;
+
+ private:
+  ImportHook<decltype(&::GetModuleFileNameW)> program_;
+};
+
+/// The finding of an id; fails the test and gives an empty one unless there is exactly one.
+FilterCheck::Finding OnlyFinding(const FilterCheck::Findings& findings, const std::string& id);
+
+/// The ids of the findings, in their order.
+std::vector<std::string> Ids(const FilterCheck::Findings& findings);
+
+}  // namespace KuvTest

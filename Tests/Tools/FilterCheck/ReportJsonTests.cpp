@@ -1,0 +1,117 @@
+#include <sstream>
+
+#include <gmock/gmock.h>
+#include <json/json.h>
+
+#include "FilterCheck/Output.h"
+#include "Tools/FilterCheck/MadeUpReport.h"
+
+namespace {
+
+using FilterCheck::Report;
+using FilterCheck::Severity;
+using KuvTest::MadeUpReport;
+using KuvTest::MadeUpWhatIf;
+
+Json::Value Parsed(const std::string& text) {
+  Json::Value value;
+  std::istringstream in{text};
+  in >> value;
+  return value;
+}
+
+Json::Value JsonOf(const Report& report) {
+  std::ostringstream out;
+  FilterCheck::PrintJson(report, out);
+  return Parsed(out.str());
+}
+
+TEST(ReportJson, TellsSchemaMachineAndTime) {
+  const Json::Value json = JsonOf(MadeUpReport());
+  EXPECT_EQ(json["schema"], Json::Value{1});
+  EXPECT_EQ(json["machine"], "PC-17");
+  EXPECT_EQ(json["time"], "2026-11-21T09:30:00Z");
+  EXPECT_EQ(json["assumptions"], Json::Value{Json::arrayValue});
+  EXPECT_TRUE(json["assumed"].isNull());
+}
+
+TEST(ReportJson, TellsSettingsWithWhatIsStored) {
+  EXPECT_EQ(JsonOf(MadeUpReport())["now"]["settings"], Parsed(R"([
+    {"name": "Host", "effective": "auth.kuv.example:443", "source": "local", "policy": null,
+     "local": {"type": "REG_SZ", "bytes": 34, "value": "auth.kuv.example"}},
+    {"name": "SKey", "effective": "set", "source": "local",
+     "policy": {"type": "REG_SZ", "bytes": 2, "value": "empty"},
+     "local": {"type": "REG_SZ", "bytes": 60, "value": "set"}},
+    {"name": "RdpOnly", "effective": "0", "source": "default", "policy": null, "local": null}])"));
+}
+
+TEST(ReportJson, TellsProvidersAndDecisions) {
+  const Json::Value now = JsonOf(MadeUpReport())["now"];
+  EXPECT_EQ(now["providers"],
+            Parsed("[{\"clsid\": \"{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}\", \"name\": \"Password\"},"
+                   "{\"clsid\": \"{5E1B7C30-9A42-4D6F-8C15-A3F02E76D418}\", \"name\": \"Kuv\xC3\xA9\"},"
+                   "{\"clsid\": \"{11111111-2222-3333-4444-555555555555}\", \"name\": \"\"}]"));
+  ASSERT_EQ(now["decisions"].size(), 12u);
+  EXPECT_EQ(now["decisions"][1], Parsed(R"({
+    "scenario": "unlock", "session": "console", "outcome": "protected", "decidedBy": "ElevationProtectionMode",
+    "value": "0", "source": "default", "shown": ["{5E1B7C30-9A42-4D6F-8C15-A3F02E76D418}"]})"));
+  EXPECT_EQ(now["decisions"][11], Parsed(R"({
+    "scenario": "plap", "session": "remote", "outcome": "unprotected", "decidedBy": "never protected",
+    "value": "", "source": null,
+    "shown": ["{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}", "{11111111-2222-3333-4444-555555555555}"]})"));
+  EXPECT_EQ(now["sentences"], Parsed(R"({
+    "console": "At the console a user sees one thing.",
+    "remoteDesktop": "Over remote desktop a user sees another.",
+    "elevation": "At an elevation prompt a user sees a third."})"));
+}
+
+TEST(ReportJson, TellsVerdictAndFindings) {
+  Report report = MadeUpReport();
+  report.now.findings = {{"a.note", Severity::Note, "Thing", "It is so.", ""}};
+  report.registrationFindings = {{"c.warning", Severity::Warning, "64-bit view", "It is odd.", "Look."}};
+  const Json::Value now = JsonOf(report)["now"];
+  EXPECT_EQ(now["exitCode"], Json::Value{1});
+  EXPECT_EQ(now["verdict"], "The second factor is in force, with 1 warning.");
+  EXPECT_EQ(now["inForce"], Json::Value{true});
+  EXPECT_EQ(now["findings"], Parsed(R"([
+    {"id": "c.warning", "severity": "warning", "subject": "64-bit view", "text": "It is odd.", "advice": "Look."},
+    {"id": "a.note", "severity": "note", "subject": "Thing", "text": "It is so.", "advice": ""}])"));
+}
+
+TEST(ReportJson, FilterThatIsNotLoadedIsNotInForce) {
+  Report report = MadeUpReport();
+  report.registration.filter[0].inFilterList = false;
+  EXPECT_EQ(JsonOf(report)["now"]["inForce"], Json::Value{false});
+  EXPECT_EQ(JsonOf(report)["now"]["exitCode"], Json::Value{2});
+}
+
+TEST(ReportJson, TellsTheRegistration) {
+  Report report = MadeUpReport();
+  report.registration.others = {{true, "{1}", "Other", "C:\\o.dll", true}};
+  report.registration.prohibitFallbacks = 1;
+  report.registration.excludedProviders = "{E}";
+  report.registration.defaultProvider = "{D}";
+  EXPECT_EQ(JsonOf(report)["registration"], Parsed(R"({
+    "filter": [
+      {"view": "64-bit", "inFilterList": true, "module": "C:\\K\\KuvCredFilter.dll", "onlyForThisUser": false,
+       "threadingModel": "Apartment", "moduleExists": true, "architectureFits": true, "sameAsBeside": true},
+      {"view": "32-bit", "inFilterList": false, "module": null, "onlyForThisUser": false, "threadingModel": "",
+       "moduleExists": false, "architectureFits": false, "sameAsBeside": null}],
+    "otherFilters": [
+      {"view": "32-bit", "clsid": "{1}", "name": "Other", "module": "C:\\o.dll", "moduleExists": true}],
+    "kuvProviderInstalled": true, "kuvSmartCardProviderInstalled": false,
+    "excludedCredentialProviders": "{E}", "defaultCredentialProvider": "{D}", "prohibitFallbacks": 1})"));
+  EXPECT_TRUE(JsonOf(MadeUpReport())["registration"]["prohibitFallbacks"].isNull());
+}
+
+TEST(ReportJson, WhatIfTellsBothSituations) {
+  Report report = MadeUpWhatIf();
+  report.assumptions.push_back({FilterCheck::FindSetting("SKey"), L"letters"});
+  const Json::Value json = JsonOf(report);
+  EXPECT_EQ(json["assumptions"],
+            Parsed(R"([{"setting": "RdpOnly", "value": "1"}, {"setting": "SKey", "value": "set"}])"));
+  EXPECT_EQ(json["now"]["settings"][2]["effective"], "0");
+  EXPECT_EQ(json["assumed"]["settings"][2]["effective"], "1");
+}
+
+}  // namespace

@@ -1,0 +1,221 @@
+#include <sstream>
+
+#include <gmock/gmock.h>
+
+#include "FilterCheck/Output.h"
+#include "FilterCheck/TextTable.h"
+#include "Tools/FilterCheck/MadeUpReport.h"
+
+namespace {
+
+using FilterCheck::Report;
+using FilterCheck::Severity;
+using KuvTest::MadeUpReport;
+using KuvTest::MadeUpWhatIf;
+using ::testing::ElementsAre;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+std::string Printed(const Report& report, bool colored = false) {
+  std::ostringstream out;
+  FilterCheck::PrintReport(report, colored, out);
+  return out.str();
+}
+
+TEST(ReportText, ShowsAllThatWasFoundInSections) {
+  // clang-format off
+  EXPECT_EQ(Printed(MadeUpReport()),
+      "Kuv filter check of PC-17, 2026-11-21T09:30:00Z\n"
+      "\n"
+      "Settings\n"
+      "\n"
+      "  Setting  Value                 From     Stored\n"
+      "  Host     auth.kuv.example:443  local    local REG_SZ, 34 bytes\n"
+      "  SKey     set                   local    policy REG_SZ, 2 bytes; local REG_SZ, 60 bytes\n"
+      "  RdpOnly  0                     default  -\n"
+      "\n"
+      "Registration\n"
+      "\n"
+      "  64-bit list of filters       entered\n"
+      "  64-bit module                C:\\K\\KuvCredFilter.dll\n"
+      "  64-bit file                  there, 64-bit, same as beside this program\n"
+      "  64-bit threading model       Apartment\n"
+      "  32-bit list of filters       not entered\n"
+      "  32-bit class                 none\n"
+      "  Kuv provider                 installed\n"
+      "  Kuv smart card provider      not installed\n"
+      "  ExcludedCredentialProviders  not set\n"
+      "  DefaultCredentialProvider    not set\n"
+      "  ProhibitFallbacks            not set\n"
+      "\n"
+      "Decision\n"
+      "\n"
+      "  At the console and over remote desktop\n"
+      "\n"
+      "  Provider                                logon  unlock  change-password  credui  elevation  plap\n"
+      "  Password                                -      -       -                shown   shown      shown\n"
+      "  Kuv\xC3\xA9                                    shown  shown   shown            -       -          -\n"
+      "  {11111111-2222-3333-4444-555555555555}  -      -       -                shown   shown      shown\n"
+      "\n"
+      "  Scenario         Session  Outcome      Decided by               Value  From\n"
+      "  logon            any      protected    ElevationProtectionMode  0      default\n"
+      "  unlock           any      protected    ElevationProtectionMode  0      default\n"
+      "  change-password  any      protected    ElevationProtectionMode  0      default\n"
+      "  credui           any      unprotected  never protected          -      -\n"
+      "  elevation        any      unprotected  never protected          -      -\n"
+      "  plap             any      unprotected  never protected          -      -\n"
+      "\n"
+      "  At the console a user sees one thing.\n"
+      "\n"
+      "  Over remote desktop a user sees another.\n"
+      "\n"
+      "  At an elevation prompt a user sees a third.\n"
+      "\n"
+      "Findings\n"
+      "\n"
+      "  None.\n"
+      "\n"
+      "The second factor is in force, with nothing to mend.\n");
+  // clang-format on
+}
+
+TEST(ReportText, WhatIfMarksWhatChanges) {
+  const std::string text = Printed(MadeUpWhatIf());
+  EXPECT_THAT(text, HasSubstr("09:30:00Z\nAssuming RdpOnly=1\n\nSettings\n"));
+  // clang-format off
+  EXPECT_THAT(text, HasSubstr(
+      "  Setting  Value                 From   Today        Stored\n"
+      "  Host     auth.kuv.example:443  local               local REG_SZ, 34 bytes\n"
+      "  SKey     set                   local               policy REG_SZ, 2 bytes; local REG_SZ, 60 bytes\n"
+      "  RdpOnly  1                     local  0 (default)  local REG_DWORD, 4 bytes\n"));
+  EXPECT_THAT(text, HasSubstr(
+      "  At the console\n"
+      "\n"
+      "  Provider                                logon       unlock      change-password  credui  elevation  plap\n"
+      "  Password                                APPEARS     APPEARS     APPEARS          shown   shown      shown\n"
+      "  Kuv\xC3\xA9                                    DISAPPEARS  DISAPPEARS  DISAPPEARS       -       -          -\n"
+      "  {11111111-2222-3333-4444-555555555555}  APPEARS     APPEARS     APPEARS          shown   shown      shown\n"
+      "\n"
+      "  Over remote desktop\n"
+      "\n"
+      "  Provider                                logon  unlock  change-password  credui  elevation  plap\n"
+      "  Password                                -      -       -                shown   shown      shown\n"
+      "  Kuv\xC3\xA9                                    shown  shown   shown            -       -          -\n"));
+  EXPECT_THAT(text, HasSubstr(
+      "  logon            console  unprotected  RdpOnly                  1      policy\n"));
+  EXPECT_THAT(text, HasSubstr(
+      "  logon            remote   protected    ElevationProtectionMode  0      default\n"));
+  // clang-format on
+  EXPECT_THAT(text, EndsWith("\nToday: The second factor is in force, with nothing to mend.\n"
+                             "As assumed: The second factor is in force, with nothing to mend.\n"));
+}
+
+TEST(ReportText, FindingsComeGravestFirst) {
+  Report report = MadeUpReport();
+  report.now.findings = {{"a.note", Severity::Note, "Thing", "It is so.", ""},
+                         {"b.problem", Severity::Problem, "Host", "It is wrong.", "Mend it."}};
+  report.registrationFindings = {{"c.warning", Severity::Warning, "64-bit view", "It is odd.", "Look."}};
+  EXPECT_THAT(Printed(report), EndsWith("\nFindings\n"
+                                        "\n"
+                                        "  Problem  Host  [b.problem]\n"
+                                        "    It is wrong.\n"
+                                        "    Do: Mend it.\n"
+                                        "\n"
+                                        "  Warning  64-bit view  [c.warning]\n"
+                                        "    It is odd.\n"
+                                        "    Do: Look.\n"
+                                        "\n"
+                                        "  Note  Thing  [a.note]\n"
+                                        "    It is so.\n"
+                                        "\n"
+                                        "The second factor is in force, with 1 problem and 1 warning.\n"));
+}
+
+TEST(ReportText, WhatIfMarksFindingsThatComeAndGo) {
+  Report report = MadeUpWhatIf();
+  report.now.findings = {{"a.stays", Severity::Warning, "A", "Stays.", ""},
+                         {"b.goes", Severity::Problem, "B", "Goes.", ""}};
+  report.assumed->findings = {{"a.stays", Severity::Warning, "A", "Stays.", ""},
+                              {"c.comes", Severity::Note, "C", "Comes.", ""}};
+  EXPECT_THAT(Printed(report),
+              EndsWith("  Warning  A  [a.stays]\n"
+                       "    Stays.\n"
+                       "\n"
+                       "  Note APPEARS  C  [c.comes]\n"
+                       "    Comes.\n"
+                       "\n"
+                       "  Problem DISAPPEARS  B  [b.goes]\n"
+                       "    Goes.\n"
+                       "\n"
+                       "Today: The second factor is in force, with 1 problem and 1 warning.\n"
+                       "As assumed: The second factor is in force, with 1 warning.\n"));
+}
+
+TEST(ReportText, ColoursAreForAConsoleOnly) {
+  EXPECT_THAT(Printed(MadeUpReport()), Not(HasSubstr("\x1B")));
+  const std::string colored = Printed(MadeUpReport(), /*colored=*/true);
+  EXPECT_THAT(colored, HasSubstr("\x1B[32mshown\x1B[0m"));
+  EXPECT_THAT(colored, EndsWith("\x1B[32mThe second factor is in force, with nothing to mend.\x1B[0m\n"));
+}
+
+// The escape sequences take no columns.
+TEST(ReportText, ColoursDoNotMoveTheColumns) {
+  std::string text = Printed(MadeUpWhatIf(), /*colored=*/true);
+  for (std::size_t start = text.find('\x1B'); start != std::string::npos; start = text.find('\x1B')) {
+    text.erase(start, text.find('m', start) + 1 - start);
+  }
+  EXPECT_EQ(text, Printed(MadeUpWhatIf()));
+}
+
+TEST(ReportText, AssumedSecretIsNotShown) {
+  Report report = MadeUpWhatIf();
+  report.assumptions = {{FilterCheck::FindSetting("SKey"), L"letters"},
+                        {FilterCheck::FindSetting("IKey"), L""}};
+  const std::string text = Printed(report);
+  EXPECT_THAT(text, Not(HasSubstr("letters")));
+  EXPECT_THAT(text, HasSubstr("\nAssuming SKey=(set)\nAssuming IKey=\n"));
+}
+
+TEST(ReportText, RegistrationTellsWhatIsNotAsItShouldBe) {
+  Report report = MadeUpReport();
+  report.registration.filter[0] = {false, "", false, "", false, false, false, std::nullopt};
+  report.registration.filter[1] = {true, "C:\\x.dll", false, "Free", true, true, false, false};
+  report.registration.others = {{false, "{1}", "Other", "C:\\o.dll", true},
+                                {true, "{2}", "", "", false},
+                                {true, "{3}", "", "C:\\p.dll", false}};
+  report.registration.kuvSmartCardProviderInstalled = true;
+  report.registration.excludedProviders = "{E}";
+  report.registration.defaultProvider = "{D}";
+  report.registration.prohibitFallbacks = 1;
+  // clang-format off
+  EXPECT_THAT(Printed(report), HasSubstr(
+      "  64-bit list of filters       not entered\n"
+      "  64-bit module                none named\n"
+      "  64-bit threading model       not set\n"
+      "  32-bit list of filters       entered\n"
+      "  32-bit module                C:\\x.dll\n"
+      "  32-bit file                  there, but not 32-bit or not readable, not the\n"
+      "                               same as beside this program\n"
+      "  32-bit threading model       Free\n"
+      "  64-bit other filter          Other {1}, C:\\o.dll\n"
+      "  32-bit other filter          {2}, no module\n"
+      "  32-bit other filter          {3}, C:\\p.dll, not there\n"
+      "  Kuv provider                 installed\n"
+      "  Kuv smart card provider      installed\n"
+      "  ExcludedCredentialProviders  {E}\n"
+      "  DefaultCredentialProvider    {D}\n"
+      "  ProhibitFallbacks            1\n"));
+  // clang-format on
+  EXPECT_THAT(Printed(report), EndsWith("\nThe second factor is NOT in force: Windows does not load the "
+                                        "filter for the logon screen.\n"));
+}
+
+TEST(Wrapped, BreaksBetweenWordsOnly) {
+  EXPECT_THAT(FilterCheck::Wrapped("one two three", 7), ElementsAre("one two", "three"));
+  EXPECT_THAT(FilterCheck::Wrapped("one twothree four", 6), ElementsAre("one", "twothree", "four"));
+  EXPECT_THAT(FilterCheck::Wrapped("\xC3\xA9\xC3\xA9 \xC3\xA9", 4), ElementsAre("\xC3\xA9\xC3\xA9 \xC3\xA9"));
+  EXPECT_THAT(FilterCheck::Wrapped("", 4), ElementsAre());
+}
+
+}  // namespace

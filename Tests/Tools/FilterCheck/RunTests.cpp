@@ -1,0 +1,209 @@
+#include <cwchar>
+#include <sstream>
+
+#include <gmock/gmock.h>
+#include <json/json.h>
+
+#include "FilterCheck/FilterCheck.h"
+#include "FilterCheck/NewFile.h"
+#include "Tools/FilterCheck/RegisteredMachine.h"
+
+namespace {
+
+using ::testing::AllOf;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+struct CheckRun {
+  int exitCode;
+  std::string out;
+  std::string err;
+};
+
+CheckRun RunCheck(const std::vector<std::wstring>& arguments, bool isConsole = false) {
+  std::ostringstream out;
+  std::ostringstream err;
+  const int exitCode = FilterCheck::RunFilterCheck(arguments, out, err, isConsole);
+  return {exitCode, out.str(), err.str()};
+}
+
+class FilterCheckRun : public KuvTest::RegisteredMachine {
+ protected:
+  FilterCheckRun() { ::SetEnvironmentVariableW(L"NO_COLOR", nullptr); }
+};
+
+TEST_F(FilterCheckRun, GoodMachineIsFine) {
+  const CheckRun run = RunCheck({});
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_EQ(run.err, "");
+  EXPECT_THAT(run.out, StartsWith("Kuv filter check of "));
+  EXPECT_THAT(run.out, HasSubstr("\nFindings\n\n  None.\n"));
+  EXPECT_THAT(run.out, EndsWith("\nThe second factor is in force, with nothing to mend.\n"));
+}
+
+TEST_F(FilterCheckRun, FindingsOfSettingsOrRegistrationAreExitCode1) {
+  Server(KuvTest::kView64).SetText(L"ThreadingModel", L"Free");
+  EXPECT_EQ(RunCheck({}).exitCode, 1);
+  Server(KuvTest::kView64).SetText(L"ThreadingModel", L"Apartment");
+  registry.Local().SetDword(L"WrapSmartCards", 1);
+  EXPECT_EQ(RunCheck({}).exitCode, 1);
+}
+
+TEST_F(FilterCheckRun, SecondFactorThatIsOffIsExitCode2) {
+  registry.Local().DeleteValue(L"SKey");
+  const CheckRun run = RunCheck({});
+  EXPECT_EQ(run.exitCode, 2);
+  EXPECT_THAT(run.out, EndsWith("\nThe second factor is NOT in force: no kind of logon is protected.\n"));
+}
+
+TEST_F(FilterCheckRun, FilterThatIsNotRegisteredIsExitCode2) {
+  Entry(KuvTest::kView64).Delete();
+  EXPECT_EQ(RunCheck({}).exitCode, 2);
+}
+
+TEST_F(FilterCheckRun, WrongUsageIsExitCode3AndOneLine) {
+  const CheckRun run = RunCheck({L"--bogus"});
+  EXPECT_EQ(run.exitCode, 3);
+  EXPECT_EQ(run.out, "");
+  EXPECT_EQ(run.err, "KuvFilterCheck: unknown option '--bogus'; --help tells the options\n");
+}
+
+TEST_F(FilterCheckRun, ValueThatDoesNotFitIsExitCode3) {
+  const CheckRun run = RunCheck({L"--what-if", L"RdpOnly=yes"});
+  EXPECT_EQ(run.exitCode, 3);
+  EXPECT_EQ(run.out, "");
+  EXPECT_THAT(run.err, AllOf(StartsWith("KuvFilterCheck: RdpOnly takes a number"), EndsWith("\n")));
+}
+
+TEST_F(FilterCheckRun, RegistryThatCannotBeReadIsExitCode3) {
+  KUV_IMPORT_HOOK(open, RegOpenKeyExW);
+  open.Answer([](HKEY, LPCWSTR, DWORD, REGSAM, PHKEY) { return LSTATUS{ERROR_ACCESS_DENIED}; });
+  const CheckRun run = RunCheck({});
+  EXPECT_EQ(run.exitCode, 3);
+  EXPECT_EQ(run.out, "");
+  EXPECT_THAT(run.err, AllOf(StartsWith("KuvFilterCheck: cannot "), EndsWith(" (error 5)\n")));
+}
+
+TEST_F(FilterCheckRun, HelpIsShownWithoutLooking) {
+  KUV_IMPORT_HOOK(open, RegOpenKeyExW);
+  const CheckRun run = RunCheck({L"--help"});
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_THAT(run.out, HasSubstr("KuvFilterCheck [option...]"));
+  EXPECT_EQ(open.CallCount(), 0u);
+}
+
+TEST_F(FilterCheckRun, ExitCodeIsOfTheAssumedSituation) {
+  EXPECT_EQ(RunCheck({L"--what-if", L"IKey="}).exitCode, 2);
+  registry.Local().DeleteValue(L"IKey");
+  EXPECT_EQ(RunCheck({}).exitCode, 2);
+  const CheckRun run = RunCheck({L"--what-if", L"IKey=NEW"});
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_THAT(run.out, EndsWith("\nToday: The second factor is NOT in force: no kind of logon is protected.\n"
+                                "As assumed: The second factor is in force, with nothing to mend.\n"));
+}
+
+// What is assumed, against what is really written.
+TEST_F(FilterCheckRun, AssumedSituationIsTheOneAfterWriting) {
+  const auto situation = [](const std::string& text, const char* name) {
+    Json::Value value;
+    std::istringstream in{text};
+    in >> value;
+    return value[name];
+  };
+  const Json::Value assumed = situation(
+      RunCheck({L"--json", L"--what-if", L"RdpOnly=1", L"--what-if", L"EnableSmartCards=1"}).out, "assumed");
+  registry.Local().SetDword(L"RdpOnly", 1);
+  registry.Local().SetDword(L"EnableSmartCards", 1);
+  const Json::Value written = situation(RunCheck({L"--json"}).out, "now");
+  ASSERT_FALSE(written["decisions"].empty());
+  EXPECT_EQ(assumed, written);
+}
+
+TEST_F(FilterCheckRun, DefaultProviderIsJudgedByTheAssumedDecision) {
+  KuvTest::TestKey{HKEY_LOCAL_MACHINE, L"SOFTWARE\\Policies\\Microsoft\\Windows\\System"}.SetText(
+      L"DefaultCredentialProvider", KuvTest::kPassword);
+  const CheckRun run = RunCheck({L"--what-if", L"ElevationProtectionMode=1"});
+  EXPECT_THAT(run.out, HasSubstr("  Warning DISAPPEARS  DefaultCredentialProvider  "
+                                 "[platform.default-provider-hidden]\n"));
+}
+
+TEST_F(FilterCheckRun, SecretIsShownNowhere) {
+  const std::wstring page = folder.Path(L"page.html");
+  for (const std::vector<std::wstring>& arguments : {std::vector<std::wstring>{L"--html", page},
+                                                     {L"--json"},
+                                                     {L"--what-if", L"SKey=typed-secret"},
+                                                     {L"--json", L"--what-if", L"SKey=typed-secret"}}) {
+    const CheckRun run = RunCheck(arguments);
+    EXPECT_THAT(run.out + run.err, Not(HasSubstr("sample-secret")));
+    EXPECT_THAT(run.out + run.err, Not(HasSubstr("typed-secret")));
+  }
+  EXPECT_THAT(KuvTest::ReadFileBytes(page), Not(HasSubstr("sample-secret")));
+}
+
+TEST_F(FilterCheckRun, ColoursAreForAConsoleThatWantsThem) {
+  EXPECT_THAT(RunCheck({}, /*isConsole=*/true).out, HasSubstr("\x1B["));
+  EXPECT_THAT(RunCheck({}, /*isConsole=*/false).out, Not(HasSubstr("\x1B[")));
+  EXPECT_THAT(RunCheck({L"--no-color"}, /*isConsole=*/true).out, Not(HasSubstr("\x1B[")));
+  ::SetEnvironmentVariableW(L"NO_COLOR", L"1");
+  EXPECT_THAT(RunCheck({}, /*isConsole=*/true).out, Not(HasSubstr("\x1B[")));
+}
+
+TEST_F(FilterCheckRun, PageIsWrittenBesideTheTable) {
+  const std::wstring page = folder.Path(L"page.html");
+  const CheckRun run = RunCheck({L"--html", page});
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_THAT(run.out, StartsWith("Kuv filter check of "));
+  EXPECT_THAT(KuvTest::ReadFileBytes(page), StartsWith("<!DOCTYPE html>\n"));
+}
+
+TEST_F(FilterCheckRun, PageThatIsThereAlreadyStays) {
+  const std::wstring page = folder.Path(L"page.html");
+  KuvTest::WriteFileBytes(page, "mine");
+  const CheckRun run = RunCheck({L"--html", page});
+  EXPECT_EQ(run.exitCode, 3);
+  EXPECT_EQ(run.out, "");
+  EXPECT_THAT(run.err, AllOf(StartsWith("KuvFilterCheck: cannot write '"), HasSubstr("page.html': "),
+                             EndsWith(" (error 80)\n")));
+  EXPECT_EQ(KuvTest::ReadFileBytes(page), "mine");
+}
+
+TEST_F(FilterCheckRun, PageInAFolderThatIsNotThereIsAnError) {
+  const CheckRun run = RunCheck({L"--json", L"--html", folder.Path(L"none\\page.html")});
+  EXPECT_EQ(run.exitCode, 3);
+  EXPECT_EQ(run.out, "");
+  EXPECT_THAT(run.err, EndsWith(" (error 3)\n"));
+}
+
+TEST_F(FilterCheckRun, NothingIsWrittenToTheMachinesKeysOrTheLog) {
+  const std::string before = KuvTest::Snapshot();
+  RunCheck({});
+  RunCheck({L"--json", L"--what-if", L"RdpOnly=1"});
+  EXPECT_EQ(KuvTest::Snapshot(), before);
+  EXPECT_THAT(appData.Names(), IsEmpty());
+}
+
+TEST(WriteNewFile, RemovesWhatCouldNotBeWrittenWhole) {
+  const KuvTest::TempFolder folder;
+  const std::wstring path = folder.Path(L"page.html");
+  for (const bool fails : {false, true}) {
+    SCOPED_TRACE(fails);
+    KUV_IMPORT_HOOK(write, WriteFile);
+    write.Answer([&](HANDLE, LPCVOID, DWORD, LPDWORD written, LPOVERLAPPED) {
+      *written = 2;
+      ::SetLastError(ERROR_WRITE_FAULT);
+      return fails ? FALSE : TRUE;
+    });
+    try {
+      FilterCheck::WriteNewFile(path, "bytes");
+      FAIL() << "nothing was thrown";
+    } catch (const std::exception& error) {
+      EXPECT_THAT(error.what(), HasSubstr(fails ? "(error 29)" : "(error 112)"));
+    }
+    EXPECT_THAT(folder.Names(), IsEmpty());
+  }
+}
+
+}  // namespace

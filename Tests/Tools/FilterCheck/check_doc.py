@@ -1,0 +1,61 @@
+#!/usr/bin/env python3
+"""Holds the page of the program to its sources: the findings, the fields of the JSON answer, the options, the exit
+codes.
+
+    check_doc.py SOURCE-FOLDER [--write]
+
+--write renews the tables of fields in the page.
+"""
+import json
+import pathlib
+import re
+import sys
+import unittest
+
+import field_tables
+
+WRITE = "--write" in sys.argv and not sys.argv.remove("--write")
+ROOT = pathlib.Path(sys.argv.pop(1) if len(sys.argv) > 1 else ".")
+PAGE = ROOT / "Docs" / "FilterCheck.md"
+SOURCES = ROOT / "Tools" / "FilterCheck"
+START, END = "<!-- fields -->\n\n", "<!-- end of fields -->\n"
+FINDING_ID = r"[a-z][a-z0-9-]*\.[a-z0-9][a-z0-9-]*"
+
+
+def page_text():
+    return PAGE.read_text(encoding="utf-8")
+
+
+def fields():
+    schema = json.loads((ROOT / "Docs/FilterCheck.schema.json").read_text(encoding="utf-8"))
+    return field_tables.tables(schema)
+
+
+class FilterCheckPage(unittest.TestCase):
+    def test_every_finding_is_told_once(self):
+        # "ntdll.dll" and the like have the look of an id as well.
+        of_sources = {name for path in SOURCES.glob("*.cpp")
+                      for name in re.findall(rf'"({FINDING_ID})"', path.read_text(encoding="utf-8"))
+                      if not name.endswith(".dll")}
+        of_page = re.findall(rf"^\| `({FINDING_ID})` \|", page_text(), re.MULTILINE)
+        self.assertGreater(len(of_page), 30)
+        self.assertEqual(sorted(of_page), sorted(of_sources))
+
+    def test_fields_are_those_of_the_schema(self):
+        page = page_text()
+        self.assertEqual(page[page.index(START) + len(START):page.index(END)], fields())
+
+    def test_options_and_exit_codes_are_those_of_the_help(self):
+        help_text = (SOURCES / "Options.cpp").read_text(encoding="utf-8")
+        options = set(re.findall(r"^  (--[a-z-]+)", help_text, re.MULTILINE))
+        self.assertEqual(set(re.findall(r"^\| `(--[a-z-]+)", page_text(), re.MULTILINE)), options)
+        self.assertEqual(options, set(re.findall(r'\{L"(--[a-z-]+)"', help_text)))
+        codes = re.findall(r"^  (\d)  ", help_text, re.MULTILINE)
+        self.assertEqual(re.findall(r"^\| (\d) \|", page_text(), re.MULTILINE), codes)
+
+
+if WRITE:
+    page = page_text()
+    PAGE.write_text(page[:page.index(START) + len(START)] + fields() + page[page.index(END):], encoding="utf-8")
+else:
+    unittest.main()

@@ -1,0 +1,259 @@
+#!/usr/bin/env python3
+"""Runs the program on a made-up machine and looks at its page in a headless browser: the matrix is the one of the
+JSON answer of the same run, the texts can be read, and nothing else is needed. The machine is as it was afterwards.
+
+    check_page.py --wine SCRIPT --prefix FOLDER --program FILE --filter FILE --source FOLDER [--pictures FOLDER]
+
+The machine is a Wine prefix that serves this check alone.
+"""
+import argparse
+import json
+import os
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+
+import devtools
+import json_schema
+
+PROVIDERS = r"HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\Authentication\Credential Providers"
+FOREIGN = "{11111111-2222-3333-4444-555555555555}"
+FOREIGN_NAME = "<script>document.title='taken'</script> \"quoted\" & 'so'"
+WIDTHS = (1280, 390)
+COLOURS = {
+    "light": {"shown": "rgb(221, 242, 227)", "hidden": "rgb(238, 241, 244)"},
+    "dark": {"shown": "rgb(21, 55, 42)", "hidden": "rgb(35, 43, 54)"},
+}
+TEXTS = {
+    (True, True): "\u2713 shown",
+    (True, False): "+ appears",
+    (False, True): "\u2212 disappears",
+    (False, False): "\u2013 hidden",
+}
+
+LOOK = r"""
+(() => {
+  const channel = (value) => value <= 0.03928 ? value / 12.92 : ((value + 0.055) / 1.055) ** 2.4;
+  const parse = (text) => text.match(/[\d.]+/g).map(Number);
+  const luminance = ([r, g, b]) =>
+    0.2126 * channel(r / 255) + 0.7152 * channel(g / 255) + 0.0722 * channel(b / 255);
+  const ground = (element) => {
+    for (let node = element; node; node = node.parentElement) {
+      const color = parse(getComputedStyle(node).backgroundColor);
+      if (color.length < 4 || color[3] === 1) return color;
+      if (color[3] !== 0) throw new Error('a half transparent ground');
+    }
+    return [255, 255, 255];
+  };
+  const faint = [];
+  const walker = document.createTreeWalker(document.body, NodeFilter.SHOW_TEXT);
+  let texts = 0;
+  for (let node = walker.nextNode(); node; node = walker.nextNode()) {
+    if (!node.data.trim() || node.parentElement.getClientRects().length === 0) continue;
+    ++texts;
+    const [light, dark] = [luminance(parse(getComputedStyle(node.parentElement).color)),
+                           luminance(ground(node.parentElement))].sort((a, b) => b - a);
+    const ratio = (light + 0.05) / (dark + 0.05);
+    if (ratio < 4.5) faint.push(node.data + ' ' + ratio);
+  }
+  const wide = [...document.querySelectorAll('body *')]
+    .filter((element) => element.getBoundingClientRect().right > innerWidth + 0.5)
+    .map((element) => element.tagName + '.' + element.className);
+  return {
+    width: innerWidth, scrolled: document.documentElement.scrollWidth, wide, texts, faint,
+    title: document.title, scripts: document.scripts.length, ground: getComputedStyle(document.body).backgroundColor,
+    verdict: document.querySelector('.verdict p').innerText,
+    code: Number(document.querySelector('.verdict').dataset.code),
+    cells: [...document.querySelectorAll('.matrix')].map((matrix) => ({
+      sessions: matrix.dataset.sessions.split(' '),
+      rows: [...matrix.querySelectorAll('tbody tr')].map((row) => ({
+        clsid: row.dataset.provider, name: row.querySelector('th').innerText,
+        cells: [...row.querySelectorAll('td')].map((cell) => ({
+          scenario: cell.dataset.scenario, text: cell.querySelector('.state').innerText,
+          ground: getComputedStyle(cell).backgroundColor, ring: getComputedStyle(cell).boxShadow !== 'none',
+          labelled: cell.querySelector('.label').getClientRects().length > 0,
+        })),
+      })),
+    })),
+    settings: Object.fromEntries([...document.querySelectorAll('[data-setting]')].map(
+      (row) => [row.dataset.setting, row.querySelector('.effective').innerText])),
+    findings: [...document.querySelectorAll('.finding:not(.gone)')].map((finding) => finding.dataset.id),
+  };
+})()
+"""
+
+FAILURES = []
+
+
+def expect(name, actual, expected):
+    if actual != expected:
+        FAILURES.append(f"{name}:\n  {actual!r}\nand not\n  {expected!r}")
+
+
+class Machine:
+    """The Wine prefix."""
+
+    def __init__(self, given):
+        self.command = [given.wine, given.prefix]
+        self.prefix = pathlib.Path(given.prefix)
+        self.program = given.program
+
+    def run(self, *arguments):
+        result = subprocess.run([*self.command, *arguments], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                stderr=subprocess.PIPE, timeout=120)
+        return result.returncode, result.stdout, result.stderr
+
+    def must(self, *arguments):
+        code, output, errors = self.run(*arguments)
+        if code != 0:
+            sys.exit(f"check_page: {arguments} ended with {code}: {errors.decode('utf-8', 'replace')}")
+        return output
+
+    def state(self, folder):
+        """All keys and values, and what lies on the disk with its time."""
+        for root in ("HKLM", "HKCU"):
+            self.must("reg", "export", root, windows_path(folder / f"{root}.reg"), "/y")
+        registry = {root: (folder / f"{root}.reg").read_bytes() for root in ("HKLM", "HKCU")}
+        files = {}
+        for base, folders, names in os.walk(self.prefix / "drive_c"):
+            folders[:] = [name for name in folders if not (pathlib.Path(base) / name).is_symlink()]
+            for name in [*names, *folders]:
+                path = pathlib.Path(base) / name
+                if not path.is_symlink():
+                    files[str(path)] = (path.stat().st_size, path.stat().st_mtime_ns)
+        return registry, files
+
+
+def windows_path(path):
+    return "Z:" + str(path).replace("/", "\\")
+
+
+def cells_of(answer):
+    """What the page should show: sessions, provider and scenario to whether it is shown, and was before."""
+    subject, today = answer["assumed"] or answer["now"], answer["now"]
+    before = {(row["scenario"], row["session"]): row["shown"] for row in today["decisions"]}
+    cells = {}
+    for row in subject["decisions"]:
+        for provider in subject["providers"]:
+            clsid = provider["clsid"]
+            cells[row["session"], clsid, row["scenario"]] = (
+                clsid in row["shown"], clsid in before[row["scenario"], row["session"]])
+    return cells
+
+
+def check_matrix(name, page, answer, scheme, narrow):
+    expected = cells_of(answer)
+    names = {row["clsid"]: row["name"] or row["clsid"] for row in (answer["assumed"] or answer["now"])["providers"]}
+    seen = set()
+    for matrix in page["cells"]:
+        for row in matrix["rows"]:
+            expect(f"{name}: name of {row['clsid']}", row["name"], names[row["clsid"]])
+            for cell in row["cells"]:
+                for session in matrix["sessions"]:
+                    key = session, row["clsid"], cell["scenario"]
+                    shown, before = expected[key]
+                    seen.add(key)
+                    expect(f"{name}: {key}", (cell["text"], cell["ground"], cell["ring"], cell["labelled"]),
+                           (TEXTS[shown, before], COLOURS[scheme]["shown" if shown else "hidden"], shown != before,
+                            narrow))
+    expect(f"{name}: cells", seen, set(expected))
+
+
+def check_page(name, browser, path, answer, pictures):
+    subject = answer["assumed"] or answer["now"]
+    for scheme in ("light", "dark"):
+        for width in WIDTHS:
+            view = f"{name}, {scheme}, {width}"
+            browser.show(path, width, scheme)
+            page = browser.evaluate(LOOK)
+            expect(f"{view}: requests", browser.requests, [path.as_uri()])
+            expect(f"{view}: width", (page["scrolled"], page["wide"]), (width, []))
+            expect(f"{view}: texts that cannot be read", page["faint"], [])
+            expect(f"{view}: texts", page["texts"] > 100, True)
+            expect(f"{view}: title", page["title"], f"Kuv filter check of {answer['machine']}")
+            expect(f"{view}: scripts", page["scripts"], 0)
+            lead = "As assumed: " if answer["assumed"] else ""
+            expect(f"{view}: verdict", (page["verdict"], page["code"]),
+                   (lead + subject["verdict"], subject["exitCode"]))
+            expect(f"{view}: settings", page["settings"], {row["name"]: row["effective"] for row in subject["settings"]})
+            expect(f"{view}: findings", page["findings"], [row["id"] for row in subject["findings"]])
+            check_matrix(view, page, answer, scheme, width < 700)
+            if pictures:
+                browser.screenshot(pictures / f"{name}-{scheme}-{width}.png")
+    browser.show(path, 794, "dark", medium="print")
+    expect(f"{name}, on paper: ground", browser.evaluate(LOOK)["ground"], "rgb(255, 255, 255)")
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    for option in ("wine", "prefix", "program", "filter", "source"):
+        parser.add_argument(f"--{option}", required=True)
+    parser.add_argument("--pictures", type=pathlib.Path)
+    given = parser.parse_args()
+    docs = pathlib.Path(given.source) / "Docs"
+    schema = json.loads((docs / "FilterCheck.schema.json").read_text(encoding="utf-8"))
+    machine = Machine(given)
+    machine.must("--start")
+    try:
+        with tempfile.TemporaryDirectory() as folder, devtools.Browser() as browser:
+            machine.must("regsvr32", "/s", windows_path(given.filter))
+            machine.must("reg", "import", windows_path(pathlib.Path(given.source) / "Tools/FilterHost/Sample.reg"))
+            machine.run("reg", "delete", f"{PROVIDERS}\\{FOREIGN}", "/f")
+            check_examples(machine, (docs / "FilterCheck.md").read_text(encoding="utf-8"))
+            check(machine, given, schema, browser, pathlib.Path(folder))
+    finally:
+        machine.run("--stop")
+    if FAILURES:
+        sys.exit("check_page: " + "\ncheck_page: ".join(FAILURES))
+    print("check_page: the pages show what the answers tell")
+
+
+def check_examples(machine, page):
+    """What the page shows of an answer stands in it, in that order; a line with an ellipsis stands for others."""
+    examples = re.findall(r"```\nKuvFilterCheck *(.*)\n```\n(?:(?!```).*\n)*```text\n((?:.*\n)*?)```\n", page)
+    expect("examples of the page", len(examples), 2)
+    for arguments, shown in examples:
+        _, output, _ = machine.run(machine.program, *arguments.split())
+        answer = output.decode("utf-8")
+        for part in shown.split("\u2026\n"):
+            _, found, answer = answer.partition(part)
+            expect(f"example {arguments!r}", found, part)
+
+
+def check(machine, given, schema, browser, folder):
+    machine.must("reg", "add", f"{PROVIDERS}\\{FOREIGN}", "/ve", "/d", FOREIGN_NAME, "/f")
+    before = machine.state(folder)
+
+    runs = {
+        "today": (),
+        "what-if": ("--what-if", "RdpOnly=1", "--what-if", "EnableSmartCards=0"),
+        "off": ("--what-if", "SKey=", "--what-if", "LogFileMaxCount=3"),
+    }
+    codes = {"today": 0, "what-if": 0, "off": 2}
+    for name, arguments in runs.items():
+        path = folder / f"{name}.html"
+        code, output, errors = machine.run(given.program, "--json", "--html", windows_path(path), *arguments)
+        expect(f"{name}: errors", errors, b"")
+        answer = json.loads(output)
+        FAILURES.extend(f"{name}: {error}" for error in json_schema.errors(answer, schema))
+        expect(f"{name}: exit code", (code, (answer["assumed"] or answer["now"])["exitCode"]), (codes[name],) * 2)
+        sessions = {(row["session"], row["outcome"]) for row in (answer["assumed"] or answer["now"])["decisions"]}
+        expect(f"{name}: protected somewhere", any(outcome == "protected" for _, outcome in sessions), name != "off")
+        expect(f"{name}: foreign name", [row["name"] for row in answer["now"]["providers"] if row["clsid"] == FOREIGN],
+               [FOREIGN_NAME])
+        check_page(name, browser, path, answer, given.pictures)
+
+    registry, files = machine.state(folder)
+    for root in registry:
+        expect(f"{root} afterwards is as before", registry[root] == before[0][root], True)
+    expect("files that changed", {path for path in files.keys() | before[1].keys()
+                                  if files.get(path) != before[1].get(path)}, set())
+
+
+if __name__ == "__main__":
+    try:
+        main()
+    except devtools.BrowserFailure as failure:
+        sys.exit(f"check_page: {failure}")

@@ -1,0 +1,39 @@
+"""Holds a JSON value to a JSON Schema, as far as ours goes: type, const, enum, properties, required,
+additionalProperties, items, anyOf and references within the schema. A keyword beyond those is an error."""
+
+TYPES = {"object": dict, "array": list, "string": str, "boolean": bool, "null": type(None), "integer": int}
+KNOWN = {"type", "const", "enum", "properties", "required", "additionalProperties", "items", "anyOf", "$ref",
+         "$defs", "$schema", "title", "description"}
+
+
+def errors(value, schema, root=None, where="$"):
+    """Gives what is wrong, a text each."""
+    root = root or schema
+    if set(schema) - KNOWN:
+        raise ValueError(f"unknown keywords {set(schema) - KNOWN}")
+    if "$ref" in schema:
+        target = root
+        for step in schema["$ref"].removeprefix("#/").split("/"):
+            target = target[step]
+        return errors(value, target, root, where)
+    if "anyOf" in schema and all(errors(value, choice, root, where) for choice in schema["anyOf"]):
+        return [f"{where}: {value!r} is none of the choices"]
+    if "const" in schema and value != schema["const"]:
+        return [f"{where}: {value!r} is not {schema['const']!r}"]
+    if "enum" in schema and value not in schema["enum"]:
+        return [f"{where}: {value!r} is none of {schema['enum']}"]
+    wanted = TYPES.get(schema.get("type"))
+    if wanted and (not isinstance(value, wanted) or (wanted is int and isinstance(value, bool))):
+        return [f"{where}: {value!r} is no {schema['type']}"]
+    found = []
+    if isinstance(value, dict):
+        properties = schema.get("properties", {})
+        found += [f"{where}: {name} is missing" for name in schema.get("required", []) if name not in value]
+        if schema.get("additionalProperties") is False:
+            found += [f"{where}: {name} is not told" for name in value if name not in properties]
+        for name in value.keys() & properties.keys():
+            found += errors(value[name], properties[name], root, f"{where}.{name}")
+    if isinstance(value, list):
+        for index, item in enumerate(value):
+            found += errors(item, schema.get("items", {}), root, f"{where}[{index}]")
+    return found

@@ -1,0 +1,89 @@
+#include "FilterCheck/FilterCheck.h"
+
+#include <exception>
+#include <iterator>
+#include <ostream>
+
+#include <windows.h>
+
+#include "FilterCheck/NewFile.h"
+#include "FilterCheck/Options.h"
+#include "FilterCheck/Output.h"
+#include "FilterCheck/PlainText.h"
+#include "FilterCheck/RegistrationCheck.h"
+#include "FilterCheck/SettingsCheck.h"
+#include "FilterCheck/Verdict.h"
+#include "KuvAuth/Support/Text.h"
+
+namespace FilterCheck {
+
+namespace {
+
+std::string MachineName() {
+  wchar_t name[256] = {};
+  auto length = static_cast<DWORD>(std::size(name));
+  if (::GetComputerNameExW(ComputerNameDnsHostname, name, &length) == FALSE) return "this machine";
+  return PlainText(std::wstring{name});
+}
+
+std::string Now() {
+  SYSTEMTIME time{};
+  ::GetSystemTime(&time);
+  return FormatToString("%04u-%02u-%02uT%02u:%02u:%02uZ", unsigned{time.wYear}, unsigned{time.wMonth},
+                        unsigned{time.wDay}, unsigned{time.wHour}, unsigned{time.wMinute},
+                        unsigned{time.wSecond});
+}
+
+void AddFindings(const Registration& registration, Situation& situation) {
+  const Findings findings = JudgeRegistration(registration, situation);
+  situation.findings.insert(situation.findings.end(), findings.begin(), findings.end());
+}
+
+Report Gather(const Options& options) {
+  Report report{MachineName(), Now(), Examine(), options.assumptions, {}, ReadRegistration(), {}};
+  report.registrationFindings = JudgeRegistration(report.registration);
+  AddFindings(report.registration, report.now);
+  if (!options.assumptions.empty()) {
+    report.assumed = ExamineAssuming(options.assumptions);
+    AddFindings(report.registration, *report.assumed);
+  }
+  return report;
+}
+
+// By the convention of no-color.org: set to anything.
+bool IsColorUnwanted() {
+  wchar_t value[2] = {};
+  return ::GetEnvironmentVariableW(L"NO_COLOR", value, static_cast<DWORD>(std::size(value))) != 0;
+}
+
+ExitCode Run(const Options& options, std::ostream& out, bool isConsole) {
+  const Report report = Gather(options);
+  if (!options.htmlFile.empty()) WriteNewFile(options.htmlFile, HtmlPage(report));
+  if (options.json) {
+    PrintJson(report, out);
+  } else {
+    PrintReport(report, isConsole && !options.noColor && !IsColorUnwanted(), out);
+  }
+  return Judge(report, Subject(report)).code;
+}
+
+}  // namespace
+
+int RunFilterCheck(const std::vector<std::wstring>& arguments, std::ostream& out, std::ostream& err,
+                   bool isConsole) {
+  ExitCode code = ExitCode::Fine;
+  try {
+    const Options options = ParseOptions(arguments);
+    if (options.help) {
+      PrintUsage(out);
+    } else {
+      code = Run(options, out, isConsole);
+    }
+  } catch (const std::exception& error) {
+    err << "KuvFilterCheck: " << error.what() << '\n';
+    code = ExitCode::Failed;
+  }
+  return static_cast<int>(code);
+}
+
+}  // namespace FilterCheck

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+#include "FilterCheck/Report.h"
+
+namespace FilterCheck {
+
+/// What the command line asks for.
+struct Options {
+  bool help = false;
+  bool json = false;
+  bool noColor = false;
+  std::wstring htmlFile;  ///< empty: no page
+  std::vector<Assumption> assumptions;
+};
+
+/// Reads the arguments, the program's name not among them. Throws `FilterHost::HostError`.
+Options ParseOptions(const std::vector<std::wstring>& arguments);
+
+void PrintUsage(std::ostream& out);
+
+}  // namespace FilterCheck
