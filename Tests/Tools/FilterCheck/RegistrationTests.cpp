@@ -57,7 +57,7 @@ TEST_F(RegistrationCheck, FilterThatIsNowhereIsAProblem) {
   }
   const Registration registration = ReadRegistration();
   const Findings findings = JudgeRegistration(registration);
-  EXPECT_THAT(Ids(findings), ElementsAre("registration.not-registered"));
+  ASSERT_THAT(Ids(findings), ElementsAre("registration.not-registered"));
   const Finding finding = OnlyFinding(findings, "registration.not-registered");
   EXPECT_EQ(finding.severity, Severity::Problem);
   EXPECT_EQ(finding.subject, "64-bit view");
@@ -78,7 +78,7 @@ TEST_F(RegistrationCheck, Missing32BitViewIsANote) {
   Class(kView32).Delete();
   Entry(kView32).Delete();
   const Findings findings = Judged();
-  EXPECT_THAT(Ids(findings), ElementsAre("registration.32-bit-missing"));
+  ASSERT_THAT(Ids(findings), ElementsAre("registration.32-bit-missing"));
   EXPECT_EQ(findings[0].severity, Severity::Note);
   EXPECT_EQ(findings[0].subject, "32-bit view");
 }
@@ -131,7 +131,7 @@ TEST_F(RegistrationCheck, ClassOfTheUserAloneIsAFault) {
   TestKey{HKEY_CLASSES_ROOT, std::wstring{L"CLSID\\"} + kFilter}.Create();
   TestKey{HKEY_CLASSES_ROOT, std::wstring{L"WOW6432Node\\CLSID\\"} + kFilter}.Create();
   const Findings findings = Judged();
-  EXPECT_THAT(Ids(findings), ElementsAre("registration.class-of-user", "registration.class-of-user"));
+  ASSERT_THAT(Ids(findings), ElementsAre("registration.class-of-user", "registration.class-of-user"));
   ExpectFault({findings[0]}, kViews[0], "registration.class-of-user", "for the present user alone");
   ExpectFault({findings[1]}, kViews[1], "registration.class-of-user", "for the present user alone");
   EXPECT_TRUE(ReadRegistration().filter[0].onlyForThisUser);
@@ -178,7 +178,7 @@ TEST_F(RegistrationCheck, ModuleOfTheOtherArchitectureIsAFault) {
 TEST_F(RegistrationCheck, OtherThreadingModelIsAWarning) {
   Server(kView64).SetText(L"ThreadingModel", L"Free");
   const Findings findings = Judged();
-  EXPECT_THAT(Ids(findings), ElementsAre("registration.threading-model"));
+  ASSERT_THAT(Ids(findings), ElementsAre("registration.threading-model"));
   EXPECT_EQ(findings[0].severity, Severity::Warning);
   EXPECT_THAT(findings[0].text, HasSubstr("'Free', not 'Apartment'"));
   Server(kView64).DeleteValue(L"ThreadingModel");
@@ -215,7 +215,7 @@ TEST_F(RegistrationCheck, DllFor32BitProgramsOfTheInstallerLiesInTheirProgramFol
 TEST_F(RegistrationCheck, OtherModuleThanTheOneBesideIsAWarning) {
   WriteFileBytes(programs.Path(L"KuvCredFilter.dll"), ModuleBytes(KuvTest::kX64) + "newer");
   const Findings findings = Judged();
-  EXPECT_THAT(Ids(findings), ElementsAre("registration.other-module"));
+  ASSERT_THAT(Ids(findings), ElementsAre("registration.other-module"));
   EXPECT_EQ(findings[0].severity, Severity::Warning);
   EXPECT_THAT(findings[0].text, HasSubstr(Narrow(module64)));
 }
@@ -228,7 +228,7 @@ TEST_F(RegistrationCheck, OtherFilterIsANote) {
   EXPECT_EQ(registration.others[0].name, "Some filter");
   EXPECT_EQ(registration.others[0].module, Narrow(module64));
   const Findings findings = JudgeRegistration(registration);
-  EXPECT_THAT(Ids(findings), ElementsAre("registration.other-filter"));
+  ASSERT_THAT(Ids(findings), ElementsAre("registration.other-filter"));
   EXPECT_EQ(findings[0].severity, Severity::Note);
   EXPECT_EQ(findings[0].subject, "Some filter {11111111-2222-3333-4444-555555555555}");
   EXPECT_THAT(findings[0].text, HasSubstr(Narrow(module64)));
@@ -245,7 +245,7 @@ TEST_F(RegistrationCheck, FilterThatEveryMachineHasIsNoFinding) {
 TEST_F(RegistrationCheck, EntryWhoseClassIsGoneIsStale) {
   Entry(kView32, kForeign).Create();
   const Findings findings = Judged();
-  EXPECT_THAT(Ids(findings), ElementsAre("registration.stale-filter"));
+  ASSERT_THAT(Ids(findings), ElementsAre("registration.stale-filter"));
   EXPECT_EQ(findings[0].severity, Severity::Warning);
   EXPECT_EQ(findings[0].subject, "{11111111-2222-3333-4444-555555555555}");
   EXPECT_THAT(findings[0].text, HasSubstr("list of filters of the 32-bit view"));
@@ -255,14 +255,14 @@ TEST_F(RegistrationCheck, EntryWhoseClassIsGoneIsStale) {
 TEST_F(RegistrationCheck, EntryWhoseModuleIsGoneIsStale) {
   Register(kView64, kForeign, folder.Path(L"gone.dll"));
   const Findings findings = Judged();
-  EXPECT_THAT(Ids(findings), ElementsAre("registration.stale-filter"));
+  ASSERT_THAT(Ids(findings), ElementsAre("registration.stale-filter"));
   EXPECT_THAT(findings[0].text, HasSubstr("gone.dll"));
 }
 
 TEST_F(RegistrationCheck, MissingKuvProviderIsAProblem) {
   ProviderKey(KuvTest::kKuv).Delete();
   const Findings findings = Judged();
-  EXPECT_THAT(Ids(findings), ElementsAre("provider.kuv-missing"));
+  ASSERT_THAT(Ids(findings), ElementsAre("provider.kuv-missing"));
   EXPECT_EQ(findings[0].severity, Severity::Problem);
   EXPECT_EQ(findings[0].subject, "{5E1B7C30-9A42-4D6F-8C15-A3F02E76D418}");
 }
@@ -280,7 +280,7 @@ TEST_F(RegistrationCheck, ExcludedKuvProviderIsAProblem) {
   policies.SetText(L"ExcludedCredentialProviders",
                    L"{11111111-2222-3333-4444-555555555555}, {5e1b7c30-9a42-4d6f-8c15-a3f02e76d418}");
   const Findings findings = Judged();
-  EXPECT_THAT(Ids(findings), ElementsAre("platform.kuv-excluded"));
+  ASSERT_THAT(Ids(findings), ElementsAre("platform.kuv-excluded"));
   EXPECT_EQ(findings[0].severity, Severity::Problem);
   EXPECT_THAT(findings[0].text, HasSubstr("nobody can log on"));
 }
@@ -293,7 +293,7 @@ TEST_F(RegistrationCheck, ProhibitedFallbacksAreANote) {
   EXPECT_THAT(Ids(Judged()), IsEmpty());
   providers.SetDword(L"ProhibitFallbacks", 1);
   const Findings findings = Judged();
-  EXPECT_THAT(Ids(findings), ElementsAre("platform.fallbacks-prohibited"));
+  ASSERT_THAT(Ids(findings), ElementsAre("platform.fallbacks-prohibited"));
   EXPECT_EQ(findings[0].severity, Severity::Note);
   EXPECT_THAT(findings[0].text, HasSubstr("safe mode"));
 }
