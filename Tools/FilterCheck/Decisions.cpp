@@ -120,7 +120,10 @@ FilterHost::ProviderList InstalledProviders() {
     if (error.Code() != FilterHost::ExitCode::NoProviders) throw;
   }
   for (FilterHost::Provider& provider : providers) {
-    if (provider.name.empty()) provider.name = StockProviderName(provider.identifier);
+    // The platform's own by what users know them as; the registry has the name of a class.
+    const std::string_view stock = StockProviderName(provider.identifier);
+    if (provider.name.empty() || (!stock.empty() && !IsKuvProvider(provider.identifier)))
+      provider.name = stock;
     provider.name = PlainText(Utf8ToWide(provider.name));
   }
   return providers;

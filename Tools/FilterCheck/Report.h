@@ -95,10 +95,9 @@ struct Decision {
 
 /// The decisions, and a sentence for each way a user meets them.
 struct DecisionReport {
-  FilterHost::ProviderList
-      providers;                    ///< those installed, with names (stock names where the registry has none)
-  std::vector<Decision> decisions;  ///< each scenario at the console, then each over remote desktop
-  std::string atConsole;            ///< "At the console a user sees ..."
+  FilterHost::ProviderList providers;  ///< those installed; the platform's own by their stock names
+  std::vector<Decision> decisions;     ///< each scenario at the console, then each over remote desktop
+  std::string atConsole;               ///< "At the console a user sees ..."
   std::string overRemoteDesktop;
   std::string atElevation;
   bool inForce;  ///< the second factor protects at least one scenario, and a Kuv provider is there to ask

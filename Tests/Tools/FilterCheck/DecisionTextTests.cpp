@@ -140,16 +140,28 @@ TEST_F(DecisionSentences, OfAMissingSetting) {
               HasSubstr("without the second factor, because SKey is not set"));
 }
 
-TEST_F(DecisionSentences, NameStockProvidersAndIdentifiers) {
+TEST_F(DecisionSentences, NameStockProvidersByTheTable) {
   registry.Local().SetDword(L"RdpOnly", 1);
-  ProviderKey(kPassword).Delete();
-  ProviderKey(kPassword).Create();
+  ProviderKey(kPassword).SetText(L"", L"PasswordProvider");
+  ProviderKey(kSmartCard).Delete();
+  ProviderKey(kSmartCard).Create();
+  EXPECT_THAT(Examine().decision.atConsole, HasSubstr("Vendor, Password and Smart card, without"));
+}
+
+TEST_F(DecisionSentences, NameOthersAsTheRegistryDoesOrByIdentifier) {
+  registry.Local().SetDword(L"RdpOnly", 1);
+  ProviderKey(kVendor).SetText(L"", L"Smart\r\ncard\x1b[2J\x202E");
+  EXPECT_THAT(Examine().decision.atConsole, HasSubstr("Smart??card?[2J?, Password"));
   ProviderKey(kVendor).Delete();
   ProviderKey(kVendor).Create();
-  ProviderKey(kSmartCard).SetText(L"", L"Smart\r\ncard\x1b[2J\x202E");
-  const DecisionReport report = Examine().decision;
-  EXPECT_THAT(report.atConsole,
-              HasSubstr("{11111111-2222-3333-4444-555555555555}, Password and Smart??card?[2J?,"));
+  EXPECT_THAT(Examine().decision.atConsole, HasSubstr("{11111111-2222-3333-4444-555555555555}, Password"));
+}
+
+TEST_F(DecisionSentences, NameTheKuvProviderAsTheRegistryDoes) {
+  EXPECT_THAT(Examine().decision.atConsole, HasSubstr("sees Kuv, and"));
+  ProviderKey(kKuv).Delete();
+  ProviderKey(kKuv).Create();
+  EXPECT_THAT(Examine().decision.atConsole, HasSubstr("sees Kuv second factor, and"));
 }
 
 TEST_F(DecisionSentences, OfNoProvidersAtAll) {
