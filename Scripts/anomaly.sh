@@ -14,6 +14,13 @@ build=$root/build/$preset
 wine=("$root/Scripts/wine.sh" "$build/wine")
 filter=${1:-*}
 export KUV_ANOMALY=${KUV_ANOMALY:-long}
+case $KUV_ANOMALY in
+long | short) ;;
+*)
+  echo "anomaly: KUV_ANOMALY is long or short, not $KUV_ANOMALY" >&2
+  exit 2
+  ;;
+esac
 
 # The programs, by their CMake targets.
 programs=(AnomalyTests SettingsStormTests)
@@ -24,6 +31,7 @@ cmake --preset "$preset" >/dev/null
 
 "${wine[@]}" --start
 trap '"${wine[@]}" --stop' EXIT
+rm -rf "$build/anomaly"
 mkdir -p "$build/anomaly"
 status=0
 for program in "${programs[@]}"; do
@@ -34,5 +42,9 @@ for program in "${programs[@]}"; do
   "${wine[@]}" "$file" --gtest_filter="$filter" >"$log" 2>&1 || status=1
   grep -E '^(\[ +(OK|FAILED) +\]|\[  PASSED|Tried:|[0-9]+ settings|at |The DLL has ended|Crashed)' "$log" || true
 done
+if ! grep -qsF '[       OK ]' "$build"/anomaly/*.log; then
+  echo "anomaly: no test has the name $filter" >&2
+  exit 1
+fi
 [ "$status" = 0 ] || echo "anomaly: a test has failed; see $build/anomaly" >&2
 exit "$status"

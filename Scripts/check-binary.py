@@ -30,7 +30,7 @@ CODE_VIEW = 2
 STACK_FAILURE = bytes.fromhex("B902000000CD29")
 # Below the number of guarded functions that a release build has, above what is left if one of its two libraries
 # is compiled without guards.
-MIN_GUARDED = 60
+MIN_GUARDED = 80
 
 ABSOLUTE_PATH = re.compile(
     rb"(?<![\w.])[A-Za-z]:[\\/][\w .-]+[\\/]|(?<![\w.%])/(?:home|root|tmp|usr|build|work|opt|var|mnt|Users)/")
@@ -130,6 +130,44 @@ def check_stack_protector(image, runtime):
         yield "is not marked as compatible with shadow stacks (CET)"
 
 
+def frame_entries(image):
+    """Pairs of augmentation and code address of each entry of the table of frames, and None at its proper end."""
+    section = next((section for section in image.sections if section.name == ".eh_fram"), None)
+    if section is None:
+        return
+    at, end, forms = section.offset, section.offset + section.virtual_size, {}
+    while at < end:
+        length, back = image.u32(at), image.u32(at + 4)
+        if length == 0:
+            yield None
+            return
+        if back == 0:
+            forms[at] = image.text(at + 9)
+        else:
+            place = section.address + at + 8 - section.offset
+            yield forms.get(at + 4 - back, "?"), (place + image.u32(at + 8)) & 0xFFFFFFFF
+        at += 4 + length
+
+
+def check_unwinding(image, runtime):
+    if runtime != "gcc":
+        return
+    if image.directory(pe_image.THREAD_LOCAL)[1] == 0:
+        yield "has no thread local data, which exceptions need"
+    if image.is_64bit:
+        if image.directory(pe_image.EXCEPTION)[1] == 0:
+            yield "has no table of functions to unwind"
+        return
+    # FrameTable.cpp reads these forms, with addresses from their own place.
+    entries = list(frame_entries(image))
+    if not entries or entries[-1] is not None:
+        yield "has no table of frames, or one without an end"
+        return
+    for form, address in entries[:-1]:
+        if form not in ("zR", "zPLR") or not image.section_at(address).has(Section.EXECUTE):
+            yield f"has a frame of the form {form} at 0x{address:X}, which is not read"
+
+
 def check_texts(image, forbidden, runtime):
     # The same text, in 8-bit units and in 16-bit units at an even and at an odd place.
     readings = [image.data, image.data[::2], image.data[1::2]]
@@ -178,6 +216,7 @@ def check(data, allowed_imports, version, forbidden, runtime):
         yield from check_flags(image, runtime)
         yield from check_sections(image)
         yield from check_stack_protector(image, runtime)
+        yield from check_unwinding(image, runtime)
         yield from check_texts(image, forbidden, runtime)
         yield from check_version(image, version)
     except Malformed as error:

@@ -3,8 +3,8 @@
 #
 #   Scripts/coverage.sh
 #
-# The details of each line stand in coverage/ in the build tree, as HTML. Branches that the compiler adds for
-# exceptions are left out.
+# It fails below 99 % of the lines or 95 % of the branches. The details of each line stand in coverage/ in the build
+# tree, as HTML. Branches that the compiler adds for exceptions are left out.
 set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
@@ -42,5 +42,6 @@ done < <(find "$build" -name '*Tests.exe')
 gcovr --root "$root" --filter "$root/Src/" --object-directory "$build" \
   --gcov-executable x86_64-w64-mingw32-gcov-posix \
   --exclude-throw-branches --exclude-unreachable-branches \
+  --fail-under-line 99 --fail-under-branch 95 \
   --txt - --html-details "$build/coverage/index.html" --print-summary "$build"
 exit "$status"

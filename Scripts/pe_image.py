@@ -5,7 +5,8 @@ As a program it prints the file version of the file that it is given, or an empt
 import struct
 import sys
 
-EXPORT, IMPORT, RESOURCE, RELOCATION, DEBUG, LOAD_CONFIG, DELAY_IMPORT = 0, 1, 2, 5, 6, 10, 13
+EXPORT, IMPORT, RESOURCE, EXCEPTION, RELOCATION, DEBUG = 0, 1, 2, 3, 5, 6
+THREAD_LOCAL, LOAD_CONFIG, DELAY_IMPORT = 9, 10, 13
 # A kind of resource.
 VERSION = 16
 

@@ -18,7 +18,11 @@ extern "C" {
 
 extern IMAGE_DOS_HEADER __ImageBase;
 
-// The compiler's start-up code enters and removes the table; there is nothing to keep.
+// What the compiler's start-up code calls, in whose place the linker puts this (--wrap): it would look for
+// the runtime of another module, under the loader's lock, and enter the table there.
+void __wrap___gcc_register_frame() {}
+
+// What that code refers to. Nobody calls them.
 void __register_frame_info(const void*, void*) {}
 void* __deregister_frame_info(const void*) {
   return nullptr;
@@ -103,10 +107,10 @@ extern "C" const void* _Unwind_Find_FDE(void* address, dwarf_eh_bases* bases) {
   const auto wanted = reinterpret_cast<std::uintptr_t>(address);
   for (const std::uint8_t* entry = section.begin; section.end - entry > 4 * std::ptrdiff_t{kNumber};) {
     const std::uint32_t length = Number(entry);
-    if (length == 0) break;
     const std::uint8_t* const way = entry + kNumber;
-    const std::uint8_t* const next = way + length;
+    if (length < 3 * kNumber || length > static_cast<std::size_t>(section.end - way)) break;
     const std::uint32_t back = Number(way);
+    if (back > static_cast<std::size_t>(way - section.begin)) break;
     if (back != 0) {
       const std::uint8_t* const common = way - back;
       const std::uint8_t* const content = common + 2 * kNumber;
@@ -121,7 +125,7 @@ extern "C" const void* _Unwind_Find_FDE(void* address, dwarf_eh_bases* bases) {
         }
       }
     }
-    entry = next;
+    entry = way + length;
   }
   return nullptr;
 }

@@ -178,6 +178,14 @@ class CheckBinary(unittest.TestCase):
         self.replace(bytes.fromhex("B902000000CD29"), bytes.fromhex("B902000000CD2E"))
         self.assert_refused("guards the stack in 0 places")
 
+    def test_refuses_missing_thread_local_data(self):
+        self.clear_directory(pe_image.THREAD_LOCAL)
+        self.assert_refused("no thread local data")
+
+    def test_refuses_a_missing_table_of_functions_to_unwind(self):
+        self.clear_directory(pe_image.EXCEPTION)
+        self.assert_refused("no table of functions")
+
     def test_refuses_too_few_stack_guards(self):
         code = self.section(".text")
         failure = self.bytes.index(bytes.fromhex("B902000000CD29"))
