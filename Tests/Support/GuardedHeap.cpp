@@ -206,6 +206,10 @@ HMODULE WINAPI GuardedLoadLibraryW(LPCWSTR path) {
 }
 
 HMODULE WINAPI GuardedLoadLibraryExW(LPCWSTR path, HANDLE file, DWORD flags) {
+  // A module that is read for its resources alone has no imports to replace, and its handle is no address.
+  constexpr DWORD kAsData =
+      LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_DATAFILE_EXCLUSIVE | LOAD_LIBRARY_AS_IMAGE_RESOURCE;
+  if ((flags & kAsData) != 0) return originalLoadLibraryExW(path, file, flags);
   return LoadAndWatch(path, [=] { return originalLoadLibraryExW(path, file, flags); });
 }
 
