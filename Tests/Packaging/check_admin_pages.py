@@ -99,7 +99,8 @@ SOURCE_FOLDERS = ("Src", "Tools", "Packaging", "Examples")
 DEVELOPERS_FOLDERS = ("Tests", "Benchmarks", "cmake", ".github")
 
 # Words of the platform and of its tools that our sources have no use for.
-PLATFORM = {"CMAKE_PREFIX_PATH", "ExcludedCredentialProviders", "ProhibitFallbacks", "WSAStartup"}
+PLATFORM = {"CMAKE_PREFIX_PATH", "ExcludedCredentialProviders", "LocalAccountTokenFilterPolicy", "ProhibitFallbacks",
+            "WSAStartup"}
 
 
 def prose(page):
