@@ -84,7 +84,9 @@ stage=$work/stage
 mkdir -p "$stage/x64" "$stage/x86" "$stage/en-US"
 cp "$x64/bin/KuvCredFilter.dll" "$x64/bin/$tool.exe" "$stage/x64"
 cp "$x86/bin/KuvCredFilter.dll" "$stage/x86"
-cp Packaging/PolicyDefinitions/Kuvant.admx Packaging/Recovery/RemoveFilter.reg "$stage"
+cp Packaging/PolicyDefinitions/Kuvant.admx "$stage"
+# With the line ends of Windows, however the tree was checked out.
+sed 's/\r*$/\r/' Packaging/Recovery/RemoveFilter.reg >"$stage/RemoveFilter.reg"
 cp Packaging/PolicyDefinitions/en-US/Kuvant.adml "$stage/en-US"
 programs=("$stage/x64/KuvCredFilter.dll" "$stage/x64/$tool.exe" "$stage/x86/KuvCredFilter.dll")
 [ ${#sign[@]} = 0 ] || Scripts/sign.sh "${sign[@]}" "${programs[@]}"

@@ -14,8 +14,6 @@ from xml.etree import ElementTree
 ROOT = pathlib.Path(sys.argv.pop(1) if len(sys.argv) > 1 else ".")
 FILTER = "{3F6A1C92-7E40-4B1D-A6C3-52D9E07B11F4}"
 
-# What only other programs log, through the library.
-OTHERS = {"LocalMachineRegistry.cpp", "Registry.cpp", "SocketFailure.cpp", "SystemEvents.cpp"}
 LITERAL = r'(?:L?"(?:[^"\\]|\\.)*"\s*)+'
 
 
@@ -24,12 +22,11 @@ def text_of(literals):
 
 
 def messages_of_the_sources():
-    """Level and format of every message of the filter."""
+    """Level and format of every message of the filter and of the library."""
     messages = set()
-    for path in (ROOT / "Src").rglob("*.cpp"):
-        if path.name in OTHERS or path.parent.name == "ServiceClient":
-            continue
-        source = path.read_text(encoding="utf-8")
+    for path in [*(ROOT / "Src").rglob("*.cpp"), *(ROOT / "Src").rglob("*.h")]:
+        # An example in a comment is no message.
+        source = re.sub(r"^ *//.*$", "", path.read_text(encoding="utf-8"), flags=re.MULTILINE)
         for level, literals in re.findall(rf"KUV_LOG\(\s*LogLevel::(\w+),\s*({LITERAL})", source):
             messages.add((level, text_of(literals)))
         # A format that is chosen, or handed on by "%s", stands elsewhere as a whole.
@@ -99,7 +96,8 @@ SOURCE_FOLDERS = ("Src", "Tools", "Packaging", "Examples")
 DEVELOPERS_FOLDERS = ("Tests", "Benchmarks", "cmake", ".github")
 
 # Words of the platform and of its tools that our sources have no use for.
-PLATFORM = {"CMAKE_PREFIX_PATH", "ExcludedCredentialProviders", "ProhibitFallbacks", "WSAStartup"}
+PLATFORM = {"CMAKE_PREFIX_PATH", "ExcludedCredentialProviders", "LocalAccountTokenFilterPolicy", "ProhibitFallbacks",
+            "WSAStartup"}
 
 
 def prose(page):

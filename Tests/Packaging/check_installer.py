@@ -90,8 +90,12 @@ def of_the_disk(version):
         ("64", "PolicyDefinitions/en-US/Kuvant.adml"): ROOT / "Packaging/PolicyDefinitions/en-US/Kuvant.adml",
         ("32", "KuvCredFilter.dll"): X86 / "KuvCredFilter.dll",
     }
-    return {folder(bits, version)[3:].replace("\\", "/") + "/" + name: hashlib.sha256(path.read_bytes()).hexdigest()
-            for (bits, name), path in sources.items()}
+    contents = {file: path.read_bytes() for file, path in sources.items()}
+    # The line ends of Windows do not depend on the checkout.
+    recovery = ("64", "RemoveFilter.reg")
+    contents[recovery] = contents[recovery].replace(b"\r\n", b"\n").replace(b"\n", b"\r\n")
+    return {folder(bits, version)[3:].replace("\\", "/") + "/" + name: hashlib.sha256(content).hexdigest()
+            for (bits, name), content in contents.items()}
 
 
 def package(version):

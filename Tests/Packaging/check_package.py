@@ -111,6 +111,11 @@ class Package(unittest.TestCase):
                 folder = folders[folder["Directory_Parent"]]
             self.assertEqual(path[::-1], ["Kuvant", "KuvCredProv", VERSION])
 
+    # In an administrative image nothing but these names keeps the two libraries apart.
+    def test_keeps_64_and_32_bits_apart_in_an_administrative_image(self):
+        folders = keyed(self.package, "Directory", "Directory", "DefaultDir")
+        self.assertEqual((folders["ProgramFiles64Folder"], folders["ProgramFilesFolder"]), ("PFiles64", "PFiles"))
+
     def test_knows_the_version_or_the_hash_of_each_file(self):
         files, hashes = keyed(self.package, "File", "File"), keyed(self.package, "MsiFileHash", "File_")
         for name in ("Filter64.dll", "Filter32.dll"):

@@ -61,6 +61,7 @@ class Template(unittest.TestCase):
         printed = subprocess.run([*PROGRAM, "--json"], check=True, stdout=subprocess.PIPE).stdout
         cls.table = json.loads(printed)
         cls.settings = {row["name"]: kind_in_table(row) for row in cls.table["settings"]}
+        cls.defaults = {row["name"]: row["default"] for row in cls.table["settings"]}
 
     def test_references_resolve_and_nothing_is_left_over(self):
         used = {"string": set(), "presentation": set()}
@@ -147,8 +148,17 @@ class Template(unittest.TestCase):
             [(kinds[element.tag.removeprefix(NAMESPACE)], name)],
         )
         if element.tag == NAMESPACE + "decimal":
-            default = int(controls[0].get("defaultValue"))
+            # Without a value of ours the editor begins with its own, 1.
+            default = int(controls[0].get("defaultValue", "1"))
             self.assertTrue(int(element.get("minValue")) <= default <= int(element.get("maxValue")))
+        if element.tag == NAMESPACE + "enum":
+            self.check_first_choice(name, [item.get("value") for item in element.iter(NAMESPACE + "decimal")],
+                                    int(controls[0].get("defaultItem")))
+
+    def check_first_choice(self, name, values, item):
+        # A choice without an item for the default, as that of the log's detail, begins with its first.
+        default = self.defaults[name]
+        self.assertEqual(values[item], default if default in values else values[0])
 
 
 if __name__ == "__main__":

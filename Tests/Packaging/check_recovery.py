@@ -9,6 +9,7 @@ import argparse
 import json
 import pathlib
 import re
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -28,6 +29,7 @@ class Machine:
     def __init__(self, given):
         self.wine = [given.wine, given.prefix]
         self.bin = given.bin
+        self.drive = pathlib.Path(given.prefix) / "drive_c"
 
     def run(self, *command):
         return subprocess.run([*self.wine, *command], capture_output=True, text=True, check=False,
@@ -55,9 +57,18 @@ class Machine:
             file.flush()
             self.must("reg", "import", file.name)
 
+    def install(self):
+        """Puts the filter where the package would, in a folder that has the page's word for the version as its name."""
+        target = self.drive / self.dll[3:].replace("\\", "/")
+        target.parent.mkdir(parents=True, exist_ok=True)
+        shutil.copyfile(self.bin / "KuvCredFilter.dll", target)
+
+    def uninstall(self):
+        shutil.rmtree(self.drive / "Program Files/Kuvant", ignore_errors=True)
+
     @property
     def dll(self):
-        return "Z:" + str(self.bin / "KuvCredFilter.dll").replace("/", "\\")
+        return r"C:\Program Files\Kuvant\KuvCredProv\VERSION\KuvCredFilter.dll"
 
     def enabled_at_logon(self):
         report = json.loads(self.must(str(self.bin / "KuvFilterHost.exe"), "--scenario", "logon", "--json"))
@@ -80,6 +91,7 @@ def check(machine, page, file, sample):
     entries = [rf"{root}\{view}{LIST}\{entry}" for root in ROOTS for view in VIEWS for entry in (FILTER, OTHER)]
     machine.must("reg", "import", sample)
 
+    machine.install()
     machine.must("regsvr32", "/s", machine.dll)
     expect("registered", machine.listed(ROOTS[0], ""), [FILTER])
     expect("in force", machine.enabled_at_logon() & {KUV, PASSWORD}, {KUV})
@@ -87,8 +99,8 @@ def check(machine, page, file, sample):
     machine.cmd(line)
     expect("with an empty IKey", machine.enabled_at_logon() & {KUV, PASSWORD}, {PASSWORD})
     machine.merge(entries)
-    [line] = commands(page, "regsvr32 /u")
-    machine.cmd(line.replace("regsvr32", "regsvr32 /s").replace(r"C:\Path\To\KuvCredFilter.dll", machine.dll))
+    [line] = commands(page, "regsvr32")
+    machine.cmd(line)
     expect("after regsvr32", machine.listed(ROOTS[0], ""), [OTHER])
 
     machine.merge(entries)
@@ -108,6 +120,7 @@ def check(machine, page, file, sample):
 
 def tidy(machine):
     machine.run("regsvr32", "/s", "/u", machine.dll)
+    machine.uninstall()
     machine.merge(["-" + SETTINGS, "-" + ROOTS[1], *(rf"-{ROOTS[0]}\{view}{LIST}\{OTHER}" for view in VIEWS)])
 
 

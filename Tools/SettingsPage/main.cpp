@@ -31,6 +31,9 @@ The settings are values of two registry keys:
 | `HKLM\Software\Policies\Kuvant\KuvCredProv` | group policy |
 | `HKLM\Software\Kuvant\KuvCredProv` | you, or the installation, on the machine itself |
 
+32-bit programs, which load the 32-bit filter, have a local key of their own, `HKLM\Software\WOW6432Node\Kuvant\KuvCredProv`;
+the policy key is one for all.
+
 `KuvFilterCheck` shows what is stored, what counts and what comes of it. `KuvFilterCheck --what-if RdpOnly=1` shows what a
 change would do, without making it.
 
