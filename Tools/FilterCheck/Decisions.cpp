@@ -152,9 +152,7 @@ Findings JudgeDecisions(const DecisionReport& report) {
         return decision.outcome == Outcome::Protected && !AsksForSecondFactor(report, decision);
       });
   if (unguarded == report.decisions.end()) return {};
-  const bool nobody = std::none_of(unguarded->enabled.begin(), unguarded->enabled.end(),
-                                   [](bool enabled) { return enabled; });
-  if (nobody) {
+  if (KeepsEveryoneOut(report)) {
     return {{"decision.nobody-gets-in", Severity::Problem, "logon screen",
              "Where the filter protects, no provider at all is left: nobody can log on.",
              "Install the Kuv credential provider, or take the filter off; the page Recovery tells how."}};

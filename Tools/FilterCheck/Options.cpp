@@ -99,7 +99,7 @@ KuvFilterCheck [option...]
 Exit codes; with --what-if, of what would be
   0  the second factor is in force, nothing to mend
   1  it is in force, with warnings or problems
-  2  it is not in force, or the filter is not registered
+  2  it is not in force, or the filter is not registered, or it lets nobody in
   3  wrong usage or an internal error
 
 Examples
