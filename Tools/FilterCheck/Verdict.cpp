@@ -29,6 +29,11 @@ Verdict Judge(const Report& report, const Situation& situation) {
     return {ExitCode::NotInForce,
             "The second factor is NOT in force: Windows does not load the filter for the logon screen."};
   }
+  if (report.registration.kuvProviderExcluded) {
+    return {ExitCode::NotInForce,
+            "The second factor counts as NOT in force: the policy ExcludedCredentialProviders may take its "
+            "provider off."};
+  }
   if (!situation.decision.inForce && KeepsEveryoneOut(situation.decision)) {
     return {ExitCode::NotInForce,
             "The second factor CANNOT be given: no provider is left where the filter protects, so nobody can "

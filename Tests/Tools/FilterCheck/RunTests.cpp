@@ -72,6 +72,16 @@ TEST_F(FilterCheckRun, MachineThatLetsNobodyInIsExitCode2) {
               EndsWith("\nAs assumed: The second factor is NOT in force: no kind of logon is protected.\n"));
 }
 
+TEST_F(FilterCheckRun, ExcludedSecondFactorIsExitCode2) {
+  KuvTest::TestKey{HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Policies\\System"}
+      .SetText(L"ExcludedCredentialProviders", KuvTest::kKuv);
+  const CheckRun run = RunCheck({});
+  EXPECT_EQ(run.exitCode, 2);
+  EXPECT_THAT(run.out, EndsWith("\nThe second factor counts as NOT in force: the policy "
+                                "ExcludedCredentialProviders may take its provider off.\n"));
+  EXPECT_THAT(RunCheck({L"--json"}).out, HasSubstr("\"inForce\" : false"));
+}
+
 TEST_F(FilterCheckRun, FilterThatIsNotRegisteredIsExitCode2) {
   Entry(KuvTest::kView64).Delete();
   EXPECT_EQ(RunCheck({}).exitCode, 2);
