@@ -132,7 +132,7 @@ FilterHost::ProviderList InstalledProviders() {
 DecisionReport Decide(FilterHost::ProviderList providers, const JudgedSettings& settings) {
   DecisionReport report{std::move(providers), {}, {}, {}, {}, false};
   // As in a new process, which has not loaded its settings yet.
-  *GetConfiguration() = Configuration{};
+  ForgetRecord();
   for (const Session session : {Session::Console, Session::Remote}) {
     for (const Scenario& scenario : FilterHost::kScenarios)
       report.decisions.push_back(DecideOne(scenario, session, report.providers, settings));
