@@ -40,6 +40,10 @@ constexpr Group kOrdinary[] = {
     {L"S-1-15-2-2", "All restricted application packages"},
 };
 
+// Who may own a key or folder: SYSTEM, Administrators, TrustedInstaller.
+constexpr std::wstring_view kOwners[] = {L"S-1-5-18", L"S-1-5-32-544",
+                                         L"S-1-5-80-956008885-3418522649-1831038044-1853292631-2271478464"};
+
 // What reading and writing is, of a kind of object.
 struct Masks {
   DWORD read;
@@ -116,21 +120,42 @@ OrdinaryAccess ReadAcl(ACL* acl, const Masks& masks) {
   return access;
 }
 
-OrdinaryAccess Unreadable(DWORD status) {
-  return {false, false, {}, FilterHost::DescribeError(status)};
+// Empty for one that may be.
+std::string StrangeOwner(PSID owner) {
+  Kuv::UniqueLocalMemory<wchar_t> text;
+  if (owner == nullptr || ::ConvertSidToStringSidW(owner, text.Put()) == FALSE) return {};
+  const std::wstring_view account{text.Get()};
+  const bool expected = std::find(std::begin(kOwners), std::end(kOwners), account) != std::end(kOwners);
+  return expected ? std::string{} : PlainText(std::wstring{account});
 }
+
+OrdinaryAccess ReadDescriptor(PSID owner, ACL* acl, const Masks& masks) {
+  OrdinaryAccess access = ReadAcl(acl, masks);
+  access.owner = StrangeOwner(owner);
+  return access;
+}
+
+OrdinaryAccess Unreadable(DWORD status) {
+  OrdinaryAccess access;
+  access.unreadable = FilterHost::DescribeError(status);
+  return access;
+}
+
+constexpr SECURITY_INFORMATION kAsked = OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION;
 
 OrdinaryAccess ReadKeyAccess(const char* path) {
   Kuv::UniqueRegistryKey key;
   LSTATUS status = ::RegOpenKeyExA(HKEY_LOCAL_MACHINE, path, /*ulOptions=*/0, READ_CONTROL, key.Put());
   if (status == ERROR_FILE_NOT_FOUND) return {};
+  PSID owner = nullptr;
   ACL* acl = nullptr;
   Kuv::UniqueLocalMemory<void> descriptor;
   if (status == ERROR_SUCCESS) {
-    status = static_cast<LSTATUS>(::GetSecurityInfo(key.Get(), SE_REGISTRY_KEY, DACL_SECURITY_INFORMATION,
-                                                    nullptr, nullptr, &acl, nullptr, descriptor.Put()));
+    status = static_cast<LSTATUS>(::GetSecurityInfo(key.Get(), SE_REGISTRY_KEY, kAsked, &owner, nullptr, &acl,
+                                                    nullptr, descriptor.Put()));
   }
-  return status == ERROR_SUCCESS ? ReadAcl(acl, kKeyMasks) : Unreadable(static_cast<DWORD>(status));
+  return status == ERROR_SUCCESS ? ReadDescriptor(owner, acl, kKeyMasks)
+                                 : Unreadable(static_cast<DWORD>(status));
 }
 
 std::wstring LogFolder() {
@@ -139,12 +164,13 @@ std::wstring LogFolder() {
 }
 
 OrdinaryAccess ReadFolderAccess(std::wstring folder) {
+  PSID owner = nullptr;
   ACL* acl = nullptr;
   Kuv::UniqueLocalMemory<void> descriptor;
-  const DWORD status = ::GetNamedSecurityInfoW(folder.data(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION,
-                                               nullptr, nullptr, &acl, nullptr, descriptor.Put());
+  const DWORD status = ::GetNamedSecurityInfoW(folder.data(), SE_FILE_OBJECT, kAsked, &owner, nullptr, &acl,
+                                               nullptr, descriptor.Put());
   if (status == ERROR_FILE_NOT_FOUND || status == ERROR_PATH_NOT_FOUND) return {};
-  return status == ERROR_SUCCESS ? ReadAcl(acl, kFolderMasks) : Unreadable(status);
+  return status == ERROR_SUCCESS ? ReadDescriptor(owner, acl, kFolderMasks) : Unreadable(status);
 }
 
 std::string Allowed(const OrdinaryAccess& access) {
@@ -158,9 +184,17 @@ void JudgeUnreadable(const OrdinaryAccess& access, const std::string& what, Find
                       "Run this as an administrator."});
 }
 
+void JudgeOwner(const OrdinaryAccess& access, const std::string& what, Findings& findings) {
+  if (access.owner.empty()) return;
+  findings.push_back({"access.owner", Severity::Warning, what,
+                      what + " belongs to " + access.owner + ", who can open it to others at any time.",
+                      "Make Administrators its owner."});
+}
+
 void JudgeKey(const OrdinaryAccess& access, const StoredKey& stored, const char* path, Findings& findings) {
   const std::string key = "HKLM\\" + std::string{path};
   JudgeUnreadable(access, key, findings);
+  JudgeOwner(access, key, findings);
   if (!access.mayRead && !access.mayWrite) return;
   const bool secret = stored.Find("SKey") != nullptr;
   std::string text = key + " may be " + Allowed(access) + " by ordinary users (" + access.who + ").";
@@ -185,6 +219,7 @@ Findings JudgeAccess(const Access& access, const StoredKeys& keys) {
   JudgeKey(access.policyKey, keys.policy, PolicyKeyPath, findings);
   JudgeKey(access.localKey, keys.local, LocalKeyPath, findings);
   JudgeUnreadable(access.logFolder, access.logFolderPath, findings);
+  JudgeOwner(access.logFolder, access.logFolderPath, findings);
   if (access.logFolder.mayRead || access.logFolder.mayWrite) {
     findings.push_back(
         {"access.log-folder", Severity::Warning, access.logFolderPath,

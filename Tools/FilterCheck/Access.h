@@ -11,6 +11,7 @@ struct OrdinaryAccess {
   bool mayRead = false;
   bool mayWrite = false;
   std::string who;
+  std::string owner;       ///< who owns it and ought not to, as an identifier; empty if nobody
   std::string unreadable;  ///< why nobody can tell; empty if the list was read
 };
 

@@ -91,6 +91,12 @@ bool AsksForSecondFactor(const DecisionReport& report, const Decision& decision)
   return false;
 }
 
+bool KeepsEveryoneOut(const DecisionReport& report) {
+  return std::any_of(report.decisions.begin(), report.decisions.end(), [](const Decision& decision) {
+    return decision.outcome == Outcome::Protected && !IsAnyEnabled(decision);
+  });
+}
+
 std::string SourceText(Source source) {
   switch (source) {
     case Source::Policy:

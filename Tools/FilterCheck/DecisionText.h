@@ -16,6 +16,9 @@ std::string ElevationSentence(const DecisionReport& report);
 /// Whether only the allowed list stays, and a Kuv provider is on the screen to ask for the second factor.
 bool AsksForSecondFactor(const DecisionReport& report, const Decision& decision);
 
+/// Whether the filter leaves no provider at all somewhere.
+bool KeepsEveryoneOut(const DecisionReport& report);
+
 /// Gives "policy", "local setting" or "default".
 std::string SourceText(Source source);
 

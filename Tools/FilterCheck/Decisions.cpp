@@ -132,7 +132,7 @@ FilterHost::ProviderList InstalledProviders() {
 DecisionReport Decide(FilterHost::ProviderList providers, const JudgedSettings& settings) {
   DecisionReport report{std::move(providers), {}, {}, {}, {}, false};
   // As in a new process, which has not loaded its settings yet.
-  *GetConfiguration() = Configuration{};
+  ForgetRecord();
   for (const Session session : {Session::Console, Session::Remote}) {
     for (const Scenario& scenario : FilterHost::kScenarios)
       report.decisions.push_back(DecideOne(scenario, session, report.providers, settings));
@@ -152,9 +152,7 @@ Findings JudgeDecisions(const DecisionReport& report) {
         return decision.outcome == Outcome::Protected && !AsksForSecondFactor(report, decision);
       });
   if (unguarded == report.decisions.end()) return {};
-  const bool nobody = std::none_of(unguarded->enabled.begin(), unguarded->enabled.end(),
-                                   [](bool enabled) { return enabled; });
-  if (nobody) {
+  if (KeepsEveryoneOut(report)) {
     return {{"decision.nobody-gets-in", Severity::Problem, "logon screen",
              "Where the filter protects, no provider at all is left: nobody can log on.",
              "Install the Kuv credential provider, or take the filter off; the page Recovery tells how."}};

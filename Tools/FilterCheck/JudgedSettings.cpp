@@ -56,8 +56,14 @@ std::optional<StoredValue> ShownOf(const StoredSetting& stored, const SettingInf
 
 }  // namespace
 
+void ForgetRecord() noexcept {
+  Configuration& record = *GetConfiguration();
+  ::SecureZeroMemory(record.SKey.data(), record.SKey.size());
+  record = Configuration{};
+}
+
 JudgedSettings JudgeSettings(const StoredKeys& keys) {
-  *GetConfiguration() = Configuration{};
+  ForgetRecord();
   EnsureConfigurationLoaded();
   JudgedSettings settings;
   for (const SettingInfo& setting : AllSettings()) {

@@ -24,6 +24,9 @@ using JudgedSettings = std::vector<JudgedSetting>;
 /// points into `keys`, which must be what the registry holds.
 JudgedSettings JudgeSettings(const StoredKeys& keys);
 
+/// Takes the library's record back to its start, and the secret in it out of memory.
+void ForgetRecord() noexcept;
+
 /// Gives one of them.
 const JudgedSetting& Judged(const JudgedSettings& settings, std::string_view name);
 

@@ -56,7 +56,9 @@ constexpr Option kOptions[] = {
 const Option& FindOption(const std::wstring& name) {
   const auto* const option = std::find_if(std::begin(kOptions), std::end(kOptions),
                                           [&](const Option& row) { return row.name == name; });
-  if (option == std::end(kOptions)) ThrowUsage("unknown option " + Quoted(name));
+  // What does not look like an option may be a secret behind a blank too many.
+  if (option == std::end(kOptions))
+    ThrowUsage(name.starts_with(L"--") ? "unknown option " + Quoted(name) : "an argument that is no option");
   return *option;
 }
 
@@ -81,7 +83,8 @@ Options ParseOptions(const std::vector<std::wstring>& arguments) {
 
 void PrintUsage(std::ostream& out) {
   out << R"(Checks the credential provider filter on this machine: its settings, its
-registration, and what users see at each kind of logon. Writes nothing, reads only.
+registration, and what users see at each kind of logon. Changes nothing of the machine:
+--html makes a new file, --what-if a volatile key below HKEY_CURRENT_USER for the run.
 Run it as an administrator, since others may not read the settings.
 
 KuvFilterCheck [option...]
@@ -99,14 +102,14 @@ KuvFilterCheck [option...]
 Exit codes; with --what-if, of what would be
   0  the second factor is in force, nothing to mend
   1  it is in force, with warnings or problems
-  2  it is not in force, or the filter is not registered
+  2  it is not in force, or the filter is not registered, or it lets nobody in
   3  wrong usage or an internal error
 
 Examples
   KuvFilterCheck
   KuvFilterCheck --html C:\Temp\check.html
   KuvFilterCheck --what-if RdpOnly=1 --what-if ElevationProtectionMode=2
-  KuvFilterCheck --what-if ProvidersWhitelist={D6886603-9D2F-4EB2-B667-1971041FA96B}
+  KuvFilterCheck --what-if "ProvidersWhitelist={D6886603-9D2F-4EB2-B667-1971041FA96B}"
   KuvFilterCheck --json > check.json
 )";
 }

@@ -57,12 +57,21 @@ UniqueRegistryKey MachineRoot() {
   return root;
 }
 
+bool IsBlankUnit(std::uint8_t low, std::uint8_t high) {
+  return high == 0 && (low == 0 || low == ' ' || (low >= '\t' && low <= '\r'));
+}
+
 // The letters of the secret do not matter to any answer, so they do not leave their place: the copy has as
-// many others.
-std::vector<std::uint8_t> Masked(std::vector<std::uint8_t> secret) {
-  for (std::size_t i = 0; i + 1 < secret.size(); i += sizeof(wchar_t)) {
-    const auto unit = static_cast<wchar_t>(secret[i] | secret[i + 1] << 8);
-    if (unit > L' ' && unit < 0x7F) secret[i] = 'x';
+// many others. What is no text counts by its size, and by whether it has anything but zeros.
+std::vector<std::uint8_t> Masked(std::vector<std::uint8_t> secret, DWORD type) {
+  std::size_t done = 0;
+  for (; type == REG_SZ && done + 1 < secret.size(); done += sizeof(wchar_t)) {
+    if (IsBlankUnit(secret[done], secret[done + 1])) continue;
+    secret[done] = 'x';
+    secret[done + 1] = 0;
+  }
+  for (; done < secret.size(); ++done) {
+    if (secret[done] != 0) secret[done] = 'x';
   }
   return secret;
 }
@@ -70,7 +79,7 @@ std::vector<std::uint8_t> Masked(std::vector<std::uint8_t> secret) {
 // A value that is no setting may be a misspelt secret, and only its name is of interest.
 std::vector<std::uint8_t> CopyOf(const RawValue& value, const SettingInfo* setting) {
   if (setting == nullptr) return {};
-  return setting->name == "SKey" ? Masked(value.data) : value.data;
+  return setting->name == "SKey" ? Masked(value.data, value.type) : value.data;
 }
 
 void WriteKey(HKEY root, const char* path, const StoredKey& stored) {

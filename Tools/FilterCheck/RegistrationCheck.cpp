@@ -1,6 +1,8 @@
 #include "FilterCheck/RegistrationCheck.h"
 
+#include <algorithm>
 #include <iterator>
+#include <sstream>
 #include <utility>
 
 #include <windows.h>
@@ -46,9 +48,9 @@ const ViewPaths& PathsOf(View view) noexcept {
   return view == View::Native ? kNativePaths : kWow64Paths;
 }
 
-[[noreturn]] void ThrowCannotRead(const std::wstring& path, LSTATUS status) {
+[[noreturn]] void ThrowCannotRead(const std::wstring& what, LSTATUS status) {
   throw FilterHost::HostError{FilterHost::ExitCode::Failed,
-                              "cannot read the registry key " + WideToUtf8(path) + ": " +
+                              "cannot read the registry " + WideToUtf8(what) + ": " +
                                   FilterHost::DescribeError(static_cast<std::uint32_t>(status))};
 }
 
@@ -60,7 +62,7 @@ bool IsAbsent(LSTATUS status) noexcept {
 UniqueRegistryKey OpenKey(HKEY root, const std::wstring& path) {
   UniqueRegistryKey key;
   const LSTATUS status = ::RegOpenKeyExW(root, path.c_str(), /*ulOptions=*/0, KEY_READ, key.Put());
-  if (status != ERROR_SUCCESS && !IsAbsent(status)) ThrowCannotRead(path, status);
+  if (status != ERROR_SUCCESS && !IsAbsent(status)) ThrowCannotRead(L"key " + path, status);
   return key;
 }
 
@@ -72,14 +74,19 @@ struct RegistryText {
 // Nothing if there is no key, no such value, or none that is a text.
 RegistryText ReadText(const UniqueRegistryKey& key, const wchar_t* name) {
   if (!key) return {};
-  wchar_t text[2048] = {};
-  DWORD size = sizeof(text);
-  DWORD type = 0;
-  const LSTATUS status =
-      ::RegGetValueW(key.Get(), /*lpSubKey=*/nullptr, name,
-                     RRF_RT_REG_SZ | RRF_RT_REG_EXPAND_SZ | RRF_NOEXPAND, &type, text, &size);
-  if (status != ERROR_SUCCESS) return {};
-  return {text, type == REG_EXPAND_SZ};
+  std::wstring text(256, L'\0');
+  for (;;) {
+    auto size = static_cast<DWORD>(text.size() * sizeof(wchar_t));
+    DWORD type = 0;
+    const LSTATUS status =
+        ::RegGetValueW(key.Get(), /*lpSubKey=*/nullptr, name,
+                       RRF_RT_REG_SZ | RRF_RT_REG_EXPAND_SZ | RRF_NOEXPAND, &type, text.data(), &size);
+    if (status == ERROR_SUCCESS) return {text.c_str(), type == REG_EXPAND_SZ};
+    if (status == ERROR_UNSUPPORTED_TYPE || IsAbsent(status)) return {};
+    if (status != ERROR_MORE_DATA) ThrowCannotRead(std::wstring{L"value "} + name, status);
+    // It may grow meanwhile, and so does the place.
+    text.resize(std::max<std::size_t>(2 * text.size(), size / sizeof(wchar_t) + 1));
+  }
 }
 
 std::optional<std::uint32_t> ReadNumber(const UniqueRegistryKey& key, const wchar_t* name) {
@@ -172,6 +179,16 @@ bool IsInstalled(const CLSID& provider) {
       OpenKey(HKEY_LOCAL_MACHINE, std::wstring{kProviders} + L"\\" + Utf8ToWide(IdentifierText(provider))));
 }
 
+// Tells whether a list with commas names the second-factor provider.
+bool NamesKuvProvider(const std::wstring& list) {
+  std::istringstream entries{WideToUtf8(list)};
+  for (std::string entry; std::getline(entries, entry, ',');) {
+    RemoveWhitespace(entry);
+    if (FilterHost::ParseIdentifier(entry) == CLSID_KuvCredProv) return true;
+  }
+  return false;
+}
+
 // The platform's policy template writes to the first key; the second holds the exclusions.
 std::string DefaultProvider() {
   for (const wchar_t* const policies : {kSystemPolicies, kExclusionPolicies}) {
@@ -191,8 +208,10 @@ Registration ReadRegistration() {
   AppendOtherFilters(View::Wow64, registration.others);
   registration.kuvProviderInstalled = IsInstalled(CLSID_KuvCredProv);
   registration.kuvSmartCardProviderInstalled = IsInstalled(CLSID_KuvSmartCardCredProv);
-  registration.excludedProviders = PlainText(
-      ReadText(OpenKey(HKEY_LOCAL_MACHINE, kExclusionPolicies), L"ExcludedCredentialProviders").text);
+  const std::wstring excluded =
+      ReadText(OpenKey(HKEY_LOCAL_MACHINE, kExclusionPolicies), L"ExcludedCredentialProviders").text;
+  registration.kuvProviderExcluded = NamesKuvProvider(excluded);
+  registration.excludedProviders = PlainText(excluded);
   registration.defaultProvider = DefaultProvider();
   registration.prohibitFallbacks = ReadNumber(OpenKey(HKEY_LOCAL_MACHINE, kProviders), L"ProhibitFallbacks");
   return registration;

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <sstream>
 
 #include "FilterCheck/RegistrationCheck.h"
 #include "FilterCheck/StockProviders.h"
@@ -127,17 +126,6 @@ void JudgeOtherFilter(const OtherFilter& other, Findings& findings) {
   }
 }
 
-std::vector<GUID> IdentifiersOf(const std::string& list) {
-  std::vector<GUID> identifiers;
-  std::istringstream entries{list};
-  for (std::string entry; std::getline(entries, entry, ',');) {
-    RemoveWhitespace(entry);
-    const std::optional<GUID> identifier = ParseIdentifier(entry);
-    if (identifier) identifiers.push_back(*identifier);
-  }
-  return identifiers;
-}
-
 void JudgePlatform(const Registration& registration, Findings& findings) {
   if (!registration.kuvProviderInstalled) {
     findings.push_back(
@@ -146,12 +134,12 @@ void JudgePlatform(const Registration& registration, Findings& findings) {
          "factor. Without any Kuv provider the filter leaves everything as it is.",
          "Install the credential provider."});
   }
-  const std::vector<GUID> excluded = IdentifiersOf(registration.excludedProviders);
-  if (std::find(excluded.begin(), excluded.end(), CLSID_KuvCredProv) != excluded.end()) {
+  if (registration.kuvProviderExcluded) {
     findings.push_back(
         {"platform.kuv-excluded", Severity::Problem, "ExcludedCredentialProviders",
-         "The policy takes the second-factor provider off. Where the filter protects, only "
-         "whitelisted providers are left; without one, nobody can log on.",
+         "The policy takes the second-factor provider off. The filter writes every provider, so it may show "
+         "it again; where it does not, only whitelisted providers are left where the filter protects, and "
+         "without one nobody can log on.",
          "Take " + IdentifierText(CLSID_KuvCredProv) + " out of the policy 'Exclude credential providers'."});
   }
   if (registration.prohibitFallbacks == 1u) {

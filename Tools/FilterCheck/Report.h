@@ -67,6 +67,7 @@ struct Registration {
   std::vector<OtherFilter> others;
   bool kuvProviderInstalled;
   bool kuvSmartCardProviderInstalled;
+  bool kuvProviderExcluded;       ///< by the platform's ExcludedCredentialProviders
   std::string excludedProviders;  ///< the platform's ExcludedCredentialProviders, empty if not set
   std::string defaultProvider;    ///< the platform's DefaultCredentialProvider, empty if not set
   std::optional<std::uint32_t> prohibitFallbacks;

@@ -7,11 +7,27 @@
 #include "FilterCheck/Decisions.h"
 #include "FilterCheck/JudgedSettings.h"
 #include "FilterCheck/SettingFindings.h"
-#include "KuvAuth/Configuration/Configuration.h"
 
 namespace FilterCheck {
 
 namespace {
+
+// Takes the secret out of memory, whatever happens.
+class SecretGuard {
+ public:
+  explicit SecretGuard(StoredKeys& keys) noexcept : keys_(keys) {}
+  ~SecretGuard() {
+    ForgetRecord();
+    for (StoredKey* const key : {&keys_.policy, &keys_.local}) {
+      for (RawValue& value : key->values) ::SecureZeroMemory(value.data.data(), value.data.size());
+    }
+  }
+  SecretGuard(const SecretGuard&) = delete;
+  SecretGuard& operator=(const SecretGuard&) = delete;
+
+ private:
+  StoredKeys& keys_;
+};
 
 // What assumed settings do not change. It is read of the machine before they are in view.
 struct Surroundings {
@@ -24,7 +40,8 @@ void Append(Findings& findings, Findings more) {
 }
 
 Situation Look(const Surroundings& surroundings) {
-  const StoredKeys keys = ReadStoredKeys();
+  StoredKeys keys = ReadStoredKeys();
+  const SecretGuard guard{keys};
   const JudgedSettings judged = JudgeSettings(keys);
   Situation situation;
   for (const JudgedSetting& setting : judged) situation.settings.push_back(setting.state);
@@ -36,8 +53,6 @@ Situation Look(const Surroundings& surroundings) {
   Append(situation.findings, JudgeAccess(surroundings.access, keys));
   situation.decision = Decide(surroundings.providers, judged);
   Append(situation.findings, JudgeDecisions(situation.decision));
-  // The secret has served.
-  *GetConfiguration() = Configuration{};
   return situation;
 }
 
@@ -50,6 +65,7 @@ Situation Examine() {
 Situation ExamineAssuming(std::span<const Assumption> assumptions) {
   const Surroundings surroundings;
   StoredKeys keys = ReadStoredKeys();
+  const SecretGuard guard{keys};
   Assume(keys, assumptions);
   const PrivateSettings view{keys};
   return Look(surroundings);

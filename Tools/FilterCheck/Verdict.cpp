@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "FilterCheck/DecisionText.h"
 #include "FilterCheck/RegistrationCheck.h"
 
 namespace FilterCheck {
@@ -27,6 +28,16 @@ Verdict Judge(const Report& report, const Situation& situation) {
   if (!IsLoadable(report.registration.filter[0])) {
     return {ExitCode::NotInForce,
             "The second factor is NOT in force: Windows does not load the filter for the logon screen."};
+  }
+  if (report.registration.kuvProviderExcluded) {
+    return {ExitCode::NotInForce,
+            "The second factor counts as NOT in force: the policy ExcludedCredentialProviders may take its "
+            "provider off."};
+  }
+  if (!situation.decision.inForce && KeepsEveryoneOut(situation.decision)) {
+    return {ExitCode::NotInForce,
+            "The second factor CANNOT be given: no provider is left where the filter protects, so nobody can "
+            "log on there."};
   }
   if (!situation.decision.inForce) {
     return {ExitCode::NotInForce, "The second factor is NOT in force: no kind of logon is protected."};

@@ -11,7 +11,7 @@ namespace FilterCheck {
 enum class ExitCode : std::uint8_t {
   Fine = 0,
   Found = 1,       ///< a warning or a problem
-  NotInForce = 2,  ///< the second factor is not in force, or the filter is not registered
+  NotInForce = 2,  ///< the second factor is not in force, the filter is not registered, or nobody can log on
   Failed = 3,      ///< wrong usage or an internal error
 };
 

@@ -7,6 +7,7 @@
 #include <iostream>
 
 #include "FilterCheck/FilterCheck.h"
+#include "FilterCheck/Verdict.h"
 
 namespace {
 
@@ -46,6 +47,11 @@ int wmain(int argc, wchar_t** argv) {
     const ColorConsole console;
     code = FilterCheck::RunFilterCheck({argv + 1, argv + argc}, std::cout, std::cerr, console.IsReady());
     std::cout.flush();
+    // A disk that is full, for example: half an answer is none.
+    if (!std::cout) {
+      std::cerr << "KuvFilterCheck: cannot write the answer\n";
+      code = static_cast<int>(FilterCheck::ExitCode::Failed);
+    }
   }
   ::SetConsoleOutputCP(codePage);
   return code;

@@ -23,6 +23,8 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
 
+constexpr wchar_t kTrustedInstaller[] = L"S-1-5-80-956008885-3418522649-1831038044-1853292631-2271478464";
+
 using Descriptor = Kuv::UniqueLocalMemory<void>;
 
 Descriptor MakeDescriptor(const std::wstring& sddl) {
@@ -42,6 +44,13 @@ ACL* ListOf(const Descriptor& descriptor) {
   return acl;
 }
 
+PSID OwnerOf(const Descriptor& descriptor) {
+  PSID owner = nullptr;
+  BOOL defaulted = FALSE;
+  ::GetSecurityDescriptorOwner(descriptor.Get(), &owner, &defaulted);
+  return owner;
+}
+
 // SYSTEM and administrators, and others behind them.
 std::wstring With(const std::wstring& others) {
   return L"D:P(A;OICI;KA;;;SY)(A;OICI;KA;;;BA)(A;CIIO;KA;;;CO)" + others;
@@ -57,6 +66,7 @@ class AccessFindings : public SettingsFixture {
       if (folderStatus == ERROR_SUCCESS && !folder.empty()) {
         Descriptor answer = MakeDescriptor(folder);
         *acl = ListOf(answer);
+        *owner = OwnerOf(answer);
         *descriptor = answer.Release();
         return ERROR_SUCCESS;
       }
@@ -167,6 +177,36 @@ TEST_F(AccessFindings, OfTheLogFolder) {
     folder = With(L"(A;;" + std::wstring{right} + L";;;BU)");
     EXPECT_THAT(Examine().findings.front().text, HasSubstr("written by ordinary users")) << WideToUtf8(right);
   }
+}
+
+TEST_F(AccessFindings, AnOwnerThatCanOpenTheFolderAgainIsAWarning) {
+  for (const wchar_t* const owner : {L"SY", L"BA", kTrustedInstaller}) {
+    folder = L"O:" + std::wstring{owner} + With(L"");
+    EXPECT_THAT(IdsOf(Examine()), IsEmpty()) << WideToUtf8(owner);
+  }
+  folder = L"O:S-1-5-21-1-2-3-1001" + With(L"");
+  const FilterCheck::Situation situation = Examine();
+  ASSERT_THAT(IdsOf(situation), ElementsAre("access.owner"));
+  const Finding& finding = situation.findings.front();
+  const std::string path = WideToUtf8(appData.Path(L"Kuvant"));
+  EXPECT_EQ(finding.severity, Severity::Warning);
+  EXPECT_EQ(finding.subject, path);
+  EXPECT_EQ(finding.text, path + " belongs to S-1-5-21-1-2-3-1001, who can open it to others at any time.");
+  EXPECT_EQ(finding.advice, "Make Administrators its owner.");
+}
+
+TEST_F(AccessFindings, AnOwnerThatCanOpenAKeyAgainIsAWarning) {
+  KUV_IMPORT_HOOK(info, GetSecurityInfo);
+  const Descriptor stranger = MakeDescriptor(L"O:S-1-5-21-1-2-3-1001" + With(L""));
+  info.Answer([&](auto, auto, auto, PSID* owner, auto, PACL* acl, auto, auto) -> DWORD {
+    *owner = OwnerOf(stranger);
+    *acl = ListOf(stranger);
+    return ERROR_SUCCESS;
+  });
+  const FilterCheck::Situation situation = Examine();
+  ASSERT_THAT(IdsOf(situation), ElementsAre("access.owner", "access.owner"));
+  EXPECT_EQ(situation.findings[0].subject, "HKLM\\Software\\Policies\\Kuvant\\KuvCredProv");
+  EXPECT_EQ(situation.findings[1].subject, "HKLM\\Software\\Kuvant\\KuvCredProv");
 }
 
 TEST_F(AccessFindings, AFolderThatIsNotThereIsNone) {

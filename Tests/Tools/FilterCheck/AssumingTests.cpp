@@ -138,4 +138,40 @@ TEST_F(Assuming, CopiesNoSecret) {
   EXPECT_EQ(StateOf(situation, "SKey").effective, "set");
 }
 
+// Whatever it is stored as.
+TEST_F(Assuming, CopiesNoByteOfASecretThatIsStoredOtherwise) {
+  struct Row {
+    const char* name;
+    DWORD type;
+    std::string bytes;
+    std::string copy;
+  };
+  const Row rows[] = {
+      {"8-bit text", REG_BINARY, "sEcret", "xxxxxx"},
+      {"with zeros", REG_BINARY, std::string{"s\0\0t", 4}, std::string{"x\0\0x", 4}},
+      {"nothing but zeros", REG_BINARY, std::string(3, '\0'), std::string(3, '\0')},
+      {"8-bit text as text", REG_SZ, "sEcret", std::string{"x\0x\0x\0", 6}},
+      {"a byte behind the text", REG_SZ, std::string{"s\0t", 3}, std::string{"x\0x", 3}},
+      {"other letters", REG_SZ, std::string{"\xE9\0\x16\x04 \0\t\0\0\0", 10},
+       std::string{"x\0x\0 \0\t\0\0\0", 10}},
+      {"text to expand", REG_EXPAND_SZ, std::string{"\xE9\x01 \0", 4}, std::string{"xxx\0", 4}},
+      {"list", REG_MULTI_SZ, std::string{"a\0\0\0\0\0", 6}, std::string{"x\0\0\0\0\0", 6}},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    // Behind it stands what is no NUL, which the platform would store too.
+    registry.Local().SetBytes(L"SKey", row.type, (row.bytes + "\xFF\xFF").data(), row.bytes.size());
+    const std::string today = Describe(Examine());
+    KUV_IMPORT_HOOK(write, RegSetValueExW);
+    std::string copy = "none";
+    write.Answer([&](HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD bytes) {
+      if (std::wstring_view{name} == L"SKey") copy.assign(reinterpret_cast<const char*>(data), bytes);
+      return write.Original(key, name, reserved, type, data, bytes);
+    });
+    const Situation situation = ExamineAssuming({});
+    EXPECT_EQ(copy, row.copy);
+    EXPECT_EQ(Describe(situation), today);
+  }
+}
+
 }  // namespace

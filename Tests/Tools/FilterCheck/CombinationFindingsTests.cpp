@@ -159,7 +159,7 @@ TEST_F(Findings, OfPolicyAgainstLocal) {
        "not configured"},
       {"empty policy alone", PolicyText(L"HttpProxyHost", L""), {}, Severity::Note, "", "", ""},
       {"empty policy list",
-       Both(LocalList({kPassword}),
+       Both(LocalList({kSmartCard}),
             [](const TestKey&, const TestKey& policy) { policy.SetTexts(L"ProvidersWhitelist", {}); }),
        {"setting.empty-policy-hides-local"},
        Severity::Warning,
@@ -288,13 +288,13 @@ TEST_F(Findings, NobodyGetsInWithoutAnAllowedProvider) {
 TEST_F(Findings, NobodyIsAskedWithoutAKuvProviderOnTheScreen) {
   ProviderKey(kKuv).Delete();
   ProviderKey(kKuvSmartCard).SetText(L"", L"Kuv smart card");
-  registry.Local().SetTexts(L"ProvidersWhitelist", {kPassword});
+  registry.Local().SetTexts(L"ProvidersWhitelist", {kVendor});
   const FilterCheck::Situation situation = Examine();
   EXPECT_THAT(IdsOf(situation), ElementsAre("decision.no-second-factor"));
   EXPECT_EQ(situation.findings.front().severity, Severity::Problem);
   EXPECT_FALSE(situation.decision.inForce);
   EXPECT_EQ(situation.decision.atConsole,
-            "At the console a user sees Password, and no provider that asks for the second factor.");
+            "At the console a user sees Vendor, and no provider that asks for the second factor.");
   // The smart card provider asks too, once it stays.
   registry.Local().SetDword(L"EnableSmartCards", 1);
   registry.Local().SetDword(L"WrapSmartCards", 1);

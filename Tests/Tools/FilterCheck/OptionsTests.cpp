@@ -48,7 +48,7 @@ TEST(FilterCheckOptions, HelpEndsTheReading) {
 TEST(FilterCheckOptions, WrongUsageIsToldInOneLine) {
   const std::string tail = "; --help tells the options";
   EXPECT_EQ(UsageError({L"--bogus"}), "unknown option '--bogus'" + tail);
-  EXPECT_EQ(UsageError({L"a\nb"}), "unknown option 'a?b'" + tail);
+  EXPECT_EQ(UsageError({L"--a\nb"}), "unknown option '--a?b'" + tail);
   EXPECT_EQ(UsageError({L"--html"}), "--html needs a value" + tail);
   EXPECT_EQ(UsageError({L"--what-if", L""}), "--what-if needs a value" + tail);
   EXPECT_EQ(UsageError({L"--what-if", L"RdpOnly"}), "--what-if takes Setting=value" + tail);
@@ -59,6 +59,9 @@ TEST(FilterCheckOptions, WrongUsageIsToldInOneLine) {
 
 TEST(FilterCheckOptions, SecretIsNotToldInAnError) {
   EXPECT_EQ(UsageError({L"--what-if", L"SKey:letters"}).find("letters"), std::string::npos);
+  EXPECT_EQ(UsageError({L"--what-if", L"SKey=", L"letters"}),
+            "an argument that is no option; --help tells the options");
+  EXPECT_EQ(UsageError({L"-letters"}), "an argument that is no option; --help tells the options");
 }
 
 TEST(FilterCheckOptions, HelpFitsAConsoleAndTellsExitCodesAndExamples) {

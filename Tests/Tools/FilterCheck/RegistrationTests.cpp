@@ -283,6 +283,28 @@ TEST_F(RegistrationCheck, ExcludedKuvProviderIsAProblem) {
   ASSERT_THAT(Ids(findings), ElementsAre("platform.kuv-excluded"));
   EXPECT_EQ(findings[0].severity, Severity::Problem);
   EXPECT_THAT(findings[0].text, HasSubstr("nobody can log on"));
+  EXPECT_THAT(findings[0].text, HasSubstr("it may show it again"));
+}
+
+TEST_F(RegistrationCheck, ExclusionStandsInAListOfAnyLength) {
+  std::wstring list;
+  for (int i = 0; i < 200; ++i) list += L"{11111111-2222-3333-4444-555555555555},";
+  TestKey{HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Policies\\System"}.SetText(
+      L"ExcludedCredentialProviders", list + KuvTest::kKuv);
+  EXPECT_THAT(Ids(Judged()), ElementsAre("platform.kuv-excluded"));
+}
+
+TEST_F(RegistrationCheck, TextThatIsNoneCountsAsNotSet) {
+  const TestKey policies{HKEY_LOCAL_MACHINE,
+                         L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Policies\\System"};
+  policies.SetDword(L"ExcludedCredentialProviders", 1);
+  EXPECT_EQ(ReadRegistration().excludedProviders, "");
+}
+
+TEST_F(RegistrationCheck, TextThatCannotBeReadEndsTheRun) {
+  KUV_IMPORT_HOOK(get, RegGetValueW);
+  get.Answer([](auto...) { return LSTATUS{ERROR_ACCESS_DENIED}; });
+  EXPECT_THROW(ReadRegistration(), std::exception);
 }
 
 TEST_F(RegistrationCheck, ProhibitedFallbacksAreANote) {

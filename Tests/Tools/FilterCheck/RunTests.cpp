@@ -59,6 +59,29 @@ TEST_F(FilterCheckRun, SecondFactorThatIsOffIsExitCode2) {
   EXPECT_THAT(run.out, EndsWith("\nThe second factor is NOT in force: no kind of logon is protected.\n"));
 }
 
+TEST_F(FilterCheckRun, MachineThatLetsNobodyInIsExitCode2) {
+  ProviderKey(KuvTest::kKuv).Delete();
+  ProviderKey(KuvTest::kKuvSmartCard).SetText(L"", L"Kuv smart card");
+  const CheckRun run = RunCheck({});
+  EXPECT_EQ(run.exitCode, 2);
+  EXPECT_THAT(run.out, EndsWith("\nThe second factor CANNOT be given: no provider is left where the filter "
+                                "protects, so nobody can log on there.\n"));
+  EXPECT_THAT(RunCheck({L"--json"}).out, HasSubstr("\"inForce\" : false"));
+  // With somebody let in, it is the second factor that is missed.
+  EXPECT_THAT(RunCheck({L"--what-if", L"ProvidersWhitelist={60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}"}).out,
+              EndsWith("\nAs assumed: The second factor is NOT in force: no kind of logon is protected.\n"));
+}
+
+TEST_F(FilterCheckRun, ExcludedSecondFactorIsExitCode2) {
+  KuvTest::TestKey{HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Policies\\System"}
+      .SetText(L"ExcludedCredentialProviders", KuvTest::kKuv);
+  const CheckRun run = RunCheck({});
+  EXPECT_EQ(run.exitCode, 2);
+  EXPECT_THAT(run.out, EndsWith("\nThe second factor counts as NOT in force: the policy "
+                                "ExcludedCredentialProviders may take its provider off.\n"));
+  EXPECT_THAT(RunCheck({L"--json"}).out, HasSubstr("\"inForce\" : false"));
+}
+
 TEST_F(FilterCheckRun, FilterThatIsNotRegisteredIsExitCode2) {
   Entry(KuvTest::kView64).Delete();
   EXPECT_EQ(RunCheck({}).exitCode, 2);

@@ -1,5 +1,7 @@
 #include "Tools/FilterCheck/SettingsFixture.h"
 
+#include <aclapi.h>
+
 #include <algorithm>
 #include <cwchar>
 #include <sstream>
@@ -83,6 +85,22 @@ TestKey SettingsFixture::ProviderKey(const std::wstring& identifier) {
 
 void CloseKeys() {
   if (!ProtectSettingsKeys()) throw std::runtime_error{"cannot protect the settings keys"};
+  // As keys of an installer are; those of a test are its user's.
+  BYTE administrators[SECURITY_MAX_SID_SIZE] = {};
+  DWORD size = sizeof(administrators);
+  ::CreateWellKnownSid(WinBuiltinAdministratorsSid, nullptr, administrators, &size);
+  for (const wchar_t* const path :
+       {L"Software\\Kuvant\\KuvCredProv", L"Software\\Policies\\Kuvant\\KuvCredProv"}) {
+    Kuv::UniqueRegistryKey key;
+    const LSTATUS opened =
+        ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, READ_CONTROL | WRITE_OWNER, key.Put());
+    if (opened == ERROR_FILE_NOT_FOUND) continue;
+    if (opened != ERROR_SUCCESS ||
+        ::SetSecurityInfo(key.Get(), SE_REGISTRY_KEY, OWNER_SECURITY_INFORMATION, administrators, nullptr,
+                          nullptr, nullptr) != ERROR_SUCCESS) {
+      throw std::runtime_error{"cannot give the settings keys to the administrators"};
+    }
+  }
 }
 
 const FilterCheck::SettingState& StateOf(const FilterCheck::Situation& situation, std::string_view name) {

@@ -6,6 +6,7 @@ namespace {
 using namespace KuvTest;
 using FilterCheck::Examine;
 using FilterCheck::Severity;
+using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 TEST_F(Findings, GoodSettingsHaveNone) {
@@ -25,7 +26,7 @@ TEST_F(Findings, GoodValuesOfEveryKindHaveNone) {
   local.SetDword(L"Debug", 2);
   local.SetDword(L"LogFileMaxSizeMB", 4096);
   local.SetDword(L"LogFileMaxCount", 100);
-  local.SetTexts(L"ProvidersWhitelist", {kPassword, kVendor});
+  local.SetTexts(L"ProvidersWhitelist", {kSmartCard, kVendor});
   registry.Policy().SetDword(L"OfflineMaxUsers", 50);
   registry.Policy().SetText(L"IKey", L"POLICY");
   EXPECT_THAT(IdsOf(Examine()), IsEmpty());
@@ -159,7 +160,7 @@ TEST_F(Findings, OfSizes) {
        "goes on behind its end",
        "Write it anew"},
       {"unterminated list",
-       LocalBytes(L"ProvidersWhitelist", REG_MULTI_SZ, std::wstring{kPassword} + L'\0', 78),
+       LocalBytes(L"ProvidersWhitelist", REG_MULTI_SZ, std::wstring{kSmartCard} + L'\0', 78),
        {"setting.unterminated"},
        Severity::Warning,
        "ProvidersWhitelist",
@@ -167,7 +168,7 @@ TEST_F(Findings, OfSizes) {
        "Write it anew"},
       {"list behind its end",
        LocalBytes(L"ProvidersWhitelist", REG_MULTI_SZ,
-                  std::wstring{kPassword} + L'\0' + L'\0' + kVendor + L'\0' + L'\0', 158),
+                  std::wstring{kSmartCard} + L'\0' + L'\0' + kVendor + L'\0' + L'\0', 158),
        {"setting.cut-short"},
        Severity::Warning,
        "ProvidersWhitelist",
@@ -178,36 +179,58 @@ TEST_F(Findings, OfSizes) {
 }
 
 TEST_F(Findings, OfTheWhitelist) {
-  std::vector<std::wstring> ten(10, kPassword);
+  std::vector<std::wstring> ten(10, kSmartCard);
   ExpectRows({
       {"no identifier",
-       LocalList({kPassword, L"Password"}),
+       LocalList({kSmartCard, L"Password"}),
        {"whitelist.no-identifier"},
        Severity::Warning,
        "ProvidersWhitelist",
        "The entry 'Password' is no class identifier. It is passed over",
        "in braces"},
       {"no braces",
-       LocalList({L"60B78E88-EAD8-445C-9CFD-0B87F74EA6CD"}),
+       LocalList({L"8FD7E19C-3BF7-489B-A72C-846AB3678C96"}),
        {"whitelist.no-identifier"},
        Severity::Warning,
        "ProvidersWhitelist",
        "is no class identifier",
-       "in braces"},
+       "in braces, for example {D6886603-9D2F-4EB2-B667-1971041FA96B}."},
       {"twice",
-       LocalList({kPassword, kVendor, L"{60b78e88-ead8-445c-9cfd-0b87f74ea6cd}"}),
+       LocalList({kSmartCard, kVendor, L"{8fd7e19c-3bf7-489b-a72c-846ab3678c96}"}),
        {"whitelist.repeated"},
        Severity::Warning,
        "ProvidersWhitelist",
-       "{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD} stands in the list more than once",
+       "{8FD7E19C-3BF7-489B-A72C-846AB3678C96} stands in the list more than once",
        "Keep one"},
       {"three times",
-       LocalList({kPassword, kPassword, kPassword}),
+       LocalList({kSmartCard, kSmartCard, kSmartCard}),
        {"whitelist.repeated"},
        Severity::Warning,
        "ProvidersWhitelist",
        "more than once",
        "Keep one"},
+      {"password",
+       LocalList({kVendor, kPassword}),
+       {"whitelist.password"},
+       Severity::Warning,
+       "ProvidersWhitelist",
+       "The entry {60B78E88-EAD8-445C-9CFD-0B87F74EA6CD} is Windows' own password provider: where the second "
+       "factor protects, a password alone gets in.",
+       "Take the entry off"},
+      {"password twice",
+       LocalList({kPassword, kPassword}),
+       {"whitelist.password", "whitelist.repeated"},
+       Severity::Warning,
+       "ProvidersWhitelist",
+       "a password alone gets in",
+       "Take the entry off"},
+      {"old password that is not installed",
+       LocalList({L"{6F45DC1E-5384-457A-BC13-2CD81B0D28ED}"}),
+       {"whitelist.not-installed"},
+       Severity::Warning,
+       "ProvidersWhitelist",
+       "names a provider that is not installed",
+       "Check the identifier"},
       {"not installed",
        LocalList({L"{99999999-2222-3333-4444-555555555555}"}),
        {"whitelist.not-installed"},
@@ -226,7 +249,7 @@ TEST_F(Findings, OfTheWhitelist) {
       {"hidden by policy",
        Both(LocalList({L"nonsense"}),
             [](const TestKey&, const TestKey& policy) {
-              policy.SetTexts(L"ProvidersWhitelist", {kPassword});
+              policy.SetTexts(L"ProvidersWhitelist", {kSmartCard});
             }),
        {},
        Severity::Note,
@@ -234,6 +257,12 @@ TEST_F(Findings, OfTheWhitelist) {
        "",
        ""},
   });
+}
+
+TEST_F(Findings, OfTheOldPasswordProviderOnTheWhitelist) {
+  ProviderKey(L"{6F45DC1E-5384-457A-BC13-2CD81B0D28ED}").Create();
+  registry.Local().SetTexts(L"ProvidersWhitelist", {L"{6f45dc1e-5384-457a-bc13-2cd81b0d28ed}"});
+  EXPECT_THAT(IdsOf(Examine()), ElementsAre("whitelist.password"));
 }
 
 TEST_F(Findings, OfRanges) {

@@ -50,6 +50,18 @@ TEST(Verdict, SecondFactorThatProtectsNothingIsNotInForce) {
   EXPECT_EQ(verdict.text, "The second factor is NOT in force: no kind of logon is protected.");
 }
 
+TEST(Verdict, NobodyLeftInComesBehindTheFilterThatIsNotLoaded) {
+  Report report = MadeUpReport();
+  report.now.decision.inForce = false;
+  report.now.decision.decisions.front().enabled = {false, false, false};
+  EXPECT_EQ(Judge(report, report.now).text,
+            "The second factor CANNOT be given: no provider is left where the filter protects, so nobody can "
+            "log on there.");
+  EXPECT_EQ(Judge(report, report.now).code, ExitCode::NotInForce);
+  report.registration.filter[0].inFilterList = false;
+  EXPECT_THAT(Judge(report, report.now).text, HasSubstr("does not load the filter"));
+}
+
 TEST(Verdict, FilterThatIsNotLoadedIsNotInForce) {
   for (int fault = 0; fault < 4; ++fault) {
     SCOPED_TRACE(fault);

@@ -202,6 +202,7 @@ def main():
             machine.must("reg", "import", windows_path(pathlib.Path(given.source) / "Tools/FilterHost/Sample.reg"))
             machine.run("reg", "delete", f"{PROVIDERS}\\{FOREIGN}", "/f")
             check_examples(machine, (docs / "FilterCheck.md").read_text(encoding="utf-8"))
+            check_full_disk(machine)
             check(machine, given, schema, browser, pathlib.Path(folder))
     finally:
         machine.run("--stop")
@@ -220,6 +221,15 @@ def check_examples(machine, page):
         for part in shown.split("\u2026\n"):
             _, found, answer = answer.partition(part)
             expect(f"example {arguments!r}", found, part)
+
+
+def check_full_disk(machine):
+    for arguments in ((), ("--json",), ("--help",)):
+        with open("/dev/full", "wb") as full:
+            result = subprocess.run([*machine.command, machine.program, *arguments], stdin=subprocess.DEVNULL, stdout=full,
+                                    stderr=subprocess.PIPE, timeout=120)
+        expect(f"{arguments} on a full disk", (result.returncode, result.stderr),
+               (3, b"KuvFilterCheck: cannot write the answer\n"))
 
 
 def check(machine, given, schema, browser, folder):
