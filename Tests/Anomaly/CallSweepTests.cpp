@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <string>
+#include <vector>
 
 #include "Anomaly/Host.h"
 #include "Anomaly/Size.h"
@@ -11,18 +13,25 @@ namespace {
 using namespace KuvTest;
 
 constexpr std::size_t kMostReports = 5;
+// The script makes some hundreds of calls more, and some dozens of allocations: fewer, and it has come to
+// nothing.
+constexpr std::size_t kFewestCalls = 500;
+constexpr std::size_t kFewestAllocations = 40;
 
 struct Sweep {
   Domain domain;
   bool toTheEnd;
   std::size_t answers;  // how many of a function's failures are tried for each call
   std::size_t stride;   // between the calls that fail
+  std::size_t fewest;   // calls that the script makes at least
+  std::size_t reports = 0;
 
   // Plays the script once for each fault, and without one in between.
-  void Run() const {
+  void Run() {
     Host host;
     host.Play({});
     const std::size_t calls = host.Imports().CallCount(domain);
+    ASSERT_GE(calls, fewest);
     std::size_t runs = 0;
     for (std::size_t call = 1; call <= calls; call += stride) {
       for (std::size_t answer = 0; answer < answers; ++answer) {
@@ -34,17 +43,36 @@ struct Sweep {
       }
     }
     host.PlayNormally();
+    // Failures to the end keep the script from what comes later.
+    if (!toTheEnd) {
+      EXPECT_EQ(host.Imports().NeverStruck(domain), OutOfReach(domain));
+    }
     std::printf("Tried: %zu of %zu %s %s, %zu runs, %zu steps compared\n", (calls + stride - 1) / stride,
                 calls, domain == Domain::Memory ? "allocations" : "calls",
                 toTheEnd ? "and all later ones" : "one by one", runs, host.StepCount());
   }
 
  private:
+  // What the script does not come to.
+  static std::vector<std::string> OutOfReach(Domain domain) {
+    if (domain == Domain::Memory) return {"calloc", "realloc"};
+    // The log converts text only where something has failed before. The rest belongs to parts of the library
+    // and of the runtime that the filter does not reach.
+    return {"FormatMessageW", "GetModuleHandleW",    "GetProcAddress",
+            "LoadLibraryW",   "MultiByteToWideChar", "VirtualProtect",
+            "VirtualQuery",   "WideCharToMultiByte", "_vscprintf"};
+  }
+
+  static int CountFailures() {
+    return testing::UnitTest::GetInstance()->current_test_info()->result()->total_part_count();
+  }
+
   // False: enough has been reported.
-  static bool Survives(Host& host, const Fault& fault) {
-    static std::size_t reports = 0;
+  bool Survives(Host& host, const Fault& fault) {
+    const int before = CountFailures();
     host.Play(fault);
-    if (!testing::Test::HasFailure()) return true;
+    EXPECT_TRUE(host.Imports().HasStruckSinceArmed());
+    if (CountFailures() == before) return true;
     std::printf("at %s\n", DescribeFault().c_str());
     return ++reports < kMostReports;
   }
@@ -56,19 +84,20 @@ TEST(ImportTable, HoldsNothingThatTheSweepsDoNotKnow) {
 }
 
 TEST(CallSweep, NoFailingCallDoesHarm) {
-  Sweep{Domain::Platform, false, IsLong() ? std::size_t{4} : 1, 1}.Run();
+  Sweep{Domain::Platform, false, IsLong() ? std::size_t{4} : 1, 1, kFewestCalls}.Run();
 }
 
 TEST(CallSweep, NoPlatformThatFailsToTheEndDoesHarm) {
-  Sweep{Domain::Platform, true, IsLong() ? std::size_t{4} : 1, IsLong() ? std::size_t{1} : 5}.Run();
+  Sweep{Domain::Platform, true, IsLong() ? std::size_t{4} : 1, IsLong() ? std::size_t{1} : 5, kFewestCalls}
+      .Run();
 }
 
 TEST(MemorySweep, NoFailingAllocationDoesHarm) {
-  Sweep{Domain::Memory, false, 1, 1}.Run();
+  Sweep{Domain::Memory, false, 1, 1, kFewestAllocations}.Run();
 }
 
 TEST(MemorySweep, NoMemoryThatIsGoneToTheEndDoesHarm) {
-  Sweep{Domain::Memory, true, 1, 1}.Run();
+  Sweep{Domain::Memory, true, 1, 1, kFewestAllocations}.Run();
 }
 
 }  // namespace

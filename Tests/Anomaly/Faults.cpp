@@ -22,12 +22,12 @@ struct State {
   Fault fault;
   bool armed = false;
   std::size_t calls[2] = {};
-  bool struck = false;
-  std::vector<const char*> struckFunctions;
+  bool struck = false;                       // since the last answers were taken
+  std::vector<std::string> struckFunctions;  // since the fault was armed
+  std::set<std::string> everStruck;
   std::vector<Answer> answers;
   std::map<std::pair<Resource, std::intptr_t>, int> out;
   std::vector<std::string> foreign;
-  std::set<std::string> called;
   std::vector<std::string> unclassified;
   // Where the entries lie in the module, found once.
   std::vector<std::pair<std::size_t, const ImportRule*>> entries;
@@ -52,6 +52,8 @@ const char* NameOf(Resource resource) {
       return "CriticalSection";
     case Resource::Lock:
       return "Lock";
+    case Resource::Module:
+      return "Module";
     case Resource::None:
       break;
   }
@@ -130,10 +132,22 @@ void CopyData(Answer& answer, std::intptr_t from, std::size_t size) {
 }
 
 // After a failure a buffer holds anything, even the name of a provider that nobody has allowed.
-void Scribble(const ImportRule& rule, const std::intptr_t* arguments) {
+void Scribble(const ImportRule& rule, const std::intptr_t* arguments, std::intptr_t result) {
   const std::string_view name{rule.name};
   if (name.starts_with("RegQueryValueEx")) {
-    std::memset(reinterpret_cast<void*>(arguments[4]), 0x5A, *At<DWORD>(arguments[5]));
+    DWORD& size = *reinterpret_cast<DWORD*>(arguments[5]);
+    std::memset(reinterpret_cast<void*>(arguments[4]), 0x5A, size);
+    if (result == ERROR_MORE_DATA) {
+      // Told besides: the type that there is, and the size that it would have taken.
+      const auto key = reinterpret_cast<HKEY>(arguments[0]);
+      auto* const type = reinterpret_cast<DWORD*>(arguments[3]);
+      if (name.ends_with('A')) {
+        ::RegQueryValueExA(key, At<char>(arguments[1]), nullptr, type, nullptr, nullptr);
+      } else {
+        ::RegQueryValueExW(key, At<wchar_t>(arguments[1]), nullptr, type, nullptr, nullptr);
+      }
+      size = 2 * size + 2;
+    }
   } else if (name == "CLSIDFromString") {
     std::memcpy(reinterpret_cast<void*>(arguments[1]), &kPasswordProvider, sizeof(GUID));
   } else if (name == "ProcessIdToSessionId") {
@@ -200,19 +214,17 @@ const FailingAnswer* BeginCall(const ImportRule& rule) {
   if (fault.call == 0 || fault.domain != rule.domain) return nullptr;
   if (fault.toTheEnd ? call < fault.call : call != fault.call) return nullptr;
   g_state->struck = true;
-  if (std::find(g_state->struckFunctions.begin(), g_state->struckFunctions.end(), rule.name) ==
-      g_state->struckFunctions.end()) {
-    g_state->struckFunctions.push_back(rule.name);
-  }
+  std::vector<std::string>& names = g_state->struckFunctions;
+  if (std::find(names.begin(), names.end(), rule.name) == names.end()) names.push_back(rule.name);
+  g_state->everStruck.insert(rule.name);
   return &rule.failures[fault.answer % rule.failures.size()];
 }
 
 void EndCall(const ImportRule& rule, const std::intptr_t* arguments, std::intptr_t result, bool failed) {
   if (!g_state->watches) return;
   const DWORD lastError = ::GetLastError();
-  g_state->called.insert(rule.name);
   if (rule.recorded) Record(rule, arguments, result, failed);
-  if (failed) Scribble(rule, arguments);
+  if (failed) Scribble(rule, arguments, result);
   KeepBooks(rule, arguments, result, failed);
   ::SetLastError(lastError);
 }
@@ -222,7 +234,7 @@ std::string DescribeFault() {
   std::string text = fault.domain == Domain::Memory ? "allocation " : "call ";
   text += std::to_string(fault.call) + (fault.toTheEnd ? " and all later" : "") + ", answer " +
           std::to_string(fault.answer) + ":";
-  for (const char* const name : g_state->struckFunctions) text += std::string{" "} + name;
+  for (const std::string& name : g_state->struckFunctions) text += " " + name;
   return text;
 }
 
@@ -268,6 +280,10 @@ bool FaultyImports::HasStruck() const {
   return g_state->struck;
 }
 
+bool FaultyImports::HasStruckSinceArmed() const {
+  return !g_state->struckFunctions.empty();
+}
+
 std::vector<Answer> FaultyImports::TakeAnswers() {
   g_state->struck = false;
   return std::exchange(g_state->answers, {});
@@ -293,8 +309,14 @@ const std::vector<std::string>& FaultyImports::Unclassified() const {
   return g_state->unclassified;
 }
 
-std::vector<std::string> FaultyImports::CalledFunctions() const {
-  return {g_state->called.begin(), g_state->called.end()};
+std::vector<std::string> FaultyImports::NeverStruck(Domain domain) const {
+  std::set<std::string> names;
+  for (const auto& [offset, rule] : g_state->entries) {
+    if (rule->domain == domain && !rule->failures.empty() && !g_state->everStruck.contains(rule->name)) {
+      names.insert(rule->name);
+    }
+  }
+  return {names.begin(), names.end()};
 }
 
 MachineAnswers& TheMachine() {

@@ -11,7 +11,7 @@
 namespace KuvTest {
 
 /// What an import hands out and another takes back.
-enum class Resource { None, RegistryKey, Handle, Sid, LocalMemory, HeapBlock, CriticalSection, Lock };
+enum class Resource { None, RegistryKey, Handle, Sid, LocalMemory, HeapBlock, CriticalSection, Lock, Module };
 
 /// One way in which a function fails: what it returns, and the last error that it leaves.
 struct FailingAnswer {
@@ -76,6 +76,7 @@ class FaultyImports {
   std::size_t CallCount(Domain domain) const;
   /// Whether a call has failed since the fault was armed, or since the last `TakeAnswers`.
   bool HasStruck() const;
+  bool HasStruckSinceArmed() const;
   /// The answers of recorded functions since the last time.
   std::vector<Answer> TakeAnswers();
 
@@ -87,8 +88,8 @@ class FaultyImports {
 
   /// Imports that no rule and no reason covers.
   const std::vector<std::string>& Unclassified() const;
-  /// Names of functions with a rule that were called since the start.
-  std::vector<std::string> CalledFunctions() const;
+  /// Imports that can fail and that no fault has struck since the start.
+  std::vector<std::string> NeverStruck(Domain domain) const;
 };
 
 /// Tells the fault that is armed and the functions that failed for it.

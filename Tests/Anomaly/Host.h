@@ -25,8 +25,8 @@ class Host {
   Host();
   ~Host();
 
-  /// Plays the script under a fault, then a few steps without it in the same process and DLL. Fails the test
-  /// at whatever is not allowed.
+  /// Plays the script under a fault, then a few steps without it in the same process and DLL, and a short
+  /// life of the DLL loaded anew. Fails the test at whatever is not allowed.
   void Play(const Fault& fault);
   /// Plays the script with nothing failing, and compares with the answers that are written out.
   void PlayNormally();
@@ -54,6 +54,7 @@ class Host {
   void PlayShortLife();
   void PlayLongLife();
   void PlayAftermath(IClassFactory*& factory);
+  void PlayNextLife();
   void ExpectWholeLog() const;
 
   FaultyImports imports_;

@@ -2,12 +2,14 @@
 #include <windows.h>
 
 #include <aclapi.h>
+#include <io.h>
 #include <objbase.h>
 #include <shlobj.h>
 
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <initializer_list>
 
 #include "Anomaly/Forwarder.h"
@@ -103,9 +105,13 @@ BOOL WINAPI WriteOfTheTest(HANDLE file, const void* bytes, DWORD count, DWORD* w
 // Nobody listens, and telling the system so takes it longer than all the rest of a line.
 void WINAPI NoDebugger(const wchar_t*) {}
 
-void EndWithAReport() {
-  std::printf("The DLL has ended the process, at %s\n", DescribeFault().c_str());
+// Stands in the place of what must not be called.
+template <typename Result, typename... Arguments>
+Result __cdecl EndWithAReport(Arguments...) {
+  std::printf("The DLL has called what it must not, at %s\n", DescribeFault().c_str());
+  std::fflush(stdout);
   ::TerminateProcess(::GetCurrentProcess(), EXIT_FAILURE);
+  std::abort();
 }
 
 const std::vector<ImportRule>& Rules() {
@@ -183,7 +189,7 @@ const std::vector<ImportRule>& Rules() {
       // What the compiler's runtime asks for.
       Nothing(KUV_RULE(VirtualProtect), {ERROR_ACCESS_DENIED, ERROR_INVALID_ADDRESS}),
       Nothing(KUV_RULE(VirtualQuery), {ERROR_INVALID_PARAMETER}),
-      Nothing(KUV_RULE(LoadLibraryW), {ERROR_MOD_NOT_FOUND}),
+      Opens(Nothing(KUV_RULE(LoadLibraryW), {ERROR_MOD_NOT_FOUND}), Module),
       Nothing(KUV_RULE(GetModuleHandleW), {ERROR_MOD_NOT_FOUND}),
       Nothing(KUV_RULE(GetProcAddress), {ERROR_PROC_NOT_FOUND}),
 
@@ -193,8 +199,16 @@ const std::vector<ImportRule>& Rules() {
       Memory(Moves(KUV_RULE(realloc), HeapBlock)),
       Closes(KUV_RULE(free), HeapBlock),
 
-      // It must not be called at all.
+      // They must not be called at all. Most belong to parts of the runtime that this DLL links and does not
+      // reach.
       KUV_RULE(abort, EndWithAReport),
+      KUV_RULE(fputc, EndWithAReport),
+      KUV_RULE(fputs, EndWithAReport),
+      KUV_RULE(fwrite, EndWithAReport),
+      KUV_RULE(vfprintf, EndWithAReport),
+      KUV_RULE(strerror, EndWithAReport),
+      KUV_RULE(_read, EndWithAReport),
+      KUV_RULE(_close, EndWithAReport),
 
       // They cannot fail; the books need them, or the time that they take.
       KUV_RULE(OutputDebugStringW, NoDebugger),
@@ -216,7 +230,6 @@ constexpr char kNoFailure[] = "the platform defines no failure for it";
 constexpr char kPure[] = "computes from its arguments alone";
 constexpr char kUnwinds[] = "carries an exception; a failure of it ends the process by definition";
 constexpr char kEnds[] = "ends the process, so the sweeps would not live if it were called";
-constexpr char kNeverCalled[] = "belongs to parts of the runtime that this DLL links and does not reach";
 
 constexpr Reason kReasons[] = {
     {"GetCurrentProcessId", kNoFailure},
@@ -259,13 +272,6 @@ constexpr Reason kReasons[] = {
     {"___lc_codepage_func", kNoFailure},
     {"___mb_cur_max_func", kNoFailure},
     {"localeconv", kNoFailure},
-    {"fputc", kNeverCalled},
-    {"fputs", kNeverCalled},
-    {"fwrite", kNeverCalled},
-    {"vfprintf", kNeverCalled},
-    {"strerror", kNeverCalled},
-    {"_read", kNeverCalled},
-    {"_close", kNeverCalled},
 };
 
 }  // namespace

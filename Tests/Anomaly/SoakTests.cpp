@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstdio>
 #include <optional>
+#include <thread>
 
 #include "Anomaly/Faults.h"
 #include "Anomaly/LiveFilter.h"
@@ -140,6 +141,50 @@ class SoakOnThreads : public Soak {
     std::printf("Tried: %d rounds on each of %d threads\n", rounds, kThreads);
   }
 
+  // Whether a machine without settings is decided on rightly: by an exception inside.
+  static bool Throws(const LiveFilter& filter) {
+    std::vector<BOOL> allow = {0, 1, 7};
+    return filter.Decide(CPUS_LOGON, 0, kProviders, allow) == S_OK && allow == kWithoutKuv;
+  }
+
+  // Threads that were there before the DLL, for which its runtime has made nothing, throw and catch in it.
+  static void RunOldThreads(int rounds) {
+    for (int i = 0; i < rounds; ++i) {
+      std::atomic<int> wrong = 0;
+      std::atomic<HMODULE> module = nullptr;
+      Together(kThreads, [&](int index) {
+        if (index == 0) {
+          const HMODULE loaded = ::LoadLibraryW(BuiltDll().c_str());
+          if (!Throws(LiveFilter{})) ++wrong;
+          module = loaded;
+        }
+        while (module == nullptr) std::this_thread::yield();
+        if (!Throws(LiveFilter{})) ++wrong;
+      });
+      ASSERT_EQ(wrong, 0);
+      ::FreeLibrary(module);
+      ASSERT_EQ(::GetModuleHandleW(L"KuvCredFilter.dll"), nullptr);
+    }
+  }
+
+  // One thread uses the DLL, life after life. Others load and unload it, or come and go, and nobody keeps it.
+  static void RunUnkept(int rounds) {
+    std::atomic<int> wrong = 0;
+    Together(kThreads, [&](int index) {
+      for (int i = 0; i < rounds; ++i) {
+        if (index == 0) {
+          if (!Throws(LiveFilter{})) ++wrong;
+        } else if (index == 1) {
+          std::thread{[] {}}.join();
+        } else {
+          ::FreeLibrary(::LoadLibraryW(BuiltDll().c_str()));
+        }
+      }
+    });
+    ASSERT_EQ(wrong, 0);
+    ASSERT_EQ(::GetModuleHandleW(L"KuvCredFilter.dll"), nullptr);
+  }
+
   FaultyImports imports{FaultyImports::Watch::Nothing};
 };
 
@@ -155,6 +200,22 @@ TEST_F(SoakOnThreads, ExceptionsOnThreadsStayApart) {
   RunThreads(kWithoutKuv);
   const Holdings before = CountHoldings();
   RunThreads(kWithoutKuv);
+  ExpectFlat(before, 4 * kSlack, kLocks);
+}
+
+TEST_F(SoakOnThreads, ThreadsOlderThanTheDllThrowInIt) {
+  const int rounds = IsLong() ? 2'000 : 20;
+  RunOldThreads(rounds);
+  const Holdings before = CountHoldings();
+  RunOldThreads(rounds);
+  ExpectFlat(before, 4 * kSlack, kLocks);
+}
+
+TEST_F(SoakOnThreads, TheDllComesAndGoesWhileThreadsLive) {
+  const int rounds = IsLong() ? 10'000 : 50;
+  RunUnkept(rounds);
+  const Holdings before = CountHoldings();
+  RunUnkept(rounds);
   ExpectFlat(before, 4 * kSlack, kLocks);
 }
 

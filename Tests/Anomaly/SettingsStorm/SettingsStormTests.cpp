@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <functional>
 #include <optional>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -115,17 +116,20 @@ void Storm(std::uint64_t cases, const Verdict& judge) {
   const std::uint64_t step = 0x9E3779B97F4A7C15;
   for (std::uint64_t number = 1; number <= cases; ++number) {
     StoredSettings settings = MakeSettings(number * step);
-    if (!judge(settings, number)) continue;
+    std::optional<std::string> wrong = judge(settings, number);
+    if (!wrong) continue;
     for (bool smaller = true; smaller;) {
       smaller = false;
       for (const StoredSettings& candidate : SmallerSettings(settings)) {
-        if (!judge(candidate, number)) continue;
+        std::optional<std::string> wrongToo = judge(candidate, number);
+        if (!wrongToo) continue;
+        wrong = std::move(wrongToo);
         settings = candidate;
         smaller = true;
         break;
       }
     }
-    FAIL() << "seed " << number * step << "\n" << Describe(settings) << *judge(settings, number);
+    FAIL() << "seed " << number * step << "\n" << Describe(settings) << *wrong;
   }
   ::testing::Test::RecordProperty("cases", std::to_string(cases));
   std::printf("%llu settings\n", static_cast<unsigned long long>(cases));
