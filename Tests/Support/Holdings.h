@@ -13,7 +13,7 @@ struct Holdings {
   bool operator==(const Holdings&) const = default;
 };
 
-/// Counts what this process holds. Throws `std::runtime_error` if the platform does not tell.
+/// Counts what this process holds.
 Holdings CountHoldings();
 
 /// The handles alone.
