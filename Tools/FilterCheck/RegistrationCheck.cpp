@@ -81,7 +81,7 @@ RegistryText ReadText(const UniqueRegistryKey& key, const wchar_t* name) {
     const LSTATUS status =
         ::RegGetValueW(key.Get(), /*lpSubKey=*/nullptr, name,
                        RRF_RT_REG_SZ | RRF_RT_REG_EXPAND_SZ | RRF_NOEXPAND, &type, text.data(), &size);
-    if (status == ERROR_SUCCESS) return {text.c_str(), type == REG_EXPAND_SZ};
+    if (status == ERROR_SUCCESS) return {std::wstring{text.c_str()}, type == REG_EXPAND_SZ};
     if (status == ERROR_UNSUPPORTED_TYPE || IsAbsent(status)) return {};
     if (status != ERROR_MORE_DATA) ThrowCannotRead(std::wstring{L"value "} + name, status);
     // It may grow meanwhile, and so does the place.
