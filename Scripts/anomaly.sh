@@ -39,7 +39,7 @@ for program in "${programs[@]}"; do
   log=$build/anomaly/$program.log
   echo "anomaly: $program, $KUV_ANOMALY"
   file=$(find "$build" -name "$program.exe" | head -n 1)
-  "${wine[@]}" "$file" --gtest_filter="$filter" >"$log" 2>&1 || status=1
+  Scripts/run-test.sh "${wine[@]}" "$file" --gtest_filter="$filter" >"$log" 2>&1 || status=1
   grep -E '^(\[ +(OK|FAILED) +\]|\[  PASSED|Tried:|[0-9]+ settings|at |The DLL has ended|Crashed)' "$log" || true
 done
 if ! grep -qsF '[       OK ]' "$build"/anomaly/*.log; then

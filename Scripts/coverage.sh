@@ -32,7 +32,8 @@ status=0
 while read -r program; do
   log=$build/coverage/$(basename "$program" .exe).log
   # The counters' files have paths of this host, which are those of the drive that the program starts on.
-  if ! (cd "$(dirname "$program")" && "${wine[@]}" "$program" --gtest_brief=1 --gtest_filter="-$foreign") >"$log" 2>&1 </dev/null; then
+  if ! (cd "$(dirname "$program")" &&
+    "$root/Scripts/run-test.sh" "${wine[@]}" "$program" --gtest_brief=1 --gtest_filter="-$foreign") >"$log" 2>&1 </dev/null; then
     tail -n 30 "$log" >&2
     echo "coverage: $(basename "$program") failed" >&2
     status=1

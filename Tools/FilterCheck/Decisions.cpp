@@ -160,8 +160,7 @@ Findings JudgeDecisions(const DecisionReport& report) {
   return {{"decision.no-second-factor", Severity::Problem, "logon screen",
            "Where the filter protects, no Kuv provider is left, so nobody is asked for the second factor.",
            "Install the Kuv credential provider; its smart card provider alone stays only with "
-           "EnableSmartCards and "
-           "WrapSmartCards."}};
+           "EnableSmartCards and WrapSmartCards."}};
 }
 
 }  // namespace FilterCheck
