@@ -1,8 +1,8 @@
 #pragma once
 
-#include <vector>
-
 #include <windows.h>
+
+#include <vector>
 
 #include "KuvCredFilter/CredentialProviderApi.h"
 #include "Support/RegistrySandbox.h"

@@ -1,9 +1,9 @@
 #include "InstantPlatform.h"
 
+#include <windows.h>
+
 #include <stdexcept>
 #include <string>
-
-#include <windows.h>
 
 #include "Support/ImportTable.h"
 

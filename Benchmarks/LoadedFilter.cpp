@@ -1,10 +1,10 @@
 #include "LoadedFilter.h"
 
-#include <cwchar>
-#include <stdexcept>
-
 #include <objbase.h>
 #include <shlobj.h>
+
+#include <cwchar>
+#include <stdexcept>
 
 #include "KuvCredFilter/Identifiers.h"
 #include "Support/ImportTable.h"

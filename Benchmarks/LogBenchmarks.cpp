@@ -1,6 +1,8 @@
 // The log against spdlog, which makes the same line in the same process, and against the bare calls of
 // the platform.
 
+#include <windows.h>
+
 #include <cstdarg>
 #include <cstdio>
 #include <exception>
@@ -9,7 +11,6 @@
 #include <string>
 
 #include <benchmark/benchmark.h>
-#include <windows.h>
 
 #include "AllocationCount.h"
 #include "KuvAuth/Logging/LogFront.h"

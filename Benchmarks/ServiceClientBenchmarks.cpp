@@ -1,11 +1,10 @@
 // The service client's encoders and digests against the platform's own and, for the digests, libgcrypt.
 
+#include <windows.h>
+#include <wincrypt.h>
+
 #include <cstdio>
 #include <exception>
-
-#include <windows.h>
-
-#include <wincrypt.h>
 
 #ifdef KUV_HAVE_GCRYPT
 #include <gcrypt.h>

@@ -5,9 +5,8 @@
 #include <ostream>
 #include <string_view>
 
-#include <KuvAuth/Support/Text.h>
-
 #include "SignedRequest/ExampleError.h"
+#include <KuvAuth/Support/Text.h>
 
 namespace SignedRequest {
 

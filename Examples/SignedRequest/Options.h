@@ -5,9 +5,8 @@
 #include <string>
 #include <vector>
 
-#include <KuvAuth/ServiceClient/KuvAuthUtil.h>
-
 #include "SignedRequest/Sender.h"
+#include <KuvAuth/ServiceClient/KuvAuthUtil.h>
 
 namespace SignedRequest {
 

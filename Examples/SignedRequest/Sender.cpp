@@ -1,16 +1,14 @@
 #include "SignedRequest/Sender.h"
 
 #include <windows.h>
-
 #include <winhttp.h>
 
 #include <algorithm>
 #include <memory>
 
-#include <KuvAuth/Support/Text.h>
-
 #include "SignedRequest/ExampleError.h"
 #include "SignedRequest/SignedMessage.h"
+#include <KuvAuth/Support/Text.h>
 
 namespace SignedRequest {
 

@@ -3,12 +3,11 @@
 #include <exception>
 #include <ostream>
 
-#include <KuvAuth/Configuration/Configuration.h>
-
 #include "SignedRequest/ExampleError.h"
 #include "SignedRequest/Options.h"
 #include "SignedRequest/Sender.h"
 #include "SignedRequest/SignedMessage.h"
+#include <KuvAuth/Configuration/Configuration.h>
 
 namespace SignedRequest {
 

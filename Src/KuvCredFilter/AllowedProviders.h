@@ -1,12 +1,12 @@
 #pragma once
 
+#include <windows.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
 #include <vector>
-
-#include <windows.h>
 
 /// The providers that may stay enabled, in no order that matters, duplicates allowed.
 using AllowedProviderList = std::vector<GUID>;

@@ -3,7 +3,8 @@
 #include <memory>
 
 #include "KuvAuth/Configuration/Configuration.h"
-#include "KuvAuth/Logging/LogStartup.h"
+#include "KuvAuth/Logging/LogFront.h"
+#include "KuvAuth/Startup/LogStartup.h"
 #include "KuvCredFilter/Identifiers.h"
 #include "KuvCredFilter/KuvCredFilter.h"
 #include "KuvCredFilter/Module.h"

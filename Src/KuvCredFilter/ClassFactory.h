@@ -1,10 +1,9 @@
 #pragma once
 
-#include <atomic>
-
 #include <windows.h>
-
 #include <unknwn.h>
+
+#include <atomic>
 
 /// Makes filter objects. The factory itself does not hold the module; `LockServer` does.
 class CClassFactory final : public IClassFactory {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <windows.h>
-
 #include <unknwn.h>
 
 // The platform's credential provider interfaces, as far as a filter needs them. Where the SDK has its

@@ -1,9 +1,9 @@
 #pragma once
 
+#include <windows.h>
+
 #include <atomic>
 #include <cstdint>
-
-#include <windows.h>
 
 /// Live `CKuvCredFilter` objects and server locks; class factories do not count.
 extern std::atomic<std::int32_t> g_moduleCount;

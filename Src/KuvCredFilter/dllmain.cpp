@@ -1,6 +1,7 @@
 #include <windows.h>
 
-#include "KuvAuth/Logging/LogStartup.h"
+#include "KuvAuth/Logging/LogFront.h"
+#include "KuvAuth/Startup/LogStartup.h"
 #include "KuvCredFilter/ClassFactory.h"
 #include "KuvCredFilter/Module.h"
 

@@ -1,9 +1,9 @@
 // Every call of the DLL to its platform, and every allocation, fails: alone, and with all that follow.
-#include <gtest/gtest.h>
-
 #include <cstdio>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "Anomaly/Host.h"
 #include "Anomaly/Size.h"

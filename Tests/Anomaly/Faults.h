@@ -1,12 +1,12 @@
 #pragma once
 
+#include <windows.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
 #include <vector>
-
-#include <windows.h>
 
 namespace KuvTest {
 

@@ -1,12 +1,13 @@
 #include "Anomaly/Host.h"
 
-#include <gtest/gtest.h>
 #include <objbase.h>
 
 #include <algorithm>
 #include <filesystem>
 #include <new>
 #include <span>
+
+#include <gtest/gtest.h>
 
 #include "Anomaly/LiveFilter.h"
 #include "Anomaly/Providers.h"

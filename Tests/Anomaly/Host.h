@@ -1,14 +1,13 @@
 #pragma once
 
+#include <windows.h>
+#include <unknwn.h>
+
 #include <functional>
 #include <map>
 #include <optional>
 #include <string>
 #include <vector>
-
-#include <windows.h>
-
-#include <unknwn.h>
 
 #include "Anomaly/Faults.h"
 #include "Anomaly/Judge.h"

@@ -1,6 +1,5 @@
 // Every import of the DLL: how it can fail, or why it cannot.
 #include <windows.h>
-
 #include <aclapi.h>
 #include <io.h>
 #include <objbase.h>

@@ -1,12 +1,12 @@
 // What must hold whatever the settings, the scenario, the session and the failing call: nobody gets around
 // the second factor where it is in force, and nobody is locked out where it is not.
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <optional>
 #include <random>
 #include <utility>
+
+#include <gtest/gtest.h>
 
 #include "Anomaly/Faults.h"
 #include "Anomaly/LiveFilter.h"

@@ -1,10 +1,10 @@
 #pragma once
 
+#include <windows.h>
+
 #include <stdexcept>
 #include <string>
 #include <vector>
-
-#include <windows.h>
 
 #include "Anomaly/Faults.h"
 #include "KuvCredFilter/CredentialProviderApi.h"

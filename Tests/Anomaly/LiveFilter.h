@@ -1,12 +1,11 @@
 #pragma once
 
+#include <windows.h>
+#include <unknwn.h>
+
 #include <cstdint>
 #include <string>
 #include <vector>
-
-#include <windows.h>
-
-#include <unknwn.h>
 
 #include "KuvCredFilter/CredentialProviderApi.h"
 

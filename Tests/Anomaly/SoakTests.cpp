@@ -1,12 +1,12 @@
 // The DLL in a process that lives long: whatever is repeated, nothing grows.
-#include <gtest/gtest.h>
-
 #include <windows.h>
 
 #include <atomic>
 #include <cstdio>
 #include <optional>
 #include <thread>
+
+#include <gtest/gtest.h>
 
 #include "Anomaly/Faults.h"
 #include "Anomaly/LiveFilter.h"

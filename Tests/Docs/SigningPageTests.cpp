@@ -1,5 +1,3 @@
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -8,6 +6,8 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+
+#include <gtest/gtest.h>
 
 #include "KuvAuth/ServiceClient/KuvAuthUtil.h"
 #include "KuvAuth/Support/Text.h"

@@ -1,11 +1,9 @@
-#include <gmock/gmock.h>
-
 #include <winsock2.h>
-
 #include <windows.h>
-
 #include <wincrypt.h>
 #include <winhttp.h>
+
+#include <gmock/gmock.h>
 
 #include "Examples/SignedRequestRun.h"
 #include "KuvAuth/Configuration/Configuration.h"

@@ -1,9 +1,8 @@
-#include "SignedRequest/Options.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "Examples/SignedRequestRun.h"
+#include "SignedRequest/Options.h"
 
 namespace {
 

@@ -1,10 +1,8 @@
-#include <gmock/gmock.h>
-
 #include <winsock2.h>
-
 #include <windows.h>
-
 #include <winhttp.h>
+
+#include <gmock/gmock.h>
 
 #include "Examples/SignedRequestRun.h"
 #include "KuvAuth/Configuration/Configuration.h"

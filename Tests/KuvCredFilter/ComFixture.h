@@ -1,11 +1,10 @@
 #pragma once
 
+#include <windows.h>
+#include <unknwn.h>
+
 #include <cstdio>
 #include <string>
-
-#include <windows.h>
-
-#include <unknwn.h>
 
 #include "KuvCredFilter/Module.h"
 #include "KuvCredFilter/Providers.h"

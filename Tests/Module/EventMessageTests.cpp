@@ -1,8 +1,8 @@
 // What the event viewer makes of an event of the source "Kuvant" with the message table of the built DLL.
-#include <gtest/gtest.h>
-
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "KuvAuth/Support/UniqueResource.h"
 #include "Module/LoadedFilter.h"

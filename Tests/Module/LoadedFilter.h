@@ -1,12 +1,11 @@
 #pragma once
 
+#include <windows.h>
+#include <shlobj.h>
+
 #include <memory>
 #include <string>
 #include <vector>
-
-#include <windows.h>
-
-#include <shlobj.h>
 
 #include "KuvCredFilter/CredentialProviderApi.h"
 #include "Support/ImportHook.h"

@@ -1,7 +1,7 @@
 // What loading the DLL does to a process, and what becomes of a process whose stack was overwritten in it.
-#include <gtest/gtest.h>
-
 #include <cwchar>
+
+#include <gtest/gtest.h>
 
 #include "KuvAuth/Support/UniqueResource.h"
 #include "Module/LoadedFilter.h"

@@ -1,7 +1,7 @@
 // The entire log of runs of the DLL, as its reader finds it in the file.
-#include <gtest/gtest.h>
-
 #include <ostream>
+
+#include <gtest/gtest.h>
 
 #include "KuvCredFilter/Identifiers.h"
 #include "Module/LoadedFilter.h"

@@ -1,9 +1,9 @@
 #pragma once
 
+#include <windows.h>
+
 #include <cstring>
 #include <stdexcept>
-
-#include <windows.h>
 
 namespace KuvTest {
 

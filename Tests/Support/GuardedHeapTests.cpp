@@ -1,11 +1,11 @@
 #include "Support/GuardedHeap.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+
+#include <gtest/gtest.h>
 
 namespace {
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <windows.h>
+
 #include <array>
 #include <deque>
 #include <functional>
@@ -11,7 +13,6 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <windows.h>
 
 #include "Support/ImportTable.h"
 

@@ -1,8 +1,8 @@
 #include "Support/LogCapture.h"
 
-#include <gtest/gtest.h>
-
 #include <stdexcept>
+
+#include <gtest/gtest.h>
 
 namespace {
 

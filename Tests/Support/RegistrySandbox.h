@@ -1,10 +1,10 @@
 #pragma once
 
+#include <windows.h>
+
 #include <cstdint>
 #include <string>
 #include <vector>
-
-#include <windows.h>
 
 namespace KuvTest {
 

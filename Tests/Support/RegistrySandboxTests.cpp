@@ -1,8 +1,8 @@
 #include "Support/RegistrySandbox.h"
 
-#include <gtest/gtest.h>
-
 #include <stdexcept>
+
+#include <gtest/gtest.h>
 
 #include "KuvAuth/Support/UniqueResource.h"
 

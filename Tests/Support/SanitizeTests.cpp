@@ -1,7 +1,7 @@
 // Stands in builds that trap undefined behaviour: shows that they do.
-#include <gtest/gtest.h>
-
 #include <climits>
+
+#include <gtest/gtest.h>
 
 namespace {
 

@@ -1,10 +1,10 @@
 #pragma once
 
+#include <windows.h>
+
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include <windows.h>
 
 namespace KuvTest {
 

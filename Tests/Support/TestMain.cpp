@@ -1,8 +1,9 @@
+#include <windows.h>
+
 #include <cstdio>
 #include <cstdlib>
 
 #include <gtest/gtest.h>
-#include <windows.h>
 
 #include "Support/GuardedHeap.h"
 

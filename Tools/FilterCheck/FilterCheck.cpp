@@ -1,18 +1,18 @@
 #include "FilterCheck/FilterCheck.h"
 
+#include <windows.h>
+
 #include <exception>
 #include <iterator>
 #include <ostream>
 
-#include <windows.h>
-
-#include "FilterCheck/NewFile.h"
+#include "Common/PlainText.h"
+#include "FilterCheck/Judgment/Verdict.h"
+#include "FilterCheck/Machine/RegistrationCheck.h"
 #include "FilterCheck/Options.h"
-#include "FilterCheck/Output.h"
-#include "FilterCheck/PlainText.h"
-#include "FilterCheck/RegistrationCheck.h"
+#include "FilterCheck/Output/NewFile.h"
+#include "FilterCheck/Output/Output.h"
 #include "FilterCheck/SettingsCheck.h"
-#include "FilterCheck/Verdict.h"
 #include "KuvAuth/Support/Text.h"
 
 namespace FilterCheck {

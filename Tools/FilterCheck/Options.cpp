@@ -4,8 +4,8 @@
 #include <iterator>
 #include <ostream>
 
-#include "FilterCheck/PlainText.h"
-#include "FilterHost/HostError.h"
+#include "Common/HostError.h"
+#include "Common/PlainText.h"
 #include "KuvAuth/Support/Text.h"
 
 namespace FilterCheck {

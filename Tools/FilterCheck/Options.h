@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "FilterCheck/Report.h"
+#include "FilterCheck/Model/Report.h"
 
 namespace FilterCheck {
 

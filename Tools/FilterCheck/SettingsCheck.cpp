@@ -2,11 +2,11 @@
 
 #include <iterator>
 
-#include "FilterCheck/Access.h"
-#include "FilterCheck/AssumedSettings.h"
-#include "FilterCheck/Decisions.h"
-#include "FilterCheck/JudgedSettings.h"
-#include "FilterCheck/SettingFindings.h"
+#include "FilterCheck/Judgment/Access.h"
+#include "FilterCheck/Judgment/Decisions.h"
+#include "FilterCheck/Judgment/JudgedSettings.h"
+#include "FilterCheck/Judgment/SettingFindings.h"
+#include "FilterCheck/WhatIf/AssumedSettings.h"
 
 namespace FilterCheck {
 

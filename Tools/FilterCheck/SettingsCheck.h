@@ -2,7 +2,7 @@
 
 #include <span>
 
-#include "FilterCheck/Report.h"
+#include "FilterCheck/Model/Report.h"
 
 namespace FilterCheck {
 

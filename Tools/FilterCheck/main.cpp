@@ -1,5 +1,4 @@
 #include <windows.h>
-
 #include <fcntl.h>
 #include <io.h>
 
@@ -7,7 +6,7 @@
 #include <iostream>
 
 #include "FilterCheck/FilterCheck.h"
-#include "FilterCheck/Verdict.h"
+#include "FilterCheck/Judgment/Verdict.h"
 
 namespace {
 

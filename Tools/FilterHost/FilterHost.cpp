@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <ostream>
 
-#include "FilterHost/HostError.h"
+#include "Common/HostError.h"
 #include "FilterHost/LogTail.h"
 #include "FilterHost/Options.h"
 #include "FilterHost/Report.h"

@@ -4,8 +4,8 @@
 #include <iterator>
 #include <utility>
 
-#include "FilterHost/HostError.h"
-#include "FilterHost/Identifier.h"
+#include "Common/HostError.h"
+#include "Common/Identifier.h"
 #include "KuvAuth/Support/Text.h"
 #include "KuvCredFilter/Identifiers.h"
 

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "FilterHost/Scenario.h"
+#include "Common/Scenario.h"
 #include "KuvAuth/Support/UniqueResource.h"
 
 namespace FilterHost {

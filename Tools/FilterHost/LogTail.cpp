@@ -1,15 +1,14 @@
 #include "FilterHost/LogTail.h"
 
+#include <windows.h>
+#include <shlobj.h>
+
 #include <optional>
 #include <sstream>
 #include <utility>
 
-#include <windows.h>
-
-#include <shlobj.h>
-
-#include "FilterHost/HostError.h"
-#include "FilterHost/HostFile.h"
+#include "Common/HostError.h"
+#include "Common/HostFile.h"
 
 namespace FilterHost {
 

@@ -5,8 +5,8 @@
 #include <iterator>
 #include <ostream>
 
-#include "FilterHost/HostError.h"
-#include "FilterHost/Identifier.h"
+#include "Common/HostError.h"
+#include "Common/Identifier.h"
 #include "KuvAuth/Support/Text.h"
 
 namespace FilterHost {

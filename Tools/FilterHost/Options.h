@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "FilterHost/Scenario.h"
+#include "Common/Scenario.h"
 
 namespace FilterHost {
 

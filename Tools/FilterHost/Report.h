@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "Common/ProviderList.h"
 #include "FilterHost/FilterSession.h"
-#include "FilterHost/ProviderList.h"
 
 namespace FilterHost {
 

@@ -2,9 +2,9 @@
 
 #include <json/json.h>
 
-#include "FilterHost/HostError.h"
-#include "FilterHost/Identifier.h"
-#include "FilterHost/JsonText.h"
+#include "Common/HostError.h"
+#include "Common/Identifier.h"
+#include "Common/JsonText.h"
 #include "FilterHost/Report.h"
 
 namespace FilterHost {

@@ -1,10 +1,10 @@
 #include <algorithm>
 #include <ostream>
 
-#include "FilterHost/HostError.h"
-#include "FilterHost/Identifier.h"
+#include "Common/HostError.h"
+#include "Common/Identifier.h"
+#include "Common/TextWidth.h"
 #include "FilterHost/Report.h"
-#include "FilterHost/TextWidth.h"
 #include "KuvAuth/Support/Text.h"
 
 namespace FilterHost {

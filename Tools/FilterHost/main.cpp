@@ -1,5 +1,4 @@
 #include <windows.h>
-
 #include <fcntl.h>
 #include <io.h>
 

@@ -1,5 +1,4 @@
 #include <windows.h>
-
 #include <fcntl.h>
 #include <io.h>
 
@@ -9,8 +8,8 @@
 
 #include <json/json.h>
 
-#include "FilterCheck/SettingsTable.h"
-#include "FilterHost/JsonText.h"
+#include "Common/JsonText.h"
+#include "FilterCheck/Model/SettingsTable.h"
 #include "KuvAuth/Support/Text.h"
 
 namespace {
@@ -22,7 +21,7 @@ using FilterCheck::SettingKind;
 
 constexpr char kOpening[] = R"(# Settings
 
-<!-- Made from the table in Tools/FilterCheck/SettingsTable.cpp. The build target settings_page renews it. -->
+<!-- Made from the table in Tools/FilterCheck/Model/SettingsTable.cpp. The build target settings_page renews it. -->
 
 The settings are values of two registry keys:
 

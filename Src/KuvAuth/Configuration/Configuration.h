@@ -1,14 +1,14 @@
 #pragma once
 
+#include <windows.h>
+
 #include <cstdint>
 #include <string>
 #include <vector>
 
-#include <windows.h>
-
 #include "KuvAuth/Configuration/HostAndPort.h"
-#include "KuvAuth/Configuration/Registry.h"
 #include "KuvAuth/Configuration/SettingEnums.h"
+#include "KuvAuth/Registry/Registry.h"
 #include "KuvAuth/Support/SettingsKeys.h"
 
 /// @file

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "KuvAuth/Configuration/Registry.h"
+#include "KuvAuth/Registry/Registry.h"
 
 namespace Kuv {
 

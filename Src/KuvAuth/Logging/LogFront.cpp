@@ -32,6 +32,13 @@ std::shared_ptr<Kuv::LogSystem>& GetLogSystem() noexcept {
   return g_logSystem;
 }
 
+void ReplaceLogSystem(const std::shared_ptr<Kuv::LogSystem>& system) {
+  if (g_logSystem != nullptr) g_logSystem->Flush();
+  // Takes a share of the new system first: the old one is destroyed only when the new one is in place.
+  std::shared_ptr<Kuv::LogSystem> share = system;
+  g_logSystem.swap(share);
+}
+
 void LogFormat(const LogRecord& record, const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);

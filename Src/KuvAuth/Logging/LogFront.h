@@ -13,8 +13,11 @@
 /// only while no other thread logs.
 extern std::shared_ptr<Kuv::LogSystem> g_logSystem;
 
-/// Gives `g_logSystem` itself, not a copy.
+/// Returns `g_logSystem` itself, not a copy.
 std::shared_ptr<Kuv::LogSystem>& GetLogSystem() noexcept;
+
+/// Flushes the main log and replaces it by `system`, which may be empty.
+void ReplaceLogSystem(const std::shared_ptr<Kuv::LogSystem>& system);
 
 /// Whether a call of this level would reach the main log; false while there is none.
 inline bool IsLogLevelEnabled(LogLevel level) noexcept {

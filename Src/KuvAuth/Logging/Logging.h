@@ -6,7 +6,6 @@
 #include "KuvAuth/Logging/LogHandlers.h"
 #include "KuvAuth/Logging/LogLevel.h"
 #include "KuvAuth/Logging/LogRotation.h"
-#include "KuvAuth/Logging/LogStartup.h"
 #include "KuvAuth/Logging/LogSystem.h"
 #include "KuvAuth/Logging/LogText.h"
 #include "KuvAuth/Logging/PlainLog.h"

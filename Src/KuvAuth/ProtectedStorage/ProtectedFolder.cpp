@@ -1,14 +1,14 @@
 #include <windows.h>
-
 #include <aclapi.h>
 #include <shlobj.h>
-#include <strsafe.h>
 
 #include "KuvAuth/Logging/LogFront.h"
 #include "KuvAuth/ProtectedStorage/ProtectedStorage.h"
 #include "KuvAuth/ProtectedStorage/SecurityDescriptor.h"
 #include "KuvAuth/Support/KuvException.h"
 #include "KuvAuth/Support/Text.h"
+
+#include <strsafe.h>
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include "KuvAuth/ProtectedStorage/SecurityDescriptor.h"
 
-#include "KuvAuth/Support/KuvException.h"
 #include "KuvAuth/Logging/LogFront.h"
+#include "KuvAuth/Support/KuvException.h"
 
 namespace {
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <windows.h>
-
 #include <aclapi.h>
 
 /// Builds the security descriptor of the log folder and the settings keys: full control for the local

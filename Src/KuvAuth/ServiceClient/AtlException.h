@@ -4,7 +4,6 @@
 /// ATL's exception where ATL exists; elsewhere the same name with what callers use of it.
 #if __has_include(<atlexcept.h>)
 #include <windows.h>
-
 #include <atlexcept.h>
 #else
 /// An error that is an HRESULT. The type is spelled `long`, which is what HRESULT is, so that no platform

@@ -1,7 +1,6 @@
 #include "KuvAuth/ServiceClient/ClientAddress.h"
 
 #include <winsock2.h>
-
 #include <ws2tcpip.h>
 
 #include <cstring>

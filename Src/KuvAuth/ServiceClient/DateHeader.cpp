@@ -1,5 +1,4 @@
 #include <windows.h>
-
 #include <winhttp.h>
 
 #include "KuvAuth/Logging/LogFront.h"

@@ -1,7 +1,6 @@
 #include "KuvAuth/ServiceClient/Hashing.h"
 
 #include <windows.h>
-
 #include <wincrypt.h>
 
 #include <cstring>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <utility>
-
 #include <windows.h>
+
+#include <utility>
 
 namespace Kuv {
 

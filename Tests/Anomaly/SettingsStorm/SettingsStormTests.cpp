@@ -7,12 +7,12 @@
 
 #include <gtest/gtest.h>
 
+#include "Anomaly/SettingsStorm/NaiveModel.h"
 #include "Anomaly/Size.h"
 #include "KuvAuth/Configuration/Configuration.h"
 #include "KuvCredFilter/FilterFixture.h"
 #include "KuvCredFilter/Providers.h"
 #include "Module/LoadedFilter.h"
-#include "Anomaly/SettingsStorm/NaiveModel.h"
 
 namespace {
 

@@ -1,11 +1,11 @@
 #pragma once
 
+#include <windows.h>
+
 #include <cstdint>
 #include <random>
 #include <string>
 #include <vector>
-
-#include <windows.h>
 
 namespace KuvTest {
 

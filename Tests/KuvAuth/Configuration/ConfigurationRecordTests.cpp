@@ -1,7 +1,7 @@
-#include <gtest/gtest.h>
-
 #include <cstdint>
 #include <type_traits>
+
+#include <gtest/gtest.h>
 
 #include "RecordFixture.h"
 #include "Support/ImportHook.h"

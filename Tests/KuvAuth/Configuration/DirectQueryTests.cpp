@@ -1,6 +1,6 @@
-#include <gtest/gtest.h>
-
 #include <cstring>
+
+#include <gtest/gtest.h>
 
 #include "KuvAuth/Configuration/KuvAuthConfig.h"
 #include "Support/ImportHook.h"

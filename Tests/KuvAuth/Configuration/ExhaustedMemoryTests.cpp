@@ -1,6 +1,6 @@
-#include <gtest/gtest.h>
-
 #include <new>
+
+#include <gtest/gtest.h>
 
 #include "RecordFixture.h"
 #include "Support/MemoryExhaustion.h"

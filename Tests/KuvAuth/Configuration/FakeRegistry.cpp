@@ -1,9 +1,9 @@
 #include "FakeRegistry.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cstring>
+
+#include <gtest/gtest.h>
 
 #include "KuvAuth/Support/Text.h"
 

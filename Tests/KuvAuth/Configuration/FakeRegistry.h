@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "KuvAuth/Configuration/Registry.h"
+#include "KuvAuth/Registry/Registry.h"
 
 namespace KuvTest {
 

@@ -1,8 +1,8 @@
 #include "KuvAuth/Configuration/SettingEnums.h"
 
-#include <gtest/gtest.h>
-
 #include <type_traits>
+
+#include <gtest/gtest.h>
 
 #include "Support/LogCapture.h"
 

@@ -1,11 +1,11 @@
 // A log that takes nothing changes no result.
-#include <gtest/gtest.h>
-
 #include <stdexcept>
 
+#include <gtest/gtest.h>
+
 #include "KuvAuth/Configuration/Configuration.h"
-#include "KuvAuth/Configuration/Registry.h"
 #include "KuvAuth/Configuration/SettingEnums.h"
+#include "KuvAuth/Registry/Registry.h"
 #include "Support/ImportHook.h"
 #include "Support/KuvFixture.h"
 

@@ -1,8 +1,9 @@
-#include <gtest/gtest.h>
 #include <objbase.h>
 
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "RecordFixture.h"
 #include "Support/ImportHook.h"

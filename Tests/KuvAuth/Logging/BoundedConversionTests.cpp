@@ -1,3 +1,5 @@
+#include <windows.h>
+
 #include <algorithm>
 #include <cstring>
 #include <random>
@@ -5,7 +7,6 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <windows.h>
 
 #include "KuvAuth/Logging/LogHandlers.h"
 #include "KuvAuth/Logging/LogLine.h"

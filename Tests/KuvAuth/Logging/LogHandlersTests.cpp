@@ -6,10 +6,10 @@
 
 #include <gtest/gtest.h>
 
-#include "DebuggerStream.h"
 #include "KuvAuth/Logging/LogSystem.h"
 #include "KuvAuth/Support/UniqueResource.h"
 #include "RecordingHandler.h"
+#include "Support/DebuggerStream.h"
 #include "Support/ImportHook.h"
 #include "Support/LogCapture.h"
 #include "Support/TempFolder.h"

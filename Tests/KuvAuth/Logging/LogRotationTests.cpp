@@ -6,8 +6,8 @@
 
 #include <gtest/gtest.h>
 
-#include "DebuggerStream.h"
 #include "KuvAuth/Support/UniqueResource.h"
+#include "Support/DebuggerStream.h"
 #include "Support/ImportHook.h"
 #include "Support/LogCapture.h"
 #include "Support/TempFolder.h"

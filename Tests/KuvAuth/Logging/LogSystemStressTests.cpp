@@ -9,8 +9,8 @@
 
 #include <gtest/gtest.h>
 
-#include "AllocationCounter.h"
 #include "KuvAuth/Logging/LogFront.h"
+#include "Support/AllocationCounter.h"
 #include "Support/LogCapture.h"
 #include "Support/TempFolder.h"
 #include "Support/Together.h"

@@ -11,9 +11,9 @@
 
 #include <gtest/gtest.h>
 
-#include "AllocationCounter.h"
 #include "LineClock.h"
 #include "RecordingHandler.h"
+#include "Support/AllocationCounter.h"
 #include "Support/ImportHook.h"
 
 namespace {

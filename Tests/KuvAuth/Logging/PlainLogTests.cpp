@@ -5,8 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#include "DebuggerStream.h"
 #include "RecordingHandler.h"
+#include "Support/DebuggerStream.h"
 #include "Support/ImportHook.h"
 #include "Support/TempFolder.h"
 

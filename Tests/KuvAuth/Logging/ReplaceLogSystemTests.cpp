@@ -6,7 +6,8 @@
 
 #include <gtest/gtest.h>
 
-#include "KuvAuth/Logging/LogStartup.h"
+#include "KuvAuth/Logging/LogFront.h"
+#include "KuvAuth/Logging/LogHandlers.h"
 #include "Support/ImportHook.h"
 
 namespace {
@@ -100,21 +101,6 @@ TEST(ReplaceLogSystem, KeepsTheSystemThatReplacesItself) {
   EXPECT_EQ(g_logSystem.get(), system);
   EXPECT_EQ(events, (Events{"a flush, in place"}));
   g_logSystem.reset();
-}
-
-TEST(StopLogging, FlushesAndDestroysTheMainLog) {
-  Events events;
-  g_logSystem = ObservedSystem(events, {"a"});
-  StopLogging();
-  EXPECT_EQ(g_logSystem, nullptr);
-  EXPECT_EQ(events, (Events{"a flush, in place", "a destroyed, replaced"}));
-}
-
-TEST(StopLogging, DoesNothingWithoutALog) {
-  KUV_IMPORT_HOOK(flush, FlushFileBuffers);
-  StopLogging();
-  EXPECT_EQ(g_logSystem, nullptr);
-  EXPECT_EQ(flush.CallCount(), 0u);
 }
 
 }  // namespace

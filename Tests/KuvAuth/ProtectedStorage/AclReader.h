@@ -1,12 +1,13 @@
 #pragma once
 
+#include <windows.h>
+#include <sddl.h>
+
 #include <ostream>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <windows.h>
-#include <sddl.h>
 
 #include "KuvAuth/Support/Text.h"
 #include "KuvAuth/Support/UniqueResource.h"

@@ -1,11 +1,12 @@
+#include <windows.h>
+#include <shlobj.h>
+
 #include <functional>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <windows.h>
-#include <shlobj.h>
 
 #include "AclReader.h"
 #include "KuvAuth/ProtectedStorage/ProtectedStorage.h"

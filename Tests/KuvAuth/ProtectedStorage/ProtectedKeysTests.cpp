@@ -1,10 +1,11 @@
+#include <windows.h>
+
 #include <stdexcept>
 #include <string>
 #include <tuple>
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <windows.h>
 
 #include "AclReader.h"
 #include "KuvAuth/ProtectedStorage/ProtectedStorage.h"

@@ -1,10 +1,9 @@
 // A log that takes nothing changes no result.
-#include <gtest/gtest.h>
-
 #include <windows.h>
-
 #include <aclapi.h>
 #include <shlobj.h>
+
+#include <gtest/gtest.h>
 
 #include "KuvAuth/ProtectedStorage/ProtectedStorage.h"
 #include "KuvAuth/Support/KuvException.h"

@@ -1,12 +1,11 @@
 #pragma once
 
+#include <winsock2.h>
+#include <ws2tcpip.h>
+
 #include <cstring>
 #include <string>
 #include <vector>
-
-#include <winsock2.h>
-
-#include <ws2tcpip.h>
 
 #include <gtest/gtest.h>
 

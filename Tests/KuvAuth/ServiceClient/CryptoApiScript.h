@@ -1,13 +1,13 @@
 #pragma once
 
+#include <windows.h>
+#include <wincrypt.h>
+
 #include <cstring>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <windows.h>
-
-#include <wincrypt.h>
 
 #include "Support/ImportHook.h"
 

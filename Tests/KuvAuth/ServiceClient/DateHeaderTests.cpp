@@ -1,7 +1,7 @@
-#include <gtest/gtest.h>
 #include <windows.h>
-
 #include <winhttp.h>
+
+#include <gtest/gtest.h>
 
 #include "KuvAuth/ServiceClient/SignedRequest.h"
 #include "Support/ImportHook.h"

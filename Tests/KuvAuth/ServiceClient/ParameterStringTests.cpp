@@ -1,5 +1,6 @@
-#include <gtest/gtest.h>
 #include <windows.h>
+
+#include <gtest/gtest.h>
 
 #include "KuvAuth/ServiceClient/SignedRequest.h"
 #include "Support/ImportHook.h"

@@ -1,7 +1,9 @@
 // A log that takes nothing changes no result.
-#include <gtest/gtest.h>
+#include <winhttp.h>
 
 #include <climits>
+
+#include <gtest/gtest.h>
 
 #include "AddressFixture.h"
 #include "CryptoApiScript.h"
@@ -9,8 +11,6 @@
 #include "KuvAuth/ServiceClient/ClientAddress.h"
 #include "KuvAuth/ServiceClient/Encoders.h"
 #include "KuvAuth/ServiceClient/SignedRequest.h"
-
-#include <winhttp.h>
 
 namespace {
 

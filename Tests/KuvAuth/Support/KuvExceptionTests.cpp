@@ -1,11 +1,11 @@
 #include "KuvAuth/Support/KuvException.h"
 
-#include <gtest/gtest.h>
-
 #include <exception>
 #include <stdexcept>
 #include <string>
 #include <type_traits>
+
+#include <gtest/gtest.h>
 
 namespace {
 

@@ -1,10 +1,10 @@
 #include "KuvAuth/Support/RemoteSession.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdint>
 #include <cstring>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "Support/ImportHook.h"
 #include "Support/LogCapture.h"

@@ -1,9 +1,9 @@
 #include "KuvAuth/Support/SystemError.h"
 
-#include <gtest/gtest.h>
-
 #include <cwchar>
 #include <string>
+
+#include <gtest/gtest.h>
 
 #include "Support/ImportHook.h"
 

@@ -1,8 +1,8 @@
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <string>
 #include <tuple>
+
+#include <gtest/gtest.h>
 
 #include "KuvAuth/Support/Text.h"
 #include "Support/GuardedBuffer.h"

@@ -1,10 +1,10 @@
 #include "KuvAuth/Support/Text.h"
 
-#include <gtest/gtest.h>
-
 #include <cctype>
 #include <cwctype>
 #include <string>
+
+#include <gtest/gtest.h>
 
 namespace {
 

@@ -1,10 +1,10 @@
 #include "KuvAuth/Support/UniqueResource.h"
 
-#include <gtest/gtest.h>
-
 #include <type_traits>
 #include <utility>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "Support/ImportHook.h"
 

@@ -1,6 +1,5 @@
 // Who may use the settings keys and the log folder.
 #include <windows.h>
-
 #include <aclapi.h>
 #include <sddl.h>
 

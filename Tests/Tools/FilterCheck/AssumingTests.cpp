@@ -1,7 +1,7 @@
 // What assumed settings would make of the machine.
 #include <gmock/gmock.h>
 
-#include "FilterHost/HostError.h"
+#include "Common/HostError.h"
 #include "Tools/FilterCheck/SettingsFixture.h"
 
 namespace {

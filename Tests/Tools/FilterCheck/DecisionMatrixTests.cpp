@@ -1,6 +1,6 @@
 // What the check says the filter decides, against what the built DLL answers to KuvFilterHost.
 #include "Tools/FilterCheck/SettingsFixture.h"
-#include "Tools/FilterHostFixture.h"
+#include "Tools/FilterHost/HostFixture.h"
 
 namespace {
 

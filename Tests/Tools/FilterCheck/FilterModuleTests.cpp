@@ -1,4 +1,4 @@
-#include "FilterCheck/FilterModule.h"
+#include "FilterCheck/Machine/FilterModule.h"
 
 #include <cwchar>
 

@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 
-#include "FilterCheck/HtmlWriter.h"
-#include "FilterCheck/Output.h"
+#include "FilterCheck/Output/HtmlWriter.h"
+#include "FilterCheck/Output/Output.h"
 #include "Tools/FilterCheck/MadeUpReport.h"
 
 namespace {

@@ -1,6 +1,6 @@
 #include "Tools/FilterCheck/MadeUpReport.h"
 
-#include "FilterHost/Identifier.h"
+#include "Common/Identifier.h"
 
 namespace KuvTest {
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "FilterCheck/Report.h"
+#include "FilterCheck/Model/Report.h"
 
 namespace KuvTest {
 

@@ -4,7 +4,7 @@
 
 #include <gmock/gmock.h>
 
-#include "FilterHost/HostError.h"
+#include "Common/HostError.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include <cwchar>
 
-#include "FilterCheck/Finding.h"
+#include "FilterCheck/Model/Finding.h"
 
 namespace KuvTest {
 

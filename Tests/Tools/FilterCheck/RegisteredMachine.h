@@ -1,14 +1,14 @@
 #pragma once
 
+#include <windows.h>
+
 #include <cstdint>
 #include <string>
 #include <vector>
 
-#include <windows.h>
-
 #include <gtest/gtest.h>
 
-#include "FilterCheck/Report.h"
+#include "FilterCheck/Model/Report.h"
 #include "Support/ImportHook.h"
 #include "Support/TempFolder.h"
 #include "Tools/FilterCheck/SettingsFixture.h"

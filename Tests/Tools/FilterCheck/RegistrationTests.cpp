@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "FilterCheck/RegistrationCheck.h"
+#include "FilterCheck/Machine/RegistrationCheck.h"
 #include "Tools/FilterCheck/RegisteredMachine.h"
 
 namespace {

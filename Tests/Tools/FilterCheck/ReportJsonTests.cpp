@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <json/json.h>
 
-#include "FilterCheck/Output.h"
+#include "FilterCheck/Output/Output.h"
 #include "Tools/FilterCheck/MadeUpReport.h"
 
 namespace {

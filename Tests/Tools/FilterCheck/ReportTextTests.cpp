@@ -2,8 +2,8 @@
 
 #include <gmock/gmock.h>
 
-#include "FilterCheck/Output.h"
-#include "FilterCheck/TextTable.h"
+#include "FilterCheck/Output/Output.h"
+#include "FilterCheck/Output/TextTable.h"
 #include "Tools/FilterCheck/MadeUpReport.h"
 
 namespace {

@@ -5,7 +5,7 @@
 #include <json/json.h>
 
 #include "FilterCheck/FilterCheck.h"
-#include "FilterCheck/NewFile.h"
+#include "FilterCheck/Output/NewFile.h"
 #include "Tools/FilterCheck/RegisteredMachine.h"
 
 namespace {

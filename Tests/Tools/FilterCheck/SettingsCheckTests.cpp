@@ -1,8 +1,8 @@
 // What is stored, what counts and where it comes from; and that a look changes and betrays nothing.
 #include <gmock/gmock.h>
 
-#include "FilterCheck/PlainText.h"
-#include "FilterHost/HostError.h"
+#include "Common/HostError.h"
+#include "Common/PlainText.h"
 #include "KuvAuth/Configuration/Configuration.h"
 #include "KuvAuth/Logging/LogFront.h"
 #include "Tools/FilterCheck/SettingsFixture.h"

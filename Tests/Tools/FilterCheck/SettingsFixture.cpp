@@ -6,7 +6,7 @@
 #include <cwchar>
 #include <sstream>
 
-#include "FilterHost/Identifier.h"
+#include "Common/Identifier.h"
 #include "KuvAuth/Configuration/Configuration.h"
 #include "KuvAuth/ProtectedStorage/ProtectedStorage.h"
 #include "KuvAuth/Support/Text.h"

@@ -1,4 +1,6 @@
 // The table of the settings against what the library really does with each of them.
+#include "FilterCheck/Model/SettingsTable.h"
+
 #include <windows.h>
 
 #include <algorithm>
@@ -7,12 +9,11 @@
 
 #include <gmock/gmock.h>
 
-#include "FilterCheck/SettingsTable.h"
-#include "FilterHost/Identifier.h"
+#include "Common/Identifier.h"
 #include "KuvAuth/Configuration/Configuration.h"
 #include "KuvAuth/Configuration/KuvAuthConfig.h"
-#include "KuvAuth/Logging/LogStartup.h"
 #include "KuvAuth/ServiceClient/ClientIdentity.h"
+#include "KuvAuth/Startup/LogStartup.h"
 #include "Support/ImportHook.h"
 #include "Support/LogCapture.h"
 #include "Support/RegistrySandbox.h"

@@ -1,10 +1,9 @@
-#include "FilterCheck/StockProviders.h"
-
 #include <string>
 
 #include <gtest/gtest.h>
 
-#include "FilterHost/Identifier.h"
+#include "Common/Identifier.h"
+#include "FilterCheck/Model/StockProviders.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
-#include "FilterCheck/Verdict.h"
+#include "FilterCheck/Judgment/Verdict.h"
 
 #include <gmock/gmock.h>
 
-#include "FilterCheck/RegistrationCheck.h"
+#include "FilterCheck/Machine/RegistrationCheck.h"
 #include "Tools/FilterCheck/MadeUpReport.h"
 
 namespace {

@@ -1,0 +1,165 @@
+#include <gmock/gmock.h>
+
+#include "Common/HostError.h"
+#include "Common/Identifier.h"
+#include "Common/ProviderList.h"
+#include "Support/ImportHook.h"
+#include "Tools/FilterHost/HostFixture.h"
+
+namespace {
+
+using FilterHost::ExitCode;
+using FilterHost::HostError;
+using FilterHost::ProviderList;
+using FilterHost::ReadInstalledProviders;
+using FilterHost::ReadProviderFile;
+
+using Rows = std::vector<std::pair<std::string, std::string>>;
+
+constexpr char kFirst[] = "{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}";
+constexpr char kSecond[] = "{11111111-2222-3333-4444-555555555555}";
+
+Rows Texts(const ProviderList& providers) {
+  Rows rows;
+  for (const auto& provider : providers) {
+    rows.emplace_back(FilterHost::IdentifierText(provider.identifier), provider.name);
+  }
+  return rows;
+}
+
+template <typename Operation>
+void ExpectError(ExitCode code, const std::string& message, Operation operation) {
+  try {
+    operation();
+    ADD_FAILURE() << "no error";
+  } catch (const HostError& error) {
+    EXPECT_EQ(error.Code(), code);
+    EXPECT_EQ(error.what(), message);
+  }
+}
+
+class ProviderFile : public ::testing::Test {
+ protected:
+  Rows Read(const std::string& text) const { return Texts(ReadProviderFile(folder.Write(L"p.txt", text))); }
+
+  void ExpectMalformed(const std::string& text, const std::string& messageEnd) const {
+    const std::wstring path = folder.Write(L"p.txt", text);
+    ExpectError(ExitCode::MalformedIdentifier, std::string{path.begin(), path.end()} + messageEnd,
+                [&] { ReadProviderFile(path); });
+  }
+
+  KuvTest::TestFolder folder;
+};
+
+TEST_F(ProviderFile, GivesIdentifiersAndNamesInOrder) {
+  EXPECT_EQ(
+      Read("{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD} Pass Word\n{11111111-2222-3333-4444-555555555555}\n"),
+      (Rows{{kFirst, "Pass Word"}, {kSecond, ""}}));
+}
+
+TEST_F(ProviderFile, TakesAnIdentifierInLowerCase) {
+  EXPECT_EQ(Read("{60b78e88-ead8-445c-9cfd-0b87f74ea6cd}"), (Rows{{kFirst, ""}}));
+}
+
+TEST_F(ProviderFile, PassesOverBlankLinesAndComments) {
+  EXPECT_EQ(Read("# first\n\n \t \n  # second\n{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}\n"),
+            (Rows{{kFirst, ""}}));
+}
+
+TEST_F(ProviderFile, KeepsAHashInAName) {
+  EXPECT_EQ(Read("{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD} No #1\n"), (Rows{{kFirst, "No #1"}}));
+}
+
+TEST_F(ProviderFile, TrimsLinesOfEitherEnd) {
+  EXPECT_EQ(Read("\xEF\xBB\xBF \t{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}\t \xC3\x84 \r\n"
+                 "{11111111-2222-3333-4444-555555555555}\r\n"),
+            (Rows{{kFirst, "\xC3\x84"}, {kSecond, ""}}));
+}
+
+TEST_F(ProviderFile, TellsTheLineOfAMalformedIdentifier) {
+  ExpectMalformed("# comment\n{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}\n\n{60B78E88} Short\n",
+                  ":4: '{60B78E88} Short' does not start with a braced identifier");
+}
+
+TEST_F(ProviderFile, RefusesEveryOtherForm) {
+  for (const char* const line :
+       {"PasswordProvider", "60B78E88-EAD8-445C-9CFD-0B87F74EA6CD", "{60B78E88-EAD8-445C-9CFD-0B87F74EA6CG}",
+        "{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}Name", "{60B78E88EEAD8-445C-9CFD-0B87F74EA6CD}"}) {
+    ExpectMalformed(line, ":1: '" + std::string{line} + "' does not start with a braced identifier");
+  }
+}
+
+TEST_F(ProviderFile, RefusesUtf16OnOneLine) {
+  ExpectMalformed(std::string{"{\0006\0\r\0\n\0", 8},
+                  ":1: '{?6?"
+                  "?"
+                  "?' does not start with a braced identifier");
+}
+
+TEST_F(ProviderFile, RefusesWhatStandsBehindANul) {
+  ExpectMalformed(std::string{"{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}\0x", 40},
+                  ":1: '{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}?x' does not start with a braced identifier");
+}
+
+TEST_F(ProviderFile, RefusesAFileWithoutProviders) {
+  const std::wstring path = folder.Write(L"p.txt", "# nobody\n");
+  ExpectError(ExitCode::NoProviders, "'" + std::string{path.begin(), path.end()} + "' lists no providers",
+              [&] { ReadProviderFile(path); });
+}
+
+class InstalledProviderList : public KuvTest::FilterHostFixture {};
+
+TEST_F(InstalledProviderList, HasTheNamesOfTheRegistry) {
+  Install(L"{60b78e88-ead8-445c-9cfd-0b87f74ea6cd}", L"Password\u00C4");
+  EXPECT_EQ(Texts(ReadInstalledProviders()), (Rows{{kFirst, "Password\xC3\x84"}}));
+}
+
+TEST_F(InstalledProviderList, HasEachProvider) {
+  Install(L"{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}", L"P");
+  Install(L"{11111111-2222-3333-4444-555555555555}", L"Q");
+  EXPECT_THAT(Texts(ReadInstalledProviders()),
+              ::testing::UnorderedElementsAre(std::pair{kFirst, "P"}, std::pair{kSecond, "Q"}));
+}
+
+TEST_F(InstalledProviderList, LeavesTheNameEmptyThatIsNoText) {
+  InstalledProviders().Create();
+  KuvTest::TestKey{HKEY_LOCAL_MACHINE,
+                   L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Authentication\\Credential Providers\\"
+                   L"{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}"}
+      .SetDword(L"", 7);
+  EXPECT_EQ(Texts(ReadInstalledProviders()), (Rows{{kFirst, ""}}));
+}
+
+TEST_F(InstalledProviderList, PassesOverOtherKeys) {
+  Install(L"Settings", L"no provider");
+  Install(L"{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}", L"P");
+  EXPECT_EQ(Texts(ReadInstalledProviders()), (Rows{{kFirst, "P"}}));
+}
+
+TEST_F(InstalledProviderList, IsNeverEmpty) {
+  const auto expectNone = [] {
+    ExpectError(ExitCode::NoProviders,
+                "no providers are installed below "
+                "HKLM\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Authentication\\Credential Providers",
+                [] { ReadInstalledProviders(); });
+  };
+  expectNone();
+  InstalledProviders().Create();
+  expectNone();
+}
+
+TEST_F(InstalledProviderList, TellsWhyTheRegistryCannotBeRead) {
+  KUV_IMPORT_HOOK(open, RegOpenKeyExW);
+  open.Answer([](HKEY, LPCWSTR, DWORD, REGSAM, PHKEY) { return LSTATUS{ERROR_ACCESS_DENIED}; });
+  try {
+    ReadInstalledProviders();
+    ADD_FAILURE() << "no error";
+  } catch (const HostError& error) {
+    EXPECT_EQ(error.Code(), ExitCode::Failed);
+    EXPECT_THAT(error.what(),
+                ::testing::AllOf(::testing::StartsWith("cannot open HKLM\\SOFTWARE\\Microsoft\\"),
+                                 ::testing::EndsWith("(error 5)")));
+  }
+}
+
+}  // namespace

@@ -1,0 +1,17 @@
+#include "Common/JsonText.h"
+
+#include <memory>
+#include <ostream>
+
+namespace FilterHost {
+
+void WriteJson(const Json::Value& value, std::ostream& out) {
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = "  ";
+  builder["emitUTF8"] = true;
+  const std::unique_ptr<Json::StreamWriter> writer{builder.newStreamWriter()};
+  writer->write(value, &out);
+  out << '\n';
+}
+
+}  // namespace FilterHost

@@ -1,0 +1,88 @@
+#include <objbase.h>
+
+#include <algorithm>
+#include <iterator>
+
+#include "Common/Identifier.h"
+#include "Common/PlainText.h"
+#include "FilterCheck/Judgment/SettingFindings.h"
+
+namespace FilterCheck {
+
+namespace {
+
+constexpr char kWhitelist[] = "ProvidersWhitelist";
+
+Finding NoIdentifier(const std::wstring& entry) {
+  return {"whitelist.no-identifier", Severity::Warning, kWhitelist,
+          "The entry '" + PlainText(entry) +
+              "' is no class identifier. It is passed over: that provider does not stay.",
+          "Write the identifier in braces, for example {D6886603-9D2F-4EB2-B667-1971041FA96B}."};
+}
+
+Finding Repeated(const GUID& provider) {
+  return {"whitelist.repeated", Severity::Warning, kWhitelist,
+          "The entry " + FilterHost::IdentifierText(provider) +
+              " stands in the list more than once, and takes the place of others.",
+          "Keep one of them."};
+}
+
+Finding NotInstalled(const GUID& provider) {
+  return {"whitelist.not-installed", Severity::Warning, kWhitelist,
+          "The entry " + FilterHost::IdentifierText(provider) +
+              " names a provider that is not installed on this machine, so it has no effect.",
+          "Check the identifier, install the provider, or take the entry off the list."};
+}
+
+// The platform's password provider, and the one of its old versions.
+constexpr GUID kPasswordProviders[] = {
+    {0x60B78E88, 0xEAD8, 0x445C, {0x9C, 0xFD, 0x0B, 0x87, 0xF7, 0x4E, 0xA6, 0xCD}},
+    {0x6F45DC1E, 0x5384, 0x457A, {0xBC, 0x13, 0x2C, 0xD8, 0x1B, 0x0D, 0x28, 0xED}},
+};
+
+bool AsksForAPasswordAlone(const GUID& provider) {
+  return std::find(std::begin(kPasswordProviders), std::end(kPasswordProviders), provider) !=
+         std::end(kPasswordProviders);
+}
+
+Finding Password(const GUID& provider) {
+  return {"whitelist.password", Severity::Warning, kWhitelist,
+          "The entry " + FilterHost::IdentifierText(provider) +
+              " is Windows' own password provider: where the second factor protects, a password alone gets "
+              "in.",
+          "Take the entry off the list."};
+}
+
+bool IsInstalled(const GUID& identifier, const FilterHost::ProviderList& providers) {
+  return std::any_of(providers.begin(), providers.end(),
+                     [&](const FilterHost::Provider& provider) { return provider.identifier == identifier; });
+}
+
+}  // namespace
+
+Findings JudgeWhitelist(const JudgedSettings& settings, const FilterHost::ProviderList& providers) {
+  const RawValue* const list = InForce(Judged(settings, kWhitelist));
+  if (list == nullptr) return {};
+  Findings findings;
+  std::vector<GUID> seen;
+  for (const std::wstring& entry : Strings(*list)) {
+    GUID identifier{};
+    // What the library asks too.
+    if (::CLSIDFromString(entry.c_str(), &identifier) != S_OK) {
+      findings.push_back(NoIdentifier(entry));
+      continue;
+    }
+    if (std::count(seen.begin(), seen.end(), identifier) == 1) findings.push_back(Repeated(identifier));
+    if (std::count(seen.begin(), seen.end(), identifier) == 0) {
+      if (!IsInstalled(identifier, providers)) {
+        findings.push_back(NotInstalled(identifier));
+      } else if (AsksForAPasswordAlone(identifier)) {
+        findings.push_back(Password(identifier));
+      }
+    }
+    seen.push_back(identifier);
+  }
+  return findings;
+}
+
+}  // namespace FilterCheck

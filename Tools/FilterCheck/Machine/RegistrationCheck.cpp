@@ -1,0 +1,220 @@
+#include "FilterCheck/Machine/RegistrationCheck.h"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <iterator>
+#include <sstream>
+#include <utility>
+
+#include "Common/HostError.h"
+#include "Common/Identifier.h"
+#include "Common/PlainText.h"
+#include "FilterCheck/Machine/FilterModule.h"
+#include "KuvAuth/Support/Text.h"
+#include "KuvAuth/Support/UniqueResource.h"
+#include "KuvCredFilter/Identifiers.h"
+
+namespace FilterCheck {
+
+namespace {
+
+using FilterHost::IdentifierText;
+using Kuv::UniqueRegistryKey;
+
+constexpr wchar_t kProviders[] =
+    L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Authentication\\Credential Providers";
+constexpr wchar_t kExclusionPolicies[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Policies\\System";
+constexpr wchar_t kSystemPolicies[] = L"SOFTWARE\\Policies\\Microsoft\\Windows\\System";
+
+// Where a view's entries lie for a 64-bit program, which sees both. The classes of 32-bit programs lie under
+// two names.
+struct ViewPaths {
+  const wchar_t* filters;
+  const wchar_t* classes[2];
+  const wchar_t* classesOfUser;  ///< below HKEY_CLASSES_ROOT, which shows the user's own besides
+};
+
+constexpr ViewPaths kNativePaths{
+    L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Authentication\\Credential Provider Filters",
+    {L"SOFTWARE\\Classes\\CLSID", nullptr},
+    L"CLSID"};
+constexpr ViewPaths kWow64Paths{
+    L"SOFTWARE\\WOW6432Node\\Microsoft\\Windows\\CurrentVersion\\Authentication\\Credential Provider Filters",
+    {L"SOFTWARE\\WOW6432Node\\Classes\\CLSID", L"SOFTWARE\\Classes\\WOW6432Node\\CLSID"},
+    L"WOW6432Node\\CLSID"};
+
+const ViewPaths& PathsOf(View view) noexcept {
+  return view == View::Native ? kNativePaths : kWow64Paths;
+}
+
+[[noreturn]] void ThrowCannotRead(const std::wstring& what, LSTATUS status) {
+  throw FilterHost::HostError{FilterHost::ExitCode::Failed,
+                              "cannot read the registry " + WideToUtf8(what) + ": " +
+                                  FilterHost::DescribeError(static_cast<std::uint32_t>(status))};
+}
+
+bool IsAbsent(LSTATUS status) noexcept {
+  return status == ERROR_FILE_NOT_FOUND || status == ERROR_PATH_NOT_FOUND;
+}
+
+// Nothing if there is no such key.
+UniqueRegistryKey OpenKey(HKEY root, const std::wstring& path) {
+  UniqueRegistryKey key;
+  const LSTATUS status = ::RegOpenKeyExW(root, path.c_str(), /*ulOptions=*/0, KEY_READ, key.Put());
+  if (status != ERROR_SUCCESS && !IsAbsent(status)) ThrowCannotRead(L"key " + path, status);
+  return key;
+}
+
+struct RegistryText {
+  std::wstring text;
+  bool expand = false;  ///< stored as one with variables
+};
+
+// Nothing if there is no key, no such value, or none that is a text.
+RegistryText ReadText(const UniqueRegistryKey& key, const wchar_t* name) {
+  if (!key) return {};
+  std::wstring text(256, L'\0');
+  for (;;) {
+    auto size = static_cast<DWORD>(text.size() * sizeof(wchar_t));
+    DWORD type = 0;
+    const LSTATUS status =
+        ::RegGetValueW(key.Get(), /*lpSubKey=*/nullptr, name,
+                       RRF_RT_REG_SZ | RRF_RT_REG_EXPAND_SZ | RRF_NOEXPAND, &type, text.data(), &size);
+    if (status == ERROR_SUCCESS) return {std::wstring{text.c_str()}, type == REG_EXPAND_SZ};
+    if (status == ERROR_UNSUPPORTED_TYPE || IsAbsent(status)) return {};
+    if (status != ERROR_MORE_DATA) ThrowCannotRead(std::wstring{L"value "} + name, status);
+    // It may grow meanwhile, and so does the place.
+    text.resize(std::max<std::size_t>(2 * text.size(), size / sizeof(wchar_t) + 1));
+  }
+}
+
+std::optional<std::uint32_t> ReadNumber(const UniqueRegistryKey& key, const wchar_t* name) {
+  if (!key) return std::nullopt;
+  DWORD number = 0;
+  DWORD size = sizeof(number);
+  const LSTATUS status = ::RegGetValueW(key.Get(), /*lpSubKey=*/nullptr, name, RRF_RT_REG_DWORD,
+                                        /*pdwType=*/nullptr, &number, &size);
+  return status == ERROR_SUCCESS ? std::optional{std::uint32_t{number}} : std::nullopt;
+}
+
+// What a class key says.
+struct ServerClass {
+  bool exists = false;
+  std::wstring name;
+  std::wstring file;
+  std::wstring threadingModel;
+};
+
+ServerClass ReadClassAt(HKEY root, const std::wstring& path, View view) {
+  const UniqueRegistryKey key = OpenKey(root, path);
+  if (!key) return {};
+  const UniqueRegistryKey server = OpenKey(key.Get(), L"InprocServer32");
+  const RegistryText module = ReadText(server, L"");
+  return {true, ReadText(key, L"").text, ModuleFile(module.text, module.expand, view),
+          ReadText(server, L"ThreadingModel").text};
+}
+
+ServerClass ReadClass(const std::wstring& identifier, View view) {
+  for (const wchar_t* const classes : PathsOf(view).classes) {
+    if (classes == nullptr) continue;
+    ServerClass found = ReadClassAt(HKEY_LOCAL_MACHINE, std::wstring{classes} + L"\\" + identifier, view);
+    if (found.exists) return found;
+  }
+  return {};
+}
+
+RegisteredFilter ReadFilter(View view) {
+  const std::wstring identifier = Utf8ToWide(IdentifierText(CLSID_KuvCredFilter));
+  const ViewPaths& paths = PathsOf(view);
+  RegisteredFilter filter{};
+  filter.wow64 = view == View::Wow64;
+  filter.inFilterList =
+      static_cast<bool>(OpenKey(HKEY_LOCAL_MACHINE, std::wstring{paths.filters} + L"\\" + identifier));
+  const ServerClass server = ReadClass(identifier, view);
+  if (!server.exists) {
+    filter.onlyForThisUser =
+        static_cast<bool>(OpenKey(HKEY_CLASSES_ROOT, std::wstring{paths.classesOfUser} + L"\\" + identifier));
+    return filter;
+  }
+  filter.module = PlainText(server.file);
+  filter.threadingModel = PlainText(server.threadingModel);
+  filter.moduleExists = IsFile(server.file);
+  if (!filter.moduleExists) return filter;
+  filter.architectureFits = HasArchitectureOf(view, server.file);
+  const std::optional<std::wstring> beside = FilterBeside(view);
+  if (beside) filter.sameAsBeside = IsSameFile(server.file, *beside);
+  return filter;
+}
+
+// Gives the name of a subkey, empty behind the last.
+std::wstring SubkeyName(const UniqueRegistryKey& key, DWORD index) {
+  wchar_t name[256] = {};
+  auto length = static_cast<DWORD>(std::size(name));
+  const LSTATUS status =
+      ::RegEnumKeyExW(key.Get(), index, name, &length, /*lpReserved=*/nullptr, /*lpClass=*/nullptr,
+                      /*lpcchClass=*/nullptr, /*lpftLastWriteTime=*/nullptr);
+  return status == ERROR_SUCCESS ? std::wstring{name} : std::wstring{};
+}
+
+OtherFilter ReadOtherFilter(const UniqueRegistryKey& filters, const std::wstring& identifier, View view) {
+  const ServerClass server = ReadClass(identifier, view);
+  const std::wstring entry = ReadText(OpenKey(filters.Get(), identifier), L"").text;
+  return {view == View::Wow64, PlainText(identifier), PlainText(entry.empty() ? server.name : entry),
+          PlainText(server.file), IsFile(server.file)};
+}
+
+void AppendOtherFilters(View view, std::vector<OtherFilter>& others) {
+  const UniqueRegistryKey filters = OpenKey(HKEY_LOCAL_MACHINE, PathsOf(view).filters);
+  for (DWORD index = 0; filters; ++index) {
+    const std::wstring identifier = SubkeyName(filters, index);
+    if (identifier.empty()) return;
+    if (FilterHost::ParseIdentifier(WideToUtf8(identifier)) == CLSID_KuvCredFilter) continue;
+    others.push_back(ReadOtherFilter(filters, identifier, view));
+  }
+}
+
+bool IsInstalled(const CLSID& provider) {
+  return static_cast<bool>(
+      OpenKey(HKEY_LOCAL_MACHINE, std::wstring{kProviders} + L"\\" + Utf8ToWide(IdentifierText(provider))));
+}
+
+// Tells whether a list with commas names the second-factor provider.
+bool NamesKuvProvider(const std::wstring& list) {
+  std::istringstream entries{WideToUtf8(list)};
+  for (std::string entry; std::getline(entries, entry, ',');) {
+    RemoveWhitespace(entry);
+    if (FilterHost::ParseIdentifier(entry) == CLSID_KuvCredProv) return true;
+  }
+  return false;
+}
+
+// The platform's policy template writes to the first key; the second holds the exclusions.
+std::string DefaultProvider() {
+  for (const wchar_t* const policies : {kSystemPolicies, kExclusionPolicies}) {
+    const std::wstring provider =
+        ReadText(OpenKey(HKEY_LOCAL_MACHINE, policies), L"DefaultCredentialProvider").text;
+    if (!provider.empty()) return PlainText(provider);
+  }
+  return {};
+}
+
+}  // namespace
+
+Registration ReadRegistration() {
+  Registration registration{};
+  registration.filter = {ReadFilter(View::Native), ReadFilter(View::Wow64)};
+  AppendOtherFilters(View::Native, registration.others);
+  AppendOtherFilters(View::Wow64, registration.others);
+  registration.kuvProviderInstalled = IsInstalled(CLSID_KuvCredProv);
+  registration.kuvSmartCardProviderInstalled = IsInstalled(CLSID_KuvSmartCardCredProv);
+  const std::wstring excluded =
+      ReadText(OpenKey(HKEY_LOCAL_MACHINE, kExclusionPolicies), L"ExcludedCredentialProviders").text;
+  registration.kuvProviderExcluded = NamesKuvProvider(excluded);
+  registration.excludedProviders = PlainText(excluded);
+  registration.defaultProvider = DefaultProvider();
+  registration.prohibitFallbacks = ReadNumber(OpenKey(HKEY_LOCAL_MACHINE, kProviders), L"ProhibitFallbacks");
+  return registration;
+}
+
+}  // namespace FilterCheck

@@ -1,0 +1,200 @@
+#include "FilterCheck/Output/Comparison.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "Common/Identifier.h"
+#include "Common/PlainText.h"
+#include "FilterCheck/Judgment/Verdict.h"
+
+namespace FilterCheck {
+
+namespace {
+
+const Decision* FindDecision(const Situation& situation, std::string_view scenario, Session session) {
+  for (const Decision& decision : situation.decision.decisions) {
+    if (decision.scenario.name == scenario && decision.session == session) return &decision;
+  }
+  return nullptr;
+}
+
+std::vector<const Decision*> DecisionsOf(const Situation& situation, Session session) {
+  std::vector<const Decision*> decisions;
+  for (const Decision& decision : situation.decision.decisions) {
+    if (decision.session == session) decisions.push_back(&decision);
+  }
+  return decisions;
+}
+
+// Whether both kinds of session get the same, for the same reason.
+bool SessionsAgree(const Situation& situation) {
+  const std::vector<const Decision*> console = DecisionsOf(situation, Session::Console);
+  const std::vector<const Decision*> remote = DecisionsOf(situation, Session::Remote);
+  return std::equal(console.begin(), console.end(), remote.begin(), remote.end(),
+                    [](const Decision* left, const Decision* right) {
+                      return left->scenario.name == right->scenario.name && left->outcome == right->outcome &&
+                             left->enabled == right->enabled && left->decidedBy == right->decidedBy &&
+                             left->value == right->value && left->source == right->source;
+                    });
+}
+
+Cell CellOf(bool enabled, bool enabledToday) noexcept {
+  if (enabled == enabledToday) return enabled ? Cell::Shown : Cell::Hidden;
+  return enabled ? Cell::Appears : Cell::Disappears;
+}
+
+Matrix MatrixOf(const Report& report, std::vector<Session> sessions) {
+  const Situation& subject = Subject(report);
+  Matrix matrix{std::move(sessions), {}, {}};
+  matrix.columns = DecisionsOf(subject, matrix.sessions.front());
+  for (std::size_t row = 0; row < subject.decision.providers.size(); ++row) {
+    std::vector<Cell> cells;
+    for (const Decision* const decision : matrix.columns) {
+      const Decision* const today = FindDecision(report.now, decision->scenario.name, decision->session);
+      const bool enabled = decision->enabled.at(row);
+      const bool known = today != nullptr && row < today->enabled.size();
+      cells.push_back(CellOf(enabled, known ? bool{today->enabled[row]} : enabled));
+    }
+    matrix.rows.push_back(std::move(cells));
+  }
+  return matrix;
+}
+
+bool IsSame(const Finding& left, const Finding& right) {
+  return left.id == right.id && left.subject == right.subject && left.text == right.text;
+}
+
+bool Holds(const Findings& findings, const Finding& wanted) {
+  return std::any_of(findings.begin(), findings.end(),
+                     [&](const Finding& finding) { return IsSame(finding, wanted); });
+}
+
+std::string YesOrNo(bool yes, const char* yesText, const char* noText) {
+  return yes ? yesText : noText;
+}
+
+std::string FileText(const RegisteredFilter& filter) {
+  if (!filter.moduleExists) return "not there";
+  const std::string wanted = filter.wow64 ? "32-bit" : "64-bit";
+  std::string text = "there, ";
+  text.append(filter.architectureFits ? wanted : "but not " + wanted + " or not readable");
+  if (filter.sameAsBeside == true) text += ", same as beside this program";
+  if (filter.sameAsBeside == false) text += ", not the same as beside this program";
+  return text;
+}
+
+void AppendView(const RegisteredFilter& filter, std::vector<Fact>& facts) {
+  const std::string view = filter.wow64 ? "32-bit " : "64-bit ";
+  facts.push_back({view + "list of filters", YesOrNo(filter.inFilterList, "entered", "not entered")});
+  if (!filter.module) {
+    facts.push_back({view + "class", YesOrNo(filter.onlyForThisUser, "for the present user only", "none")});
+    return;
+  }
+  facts.push_back({view + "module", filter.module->empty() ? "none named" : *filter.module});
+  if (!filter.module->empty()) facts.push_back({view + "file", FileText(filter)});
+  facts.push_back(
+      {view + "threading model", filter.threadingModel.empty() ? "not set" : filter.threadingModel});
+}
+
+std::string OrNotSet(const std::string& text) {
+  return text.empty() ? "not set" : text;
+}
+
+}  // namespace
+
+std::vector<Matrix> Matrices(const Report& report) {
+  if (SessionsAgree(report.now) && SessionsAgree(Subject(report))) {
+    return {MatrixOf(report, {Session::Console, Session::Remote})};
+  }
+  return {MatrixOf(report, {Session::Console}), MatrixOf(report, {Session::Remote})};
+}
+
+std::vector<ComparedSetting> CompareSettings(const Report& report) {
+  std::vector<ComparedSetting> compared;
+  for (const SettingState& state : Subject(report).settings) {
+    const auto today =
+        std::find_if(report.now.settings.begin(), report.now.settings.end(),
+                     [&](const SettingState& other) { return other.setting == state.setting; });
+    const bool changes = today != report.now.settings.end() &&
+                         (today->effective != state.effective || today->source != state.source);
+    compared.push_back({&state, changes ? &*today : nullptr});
+  }
+  return compared;
+}
+
+std::vector<ComparedFinding> CompareFindings(const Report& report) {
+  const Findings today = AllFindings(report, report.now);
+  const Findings subject = AllFindings(report, Subject(report));
+  std::vector<ComparedFinding> compared;
+  for (const Finding& finding : subject) {
+    compared.push_back({finding, Holds(today, finding) ? Change::Same : Change::Appears});
+  }
+  for (const Finding& finding : today) {
+    if (!Holds(subject, finding)) compared.push_back({finding, Change::Disappears});
+  }
+  return compared;
+}
+
+std::string_view NameOf(Session session) noexcept {
+  return session == Session::Console ? "console" : "remote";
+}
+
+std::string_view NameOf(Outcome outcome) noexcept {
+  constexpr std::string_view kNames[] = {"protected", "unprotected", "untouched"};
+  return kNames[static_cast<std::size_t>(outcome)];
+}
+
+std::string_view NameOf(Source source) noexcept {
+  constexpr std::string_view kNames[] = {"default", "local", "policy"};
+  return kNames[static_cast<std::size_t>(source)];
+}
+
+std::string_view NameOf(Severity severity) noexcept {
+  constexpr std::string_view kNames[] = {"note", "warning", "problem"};
+  return kNames[static_cast<std::size_t>(severity)];
+}
+
+std::string_view PlaceOf(Session session) noexcept {
+  return session == Session::Console ? "at the console" : "over remote desktop";
+}
+
+std::string ProviderName(const FilterHost::Provider& provider) {
+  return provider.name.empty() ? FilterHost::IdentifierText(provider.identifier) : provider.name;
+}
+
+std::vector<Fact> RegistrationFacts(const Registration& registration) {
+  std::vector<Fact> facts;
+  for (const RegisteredFilter& filter : registration.filter) AppendView(filter, facts);
+  for (const OtherFilter& other : registration.others) {
+    facts.push_back({other.wow64 ? "32-bit other filter" : "64-bit other filter",
+                     (other.name.empty() ? other.identifier : other.name + " " + other.identifier) + ", " +
+                         (other.module.empty() ? "no module" : other.module) +
+                         (other.module.empty() || other.moduleExists ? "" : ", not there")});
+  }
+  facts.push_back({"Kuv provider", YesOrNo(registration.kuvProviderInstalled, "installed", "not installed")});
+  facts.push_back({"Kuv smart card provider",
+                   YesOrNo(registration.kuvSmartCardProviderInstalled, "installed", "not installed")});
+  facts.push_back({"ExcludedCredentialProviders", OrNotSet(registration.excludedProviders)});
+  facts.push_back({"DefaultCredentialProvider", OrNotSet(registration.defaultProvider)});
+  facts.push_back({"ProhibitFallbacks", registration.prohibitFallbacks
+                                            ? std::to_string(*registration.prohibitFallbacks)
+                                            : std::string{"not set"}});
+  return facts;
+}
+
+std::string AssumedValue(const Assumption& assumption) {
+  if (assumption.setting->name == "SKey") return assumption.value.empty() ? "empty" : "set";
+  return PlainText(assumption.value);
+}
+
+std::vector<std::string> AssumptionTexts(const Report& report) {
+  std::vector<std::string> texts;
+  for (const Assumption& assumption : report.assumptions) {
+    const std::string value = AssumedValue(assumption);
+    texts.push_back(std::string{assumption.setting->name} + "=" +
+                    (assumption.setting->name == "SKey" ? "(" + value + ")" : value));
+  }
+  return texts;
+}
+
+}  // namespace FilterCheck

@@ -1,0 +1,135 @@
+#include "Common/HostError.h"
+#include "FilterCheck/WhatIf/AssumedSettings.h"
+#include "KuvAuth/Support/SettingsKeys.h"
+
+namespace FilterCheck {
+
+namespace {
+
+using Kuv::UniqueRegistryKey;
+
+void RequireView(LSTATUS status, const char* step) {
+  if (status == ERROR_SUCCESS) return;
+  throw FilterHost::HostError{FilterHost::ExitCode::Failed,
+                              std::string{"cannot look at a copy of the settings: "} + step + ": " +
+                                  FilterHost::DescribeError(static_cast<std::uint32_t>(status))};
+}
+
+// The name of an opened key in the kernel's form, "\REGISTRY\MACHINE\SOFTWARE" for example.
+std::wstring KernelName(HKEY key) {
+  using QueryKey = LONG(WINAPI*)(HANDLE, int, void*, ULONG, ULONG*);
+  constexpr int kNameInformation = 3;
+  struct {
+    ULONG bytes;
+    wchar_t text[1024];
+  } name{};
+  const FARPROC address = ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "NtQueryKey");
+  // Over a pointer without type, since the two functions' types have nothing in common.
+  const auto query = reinterpret_cast<QueryKey>(reinterpret_cast<void*>(address));
+  ULONG bytes = 0;
+  if (query == nullptr || query(key, kNameInformation, &name, sizeof(name), &bytes) < 0)
+    RequireView(ERROR_NOT_SUPPORTED, "NtQueryKey");
+  return {name.text, name.bytes / sizeof(wchar_t)};
+}
+
+bool StartsWith(const std::wstring& text, std::wstring_view start) {
+  return text.size() >= start.size() &&
+         ::CompareStringOrdinal(text.data(), static_cast<int>(start.size()), start.data(),
+                                static_cast<int>(start.size()), /*bIgnoreCase=*/TRUE) == CSTR_EQUAL;
+}
+
+// Gives what HKEY_LOCAL_MACHINE stands for in this process, to be put back later: null for the machine
+// itself, else the key that somebody else has put in its place. The platform has no call that tells, so the
+// name of what lies below must do.
+UniqueRegistryKey MachineRoot() {
+  constexpr std::wstring_view kUsers = L"\\REGISTRY\\USER\\";
+  constexpr std::wstring_view kBelow = L"\\Software";
+  UniqueRegistryKey software;
+  RequireView(
+      ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"Software", /*ulOptions=*/0, KEY_QUERY_VALUE, software.Put()),
+      "HKLM\\Software");
+  const std::wstring name = KernelName(software.Get());
+  UniqueRegistryKey root;
+  if (!StartsWith(name, kUsers)) return root;
+  const std::wstring path = name.substr(kUsers.size(), name.size() - kUsers.size() - kBelow.size());
+  RequireView(::RegOpenKeyExW(HKEY_USERS, path.c_str(), /*ulOptions=*/0, MAXIMUM_ALLOWED, root.Put()),
+              "the redirected root");
+  return root;
+}
+
+bool IsBlankUnit(std::uint8_t low, std::uint8_t high) {
+  return high == 0 && (low == 0 || low == ' ' || (low >= '\t' && low <= '\r'));
+}
+
+// The letters of the secret do not matter to any answer, so they do not leave their place: the copy has as
+// many others. What is no text counts by its size, and by whether it has anything but zeros.
+std::vector<std::uint8_t> Masked(std::vector<std::uint8_t> secret, DWORD type) {
+  std::size_t done = 0;
+  for (; type == REG_SZ && done + 1 < secret.size(); done += sizeof(wchar_t)) {
+    if (IsBlankUnit(secret[done], secret[done + 1])) continue;
+    secret[done] = 'x';
+    secret[done + 1] = 0;
+  }
+  for (; done < secret.size(); ++done) {
+    if (secret[done] != 0) secret[done] = 'x';
+  }
+  return secret;
+}
+
+// A value that is no setting may be a misspelt secret, and only its name is of interest.
+std::vector<std::uint8_t> CopyOf(const RawValue& value, const SettingInfo* setting) {
+  if (setting == nullptr) return {};
+  return setting->name == "SKey" ? Masked(value.data, value.type) : value.data;
+}
+
+void WriteKey(HKEY root, const char* path, const StoredKey& stored) {
+  if (!stored.exists) return;
+  UniqueRegistryKey key;
+  RequireView(::RegCreateKeyExA(root, path, /*Reserved=*/0, /*lpClass=*/nullptr, REG_OPTION_VOLATILE,
+                                KEY_SET_VALUE, /*lpSecurityAttributes=*/nullptr, key.Put(),
+                                /*lpdwDisposition=*/nullptr),
+              "RegCreateKeyEx");
+  for (const RawValue& value : stored.values) {
+    std::vector<std::uint8_t> data = CopyOf(value, stored.SettingOf(value));
+    const auto bytes = static_cast<DWORD>(data.size());
+    // Finding a NUL right behind a text without one, the platform would store that too.
+    data.insert(data.end(), sizeof(std::uint32_t), 0xFF);
+    RequireView(
+        ::RegSetValueExW(key.Get(), value.name.c_str(), /*Reserved=*/0, value.type, data.data(), bytes),
+        "RegSetValueEx");
+  }
+}
+
+UniqueRegistryKey CreateView(const std::wstring& path, const StoredKeys& keys) {
+  // A process that ended hard has left its key, and its identifier may be ours by now.
+  ::RegDeleteTreeW(HKEY_CURRENT_USER, path.c_str());
+  UniqueRegistryKey view;
+  RequireView(
+      ::RegCreateKeyExW(HKEY_CURRENT_USER, path.c_str(), /*Reserved=*/0, /*lpClass=*/nullptr,
+                        REG_OPTION_VOLATILE, KEY_ALL_ACCESS, /*lpSecurityAttributes=*/nullptr, view.Put(),
+                        /*lpdwDisposition=*/nullptr),
+      "RegCreateKeyEx");
+  WriteKey(view.Get(), LocalKeyPath, keys.local);
+  WriteKey(view.Get(), PolicyKeyPath, keys.policy);
+  return view;
+}
+
+}  // namespace
+
+PrivateSettings::PrivateSettings(const StoredKeys& keys)
+    : before_(MachineRoot()), path_(L"Software\\KuvFilterCheck." + std::to_wstring(::GetCurrentProcessId())) {
+  try {
+    const UniqueRegistryKey view = CreateView(path_, keys);
+    RequireView(::RegOverridePredefKey(HKEY_LOCAL_MACHINE, view.Get()), "RegOverridePredefKey");
+  } catch (...) {
+    ::RegDeleteTreeW(HKEY_CURRENT_USER, path_.c_str());
+    throw;
+  }
+}
+
+PrivateSettings::~PrivateSettings() {
+  ::RegOverridePredefKey(HKEY_LOCAL_MACHINE, before_.Get());
+  ::RegDeleteTreeW(HKEY_CURRENT_USER, path_.c_str());
+}
+
+}  // namespace FilterCheck
