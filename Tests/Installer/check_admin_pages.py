@@ -90,7 +90,7 @@ class Recovery(unittest.TestCase):
                 self.assertEqual(page.count(f'reg delete "{root}\\{view}{self.KEY}" /f\n'), 1)
 
 
-PAGES = [ROOT / "README.md", ROOT / "CONTRIBUTING.md", *sorted((ROOT / "Docs").glob("*.md"))]
+PAGES = [*sorted(ROOT.glob("*.md")), *sorted((ROOT / "Docs").glob("*.md"))]
 SOURCE_FOLDERS = ("Src", "Tools", "Packaging", "Examples")
 # What only the pages for developers name.
 DEVELOPERS_FOLDERS = ("Tests", "Benchmarks", "cmake", ".github")
