@@ -1,4 +1,4 @@
-"""A headless browser that is driven over the pipe of its developer tools, without further packages."""
+"""Controls a headless browser over the pipe of its developer tools, without further packages."""
 import base64
 import fcntl
 import json
@@ -14,7 +14,7 @@ TIMEOUT = 90
 
 
 class BrowserFailure(Exception):
-    """The browser is missing, silent, or has answered with an error."""
+    """The browser is missing, does not answer, or answers with an error."""
 
 
 def find_browser():
@@ -26,11 +26,11 @@ def find_browser():
 
 
 class Browser:
-    """One page in one browser. What comes over the network is kept in `requests`."""
+    """One page in one browser. `requests` contains the URLs that it requests."""
 
     def __init__(self):
         self.profile = tempfile.TemporaryDirectory(ignore_cleanup_errors=True)
-        # The browser reads at 3 and writes at 4; the ends lie above, so that neither is in the other's way.
+        # The browser reads from descriptor 3 and writes to 4. The copies are above, so that none overwrites the other.
         commands, self.input = os.pipe()
         self.output, answers = os.pipe()
         high = [fcntl.fcntl(end, fcntl.F_DUPFD, 10) for end in (commands, answers)]
@@ -55,7 +55,7 @@ class Browser:
         return self
 
     def __exit__(self, *_):
-        # Its own end takes its helpers along; a browser that does not answer is ended from outside.
+        # A browser that closes itself also ends its helper processes. One that does not answer is killed.
         self.session = None
         try:
             self.call("Browser.close")
@@ -72,7 +72,7 @@ class Browser:
             ready, _, _ = select.select([self.output], [], [], max(0, deadline - time.monotonic()))
             data = os.read(self.output, 1 << 16) if ready else b""
             if not data:
-                raise BrowserFailure("the browser " + ("has ended" if ready else "does not answer"))
+                raise BrowserFailure("the browser " + ("ended" if ready else "does not answer"))
             self.buffer += data
         message, _, self.buffer = self.buffer.partition(b"\0")
         message = json.loads(message)
@@ -97,7 +97,7 @@ class Browser:
                 return answer["result"]
 
     def show(self, path, width, scheme, medium="screen"):
-        """Loads a file into a page of a width, for readers with light or dark surroundings, or for paper."""
+        """Loads a file into a page of this width, with a light or dark color scheme, on screen or on paper."""
         self.call("Emulation.setDeviceMetricsOverride", width=width, height=900, deviceScaleFactor=1, mobile=False)
         self.call("Emulation.setEmulatedMedia", media=medium,
                   features=[{"name": "prefers-color-scheme", "value": scheme}])
