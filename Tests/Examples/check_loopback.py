@@ -104,7 +104,7 @@ def expect(name, actual, expected):
 
 
 def sections(output):
-    """Splits the output of the program at its headings."""
+    """Splits what the program printed at its headings."""
     headings = ("Text that is signed", "Request", "Parameters as they may be shown", "Answer")
     found = {}
     for heading in headings:

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Compares the page of the program with its sources: findings, fields of the JSON output, options and exit codes.
+"""Checks Docs/FilterCheck.md against the sources: the findings, the fields of the JSON output, the options and the
+exit codes.
 
     check_doc.py SOURCE-FOLDER [--write]
 
@@ -31,8 +32,8 @@ def fields():
 
 
 class FilterCheckPage(unittest.TestCase):
-    def test_documents_every_finding_once(self):
-        # Names such as "ntdll.dll" have the form of an identifier too.
+    def test_every_finding_is_documented_once(self):
+        # Names such as "ntdll.dll" match the pattern as well.
         of_sources = {name for path in SOURCES.rglob("*.cpp")
                       for name in re.findall(rf'"({FINDING_ID})"', path.read_text(encoding="utf-8"))
                       if not name.endswith(".dll")}

@@ -1,10 +1,11 @@
 #!/usr/bin/env python3
-"""Runs the program on a sample machine and checks its HTML page in a headless browser: the matrix matches the JSON
-output of the same run, the texts are legible, and the page loads no other file. The run does not change the machine.
+"""Runs the program on an example machine and opens its page in a headless browser. Checks that the matrix matches the
+JSON output of the same run, that the texts have enough contrast, that the page needs no other file, and that the
+program does not change the machine.
 
     check_page.py --wine SCRIPT --prefix FOLDER --program FILE --filter FILE --source FOLDER [--pictures FOLDER]
 
-The machine is a Wine prefix that only this check uses.
+The machine is a Wine prefix for this check only.
 """
 import argparse
 import json
@@ -43,7 +44,7 @@ LOOK = r"""
     for (let node = element; node; node = node.parentElement) {
       const color = parse(getComputedStyle(node).backgroundColor);
       if (color.length < 4 || color[3] === 1) return color;
-      if (color[3] !== 0) throw new Error('a half transparent background');
+      if (color[3] !== 0) throw new Error('a semitransparent background');
     }
     return [255, 255, 255];
   };
@@ -73,7 +74,7 @@ LOOK = r"""
         cells: [...row.querySelectorAll('td')].map((cell) => ({
           scenario: cell.dataset.scenario, text: cell.querySelector('.state').innerText,
           ground: getComputedStyle(cell).backgroundColor, ring: getComputedStyle(cell).boxShadow !== 'none',
-          labeled: cell.querySelector('.label').getClientRects().length > 0,
+          labelled: cell.querySelector('.label').getClientRects().length > 0,
         })),
       })),
     })),
@@ -89,7 +90,7 @@ FAILURES = []
 
 def expect(name, actual, expected):
     if actual != expected:
-        FAILURES.append(f"{name}:\n  {actual!r}\ninstead of\n  {expected!r}")
+        FAILURES.append(f"{name}:\n  {actual!r}\nand not\n  {expected!r}")
 
 
 class Machine:
@@ -112,7 +113,7 @@ class Machine:
         return output
 
     def state(self, folder):
-        """Returns all keys and values, and the size and time of every file."""
+        """Returns all keys and values, and the size and time of each file."""
         for root in ("HKLM", "HKCU"):
             self.must("reg", "export", root, windows_path(folder / f"{root}.reg"), "/y")
         registry = {root: (folder / f"{root}.reg").read_bytes() for root in ("HKLM", "HKCU")}
@@ -131,7 +132,7 @@ def windows_path(path):
 
 
 def cells_of(answer):
-    """Returns the expected cells: {(session, provider, scenario): (shown, shown before)}."""
+    """Returns the expected cells: (session, provider, scenario) to (shown, shown before)."""
     subject, today = answer["assumed"] or answer["now"], answer["now"]
     before = {(row["scenario"], row["session"]): row["shown"] for row in today["decisions"]}
     cells = {}
@@ -155,7 +156,7 @@ def check_matrix(name, page, answer, scheme, narrow):
                     key = session, row["clsid"], cell["scenario"]
                     shown, before = expected[key]
                     seen.add(key)
-                    expect(f"{name}: {key}", (cell["text"], cell["ground"], cell["ring"], cell["labeled"]),
+                    expect(f"{name}: {key}", (cell["text"], cell["ground"], cell["ring"], cell["labelled"]),
                            (TEXTS[shown, before], COLORS[scheme]["shown" if shown else "hidden"], shown != before,
                             narrow))
     expect(f"{name}: cells", seen, set(expected))
@@ -170,7 +171,7 @@ def check_page(name, browser, path, answer, pictures):
             page = browser.evaluate(LOOK)
             expect(f"{view}: requests", browser.requests, [path.as_uri()])
             expect(f"{view}: width", (page["scrolled"], page["wide"]), (width, []))
-            expect(f"{view}: illegible texts", page["faint"], [])
+            expect(f"{view}: texts with low contrast", page["faint"], [])
             expect(f"{view}: texts", page["texts"] > 100, True)
             expect(f"{view}: title", page["title"], f"Kuv filter check of {answer['machine']}")
             expect(f"{view}: scripts", page["scripts"], 0)
@@ -213,7 +214,7 @@ def main():
 
 
 def check_examples(machine, page):
-    """Compares the examples on the page with the output. A line with an ellipsis represents omitted lines."""
+    """Checks that the output contains the quoted lines in order. A line with an ellipsis represents other lines."""
     examples = re.findall(r"```\nKuvFilterCheck *(.*)\n```\n(?:(?!```).*\n)*```text\n((?:.*\n)*?)```\n", page)
     expect("examples of the page", len(examples), 2)
     for arguments, shown in examples:
@@ -258,7 +259,7 @@ def check(machine, given, schema, browser, folder):
 
     registry, files = machine.state(folder)
     for root in registry:
-        expect(f"{root} is unchanged", registry[root] == before[0][root], True)
+        expect(f"{root} afterwards is as before", registry[root] == before[0][root], True)
     expect("files that changed", {path for path in files.keys() | before[1].keys()
                                   if files.get(path) != before[1].get(path)}, set())
 

@@ -1,4 +1,4 @@
-"""Controls a headless browser over the pipe of its developer tools, without further packages."""
+"""Controls a headless browser through the pipe of its developer tools, without additional packages."""
 import base64
 import fcntl
 import json
@@ -14,7 +14,7 @@ TIMEOUT = 90
 
 
 class BrowserFailure(Exception):
-    """The browser is missing, does not answer, or answers with an error."""
+    """The browser is missing, does not respond, or returned an error."""
 
 
 def find_browser():
@@ -26,11 +26,11 @@ def find_browser():
 
 
 class Browser:
-    """One page in one browser. `requests` contains the URLs that it requests."""
+    """One page in one browser. Network requests are recorded in `requests`."""
 
     def __init__(self):
         self.profile = tempfile.TemporaryDirectory(ignore_cleanup_errors=True)
-        # The browser reads from descriptor 3 and writes to 4. The copies are above, so that none overwrites the other.
+        # The browser reads from 3 and writes to 4. The pipe ends get higher numbers to avoid a collision.
         commands, self.input = os.pipe()
         self.output, answers = os.pipe()
         high = [fcntl.fcntl(end, fcntl.F_DUPFD, 10) for end in (commands, answers)]
@@ -55,7 +55,7 @@ class Browser:
         return self
 
     def __exit__(self, *_):
-        # A browser that closes itself also ends its helper processes. One that does not answer is killed.
+        # Closing the browser also ends its child processes. A browser that does not respond is terminated.
         self.session = None
         try:
             self.call("Browser.close")
@@ -72,7 +72,7 @@ class Browser:
             ready, _, _ = select.select([self.output], [], [], max(0, deadline - time.monotonic()))
             data = os.read(self.output, 1 << 16) if ready else b""
             if not data:
-                raise BrowserFailure("the browser " + ("ended" if ready else "does not answer"))
+                raise BrowserFailure("the browser " + ("has ended" if ready else "does not answer"))
             self.buffer += data
         message, _, self.buffer = self.buffer.partition(b"\0")
         message = json.loads(message)
@@ -97,7 +97,7 @@ class Browser:
                 return answer["result"]
 
     def show(self, path, width, scheme, medium="screen"):
-        """Loads a file into a page of this width, with a light or dark color scheme, on screen or on paper."""
+        """Loads a file into a page of a width, in a light or dark color scheme, on screen or in print."""
         self.call("Emulation.setDeviceMetricsOverride", width=width, height=900, deviceScaleFactor=1, mobile=False)
         self.call("Emulation.setEmulatedMedia", media=medium,
                   features=[{"name": "prefers-color-scheme", "value": scheme}])

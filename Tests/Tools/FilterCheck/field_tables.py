@@ -1,4 +1,4 @@
-"""Generates the tables of fields in Docs/FilterCheck.md from the schema."""
+"""The tables of fields in Docs/FilterCheck.md, generated from the schema."""
 import json
 
 

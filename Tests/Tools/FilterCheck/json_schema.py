@@ -1,5 +1,5 @@
-"""Validates a JSON value against a JSON Schema with these keywords: type, const, enum, properties, required,
-additionalProperties, items, anyOf, and references within the schema. Any other keyword is an error."""
+"""Validates a JSON value against a JSON Schema. Supports type, const, enum, properties, required, additionalProperties,
+items, anyOf and references within the schema. Any other keyword is an error."""
 
 TYPES = {"object": dict, "array": list, "string": str, "boolean": bool, "null": type(None), "integer": int}
 KNOWN = {"type", "const", "enum", "properties", "required", "additionalProperties", "items", "anyOf", "$ref",
@@ -24,7 +24,7 @@ def errors(value, schema, root=None, where="$"):
         return [f"{where}: {value!r} is none of {schema['enum']}"]
     expected = TYPES.get(schema.get("type"))
     if expected and (not isinstance(value, expected) or (expected is int and isinstance(value, bool))):
-        return [f"{where}: {value!r} is not of the type {schema['type']}"]
+        return [f"{where}: {value!r} is no {schema['type']}"]
     found = []
     if isinstance(value, dict):
         properties = schema.get("properties", {})
