@@ -3,8 +3,8 @@
 
     Scripts/bench-table.py RESULT.json...
 
-A row gives the median time of one operation, what it was measured against in the same run, the median of
-the ratios and, where one is set, the goal for that ratio.
+A row contains the median time of one operation, the implementation that it was compared with in the same run, the
+median of the ratios and, if there is one, the goal for that ratio.
 """
 import json
 import re
@@ -40,7 +40,7 @@ def row(result):
 
 
 def growth(results):
-    """The cost of one more provider between neighbouring sizes: the same everywhere if it grows linearly."""
+    """Returns the cost of one more provider between consecutive sizes: constant if the cost grows linearly."""
     points = []
     for result in results:
         name, _, size = short_name(result["name"]).partition("/")
@@ -61,7 +61,7 @@ def size_name(size):
 
 
 def print_sizes(results):
-    """What was measured for several sizes of input: the time of ours, and for each rival ours over its own."""
+    """Prints the benchmarks with several input sizes: the time, and its ratio to the time of each other library."""
     sizes = sorted({int(result["bytes"]) for result in results})
     rows = [("operation", "against", *map(size_name, sizes), "")]
     operation = ""
@@ -86,7 +86,7 @@ def main(paths):
     for path in paths:
         with open(path, encoding="utf-8") as file:
             text = file.read()
-        # A program whose benchmarks were all filtered out leaves an empty file.
+        # If all benchmarks of a program are filtered out, its file is empty.
         results += json.loads(text)["benchmarks"] if text else []
     failed = [result for result in results if result.get("error_occurred")]
     for result in failed:

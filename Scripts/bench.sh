@@ -1,47 +1,42 @@
 #!/usr/bin/env bash
-# Builds the benchmarks, runs them under Wine and prints their results as one table.
+# Builds the benchmarks, runs them under Wine and prints the results as one table.
 #
 #   Scripts/bench.sh [BENCHMARK-OPTION...]
 #
-# An option goes to every program, --benchmark_filter=File for example. One of them is the host's own, for
-# libraries that exist there alone. The full results stay beside the build, in benchmarks/. Times depend on the
-# machine and on what else it does, so a goal that is missed is shown and fails nothing.
+# Options are passed to every program, for example --benchmark_filter=File. One program runs on the host, for libraries
+# that exist there only. The full results are in benchmarks/ in the build tree. Times depend on the machine and its load,
+# so a missed goal is reported but does not change the exit code.
 set -euo pipefail
+. "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 preset=mingw-x64-release
 build=$root/build/$preset
 results=$build/benchmarks
 native=$root/build/native-benchmarks
-wine=("$root/Scripts/wine.sh" "$build/wine")
+options=("$@")
+
+build_all() {
+  build_preset "$preset" --target FilterBenchmarks LogBenchmarks ServiceClientBenchmarks &&
+    cmake -S Benchmarks/Native -B "$native" -G Ninja -DCMAKE_BUILD_TYPE=None &&
+    cmake --build "$native"
+}
 
 "$root/Scripts/setup.sh" --bench
-
 mkdir -p "$results"
 cd "$root"
-log=$results/build.log
-if ! { cmake --preset "$preset" &&
-  cmake --build --preset "$preset" --target FilterBenchmarks LogBenchmarks ServiceClientBenchmarks &&
-  cmake -S Benchmarks/Native -B "$native" -G Ninja -DCMAKE_BUILD_TYPE=None &&
-  cmake --build "$native"; } >"$log" 2>&1; then
-  tail -n 30 "$log" >&2
-  exit 1
-fi
+quietly "$results/build.log" build_all
 
-"${wine[@]}" --start
-trap '"${wine[@]}" --stop' EXIT
+keep_wine "$build"
 cd "$results"
 tables=()
-# measure NAME COMMAND...: runs a benchmark program and keeps what it prints.
+# measure NAME COMMAND...: runs a benchmark program and keeps its output.
 measure() {
   local name=$1
   shift
-  echo "bench: running $name"
-  "$@" --benchmark_out="$name.json" --benchmark_out_format=json "${options[@]}" >"$name.log" 2>&1 ||
-    { cat "$name.log" >&2; exit 1; }
+  say "running $name"
+  quietly "$name.log" "$@" --benchmark_out="$name.json" --benchmark_out_format=json "${options[@]}"
   tables+=("$name.json")
 }
-options=("$@")
 for program in FilterBenchmarks LogBenchmarks ServiceClientBenchmarks; do
   measure "$program" "${wine[@]}" "$build/bin/$program.exe"
 done

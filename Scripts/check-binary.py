@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""Checks the filter as a file: what it offers, what it asks of the platform, how it is hardened, what it tells.
+"""Checks the DLL as a file: exports, imports, hardening, version, and that it contains no trace of the build machine.
 
     Scripts/check-binary.py FILE [--version 1.2.3.4] [--runtime gcc|msvc] [--forbid TEXT]...
 
-Says what is wrong, one finding a line, and fails if there is any. It is meant for release builds. What may be
-imported stands in binary-imports.txt beside this file. --forbid names a text that must not be found inside,
-such as a folder of the build machine.
+Prints one finding per line and fails if there are any. It is for release builds. binary-imports.txt in the same folder
+lists the functions that the DLL may import. --forbid names a text that the DLL must not contain, such as a folder of
+the build machine.
 """
 import argparse
 import getpass
@@ -26,10 +26,10 @@ HIGH_ENTROPY, DYNAMIC_BASE, NX, GUARD_CF = 0x0020, 0x0040, 0x0100, 0x4000
 EX_DLL_CHARACTERISTICS, CET_COMPATIBLE = 20, 0x0001
 CODE_VIEW = 2
 
-# How our stack protector runtime ends the process: "mov ecx, 2; int 0x29".
+# The instructions with which the stack protector runtime ends the process: "mov ecx, 2; int 0x29".
 STACK_FAILURE = bytes.fromhex("B902000000CD29")
-# Below the number of guarded functions that a release build has, above what is left if one of its two libraries
-# is compiled without guards.
+# Less than the number of guarded functions in a release build, and more than remain if one of its two libraries is
+# compiled without guards.
 MIN_GUARDED = 80
 
 ABSOLUTE_PATH = re.compile(
@@ -37,7 +37,7 @@ ABSOLUTE_PATH = re.compile(
 
 
 def read_imports(path, machine, runtime):
-    """The functions that are listed for a machine and a runtime; None as a name stands for all of a library."""
+    """Returns the functions listed for a machine and a runtime. The name None represents all functions of a library."""
     allowed, applies, library = set(), False, ""
     for line in path.read_text(encoding="ascii").splitlines():
         line = line.partition("#")[0].strip()
@@ -63,28 +63,28 @@ def check_imports(image, allowed):
     found = {(library.lower(), name) for library, name in image.imports()}
     for library, name in sorted(found - allowed):
         if (library, None) not in allowed:
-            yield f"imports {name} of {library}, which nobody listed"
+            yield f"imports {name} of {library}, which is not listed"
     for library, name in sorted((library, name) for library, name in allowed - found if name):
         yield f"does not import {name} of {library}, which is listed"
     if image.directory(pe_image.DELAY_IMPORT)[1]:
-        yield "loads libraries late"
+        yield "delay-loads libraries"
 
 
 def check_flags(image, runtime):
     if not image.characteristics & DLL:
         yield "is not a DLL"
     if image.characteristics & RELOCATIONS_STRIPPED or image.relocations() == 0:
-        yield "cannot be moved: it has no relocations"
-    wanted = {"a random base (ASLR)": DYNAMIC_BASE, "data that is not executable (NX)": NX}
+        yield "has no relocations"
+    required = {"a random base (ASLR)": DYNAMIC_BASE, "data that is not executable (NX)": NX}
     if image.is_64bit:
-        wanted["a base of high entropy"] = HIGH_ENTROPY
+        required["a base of high entropy"] = HIGH_ENTROPY
         if not image.characteristics & LARGE_ADDRESS_AWARE:
-            yield "does not take large addresses"
+            yield "does not support large addresses"
     if runtime == "msvc":
-        wanted["control flow guard"] = GUARD_CF
-    for name, flag in wanted.items():
+        required["control flow guard"] = GUARD_CF
+    for name, flag in required.items():
         if not image.dll_characteristics & flag:
-            yield f"does not ask for {name}"
+            yield f"does not declare {name}"
 
 
 def check_sections(image):
@@ -97,20 +97,20 @@ def check_sections(image):
         yield "starts in a section that is not executable"
     end = max(section.offset + section.raw_size for section in image.sections)
     if len(image.data) > end:
-        yield f"carries {len(image.data) - end} bytes behind its last section"
+        yield f"carries {len(image.data) - end} bytes after its last section"
     if image.symbol_table:
         yield "carries a symbol table"
 
 
 def guarded_calls(image):
-    """Counts the calls of the routine that ends the process when a stack guard was overwritten."""
+    """Returns the number of calls of the function that ends the process when a stack guard was overwritten."""
     code = list(image.code())
     targets = [address + bytes_.find(STACK_FAILURE) for address, bytes_ in code if STACK_FAILURE in bytes_]
     count = 0
     for address, bytes_ in code:
         for call in re.finditer(b"\xE8(?=(.{4}))", bytes_, re.DOTALL):
             target = address + call.start() + 5 + struct.unpack("<i", call.group(1))[0]
-            # The compiler may have put a prologue in front.
+            # The compiler may have added a prologue.
             count += any(0 <= failure - target <= 16 for failure in targets)
     return count
 
@@ -131,7 +131,7 @@ def check_stack_protector(image, runtime):
 
 
 def frame_entries(image):
-    """Pairs of augmentation and code address of each entry of the table of frames, and None at its proper end."""
+    """Returns the augmentation and the code address of each entry of the frame table, and None at its terminator."""
     section = next((section for section in image.sections if section.name == ".eh_fram"), None)
     if section is None:
         return
@@ -153,12 +153,12 @@ def check_unwinding(image, runtime):
     if runtime != "gcc":
         return
     if image.directory(pe_image.THREAD_LOCAL)[1] == 0:
-        yield "has no thread local data, which exceptions need"
+        yield "has no thread-local data, which exceptions need"
     if image.is_64bit:
         if image.directory(pe_image.EXCEPTION)[1] == 0:
             yield "has no table of functions to unwind"
         return
-    # FrameTable.cpp reads these forms, with addresses from their own place.
+    # FrameTable.cpp reads these forms, with relative addresses.
     entries = list(frame_entries(image))
     if not entries or entries[-1] is not None:
         yield "has no table of frames, or one without an end"
@@ -169,20 +169,20 @@ def check_unwinding(image, runtime):
 
 
 def check_texts(image, forbidden, runtime):
-    # The same text, in 8-bit units and in 16-bit units at an even and at an odd place.
+    # 8-bit text, and 16-bit text at even and at odd offsets.
     readings = [image.data, image.data[::2], image.data[1::2]]
     found = {match.group() for reading in readings for match in ABSOLUTE_PATH.finditer(reading)}
     for path in sorted(found):
-        yield f"holds a path of the build machine: {path.decode('latin-1')}"
+        yield f"contains a path of the build machine: {path.decode('latin-1')}"
     for text in sorted(set(forbidden)):
         if any(text.encode() in reading for reading in readings):
-            yield f"holds the text {text}"
+            yield f"contains the text {text}"
     entries = list(image.debug_entries())
     if runtime == "gcc" and entries:
         yield "carries debug information"
     for kind, data in entries:
         if kind == CODE_VIEW and (b"\\" in data[24:] or b"/" in data[24:]):
-            yield "names the folder of its debug information"
+            yield "contains the folder of its debug information"
 
 
 def check_version(image, version):
@@ -201,11 +201,11 @@ def check_version(image, version):
             yield f"has the {name} version {found}"
     for text in ("KuvCredFilter.dll", version or ""):
         if (text + "\0").encode("utf-16-le") not in resource:
-            yield f"does not tell {text} in its version resource"
+            yield f"does not contain {text} in its version resource"
 
 
 def check(data, allowed_imports, version, forbidden, runtime):
-    """All findings about the bytes of a file, as texts."""
+    """Returns all findings about the bytes of a file, as texts."""
     if len(data) > MAX_SIZE:
         yield f"has {len(data):,} bytes; {MAX_SIZE:,} are allowed"
     try:
@@ -224,10 +224,10 @@ def check(data, allowed_imports, version, forbidden, runtime):
 
 
 def traces_of_this_machine(root):
-    """Texts by which a file would betray where and by whom it was built."""
+    """Returns texts that reveal where and by whom a file was built."""
     user = getpass.getuser()
     traces = {str(root), str(pathlib.Path.home()), f"/{user}/", f"\\{user}\\", socket.gethostname()}
-    # A short name stands in any file by chance.
+    # A short name may be in any file by chance.
     return {trace for trace in traces if len(trace) > 5}
 
 
@@ -246,7 +246,7 @@ def main():
     for finding in findings:
         print(f"{options.file.name} {finding}")
     if not findings:
-        print(f"{options.file.name}: {len(data):,} bytes, nothing to object to")
+        print(f"{options.file.name}: {len(data):,} bytes, no findings")
     return 1 if findings else 0
 
 

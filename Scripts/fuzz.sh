@@ -3,20 +3,21 @@
 #
 #   Scripts/fuzz.sh SECONDS [TARGET...]     SECONDS for each target; without a target, all of Tests/Fuzz
 #
-# What a run learns is kept in build/fuzz/corpus and used by the next. An input that fails is left in
-# build/fuzz; `build/fuzz/TARGET FILE` runs it again.
+# The corpus of a run is kept in build/fuzz/corpus for the next one. An input that fails is saved in build/fuzz;
+# `build/fuzz/TARGET FILE` runs it again.
 set -euo pipefail
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
+. "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+cd "$root"
 
 seconds=${1:?seconds for each target}
 shift
 build=build/fuzz
+build_targets() {
+  cmake -S Tests/Fuzz -B "$build" -G Ninja -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=None &&
+    cmake --build "$build"
+}
 mkdir -p "$build"
-if ! { cmake -S Tests/Fuzz -B "$build" -G Ninja -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=None &&
-  cmake --build "$build"; } >"$build/build.log" 2>&1; then
-  tail -n 30 "$build/build.log" >&2
-  exit 1
-fi
+quietly "$build/build.log" build_targets
 
 targets=("$@")
 if [ ${#targets[@]} = 0 ]; then
@@ -28,8 +29,7 @@ for target in "${targets[@]}"; do
   if ! "$build/$target" -max_total_time="$seconds" -max_len=2048 -artifact_prefix="$build/$target-" \
     "$build/corpus/$target" >"$log" 2>&1; then
     grep -vE '^(#|NEW_FUNC|INFO)' "$log" >&2
-    echo "fuzz: $target failed" >&2
-    exit 1
+    fail "$target failed"
   fi
-  echo "fuzz: $target: $(grep -oE 'Done [0-9]+ runs in [0-9]+ second' "$log")s, nothing found"
+  say "$target: $(grep -oE 'Done [0-9]+ runs in [0-9]+ second' "$log")s, no failure"
 done

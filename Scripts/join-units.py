@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Joins the sources of each folder to one, so that a checker reads the headers once a folder.
+"""Joins the sources of each folder into one, so that a checker reads the headers only once per folder.
 
     Scripts/join-units.py BUILD OUTPUT FOLDER...
 
-Takes the sources below the folders from the compile commands in BUILD, and writes the joined sources and
-their compile commands to OUTPUT. Each part keeps its own lines' numbers and name.
+Reads the sources in the folders from the compile commands in BUILD, and writes the joined sources and their compile
+commands to OUTPUT. Line directives keep the file names and line numbers of the parts.
 """
 import json
 import pathlib
@@ -37,7 +37,7 @@ def main(build, output, *folders):
     root = pathlib.Path(__file__).resolve().parent.parent
     commands = json.loads((pathlib.Path(build) / "compile_commands.json").read_text(encoding="utf-8"))
     units = {}
-    # Some sources are compiled for several programs.
+    # Some sources are compiled more than once.
     for entry in {entry["file"]: entry for entry in commands}.values():
         path = pathlib.Path(entry["file"])
         if path.is_relative_to(root) and path.relative_to(root).parts[0] in folders:

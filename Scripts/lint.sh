@@ -1,66 +1,122 @@
 #!/usr/bin/env bash
-# Checks the form of our sources: clang-format on all of them, then cppcheck and clang-tidy, findings as errors,
-# on what ships. The tests are held to the compiler's warnings.
+# Checks the form of the sources, the cheap checks first. The compiler's warnings cover the tests.
 #
-#   Scripts/lint.sh [--fix-format]
+#   Scripts/lint.sh [CHECK...]       without CHECK: all of them, in this order
+#   Scripts/lint.sh --fix-format     formats the C++ sources
 #
-# Needs the configured release preset, whose compile commands clang-tidy reads.
+# words        banned words in the text of all files (Scripts/banned-words.txt)
+# structure    circles of folders and the number of sources in a folder
+# shell        shellcheck on all shell scripts
+# python       flake8 on all Python scripts
+# runtime      headers that the DLL must not include
+# format       clang-format on all C++ sources
+# docs         warnings of the library reference, which doxygen makes from the comments of the headers
+# cppcheck     cppcheck on what ships
+# tidy         clang-tidy on what ships (takes minutes)
+#
+# docs and tidy require the configured release preset: tidy reads its compile commands.
 set -euo pipefail
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
+. "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+cd "$root"
 
 build=build/mingw-x64-release
 mapfile -t sources < <(git ls-files '*.cpp' '*.h')
 
-if [ "${1-}" = --fix-format ]; then
-  clang-format -i "${sources[@]}"
-  exit
-fi
+check_words() {
+  python3 -B Scripts/check_words.py --self-test
+  python3 -B Scripts/check_words.py
+}
 
-# The reference of the library is made from the comments of its headers.
-if ! cmake --build "$build" --target docs >"$build/docs.log" 2>&1; then
-  cat "$build/docs.log" >&2
-  exit 1
-fi
-echo "lint: the library's reference has no warnings"
+check_structure() {
+  python3 -B Scripts/check_structure.py --self-test
+  python3 -B Scripts/check_structure.py
+}
 
-# The DLL is compiled with the headers of one flavour of the runtime and linked with the other: of what these headers
-# define, the two disagree.
-if grep -nE '#include <(condition_variable|fstream|future|shared_mutex|thread)>' $(git ls-files 'Src/*.cpp' 'Src/*.h'); then
-  echo "lint: the DLL must not use this part of the runtime" >&2
-  exit 1
-fi
+check_shell() {
+  local scripts
+  mapfile -t scripts < <(git ls-files '*.sh' .ci/run)
+  shellcheck "${scripts[@]}"
+  say "shellcheck has no findings in ${#scripts[@]} scripts"
+}
 
-clang-format --dry-run --Werror "${sources[@]}"
-echo "lint: format of ${#sources[@]} files is right"
+check_python() {
+  local scripts
+  mapfile -t scripts < <(git ls-files '*.py')
+  flake8 "${scripts[@]}"
+  say "flake8 has no findings in ${#scripts[@]} scripts"
+}
 
-cppcheck --quiet --error-exitcode=1 -j "$(nproc)" --enable=warning,style,performance,portability \
-  --suppressions-list=Scripts/cppcheck-suppressions.txt --std=c++20 --language=c++ --platform=win64 \
-  --library=windows -D_WIN32 -D_WIN64 -D__GNUC__ -D_WIN32_WINNT=0x0601 -ISrc -ITools -IExamples Src Tools Examples
-echo "lint: cppcheck has no findings"
+# The DLL is compiled with the headers of one flavor of the runtime and linked with the other (cmake/mingw-common.cmake).
+# The flavors differ in what these headers define.
+check_runtime() {
+  local shipped
+  mapfile -t shipped < <(git ls-files 'Src/*.cpp' 'Src/*.h')
+  if grep -nE '#include <(condition_variable|fstream|future|shared_mutex|thread)>' "${shipped[@]}"; then
+    fail "the DLL must not use these headers"
+  fi
+  say "the DLL uses no headers that differ between the compiler flavors"
+}
 
-# clang takes the headers of the cross compiler, in its order. Beside them, what the DLL brings of the runtime looks
-# wrong: they say that it is imported.
-arguments=(-extra-arg-before=--target=x86_64-w64-mingw32 -extra-arg=-Wno-unknown-warning-option
-  -extra-arg=-Wno-inconsistent-dllimport)
-while read -r folder; do
-  arguments+=("-extra-arg=-isystem$folder")
-done < <(x86_64-w64-mingw32-g++-posix -E -x c++ /dev/null -v 2>&1 |
-  sed -n '/^#include </,/^End/p' | grep '^ ' | grep -v '/gcc/.*/include$' | xargs -n1 realpath)
+check_format() {
+  clang-format --dry-run --Werror "${sources[@]}"
+  say "the format of ${#sources[@]} files is correct"
+}
 
-# tidy COMMANDS PATTERN: a pattern that meets no source is a failure too.
-log=$build/clang-tidy.log
+check_docs() {
+  quietly "$build/docs.log" cmake --build "$build" --target docs
+  say "the library reference has no warnings"
+}
+
+check_cppcheck() {
+  cppcheck --quiet --error-exitcode=1 -j "$(nproc)" --enable=warning,style,performance,portability \
+    --suppressions-list=Scripts/cppcheck-suppressions.txt --std=c++20 --language=c++ --platform=win64 \
+    --library=windows -D_WIN32 -D_WIN64 -D__GNUC__ -D_WIN32_WINNT=0x0601 -ISrc -ITools -IExamples Src Tools Examples
+  say "cppcheck has no findings"
+}
+
+# tidy COMMANDS PATTERN: runs clang-tidy on the sources that match. A pattern without a match fails.
 tidy() {
   run-clang-tidy -quiet -p "$1" -j "$(nproc)" "${arguments[@]}" "$2" >"$log" 2>&1 && grep -q '^clang-tidy' "$log"
 }
 
-# Nearly all the time goes into the platform's headers, so the sources of a folder are read as one. Should that
-# find anything, each is read by itself: that tells the findings of the sources from those of their union.
-Scripts/join-units.py "$build" "$build/lint" Src Tools Examples
-if ! tidy "$build/lint" "$PWD/$build/lint/.*"; then
-  echo "lint: clang-tidy looks at each source by itself"
-  if ! tidy "$build" "$PWD/(Src|Tools|Examples)/.*"; then
-    grep -vE '^(clang-tidy|\[|[0-9]+ warnings)' "$log" >&2 || true
-    exit 1
+check_tidy() {
+  local log=$build/clang-tidy.log folder
+  # clang uses the headers of the cross compiler, in its order. The runtime functions that the DLL defines itself are
+  # declared as imported there.
+  local arguments=(-extra-arg-before=--target=x86_64-w64-mingw32 -extra-arg=-Wno-unknown-warning-option
+    -extra-arg=-Wno-inconsistent-dllimport)
+  while read -r folder; do
+    arguments+=("-extra-arg=-isystem$folder")
+  done < <(x86_64-w64-mingw32-g++-posix -E -x c++ /dev/null -v 2>&1 |
+    sed -n '/^#include </,/^End/p' | grep '^ ' | grep -v '/gcc/.*/include$' | xargs -n1 realpath)
+
+  # Most of the time is spent on the platform's headers, so the sources of a folder are checked as one. If that has
+  # findings, each source is checked by itself, to separate findings in the sources from those of joining them.
+  Scripts/join-units.py "$build" "$build/lint" Src Tools Examples
+  if ! tidy "$build/lint" "$PWD/$build/lint/.*"; then
+    say "clang-tidy checks each source by itself"
+    if ! tidy "$build" "$PWD/(Src|Tools|Examples)/.*"; then
+      grep -vE '^(clang-tidy|\[|[0-9]+ warnings)' "$log" >&2 || true
+      fail "clang-tidy has findings"
+    fi
   fi
-fi
-echo "lint: clang-tidy has no findings"
+  say "clang-tidy has no findings"
+}
+
+all=(words structure shell python runtime format docs cppcheck tidy)
+checks=("$@")
+[ ${#checks[@]} != 0 ] || checks=("${all[@]}")
+for check in "${checks[@]}"; do
+  case $check in
+  --fix-format)
+    clang-format -i "${sources[@]}"
+    exit
+    ;;
+  --help)
+    usage_text "${BASH_SOURCE[0]}"
+    exit
+    ;;
+  esac
+  [[ " ${all[*]} " == *" $check "* ]] || fail "unknown check $check; --help lists the checks"
+  "check_$check"
+done

@@ -1,10 +1,10 @@
-# Runs the test programs of a Visual C++ build once more, each with every heap block at the end of a page and nothing
-# behind it: what KUV_GUARDED_HEAP=1 does where the runtime is a DLL. The page heap is the platform's own; it is turned
-# on by the name of a program, which needs an administrator, and off again.
+# Runs the test programs of a Visual C++ build again, each with every heap block at the end of a page and no accessible
+# memory after it, like KUV_GUARDED_HEAP=1 in builds whose C runtime is a DLL. The script enables the page heap of Windows
+# for each program, which requires an administrator, and disables it afterwards.
 #
 #   Scripts/page-heap.ps1 -Build build/msvc-x64 [-Configuration Release]
 #
-# NOT TRIED: see .github/workflows/windows.yml.
+# NOT TESTED: see .github/workflows/windows.yml.
 param(
   [Parameter(Mandatory = $true)] [string] $Build,
   [string] $Configuration = 'Release'
@@ -12,7 +12,7 @@ param(
 $ErrorActionPreference = 'Stop'
 
 $options = 'HKLM:\SOFTWARE\Microsoft\Windows NT\CurrentVersion\Image File Execution Options'
-# They make so many blocks that this would take hours.
+# They allocate so many blocks that this would take hours.
 $unguarded = 'AnomalyTests', 'SettingsStormTests'
 
 $programs = @(Get-ChildItem -Path $Build -Recurse -Filter '*Tests.exe' |

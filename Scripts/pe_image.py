@@ -1,13 +1,13 @@
-"""Reads what the checks need of a Windows DLL or program file (the "PE" format).
+"""Reads parts of a Windows DLL or program file (PE format).
 
-As a program it prints the file version of the file that it is given, or an empty line if that has none.
+As a program, prints the file version of a file, or an empty line if it has none.
 """
 import struct
 import sys
 
 EXPORT, IMPORT, RESOURCE, EXCEPTION, RELOCATION, DEBUG = 0, 1, 2, 3, 5, 6
 THREAD_LOCAL, LOAD_CONFIG, DELAY_IMPORT = 9, 10, 13
-# A kind of resource.
+# The resource type.
 VERSION = 16
 
 
@@ -51,7 +51,7 @@ class Image:
 
     def take(self, offset, size):
         if offset < 0 or offset + size > len(self.data):
-            raise Malformed(f"0x{offset:X} lies outside of the file")
+            raise Malformed(f"0x{offset:X} is outside of the file")
         return self.data[offset:offset + size]
 
     def u16(self, offset):
@@ -73,20 +73,20 @@ class Image:
         for section in self.sections:
             if section.address <= address < section.address + max(section.virtual_size, section.raw_size):
                 return section
-        raise Malformed(f"address 0x{address:X} lies in no section")
+        raise Malformed(f"address 0x{address:X} is not in a section")
 
     def offset(self, address):
         section = self.section_at(address)
         return address - section.address + section.offset
 
     def directory(self, index):
-        """The address and the size of an entry of the data directory."""
+        """Returns the address and the size of an entry of the data directory."""
         if index >= self.u32(self.directories - 4):
             return 0, 0
         return self.u32(self.directories + 8 * index), self.u32(self.directories + 8 * index + 4)
 
     def exports(self):
-        """The names, and how many functions there are, also without a name, and how many live elsewhere."""
+        """Returns the names, the number of functions with or without a name, and the number of forwarded ones."""
         address, size = self.directory(EXPORT)
         if size == 0:
             return [], 0, 0
@@ -98,7 +98,7 @@ class Image:
                 len(forwarded))
 
     def imports(self):
-        """Pairs of library and function; a function without a name is "#" and its number."""
+        """Returns pairs of library and function. A function without a name is "#" and its ordinal."""
         address, size = self.directory(IMPORT)
         if size == 0:
             return
@@ -114,7 +114,7 @@ class Image:
             at += 20
 
     def relocations(self):
-        """How many addresses the loader moves with the image."""
+        """Returns the number of addresses that the loader relocates."""
         address, size = self.directory(RELOCATION)
         if size == 0:
             return 0
@@ -130,7 +130,7 @@ class Image:
         return count
 
     def resource(self, kind):
-        """The bytes of the first resource of a kind, or None."""
+        """Returns the bytes of the first resource of a type, or None."""
         address, size = self.directory(RESOURCE)
         if size == 0:
             return None
@@ -149,20 +149,20 @@ class Image:
         return None
 
     def debug_entries(self):
-        """Pairs of kind and bytes."""
+        """Returns pairs of type and bytes."""
         address, size = self.directory(DEBUG)
         at = self.offset(address) if size else 0
         for entry in range(at, at + size, 28):
             yield self.u32(entry + 12), self.take(self.u32(entry + 24), self.u32(entry + 16))
 
     def code(self):
-        """Pairs of address and bytes."""
+        """Returns pairs of address and bytes of the executable sections."""
         for section in self.sections:
             if section.has(Section.EXECUTE):
                 yield section.address, self.take(section.offset, section.raw_size)
 
     def file_version(self):
-        """The four numbers of the version resource, or None."""
+        """Returns the four numbers of the version resource, or None."""
         resource = self.resource(VERSION) or b""
         at = resource.find(struct.pack("<I", 0xFEEF04BD))
         if at < 0 or at + 16 > len(resource):

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Runs a test program with an emulator, for CTest. Where Wine loses its server, a program may end with 0 before its
-# first line; so it counts as passed only if it says so too.
+# Runs a test program with an emulator, for CTest. If Wine loses its server, a program can end with exit code 0 before
+# its first line of output. A program therefore counts as passed only if it also reports that.
 #
 #   Scripts/run-test.sh EMULATOR... PROGRAM [ARGUMENT...]
 set -uo pipefail
@@ -13,7 +13,7 @@ case " $* " in
 *" --gtest_list_tests "*) [ -s "$output" ] ;;
 *) [ "$status" != 0 ] || grep -q '^\[  PASSED  \]' "$output" ;;
 esac || {
-  echo "run-test.sh: ended with $status, but not as a test program does" >&2
+  echo "run-test.sh: the program ended with exit code $status, but did not report its result" >&2
   exit 99
 }
 exit "$status"

@@ -1,20 +1,19 @@
 #!/usr/bin/env bash
-# Installs what the build needs on Debian 12 and cross-builds the libraries that
-# Debian ships as source only. Safe to run again: what is there stays.
+# Installs what the build needs on Debian 12, and cross-builds the libraries that Debian ships as source only. You can
+# run it again: it installs and builds only what is missing.
 #
 #   Scripts/setup.sh [--bench | --coverage]
 #
-# --bench and --coverage install what Scripts/bench.sh and Scripts/coverage.sh need besides.
-# KUV_DEPS_DIR names another folder for the cross-built libraries
-# (default: build/deps).
+# --bench and --coverage also install what Scripts/bench.sh and Scripts/coverage.sh need.
+# KUV_DEPS_DIR names another folder for the cross-built libraries (default: build/deps).
 set -euo pipefail
+. "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 deps=${KUV_DEPS_DIR:-$root/build/deps}
 
 packages=(
   ca-certificates
-  # Compilers: objects are built by the posix flavour, the DLL is linked by the win32 one.
+  # Compilers: the posix flavor compiles, the win32 flavor links the DLL (cmake/mingw-common.cmake).
   g++-mingw-w64-x86-64-posix g++-mingw-w64-x86-64-win32
   g++-mingw-w64-i686-posix g++-mingw-w64-i686-win32
   cmake ninja-build dpkg-dev
@@ -22,15 +21,15 @@ packages=(
   doxygen
   # Running and testing.
   wine wine64 googletest python3 chromium-headless-shell
-  # The package for administrators: made, looked into, dated, signed.
+  # Building, reading, dating and signing the installer package.
   wixl msitools faketime osslsigncode openssl
-  # What the benchmarks compare with: headers only.
+  # Headers of the libraries that the benchmarks compare with.
   libspdlog-dev libfmt-dev
   # Checks, and the host's compiler for fuzzing.
-  clang-format clang-tidy cppcheck clang libclang-rt-dev
+  clang-format clang-tidy cppcheck flake8 shellcheck clang libclang-rt-dev
 )
 [ "${1-}" != --coverage ] || packages+=(gcovr)
-# Libraries that the service client is measured against.
+# Libraries that the benchmarks of the service client compare with.
 if [ "${1-}" = --bench ]; then
   packages+=(
     g++ pkg-config libbenchmark-dev libgcrypt-mingw-w64-dev
@@ -38,36 +37,23 @@ if [ "${1-}" = --bench ]; then
   )
 fi
 
-say() { printf 'setup: %s\n' "$*"; }
-
-as_root() {
-  if [ "$(id -u)" = 0 ]; then
-    "$@"
-  elif command -v sudo >/dev/null; then
-    sudo "$@"
-  else
-    say "this needs root, and sudo is not installed: $*" >&2
-    exit 1
-  fi
-}
-
 install_packages() {
   local package missing=()
   for package in "${packages[@]}"; do
     [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing+=("$package")
   done
   if [ ${#missing[@]} = 0 ]; then
-    say "Debian packages: all ${#packages[@]} are installed"
+    say "all ${#packages[@]} Debian packages are installed"
     return
   fi
-  say "Debian packages to install: ${missing[*]}"
+  say "installing Debian packages: ${missing[*]}"
   as_root apt-get -qq update
   as_root env DEBIAN_FRONTEND=noninteractive \
     apt-get -qq install -y --no-install-recommends -o Dpkg::Use-Pty=0 "${missing[@]}" >/dev/null
 }
 
-# Runs apt-get with the machine's own Debian archives as source archives and with
-# state of its own, so that it needs neither root nor a change below /etc.
+# Runs apt-get with the machine's Debian archives as source archives. It keeps its state in the folder of the libraries,
+# so it needs neither root nor a change in /etc.
 source_apt() {
   apt-get -qq \
     -o "Dir::Etc::SourceList=$deps/apt/sources.list" -o Dir::Etc::SourceParts=- \
@@ -77,12 +63,13 @@ source_apt() {
 
 fetch_sources() {
   if [ -d "$deps/src/libjsoncpp" ] && [ -d "$deps/src/benchmark" ]; then
-    say "library sources: present"
+    say "the sources of the libraries are present"
     return
   fi
-  say "library sources: fetching libjsoncpp and benchmark"
-  local archives name
+  say "downloading the sources of libjsoncpp and benchmark"
+  local archive archives name
   archives() {
+    # shellcheck disable=SC2016  # apt-get expands them
     apt-get indextargets --format '$(REPO_URI) $(RELEASE) $(COMPONENT)' \
       'Identifier: Packages' 'Origin: Debian' | sort -u
   }
@@ -92,8 +79,9 @@ fetch_sources() {
     archives=$(archives)
   fi
   mkdir -p "$deps/apt/lists/partial" "$deps/apt/cache/archives/partial" "$deps/src"
-  sed 's|^|deb-src [signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] |' \
-    <<<"$archives" >"$deps/apt/sources.list"
+  while read -r archive; do
+    echo "deb-src [signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] $archive"
+  done <<<"$archives" >"$deps/apt/sources.list"
   source_apt update
   for name in libjsoncpp benchmark; do
     rm -rf "$deps/src/$name" "$deps/src/$name.fetch"
@@ -105,7 +93,19 @@ fetch_sources() {
   rm -rf "$deps/apt"
 }
 
-# build_library ARCHITECTURE NAME SOURCE [CMAKE-OPTION...]
+# build_and_install ARCHITECTURE NAME SOURCE [CMAKE-OPTION...]: cross-builds a library.
+build_and_install() {
+  local architecture=$1 name=$2 source=$3
+  shift 3
+  cmake -S "$source" -B "$deps/build/$architecture/$name" -G Ninja \
+    -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-$architecture.cmake" \
+    -DCMAKE_INSTALL_PREFIX="$deps/$architecture" -DCMAKE_INSTALL_LIBDIR=lib \
+    -DCMAKE_BUILD_TYPE=Release -DBUILD_SHARED_LIBS=OFF "$@" &&
+    cmake --build "$deps/build/$architecture/$name" &&
+    cmake --install "$deps/build/$architecture/$name"
+}
+
+# build_library ARCHITECTURE NAME SOURCE [CMAKE-OPTION...]: the same, unless the library is up to date.
 build_library() {
   local architecture=$1 name=$2 source=$3 stamp fingerprint
   shift 3
@@ -116,25 +116,14 @@ build_library() {
     cat "$root"/cmake/mingw-*.cmake
   } | sha256sum)
   if [ "$(cat "$stamp" 2>/dev/null)" = "$fingerprint" ]; then
-    say "$name for $architecture: present"
+    say "$name for $architecture is present"
     return
   fi
-  say "$name for $architecture: building"
-  # What an interrupted run left may belong to a folder that has moved.
+  say "building $name for $architecture"
+  # The files of an interrupted run may belong to a folder that was moved.
   rm -rf "$deps/build/$architecture/$name"
   mkdir -p "$deps/$architecture/.stamps" "$deps/log"
-  if ! {
-    cmake -S "$source" -B "$deps/build/$architecture/$name" -G Ninja \
-      -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-$architecture.cmake" \
-      -DCMAKE_INSTALL_PREFIX="$deps/$architecture" -DCMAKE_INSTALL_LIBDIR=lib \
-      -DCMAKE_BUILD_TYPE=Release -DBUILD_SHARED_LIBS=OFF "$@" &&
-      cmake --build "$deps/build/$architecture/$name" &&
-      cmake --install "$deps/build/$architecture/$name"
-  } >"$deps/log/$architecture-$name.log" 2>&1; then
-    tail -n 30 "$deps/log/$architecture-$name.log" >&2
-    say "$name for $architecture did not build" >&2
-    exit 1
-  fi
+  quietly "$deps/log/$architecture-$name.log" build_and_install "$architecture" "$name" "$source" "$@"
   rm -rf "$deps/build/$architecture/$name"
   printf '%s\n' "$fingerprint" >"$stamp"
 }
@@ -146,7 +135,7 @@ build_libraries() {
     build_library "$architecture" jsoncpp "$deps/src/libjsoncpp" \
       -DJSONCPP_WITH_TESTS=OFF -DJSONCPP_WITH_POST_BUILD_UNITTEST=OFF \
       -DBUILD_OBJECT_LIBS=OFF -DBUILD_STATIC_LIBS=ON -DJSONCPP_WITH_PKGCONFIG_SUPPORT=OFF
-    # Debian's benchmark is told its version from outside.
+    # The sources in the Debian package do not contain the version.
     build_library "$architecture" benchmark "$deps/src/benchmark" -DGIT_VERSION=1.7.1 \
       -DBENCHMARK_ENABLE_TESTING=OFF -DBENCHMARK_ENABLE_WERROR=OFF \
       -DBENCHMARK_INSTALL_DOCS=OFF -DHAVE_STD_REGEX=ON -DRUN_HAVE_STD_REGEX=0 \

@@ -1,16 +1,16 @@
 #!/usr/bin/env bash
-# Sets up everything, builds everything and passes the tests.
+# Installs what the build needs, builds everything and runs the tests.
 #
 #   Scripts/test.sh [ctest arguments]
 set -euo pipefail
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
+. "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+cd "$root"
 
 preset=mingw-x64-release
 Scripts/setup.sh
 cmake --preset "$preset" >/dev/null
 cmake --build --preset "$preset"
 
-# A warm server makes the tests quick to list; the test run's own fixture ends it.
-Scripts/wine.sh "build/$preset/wine" --start
-trap 'Scripts/wine.sh "build/$preset/wine" --stop' EXIT
+# CTest lists the tests before its own fixture starts the Wine server. A running server makes that fast.
+keep_wine "build/$preset"
 ctest --preset "$preset" "$@"

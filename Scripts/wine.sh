@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
-# Runs a Windows program under Wine in a prefix of its own.
+# Runs a Windows program under Wine in a given prefix.
 #
 #   Scripts/wine.sh PREFIX PROGRAM [ARGUMENT...]
-#   Scripts/wine.sh PREFIX --start    make the prefix, keep its server alive
-#   Scripts/wine.sh PREFIX --stop     end that server
+#   Scripts/wine.sh PREFIX --start    creates the prefix and keeps its server running
+#   Scripts/wine.sh PREFIX --stop     stops that server
 #
-# The prefix is made on first use, as Windows 10, without network or display. The
-# working folder, the output and the exit code are the program's own.
+# The first use creates the prefix, as Windows 10 without network or display. The program runs in the current folder;
+# the output and the exit code are those of the program.
 set -euo pipefail
 
 prefix=$(realpath -m "$1")
@@ -47,7 +47,7 @@ make_prefix() {
 make_prefix
 case ${1-} in
 --start)
-  # 2: a server is there already.
+  # 2: a server is already running.
   "$server" -p >/dev/null 2>&1 </dev/null || [ $? = 2 ]
   "$loader" wineboot >/dev/null 2>&1 </dev/null
   ;;
@@ -56,8 +56,8 @@ case ${1-} in
   "$server" -w >/dev/null 2>&1 || true
   ;;
 *)
-  # The first program that asks for a window station starts a desktop process, which keeps the error
-  # output of that program and outlives it. It gets a file, so that nobody waits for the other end of a pipe.
+  # The first program that needs a window station starts a desktop process, which inherits standard error and outlives
+  # the program. Standard error goes to a file, so that no reader waits for the end of a pipe.
   errors=$(mktemp "$prefix/stderr.XXXXXX")
   status=0
   "$loader" "$@" 2>"$errors" || status=$?

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Makes every value on the page about signing by hand anew from the request at its head, with Python's
-standard library alone, and compares.
+"""Computes every value on the page about signing by hand from the request at its top, with Python's standard library
+alone, and compares them.
 
     check_signing_page.py PAGE
 """
@@ -15,7 +15,7 @@ import urllib.parse
 def dump(data):
     lines = []
     for offset in range(0, len(data), 16):
-        row = data[offset : offset + 16]
+        row = data[offset:offset + 16]
         shown = "".join(chr(byte) if 0x20 <= byte < 0x7F else "." for byte in row)
         lines.append(f"{offset:04x}  {row.hex(' '):47}  {shown}")
     return "\n".join(lines)
@@ -68,15 +68,16 @@ def main():
     request = dict(re.split(r": +", line) for line in blocks.pop("request").splitlines())
     values = dict(line.split("=") for line in blocks.pop("values").splitlines())
     made = expected(request, values, blocks.pop("json body"))
-    failures = [f"{name}:\n{blocks.get(name)}\nand not\n{value}" for name, value in made.items() if blocks.get(name) != value]
-    failures += [f"{name}: nothing to compare it with" for name in blocks.keys() - made.keys()]
+    failures = [f"{name}:\n{blocks.get(name)}\ninstead of\n{value}"
+                for name, value in made.items() if blocks.get(name) != value]
+    failures += [f"{name}: there is no value to compare it with" for name in blocks.keys() - made.keys()]
     if f"These are its {len(made['text'].encode())} bytes:" not in page:
         failures.append("the number of bytes")
     if page.count("```") != 2 * (len(made) + 4):
         failures.append("a block without a name")
     if failures:
         sys.exit("check_signing_page: " + "\ncheck_signing_page: ".join(failures))
-    print(f"check_signing_page: {len(made)} values are right")
+    print(f"check_signing_page: {len(made)} values are correct")
 
 
 if __name__ == "__main__":

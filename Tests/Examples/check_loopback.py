@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Sends signed requests with the example program to a service on this machine that checks each
-signature with Python's own library, and looks at what both sides say.
+"""Sends signed requests with the example program to a local service, which verifies each signature with Python's
+standard library, and checks the output of the program and the requests that arrive.
 
     check_loopback.py --wine SCRIPT --prefix FOLDER --program FILE
 
-The program takes its keys from the registry of a Wine prefix that serves this check alone.
+The program reads its keys from the registry of a Wine prefix that only this check uses.
 """
 import argparse
 import base64
@@ -24,20 +24,20 @@ TIMEOUT = 60
 
 
 def sign(key, user, text):
-    """Gives the Authorization value for a text, by the standard library alone."""
+    """Returns the Authorization value for a text, by the standard library alone."""
     digest = hmac.new(key.encode(), text, hashlib.sha1).hexdigest().upper()
     return "Basic " + base64.b64encode(f"{user}:{digest}".encode()).decode()
 
 
 def canonical_parameters(text):
-    """Decodes the parameters and encodes them anew, as a service does that works with their values."""
+    """Decodes the parameters and encodes them again, like a service that uses their values."""
     pairs = urllib.parse.parse_qsl(text, keep_blank_values=True, strict_parsing=bool(text))
     encoded = [(urllib.parse.quote(name, safe=""), urllib.parse.quote(value, safe="")) for name, value in sorted(pairs)]
     return "&".join(f"{name}={value}" for name, value in encoded)
 
 
 class Service(http.server.BaseHTTPRequestHandler):
-    """Answers 200 to a request that is signed with the key, 401 to any other, and keeps what it saw."""
+    """Answers 200 to a request signed with the key and 401 to any other, and records the requests."""
 
     protocol_version = "HTTP/1.1"
     timeout = TIMEOUT
@@ -100,7 +100,7 @@ FAILURES = []
 
 def expect(name, actual, expected):
     if actual != expected:
-        FAILURES.append(f"{name}:\n  {actual!r}\nand not\n  {expected!r}")
+        FAILURES.append(f"{name}:\n  {actual!r}\ninstead of\n  {expected!r}")
 
 
 def sections(output):
@@ -112,12 +112,12 @@ def sections(output):
         if start >= 0:
             ends = [output.find(f"\n\n{other}\n\n".encode(), start) for other in headings]
             end = min((end for end in ends if end > start), default=len(output))
-            found[heading] = output[start + len(heading) + 2 : end]
+            found[heading] = output[start + len(heading) + 2:end]
     return found
 
 
-def check_travelled(name, shown):
-    """The request that was shown is the one that came, byte for byte where the order is not WinHTTP's."""
+def check_sent(name, shown):
+    """Compares the request that the program printed with the one that arrived. WinHTTP decides the order of headers."""
     head, _, body = shown.partition(b"\r\n\r\n")
     request_line, *header_lines = head.decode().split("\r\n")
     came_line, came_headers, came_body = Service.seen[-1]
@@ -126,9 +126,9 @@ def check_travelled(name, shown):
     for line in header_lines:
         header, _, value = line.partition(": ")
         expect(f"{name}: {header}", came_headers.get_all(header), [value])
-    # What the client of the platform adds is about the connection.
+    # WinHTTP adds headers about the connection only.
     added = {header.lower() for header in came_headers} - {line.partition(":")[0].lower() for line in header_lines}
-    expect(f"{name}: headers beside those", added - {"connection", "cache-control"}, set())
+    expect(f"{name}: other headers", added - {"connection", "cache-control"}, set())
 
 
 def main():
@@ -156,7 +156,7 @@ def main():
         wine.run("--stop")
     if FAILURES:
         sys.exit("check_loopback: " + "\ncheck_loopback: ".join(FAILURES))
-    print(f"check_loopback: {len(Service.seen)} requests were answered as they should")
+    print(f"check_loopback: {len(Service.seen)} requests were answered as expected")
 
 
 def check(wine, program, address):
@@ -188,9 +188,10 @@ def check(wine, program, address):
         expect(f"{name}: exit code", code, 0)
         expect(f"{name}: answer", shown.get("Answer"), accepted)
         if "Request" in shown and Service.seen:
-            check_travelled(name, shown["Request"])
+            check_sent(name, shown["Request"])
 
-    code, shown = send("masked", "POST", "auth.kuv.example", "/v1/auth", "passcode=123456", "user=a", "--mask", "passcode")
+    code, shown = send("masked", "POST", "auth.kuv.example", "/v1/auth", "passcode=123456", "user=a",
+                       "--mask", "passcode")
     expect("masked: exit code", code, 0)
     expect("masked: shown", shown.get("Parameters as they may be shown"), b"passcode=#####&user=a")
     expect("masked: sent", Service.seen[-1][2], b"passcode=123456&user=a")

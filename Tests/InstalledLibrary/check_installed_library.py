@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Installs the library and lets a project of its own find, build and run with it.
+"""Installs the library, and builds and runs a separate project with it.
 
     check_installed_library.py --cmake CMAKE --generator NAME --toolchain FILE --source FOLDER --build FOLDER
-                     --config NAME --work FOLDER [--define NAME=VALUE]... -- [EMULATOR...]
+                               --config NAME --work FOLDER [--define NAME=VALUE]... -- [EMULATOR...]
 
-The project of the README is taken from the README: its CMakeLists.txt, its main.cpp and what it prints.
+The README contains one of the programs: its CMakeLists.txt, its main.cpp and its output.
 """
 import argparse
 import pathlib
@@ -13,7 +13,10 @@ import shutil
 import subprocess
 import sys
 
-PRIVATE_HEADERS = {"Base64Core.h", "LogLine.h", "LogMessage.h", "SettingReader.h", "SystemCallFailure.h", "UniqueResource.h"}
+PRIVATE_HEADERS = {
+    "Base64Core.h", "BoundedArray.h", "GuidText.h", "LogLine.h", "LogMessage.h", "SettingReader.h",
+    "SystemCallFailure.h", "UniqueResource.h", "WindowsVersion.h",
+}
 
 
 def fail(message):
@@ -35,7 +38,7 @@ def lines(output):
 
 
 def readme_block(readme, language):
-    """Gives the one block of this language in the README's section for users of the library."""
+    """Returns the only code block of a language in the README's section for users of the library."""
     section = readme.partition("\n## Use the library\n")[2].partition("\n## ")[0]
     blocks = re.findall(rf"^```{language}\n(.*?)^```$", section, re.MULTILINE | re.DOTALL)
     if len(blocks) != 1:
@@ -52,13 +55,13 @@ def check_files(prefix, build_paths):
         text = (prefix / "include" / name).read_text(encoding="utf-8")
         missing = set(re.findall(r'#include "(.+)"', text)) - headers
         if missing:
-            fail(f"{name} includes what is not installed: {missing}")
+            fail(f"{name} includes headers that are not installed: {missing}")
     for path in files:
         content = path.read_bytes()
         for build_path in build_paths:
-            # As a whole: a short one may begin another name.
+            # The whole path: a short one may be the start of another name.
             if re.search(re.escape(build_path.encode()) + rb"(?![\w.-])", content):
-                fail(f"{path} tells the folder {build_path}")
+                fail(f"{path} contains the path {build_path}")
     print(f"check_installed_library: {len(files)} files, {len(headers)} headers")
 
 
@@ -74,7 +77,7 @@ def main():
 
     shutil.rmtree(given.work, ignore_errors=True)
     given.work.mkdir(parents=True)
-    # The package has to work wherever it is moved to.
+    # The package must work after it is moved.
     staged, prefix = given.work / "staged", given.work / "moved" / "prefix"
     run([given.cmake, "--install", given.build, "--config", given.config, "--prefix", staged, "--component", "KuvAuth"])
     prefix.parent.mkdir()
@@ -89,7 +92,8 @@ def main():
     (example / "main.cpp").write_text(readme_block(readme, "cpp"), encoding="utf-8")
 
     consumer = given.work / "build"
-    configure = [given.cmake, "-S", given.source / "Tests/InstalledLibrary/Consumer", "-B", consumer, "-G", given.generator]
+    configure = [given.cmake, "-S", given.source / "Tests/InstalledLibrary/Consumer", "-B", consumer]
+    configure += ["-G", given.generator]
     configure += [f"-DCMAKE_BUILD_TYPE={given.config}", f"-DCMAKE_TOOLCHAIN_FILE={given.toolchain}"]
     configure += [f"-DKuvAuth_DIR={prefix}/lib/cmake/KuvAuth", f"-DREADME_EXAMPLE={example}"]
     configure += [f"-DSIGNED_REQUEST_EXAMPLE={given.source}/Examples/SignedRequest"]
@@ -104,10 +108,10 @@ def main():
 
     expected = readme_block(readme, "text")
     if program("SignOne") != expected:
-        fail(f"the program of the README printed\n{program('SignOne')}and not\n{expected}")
+        fail(f"the program of the README printed\n{program('SignOne')}instead of\n{expected}")
     if program("WholeLibrary") != "KuvCredProv/4.3.1700.1150\n":
         fail(f"WholeLibrary printed\n{program('WholeLibrary')}")
-    print("check_installed_library: the programs of the project print what they should")
+    print("check_installed_library: the programs of the project print the expected text")
 
 
 if __name__ == "__main__":

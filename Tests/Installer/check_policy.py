@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Checks the group policy template: every reference resolves, and each policy writes what the library reads.
+"""Checks the group policy template: every reference resolves, and each policy writes a value that the library reads.
 
     check_policy.py SOURCE-FOLDER PROGRAM...
 
-PROGRAM... is KuvSettingsPage with whatever runs it.
+PROGRAM... is the command that runs KuvSettingsPage.
 """
 import json
 import pathlib
@@ -17,7 +17,7 @@ ROOT = pathlib.Path(sys.argv.pop(1))
 NAMESPACE = "{http://schemas.microsoft.com/GroupPolicy/2006/07/PolicyDefinitions}"
 POLICY_KEY = r"Software\Policies\Kuvant\KuvCredProv"
 
-# What prints the table of the settings, which the library is held to.
+# Prints the table of the settings that the library reads.
 PROGRAM = sys.argv[1:]
 del sys.argv[1:]
 TEXT, FLAG, LIST = "text", "flag", "list"
@@ -42,7 +42,7 @@ def parse(name):
 
 
 def settings_of_the_sources():
-    """Every name that the library gives to one of its readers of settings."""
+    """Returns every setting name that the library passes to one of its readers."""
     names = set()
     for path in (ROOT / "Src").rglob("*.cpp"):
         source = path.read_text(encoding="utf-8")
@@ -63,7 +63,7 @@ class Template(unittest.TestCase):
         cls.settings = {row["name"]: kind_in_table(row) for row in cls.table["settings"]}
         cls.defaults = {row["name"]: row["default"] for row in cls.table["settings"]}
 
-    def test_references_resolve_and_nothing_is_left_over(self):
+    def test_references_resolve_and_no_text_is_unused(self):
         used = {"string": set(), "presentation": set()}
         for element in self.admx.iter():
             for value in element.attrib.values():
@@ -96,7 +96,7 @@ class Template(unittest.TestCase):
         keys = (ROOT / "Src/KuvAuth/Support/SettingsKeys.h").read_text(encoding="utf-8")
         self.assertIn('"' + POLICY_KEY.replace("\\", "\\\\") + '"', keys)
 
-    def test_types_and_ranges_are_those_that_are_read(self):
+    def test_types_and_ranges_match_the_settings(self):
         for policy in self.policies:
             name = policy.get("name")
             with self.subTest(name):
@@ -120,17 +120,16 @@ class Template(unittest.TestCase):
         self.check_presentation(policy, element)
         match element.tag.removeprefix(NAMESPACE):
             case "text":
-                # The bytes are those of the text with its terminator.
+                # The limit of the library includes the terminator.
                 self.assertEqual(int(element.get("maxLength")), self.table["mostTextBytes"] - 1)
                 self.assertIsNone(element.get("expandable"))
                 return TEXT
             case "multiText":
                 most, length = int(element.get("maxStrings")), int(element.get("maxLength"))
                 self.assertEqual((most, length), (self.table["mostProviders"], 38))
-                # As many fit with their terminators and that of the list, and one more does not.
-                bytes_of = lambda count: 2 * (count * (length + 1) + 1)
-                self.assertLessEqual(bytes_of(most), self.table["mostListBytes"])
-                self.assertGreater(bytes_of(most + 1), self.table["mostListBytes"])
+                # So many entries fit, with their terminators and that of the list, and one more does not.
+                fits = [2 * (count * (length + 1) + 1) <= self.table["mostListBytes"] for count in (most, most + 1)]
+                self.assertEqual(fits, [True, False])
                 return LIST
             case "decimal":
                 self.assertIsNone(element.get("storeAsText"))
@@ -148,7 +147,7 @@ class Template(unittest.TestCase):
             [(kinds[element.tag.removeprefix(NAMESPACE)], name)],
         )
         if element.tag == NAMESPACE + "decimal":
-            # Without a value of ours the editor begins with its own, 1.
+            # Without a default value in the template, the editor shows 1.
             default = int(controls[0].get("defaultValue", "1"))
             self.assertTrue(int(element.get("minValue")) <= default <= int(element.get("maxValue")))
         if element.tag == NAMESPACE + "enum":
@@ -156,7 +155,7 @@ class Template(unittest.TestCase):
                                     int(controls[0].get("defaultItem")))
 
     def check_first_choice(self, name, values, item):
-        # A choice without an item for the default, as that of the log's detail, begins with its first.
+        # A choice without an item for the default, such as the log level, starts with the first item.
         default = self.defaults[name]
         self.assertEqual(values[item], default if default in values else values[0])
 

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Carries out what the page about recovery says, each command as it stands there, in a Wine prefix.
+"""Runs the commands of the recovery page, exactly as printed there, in a Wine prefix.
 
     check_recovery.py --wine SCRIPT --prefix FOLDER --bin FOLDER --source FOLDER
 
-Registers the built filter and takes it off the list by each way of the page that Wine offers.
+Registers the built filter and removes it from the list by each method of the page that works under Wine.
 """
 import argparse
 import json
@@ -21,7 +21,7 @@ PASSWORD = "{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}"
 LIST = r"Microsoft\Windows\CurrentVersion\Authentication\Credential Provider Filters"
 SETTINGS = r"HKLM\Software\Kuvant\KuvCredProv"
 VIEWS = ("", "WOW6432Node\\")
-# A running system, and one whose hive is loaded.
+# The running system, and another system whose hive is loaded.
 ROOTS = (r"HKLM\SOFTWARE", r"HKLM\OFFLINE")
 
 
@@ -42,15 +42,15 @@ class Machine:
         return result.stdout
 
     def cmd(self, line):
-        """Runs a line of the page as a command prompt would: the words, without their quotes."""
+        """Runs a line of the page like a command prompt: the arguments without their quotes."""
         self.must(*(word.strip('"') for word in re.findall(r'"[^"]*"|\S+', line)))
 
     def listed(self, root, view):
-        """The entries of a list of filters."""
+        """Returns the entries of a list of filters."""
         return re.findall(r"\\(\{[^\\}]+\})\s*$", self.must("reg", "query", rf"{root}\{view}{LIST}"), re.MULTILINE)
 
     def merge(self, keys):
-        """Imports a registry file that makes keys, or removes those with a minus before them."""
+        """Imports a registry file that creates keys, or removes those that begin with a minus."""
         with tempfile.NamedTemporaryFile("w", suffix=".reg", encoding="ascii") as file:
             file.write("REGEDIT4\n\n")
             file.writelines(f"[{key}]\n\n".replace("HKLM", "HKEY_LOCAL_MACHINE") for key in keys)
@@ -58,7 +58,7 @@ class Machine:
             self.must("reg", "import", file.name)
 
     def install(self):
-        """Puts the filter where the package would, in a folder that has the page's word for the version as its name."""
+        """Copies the filter to the folder that the package uses, with the page's placeholder for the version."""
         target = self.drive / self.dll[3:].replace("\\", "/")
         target.parent.mkdir(parents=True, exist_ok=True)
         shutil.copyfile(self.bin / "KuvCredFilter.dll", target)
@@ -94,7 +94,7 @@ def check(machine, page, file, sample):
     machine.install()
     machine.must("regsvr32", "/s", machine.dll)
     expect("registered", machine.listed(ROOTS[0], ""), [FILTER])
-    expect("in force", machine.enabled_at_logon() & {KUV, PASSWORD}, {KUV})
+    expect("with the sample settings", machine.enabled_at_logon() & {KUV, PASSWORD}, {KUV})
     [line] = commands(page, "reg add")
     machine.cmd(line)
     expect("with an empty IKey", machine.enabled_at_logon() & {KUV, PASSWORD}, {PASSWORD})
@@ -110,9 +110,9 @@ def check(machine, page, file, sample):
         for view in VIEWS:
             expect(f"after reg delete in {root}", machine.listed(root, view), [OTHER])
 
-    # The same key in place of a hive that is loaded there.
+    # An ordinary key takes the place of a loaded hive.
     machine.merge(entries)
-    for _ in range(2):  # the second time there is nothing left to remove
+    for _ in range(2):  # the second time, the entries are already gone
         machine.must("reg", "import", file)
     for view in VIEWS:
         expect("after reg import", machine.listed(ROOTS[1], view), [OTHER])

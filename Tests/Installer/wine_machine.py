@@ -1,21 +1,21 @@
-"""A machine to install on: a Wine prefix of its own, and what its registry and its disk hold."""
+"""A machine to install on: a separate Wine prefix, its registry and its files."""
 import hashlib
 import pathlib
 import re
 import shutil
 import subprocess
 
-# What Wine keeps for its display driver, and a second name of a key.
+# Keys of Wine's display driver, and a second name of another key.
 NOISE = re.compile(r"(?i)HKEY_LOCAL_MACHINE\\(System\\CurrentControlSet\\Control\\Video"
                    r"|Software\\Wow6432Node\\Classes)(\\|$)")
-# The books of Windows Installer.
+# The records of Windows Installer.
 INSTALLER = re.compile(r"(?i)HKEY_LOCAL_MACHINE\\Software\\(Wow6432Node\\)?"
                        r"(Classes\\Installer|Microsoft\\Windows\\CurrentVersion\\(Installer|Uninstall))(\\|$)")
 VOLATILE = re.compile(r"(?i)^(users|windows/temp|windows/installer)(/|$)")
 
 
 def parse(text):
-    """The keys and values of an exported registry: {key: {name: value}}, as the file writes them."""
+    """Returns the keys and values of an exported registry, {key: {name: value}}, in the notation of the file."""
     keys, values = {}, None
     text = text.replace("\r", "").replace("\\\n  ", "")
     for line in text.split("\n"):
@@ -28,7 +28,7 @@ def parse(text):
 
 class Machine:
     def __init__(self, wine, work):
-        """Makes a new prefix with the wine script."""
+        """Creates a new prefix with the wine script."""
         self.wine, self.work = wine, pathlib.Path(work)
         self.prefix = self.work / "wine"
         self.drive = self.prefix / "drive_c"
@@ -41,7 +41,10 @@ class Machine:
         shutil.rmtree(self.prefix, ignore_errors=True)
 
     def run(self, *arguments):
-        """Runs a program; the host sees the low 8 bits of its exit code. Output goes to a file: services keep a pipe."""
+        """Runs a program. Returns the low 8 bits of its exit code, and its output.
+
+        The output goes to a file, because Wine's services would keep a pipe open.
+        """
         output = self.work / "output"
         with open(output, "wb") as file:
             code = subprocess.run([self.wine, self.prefix, *arguments], stdin=subprocess.DEVNULL, stdout=file,
@@ -58,16 +61,16 @@ class Machine:
         return "Z:" + str(pathlib.Path(path).resolve()).replace("/", "\\")
 
     def host(self, path):
-        """The file on this host that a path of drive C names."""
+        """Returns the file on this host for a path on drive C."""
         assert path[:3].upper() == "C:\\", path
         return self.drive / path[3:].replace("\\", "/")
 
     def registry(self, keys=("HKEY_LOCAL_MACHINE",)):
-        """The keys below these, and their values."""
+        """Returns the keys below these, with their values."""
         files = [self.work / f"export{number}.reg" for number in range(len(keys))]
         for file in files:
             file.unlink(missing_ok=True)
-        # One process to start, and nothing for a key that is not there.
+        # One process for all keys. A key that does not exist leaves no file.
         batch = self.work / "export.bat"
         batch.write_text("".join(f'@reg export "{key}" "{self.windows(file)}" /y\n' for key, file in zip(keys, files)))
         self.run("cmd", "/c", self.windows(batch))
@@ -78,7 +81,7 @@ class Machine:
         return {key: values for key, values in found.items() if not NOISE.match(key)}
 
     def files(self):
-        """What lies on drive C, by its path: folders as None, files by their content; those of Windows by their size."""
+        """Returns the files on drive C by path: None for a folder, the size of a Windows file, the hash of another."""
         found = {}
         for path in self.drive.rglob("*"):
             name = path.relative_to(self.drive).as_posix()
@@ -94,6 +97,6 @@ class Machine:
 
 
 def difference(before, after):
-    """What was added or changed, and what has gone."""
+    """Returns what was added or changed, and what was removed."""
     return ({name: after[name] for name in after if name not in before or before[name] != after[name]},
             {name: before[name] for name in before if name not in after})

@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""Writes the corpus that the service client is compared with: random inputs and what Python's own
-library makes of them. Only the standard library is used, and the seed is fixed.
+"""Writes the corpus for the service client tests: random inputs with the results of Python's standard
+library. The seed is fixed.
 
     make_corpus.py FILE
 
-Each line is a kind and the fields of one case in hexadecimal, "-" for an empty field; the last field is
-the result.
+Each line contains a kind and the fields of one case in hexadecimal, "-" for an empty field. The last field is the
+result.
 """
 
 import base64
@@ -35,13 +35,13 @@ def octets(longest, shortest=0):
 
 
 def token(longest, shortest=0):
-    """Bytes as they are common in requests, with some that are not."""
+    """Bytes that are common in requests, and some that are not."""
     alphabet = b"abcXYZ019-._~ /&=%+?:\xc3\xa4\x00\n"
     return bytes(rng.choice(alphabet) for _ in range(rng.randint(shortest, longest)))
 
 
 def text(longest):
-    """A text without NUL, from all planes of Unicode."""
+    """Returns a text without NUL from all planes of Unicode."""
     ranges = [(0x20, 0x7E), (0x01, 0x1F), (0x7F, 0x7FF), (0x800, 0xD7FF), (0xE000, 0xFFFF), (0x10000, 0x10FFFF)]
     return "".join(chr(rng.randint(*rng.choice(ranges))) for _ in range(rng.randint(0, longest)))
 
@@ -83,7 +83,7 @@ def make_header():
 
 
 def make_parameters():
-    """Names are marked "n", values "v" (UTF-16), masked names "m"; the order is shuffled."""
+    """Marks names with "n", values with "v" (UTF-16) and masked names with "m", in random order."""
     parameters = {}
     for _ in range(rng.randint(0, 8)):
         parameters[rng.choice([octets, token])(8)] = text(12)

@@ -1,26 +1,20 @@
 #!/usr/bin/env python3
-"""Installs, upgrades, repairs and removes the package silently under Wine, and looks at what that does to a machine.
+"""Installs, upgrades, repairs and uninstalls the package silently under Wine, and checks the registry and the files.
 
-    check_installer.py SOURCE-FOLDER PACKAGE-FOLDER VERSION WORK-FOLDER WINE-SCRIPT
-
-The first folder is also that of the builds; the second holds what Scripts/package.sh has made.
+The command line is that of package_script.py.
 """
 import hashlib
 import json
 import pathlib
 import re
-import subprocess
-import sys
 import unittest
 
+import package_script
 import wine_machine
+from package_script import PACKAGES, VERSION, WORK, X64, X86, package
 
-ROOT, PACKAGES, VERSION, WORK, WINE = sys.argv[1:6]
-ROOT, WORK = pathlib.Path(ROOT), pathlib.Path(WORK)
-del sys.argv[1:]
-
-X64 = ROOT / "build/mingw-x64-release/bin"
-X86 = ROOT / "build/mingw-x86-release/bin"
+ROOT = package_script.SOURCE
+WINE = ROOT / "Scripts/wine.sh"
 TOOL = "KuvFilterCheck.exe"
 FILTER = "{3F6A1C92-7E40-4B1D-A6C3-52D9E07B11F4}"
 CLASS = rf"\CLSID\{FILTER}"
@@ -33,11 +27,11 @@ EVENTS = r"HKEY_LOCAL_MACHINE\System\CurrentControlSet\Services\Eventlog\Applica
 MARK = SOFTWARE + r"\Kuvant\KuvCredFilter"
 PROGRAM_FILES = {"64": "Program Files", "32": "Program Files (x86)"}
 
-# The older versions differ in the fourth field, where the shorter text is the smaller number, and in the third.
+# Two older versions. One has a lower fourth field, whose text is shorter; the other has a lower third field.
 OLDER_BUILD = ".".join(VERSION.split(".")[:3] + ["999"])
 OLDER = ".".join([*VERSION.split(".")[:2], str(int(VERSION.split(".")[2]) - 1), "65535"])
 
-# A machine as they are: another filter is listed and another source enters events, and the product has been here before.
+# A typical machine: it has another filter, another event source, and settings of an earlier installation.
 FOREIGN = "{0F1E2D3C-4B5A-4678-8796-A5B4C3D2E1F0}"
 MACHINE = "REGEDIT4\n" + "".join(
     f"\n[{key}]\n{values}\n" for key, values in (
@@ -46,7 +40,7 @@ MACHINE = "REGEDIT4\n" + "".join(
         (EVENTS.replace("Kuvant", "Another"), '"TypesSupported"=dword:00000007'),
         (SOFTWARE + r"\Kuvant\KuvCredProv", '"Host"="auth.kuv.example"\n"RdpOnly"=dword:00000001'),
         (SOFTWARE + r"\Policies\Kuvant\KuvCredProv", '"Debug"=dword:00000002')))
-# What msiexec answers for 1603, a fatal error, of which a refusal is one.
+# The exit code of msiexec for error 1603, a fatal error. A refused installation ends with it too.
 FATAL = 1603 & 0xFF
 
 
@@ -55,7 +49,7 @@ def folder(bits, version):
 
 
 def registered(bits, module):
-    """What stands in one view of the registry when the filter is registered."""
+    """Returns the keys of a registered filter in one view of the registry."""
     classes, software = VIEWS[bits]
     return {
         software + LIST: {"@": '"KuvCredFilter"'},
@@ -70,7 +64,7 @@ def expandable(text):
 
 
 def of_the_registry(version):
-    """All keys with values that an installed version has, but for the books of Windows Installer."""
+    """Returns all keys with values of an installed version, except the records of Windows Installer."""
     return {
         **registered("64", folder("64", version) + r"\KuvCredFilter.dll"),
         **registered("32", folder("32", version) + r"\KuvCredFilter.dll"),
@@ -81,7 +75,7 @@ def of_the_registry(version):
 
 
 def of_the_disk(version):
-    """All files that an installed version has, by their content."""
+    """Returns the hashes of all files of an installed version."""
     sources = {
         ("64", "KuvCredFilter.dll"): X64 / "KuvCredFilter.dll",
         ("64", TOOL): X64 / TOOL,
@@ -91,25 +85,20 @@ def of_the_disk(version):
         ("32", "KuvCredFilter.dll"): X86 / "KuvCredFilter.dll",
     }
     contents = {file: path.read_bytes() for file, path in sources.items()}
-    # The line ends of Windows do not depend on the checkout.
+    # The installed file has Windows line endings; those of the source depend on the checkout.
     recovery = ("64", "RemoveFilter.reg")
     contents[recovery] = contents[recovery].replace(b"\r\n", b"\n").replace(b"\n", b"\r\n")
     return {folder(bits, version)[3:].replace("\\", "/") + "/" + name: hashlib.sha256(content).hexdigest()
             for (bits, name), content in contents.items()}
 
 
-def package(version):
-    return pathlib.Path(PACKAGES) / f"KuvCredFilter-{version}-x64.msi"
-
-
 def setUpModule():
     global machine, clean, whole
     for version in (OLDER_BUILD, OLDER):
-        subprocess.run([ROOT / "Scripts/package.sh", "--no-build", "--version", version, "--output", PACKAGES],
-                       check=True, stdout=subprocess.DEVNULL)
+        package_script.make(version, PACKAGES)
     machine = wine_machine.Machine(WINE, WORK)
     unittest.addModuleCleanup(machine.stop)
-    # Wine makes some keys when they are first asked for.
+    # Wine creates some keys at the first access.
     machine.run("msiexec", "/x", FILTER, "/qn")
     machine.must("reg", "import", machine.windows(write("machine.reg", MACHINE)))
     write_log()
@@ -128,21 +117,21 @@ def write(name, text):
     return WORK / name
 
 
-# Where anything of the package, or of Windows Installer, can be expected. The whole registry takes seconds.
+# The places that the package or Windows Installer may write to. Exporting the whole registry takes seconds.
 PLACES = [SOFTWARE + r"\Kuvant", SOFTWARE + r"\Policies", EVENTS.rpartition("\\")[0],
           *(classes + CLASS for classes, _ in VIEWS.values()),
           *(software + r"\Microsoft\Windows\CurrentVersion" for _, software in VIEWS.values())]
 
 
 class Snapshot:
-    """What a machine holds: in all of its registry, or in the places alone."""
+    """The files and the registry of the machine: the given keys, or PLACES."""
 
     def __init__(self, *keys):
         self.registry, self.files = machine.registry(keys or PLACES), machine.files()
 
 
 class Installer(unittest.TestCase):
-    """Each test starts on a machine that has settings and a log, and no filter."""
+    """Each test starts with settings and a log, and without the filter."""
 
     maxDiff = None
     installed = None
@@ -165,13 +154,13 @@ class Installer(unittest.TestCase):
 
     def assert_same(self, before, now):
         added, gone = wine_machine.difference(before.registry, now.registry)
-        # Wine makes the keys of Windows Installer's books when it first needs them.
+        # Wine creates the keys for the records of Windows Installer at the first use.
         added = {key: values for key, values in added.items() if values or not wine_machine.INSTALLER.match(key)}
         self.assertEqual((added, gone), ({}, {}))
         self.assertEqual(wine_machine.difference(before.files, now.files), ({}, {}))
 
     def assert_installed(self, version, *keys):
-        """The machine has what this version brings, and beyond it only what it had before."""
+        """Asserts that the machine differs from its first state only by what this version installs."""
         before, now = whole if keys else clean, Snapshot(*keys)
         added, gone = wine_machine.difference(before.registry, now.registry)
         self.assertEqual(gone, {})
@@ -185,13 +174,12 @@ class Installer(unittest.TestCase):
         self.assertEqual(self.listed_products(now.registry), [version])
 
     def listed_products(self, registry):
-        """Versions that the list of installed programs shows."""
+        """Returns the versions in the list of installed programs."""
         return [values["DisplayVersion"].strip('"') for key, values in registry.items()
                 if re.search(r"\\Uninstall\\", key) and "Kuv" in values.get("DisplayName", "")]
 
-
-    def test_installs_what_it_declares_and_a_removal_leaves_settings_and_logs_alone(self):
-        # What a removal must leave, and what it must not find.
+    def test_installs_what_it_declares_and_uninstall_keeps_settings_and_logs(self):
+        # An uninstall must keep these.
         self.assertEqual(clean.registry[SOFTWARE + r"\Kuvant\KuvCredProv"]["Host"], '"auth.kuv.example"')
         self.assertEqual(clean.registry[SOFTWARE + r"\Policies\Kuvant\KuvCredProv"]["Debug"], "dword:00000002")
         self.assertIn("ProgramData/Kuvant/kuv.log", clean.files)
@@ -201,31 +189,32 @@ class Installer(unittest.TestCase):
         self.remove(VERSION)
         self.assert_same(whole, Snapshot(MACHINE_ROOT))
 
-    def test_registers_as_the_library_registers_itself(self):
+    def test_registers_like_dll_self_registration(self):
         dll = machine.windows(X64 / "KuvCredFilter.dll")
         machine.must("regsvr32", "/s", dll)
         own, gone = wine_machine.difference(clean.registry, machine.registry(PLACES))
         machine.must("regsvr32", "/s", "/u", dll)
         self.assertEqual(gone, {})
-        # With these very entries, the module's path apart, every other test compares what is installed. The 32-bit library
-        # cannot be run here; its entries are the same, in the other view.
+        # The other tests expect these entries, except for the path of the module. The 32-bit DLL cannot run here; its
+        # entries are the same, in the other view.
         self.assertEqual({key: values for key, values in own.items() if values}, registered("64", dll))
 
-    def test_the_installed_filter_is_loaded_by_its_class(self):
+    def test_the_installed_filter_loads_by_its_class(self):
         providers = write("providers.txt", "{5E1B7C30-9A42-4D6F-8C15-A3F02E76D418} Kuv\n"
                                            "{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD} Password\n")
-        ask = [str(X64 / "KuvFilterHost.exe"), "--json", "--scenario", "logon", "--providers", machine.windows(providers)]
+        ask = [str(X64 / "KuvFilterHost.exe"), "--json", "--scenario", "logon",
+               "--providers", machine.windows(providers)]
         self.install(VERSION)
         report = machine.must(*ask)
         write_log()
         self.remove(VERSION)
         self.assertIn(folder("64", VERSION) + r"\KuvCredFilter.dll", report.replace("\\\\", "\\"))
         code, _ = machine.run(*ask)
-        self.assertEqual(code, 6, "not registered any more")
+        self.assertEqual(code, 6, "no longer registered")
 
-    def test_the_installed_program_finds_the_registration_whole_in_both_views(self):
+    def test_the_installed_tool_finds_a_complete_registration_in_both_views(self):
         self.install(VERSION)
-        # It ends with 2: nothing is installed here that asks for a second factor.
+        # Exit code 2: no credential provider with a second factor is installed.
         code, report = machine.run(folder("64", VERSION) + "\\" + TOOL, "--json")
         self.assertEqual(code, 2, report)
         views = {view.pop("view"): view for view in json.loads(report)["registration"]["filter"]}
@@ -237,7 +226,7 @@ class Installer(unittest.TestCase):
             for fact in ("architectureFits", "inFilterList", "moduleExists"):
                 self.assertIs(view[fact], True, fact)
 
-    # One upgrade to a chain: taking the old version away, Wine forgets the upgrade code of the new one.
+    # One upgrade at a time: when Wine removes the old version, it also removes the upgrade code of the new one.
     def test_an_upgrade_leaves_only_the_new_version(self):
         for older in (OLDER, OLDER_BUILD):
             with self.subTest(older):
@@ -256,7 +245,7 @@ class Installer(unittest.TestCase):
                 self.msiexec("/i", machine.windows(package(older)), expect=FATAL)
         self.assert_same(before, Snapshot())
 
-    def test_the_same_package_again_and_a_repair_end_as_an_installation_does(self):
+    def test_reinstall_and_repair_restore_the_installation(self):
         self.install(VERSION)
         self.install(VERSION)
         self.assert_installed(VERSION)
@@ -268,8 +257,8 @@ class Installer(unittest.TestCase):
         self.install(VERSION, "REINSTALL=ALL", "REINSTALLMODE=omus")
         self.assert_installed(VERSION)
 
-    def test_the_recovery_file_takes_the_filter_off_both_lists_where_it_names_the_live_hive(self):
-        """The file itself names a hive that is loaded as HKLM\\OFFLINE, which Wine cannot do."""
+    def test_the_recovery_file_for_the_live_hive_removes_the_filter_from_both_lists(self):
+        """The file names a hive loaded as HKLM\\OFFLINE. Wine cannot load hives, so the test changes the root key."""
         file = (ROOT / "Packaging/Recovery/RemoveFilter.reg").read_text(encoding="ascii")
         offline = r"HKEY_LOCAL_MACHINE\OFFLINE" + "\\"
         self.assertEqual(file.count(offline), 2)
@@ -279,7 +268,7 @@ class Installer(unittest.TestCase):
         machine.must("reg", "import", live)
         self.assertEqual(wine_machine.difference(before, machine.registry(PLACES)),
                          ({}, {software + LIST: {"@": '"KuvCredFilter"'} for _, software in VIEWS.values()}))
-        # A machine whose filter is off the lists takes the file without an error, and a removal is a whole one.
+        # A second import succeeds, and the uninstall is complete.
         machine.must("reg", "import", live)
         self.remove(VERSION)
         self.assert_same(clean, Snapshot())

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Checks what is written for administrators against the sources.
+"""Compares the pages with the sources: log messages, recovery commands, links, and names in code type.
 
-    check_admin_pages.py SOURCE-FOLDER
+    check_pages.py SOURCE-FOLDER
 """
 import json
 import pathlib
@@ -22,15 +22,15 @@ def text_of(literals):
 
 
 def messages_of_the_sources():
-    """Level and format of every message of the filter and of the library."""
+    """Returns the level and the format of every log message of the filter and of the library."""
     messages = set()
     for path in [*(ROOT / "Src").rglob("*.cpp"), *(ROOT / "Src").rglob("*.h")]:
-        # An example in a comment is no message.
+        # An example in a comment is not a message.
         source = re.sub(r"^ *//.*$", "", path.read_text(encoding="utf-8"), flags=re.MULTILINE)
         for level, literals in re.findall(rf"KUV_LOG\(\s*LogLevel::(\w+),\s*({LITERAL})", source):
             messages.add((level, text_of(literals)))
-        # A format that is chosen, or handed on by "%s", stands elsewhere as a whole.
-        for level, choices in re.findall(rf"KUV_LOG\(\s*LogLevel::(\w+),([^\"]*\?[^;]*)\);", source):
+        # A call may choose between two formats.
+        for level, choices in re.findall(r"KUV_LOG\(\s*LogLevel::(\w+),([^\"]*\?[^;]*)\);", source):
             messages.update((level, text_of(literals)) for literals in re.findall(LITERAL, choices))
     return messages
 
@@ -42,7 +42,7 @@ def messages_of_the_page():
 
 
 class LogMessages(unittest.TestCase):
-    # Written with "%s" for a text that the sources choose from.
+    # The sources choose these texts and log them with "%s".
     CHOSEN = {
         ("Info", "Remote login session (RDP)"),
         ("Info", "Local login session"),
@@ -50,14 +50,14 @@ class LogMessages(unittest.TestCase):
         ("Debug", "Provider %s is DISABLED."),
     }
 
-    def test_every_message_is_told_once(self):
+    def test_documents_every_message_once(self):
         page = messages_of_the_page()
         self.assertEqual(len(page), len(set(page)))
         sources = messages_of_the_sources() - {("Info", "%s")} | self.CHOSEN
         self.assertEqual(set(page) - sources, set())
         self.assertEqual(sources - set(page), set())
 
-    def test_chosen_texts_stand_in_the_sources(self):
+    def test_chosen_texts_are_in_the_sources(self):
         decision = (ROOT / "Src/KuvCredFilter/FilterDecision.cpp").read_text(encoding="utf-8")
         for _, message in self.CHOSEN:
             self.assertIn(f'"{message}"', decision)
@@ -66,15 +66,15 @@ class LogMessages(unittest.TestCase):
 class Recovery(unittest.TestCase):
     KEY = r"Microsoft\Windows\CurrentVersion\Authentication\Credential Provider Filters" + "\\" + FILTER
 
-    def test_identifier_is_the_filters(self):
+    def test_identifier_is_that_of_the_filter(self):
         identifiers = (ROOT / "Src/KuvCredFilter/Identifiers.cpp").read_text(encoding="utf-8")
         self.assertIn(f"// {FILTER}\nconst CLSID CLSID_KuvCredFilter = ", identifiers)
         registration = (ROOT / "Src/KuvCredFilter/SelfRegistration.cpp").read_text(encoding="utf-8")
-        # The macro holds the identifier.
+        # The macro contains the identifier.
         registration = registration.replace("KUV_FILTER_CLSID", f'L"{FILTER}"')
         self.assertIn("SOFTWARE\\" + self.KEY, text_of(registration).replace("\\\\", "\\"))
 
-    def test_registry_file_removes_the_filter_from_both_views_and_nothing_else(self):
+    def test_registry_file_removes_only_the_filter_from_both_views(self):
         file = (ROOT / "Packaging/Recovery/RemoveFilter.reg").read_text(encoding="ascii").replace("\r\n", "\n")
         self.assertTrue(file.startswith("Windows Registry Editor Version 5.00\n"))
         actions = [line for line in file.splitlines()[1:] if line and not line.startswith(";")]
@@ -83,7 +83,7 @@ class Recovery(unittest.TestCase):
             [rf"[-HKEY_LOCAL_MACHINE\OFFLINE\{view}{self.KEY}]" for view in ("", "WOW6432Node\\")],
         )
 
-    def test_page_names_both_keys_of_each_way(self):
+    def test_page_names_both_keys_for_each_method(self):
         page = (ROOT / "Docs/Recovery.md").read_text(encoding="utf-8")
         for root in (r"HKLM\SOFTWARE", r"\\NAME\HKLM\SOFTWARE", r"HKLM\OFFLINE"):
             for view in ("", "WOW6432Node\\"):
@@ -92,21 +92,21 @@ class Recovery(unittest.TestCase):
 
 PAGES = [*sorted(ROOT.glob("*.md")), *sorted((ROOT / "Docs").glob("*.md"))]
 SOURCE_FOLDERS = ("Src", "Tools", "Packaging", "Examples")
-# What only the pages for developers name.
+# Only the pages for developers name their contents.
 DEVELOPERS_FOLDERS = ("Tests", "Benchmarks", "cmake", ".github")
 
-# Words of the platform and of its tools that our sources have no use for.
+# Names of the platform and its tools that the sources do not use.
 PLATFORM = {"CMAKE_PREFIX_PATH", "ExcludedCredentialProviders", "LocalAccountTokenFilterPolicy", "ProhibitFallbacks",
             "WSAStartup"}
 
 
 def prose(page):
-    """A page without its code blocks."""
+    """Returns a page without its code blocks."""
     return re.sub(r"^(`{3,}).*?^\1 *$", "", page.read_text(encoding="utf-8"), flags=re.MULTILINE | re.DOTALL)
 
 
 def anchors(page):
-    """What a link to a heading of the page may name, as GitHub makes it."""
+    """Returns the anchors of the headings of a page, as GitHub generates them."""
     found = set()
     for heading in re.findall(r"^#{1,6} +(.+?) *#*$", prose(page), re.MULTILINE):
         text = re.sub(r"!?\[([^]]*)\]\([^)]*\)", r"\1", heading)
@@ -123,14 +123,14 @@ def words_of(folders):
     words = set()
     for folder in folders:
         for path in (ROOT / folder).rglob("*"):
-            # This file would know every word that it is to find missing.
+            # Not the Python files: this one contains every name in PLATFORM.
             if path.is_file() and path.suffix != ".py":
                 words.update(re.findall(r"\w+", path.read_text(encoding="utf-8", errors="replace")))
     return words
 
 
 class Pages(unittest.TestCase):
-    def test_every_relative_link_leads_to_a_file_and_a_heading(self):
+    def test_every_relative_link_has_a_target(self):
         for page in PAGES:
             links = re.findall(r"\]\(([^)\s]+)\)", re.sub(r"`[^`\n]*`", "", prose(page)))
             for link in links:
@@ -144,7 +144,7 @@ class Pages(unittest.TestCase):
                     if anchor:
                         self.assertIn(anchor, anchors(target))
 
-    def test_every_picture_is_well_formed_and_says_what_it_shows(self):
+    def test_every_picture_is_well_formed_and_has_a_description(self):
         for picture in sorted((ROOT / "Docs").glob("*.svg")):
             with self.subTest(picture.name):
                 svg = "{http://www.w3.org/2000/svg}"
@@ -152,14 +152,14 @@ class Pages(unittest.TestCase):
                 self.assertTrue(root.findtext(svg + "title") and root.findtext(svg + "desc"))
                 self.assertIn("prefers-color-scheme: dark", root.findtext(svg + "style"))
 
-    def test_every_script_that_is_named_exists(self):
+    def test_every_named_script_exists(self):
         workflows = sorted((ROOT / ".github" / "workflows").glob("*.yml"))
         for page in PAGES + workflows:
             for name in set(re.findall(r"\bScripts/[\w-]+\.\w+", page.read_text(encoding="utf-8"))):
                 with self.subTest(f"{page.name}: {name}"):
                     self.assertTrue((ROOT / name).is_file())
 
-    def test_every_preset_that_is_named_exists(self):
+    def test_every_named_preset_exists(self):
         presets = json.loads((ROOT / "CMakePresets.json").read_text(encoding="utf-8"))
         known = {preset["name"] for kind in presets if kind.endswith("Presets") for preset in presets[kind]}
         for page in PAGES + sorted((ROOT / ".github" / "workflows").glob("*.yml")):
@@ -167,8 +167,8 @@ class Pages(unittest.TestCase):
                 with self.subTest(f"{page.name}: {name}"):
                     self.assertIn(name, known)
 
-    # A setting that is misspelt, or was renamed, is no word of the sources.
-    def test_every_name_in_code_type_stands_in_the_sources(self):
+    # Finds misspelled and renamed settings.
+    def test_every_name_in_code_type_is_in_the_sources(self):
         words = words_of(SOURCE_FOLDERS) | PLATFORM
         more = words | words_of(DEVELOPERS_FOLDERS)
         for page in PAGES:
@@ -176,7 +176,7 @@ class Pages(unittest.TestCase):
                 with self.subTest(f"{page.name}: {name}"):
                     self.assertTrue(name in (words if page.parent.name == "Docs" else more))
 
-    def test_every_identifier_is_one_of_the_codes(self):
+    def test_every_identifier_is_in_the_sources(self):
         form = r"\{[0-9A-Fa-f]{8}(?:-[0-9A-Fa-f]{4}){3}-[0-9A-Fa-f]{12}\}"
         known = set()
         for folder in ("Src", "Tools", "Packaging/Installer"):
