@@ -23,13 +23,13 @@ build=build/mingw-x64-release
 mapfile -t sources < <(git ls-files '*.cpp' '*.h')
 
 check_words() {
-  python3 -B Scripts/check_words.py --self-test
-  python3 -B Scripts/check_words.py
+  python3 -B Scripts/check-words.py --self-test
+  python3 -B Scripts/check-words.py
 }
 
 check_structure() {
-  python3 -B Scripts/check_structure.py --self-test
-  python3 -B Scripts/check_structure.py
+  python3 -B Scripts/check-structure.py --self-test
+  python3 -B Scripts/check-structure.py
 }
 
 check_shell() {

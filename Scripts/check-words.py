@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Checks that no file contains a banned word.
 
-    Scripts/check_words.py [--self-test | --count] [PATH...]
+    Scripts/check-words.py [--self-test | --count] [PATH...]
 
 Reads Scripts/banned-words.txt, and checks all text files that git tracks, or those in the paths. Each finding names the
 file, the line, the text, and what to write instead. --count prints the number of findings in each folder.
@@ -101,8 +101,8 @@ def main(arguments):
         for folder, count in sorted(counts.items()):
             print(f"{count:5} {folder}")
     if counts:
-        sys.exit(f"check_words.py: {counts.total()} banned words in {files} files")
-    print(f"check_words.py: no banned words in {files} files")
+        sys.exit(f"check-words.py: {counts.total()} banned words in {files} files")
+    print(f"check-words.py: no banned words in {files} files")
 
 
 if __name__ == "__main__":

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Checks the structure of the source folders.
 
-    Scripts/check_structure.py [--self-test]
+    Scripts/check-structure.py [--self-test]
 
 In Src, Tools and Examples, the folders must not include each other's files in a circle. A folder and a folder inside it
 are two nodes. No folder may contain more than 40 sources, in Tools 25.
@@ -132,7 +132,7 @@ def main():
     found = list(findings(ROOT))
     if found:
         sys.exit("\n".join(found))
-    print("check_structure.py: no circle of folders, no folder with too many sources")
+    print("check-structure.py: no circle of folders, no folder with too many sources")
 
 
 if __name__ == "__main__":
