@@ -13,7 +13,10 @@ import shutil
 import subprocess
 import sys
 
-PRIVATE_HEADERS = {"Base64Core.h", "LogLine.h", "LogMessage.h", "SettingReader.h", "SystemCallFailure.h", "UniqueResource.h"}
+PRIVATE_HEADERS = {
+    "Base64Core.h", "BoundedArray.h", "GuidText.h", "LogLine.h", "LogMessage.h", "SettingReader.h", "SystemCallFailure.h",
+    "UniqueResource.h", "WindowsVersion.h",
+}
 
 
 def fail(message):

@@ -20,13 +20,6 @@ constexpr ULONG kRemoteAddressClass = 29;
 constexpr std::uint16_t kIpv4Family = 2;
 constexpr std::uint16_t kIpv6Family = 23;
 
-struct LibraryTraits {
-  using Value = HMODULE;
-  static Value None() noexcept { return nullptr; }
-  static void Close(Value library) noexcept { ::FreeLibrary(library); }
-};
-using UniqueLibrary = UniqueResource<LibraryTraits>;
-
 // The entry points of winsta.dll, valid while the library is loaded.
 struct WinStationApi {
   explicit WinStationApi(HMODULE library)
