@@ -23,6 +23,7 @@
 
 namespace {
 
+using Kuv::kLogLineCapacity;
 using KuvBench::Compare;
 using KuvBench::Crew;
 using KuvBench::DiscardingSink;
