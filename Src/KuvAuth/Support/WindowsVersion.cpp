@@ -2,7 +2,7 @@
 
 namespace Kuv {
 
-bool IsAtLeastWindows(DWORD major, DWORD minor) noexcept {
+bool IsAtLeastWindows(DWORD major, DWORD minor) {
   OSVERSIONINFOEXW version{};
   version.dwOSVersionInfoSize = sizeof(version);
   version.dwMajorVersion = major;
