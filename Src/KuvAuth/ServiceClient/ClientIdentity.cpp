@@ -25,7 +25,7 @@ static_assert(sizeof(OSVERSIONINFOEXW) == 284);
 OSVERSIONINFOEXW GetVersion() {
   OSVERSIONINFOEXW version{};
   version.dwOSVersionInfoSize = sizeof(version);
-  // The result is not tested: on failure the numbers stay zero.
+  // Ignores the result: on failure the numbers are 0.
 #if defined(_MSC_VER)
 #pragma warning(suppress : 4996 28159)  // deprecated, but also returns the product type
 #endif
@@ -144,7 +144,7 @@ std::string BuildFailModeField() {
 std::string BuildUsernameFormatField() {
   constexpr auto kDefault = static_cast<std::uint32_t>(UsernameFormat::NTLM);
   std::uint32_t number = GetDwordSetting("UsernameFormatForService", kDefault);
-  // Not `UsernameFormatFromValue`, which would log the unknown number.
+  // Not `UsernameFormatFromValue`, which logs an unknown number.
   if (number > static_cast<std::uint32_t>(UsernameFormat::UPN)) number = kDefault;
   return "; UsernameFormat: " + UsernameFormatName(static_cast<UsernameFormat>(number));
 }

@@ -9,7 +9,7 @@ namespace Kuv::Util {
 
 namespace {
 
-// The answer is a byte: what stands above it in the register has no meaning.
+// The results are declared as BOOLEAN, because only the low byte of the register is valid.
 using WinStationOpenServer = HANDLE(WINAPI*)(const wchar_t* serverName);
 using WinStationQueryInformation = BOOLEAN(WINAPI*)(HANDLE server, ULONG session, ULONG informationClass,
                                                     void* information, ULONG size, ULONG* returnedSize);
