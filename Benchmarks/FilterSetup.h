@@ -36,7 +36,7 @@ class ProviderArrays {
   std::vector<BOOL> allow_;
 };
 
-/// Makes only the platform calls that the decision for a logon needs.
+/// Calls the platform functions that the decision for a logon needs, and nothing else.
 void CallPlatformForDecision();
 
 }  // namespace KuvBench

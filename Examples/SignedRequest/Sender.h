@@ -24,8 +24,9 @@ struct Answer {
 /// Parses "http://NAME[:PORT]" or "https://NAME[:PORT]". Throws `ExampleError`.
 Address ParseAddress(const std::wstring& text);
 
-/// Sends the message to this address, whatever its host is. Uses WinHTTP without a proxy, redirection or any
-/// authentication except that of the message. Throws `ExampleError` if there is no response.
+/// Sends the message to this address, which can differ from its host. Uses WinHTTP without a proxy,
+/// redirection or any authentication except that of the message. Throws `ExampleError` if there is no
+/// response.
 Answer SendMessageTo(const SignedMessage& message, const Address& address);
 
 }  // namespace SignedRequest

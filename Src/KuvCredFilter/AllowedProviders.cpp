@@ -10,7 +10,7 @@
 
 namespace {
 
-// The platform has another smart card provider since Windows 8 (6.2).
+// Windows 8 (6.2) introduced a new smart card provider.
 const CLSID& PlatformSmartCardProvider() {
   return Kuv::IsAtLeastWindows(6, 2) ? CLSID_SmartcardCredentialProvider
                                      : CLSID_V1SmartcardCredentialProvider;

@@ -24,9 +24,9 @@ bool IsAllowed(const AllowedProviderList& allowed, const GUID& provider) noexcep
 /// configuration cannot be loaded, and `std::bad_alloc`.
 AllowedProviderList GetAllowedProviders();
 
-/// Enables the providers on the list and disables all others, whatever their flags are.
+/// Enables the providers on the list and disables all others.
 void EnableAllowedProviders(BoundedArray<const GUID> providers, BoundedArray<BOOL> allow,
                             const AllowedProviderList& allowed);
 
-/// Disables the second-factor providers and enables all others, whatever their flags are.
+/// Disables the second-factor providers and enables all others.
 void DisableKuvProviders(BoundedArray<const GUID> providers, BoundedArray<BOOL> allow);

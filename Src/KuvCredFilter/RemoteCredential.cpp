@@ -8,7 +8,7 @@
 
 namespace {
 
-// Smart card credentials are redirected to the wrapping provider, whatever the settings of smart cards are.
+// Redirects smart card credentials to the wrapping provider, independently of the smart card settings.
 const CLSID& RedirectionTarget(const GUID& provider) noexcept {
   const bool smartCard =
       provider == CLSID_V1SmartcardCredentialProvider || provider == CLSID_SmartcardCredentialProvider;

@@ -12,8 +12,7 @@ struct LogonType {
 };
 
 /// Returns the kind of logon of a scenario. For logon, unlock and change of password, it depends on the
-/// session
-/// (`Kuv::Util::IsRemoteSession`).
+/// session (`Kuv::Util::IsRemoteSession`).
 LogonType LogonTypeFromScenario(std::uint32_t scenario);
 
 /// Returns the text of a kind of logon: "unknown", "Local", "RDP", "Elevation" or "invalid".

@@ -13,5 +13,5 @@
 std::wstring GetAppDataFilePath(const std::wstring& fileName);
 
 /// Applies the administrator-only descriptor to the two settings keys (`LocalKeyPath`, `PolicyKeyPath`).
-/// Returns whether both were protected. Logs a failure, except that the policy key cannot be opened.
+/// Returns whether both were protected. Logs a failure, unless the policy key cannot be opened.
 bool ProtectSettingsKeys();

@@ -13,9 +13,9 @@ class CSecurityDescriptor {
   CSecurityDescriptor& operator=(const CSecurityDescriptor&) = delete;
   ~CSecurityDescriptor();
 
-  /// Returns the descriptor in absolute form, owned by this object, and builds it at the first call. Logs a
-  /// step that fails, except that the finished descriptor is invalid, and throws `CKuvException` with
-  /// `ErrorUnexpected`; do not use the object afterwards.
+  /// Returns the descriptor in absolute form, owned by this object, and builds it at the first call. Throws
+  /// `CKuvException` with `ErrorUnexpected` if a step fails; do not use the object afterwards. Logs the step,
+  /// unless only the finished descriptor is invalid.
   SECURITY_DESCRIPTOR* GetAdminOnlyDescriptor();
 
   // The fields and their types are part of the interface, so they are not owners of resources.

@@ -28,7 +28,7 @@ class IRegistry {
                               DWORD* size) = 0;
   /// Writes a `REG_QWORD` value and creates the key if it does not exist. Throws `std::invalid_argument` for
   /// a null path or name, and `std::runtime_error` if the key cannot be created or the value cannot be
-  /// written. Logs the failure at `Error`, except that a key cannot be created.
+  /// written. Logs the failure at `Error`, unless the key cannot be created.
   virtual void WriteQword(HKEY root, const wchar_t* keyPath, const wchar_t* valueName,
                           std::uint64_t value) = 0;
   /// Reads a `REG_QWORD` value. Returns the default if the value is missing or has another type, or if the

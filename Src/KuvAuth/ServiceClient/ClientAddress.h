@@ -37,8 +37,7 @@ std::string GetClientIpAddress();
 std::string GetClientIpAddress(bool fallBackToLocal);
 
 /// Returns the address of the client of this process's Remote Desktop session. Loads winsta.dll for the
-/// duration of the call. Logs a failure at `Error`, except that the connection to the session server cannot
-/// be opened.
+/// duration of the call. Logs a failure at `Error`, unless the terminal server cannot be opened.
 std::string GetRdpClientIpAddress();
 
 /// Returns the first IPv4 address that the resolver returns for this machine's host name, which can be a

@@ -14,9 +14,8 @@ std::string BuildProductToken();
 
 /// Returns a description of the operating system: "Windows NT major.minor.release.build.revision" if
 /// `GetWindows10ReleaseInfo` returns release and revision, else "Windows NT major.minor.build"; then the
-/// processor ("; x64", "; IA64", "; WOW64", "; x86" or nothing) and the product type ("; Workstation", ";
-/// DC",
-/// "; Server" or nothing). Never fails: numbers that are unavailable are 0, other parts are omitted.
+/// processor ("; x64", "; IA64", "; WOW64", "; x86" or nothing) and the product type ("; Workstation",
+/// "; DC", "; Server" or nothing). Never fails: numbers that are unavailable are 0, other parts are omitted.
 std::string BuildOsDescription();
 
 /// Reads the release number (`ReleaseId`, as `strtoul` reads it with base 0) and the update build revision

@@ -7,7 +7,7 @@
 /// `std::bad_alloc` and, for a text above the string's maximum size, `std::length_error`.
 
 /// @def KUV_PRINTF_FORMAT
-/// Makes the compiler check the arguments of an 8-bit format, where it supports that.
+/// Declares that an 8-bit format is checked against its arguments by compilers that support this.
 #if defined(__MINGW32__) && !defined(__clang__)
 // The formatter is that of Windows, not the ISO one: `%s` in a wide format means wide text.
 #define KUV_PRINTF_FORMAT(formatIndex, firstArgument) \
@@ -43,7 +43,7 @@ void ToLowerInPlace(std::string& text);
 /// @overload
 void ToLowerInPlace(std::wstring& text);
 
-/// Removes every character for which `isspace` or `iswspace` holds, inside the string as well as at its ends.
+/// Removes every character for which `isspace` or `iswspace` returns true, also inside the string.
 void RemoveWhitespace(std::string& text);
 /// @overload
 void RemoveWhitespace(std::wstring& text);

@@ -55,7 +55,7 @@ constexpr std::size_t kRecordSize = 256;
 constexpr std::size_t kSlotSize = 512;
 constexpr std::size_t kSlotCount = 32;
 
-// Used if `malloc` fails. One slot for each exception that exists at the same time.
+// Used if `malloc` fails, for as many exceptions at the same time as there are slots.
 alignas(std::max_align_t) constinit char g_reserve[kSlotCount][kSlotSize] = {};
 constinit std::atomic<std::uint32_t> g_slotsInUse{0};
 
