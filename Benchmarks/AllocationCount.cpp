@@ -14,7 +14,7 @@ std::size_t AllocationCount() noexcept {
   return g_allocations.load();
 }
 
-// The other forms of the operators end in these.
+// The other forms of the operators call these.
 void* operator new(std::size_t size) {
   g_allocations.fetch_add(1, std::memory_order_relaxed);
   if (void* const memory = std::malloc(size != 0 ? size : 1)) return memory;

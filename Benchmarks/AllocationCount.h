@@ -2,5 +2,5 @@
 
 #include <cstddef>
 
-/// The heap allocations of this program through `operator new` so far, of all threads.
+/// Returns the number of heap allocations by `operator new` of all threads of this program so far.
 std::size_t AllocationCount() noexcept;

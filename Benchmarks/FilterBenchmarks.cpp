@@ -1,4 +1,4 @@
-// The decision of the filter against the calls of the platform that it cannot do without.
+// Compares the decision of the filter with the platform calls that it needs.
 
 #include <cstdio>
 #include <exception>
@@ -31,7 +31,7 @@ struct Releaser {
 };
 using FilterObject = std::unique_ptr<ICredentialProviderFilter, Releaser>;
 
-// A filter of this program's own code, which has no log until one is put in place.
+// Returns a filter of the code that is linked into this program, which has no log at first.
 FilterObject MakeFilter() {
   return FilterObject{new CKuvCredFilter};
 }
@@ -61,7 +61,7 @@ void FilterWithoutLog(benchmark::State& state) {
 }
 BENCHMARK(FilterWithoutLog)->Apply(InBatches);
 
-// Three lines at the default level.
+// Writes three lines at the default level.
 void FilterWithNullHandler(benchmark::State& state) {
   const MachineSettings settings;
   g_logSystem = NullLog();
@@ -78,7 +78,7 @@ void FilterOfModuleLogOutputDropped(benchmark::State& state) {
 }
 BENCHMARK(FilterOfModuleLogOutputDropped)->Apply(InBatches);
 
-// As the logon process has it: every line goes to the debugger stream and, through, to the file.
+// Runs as in the logon process: every line is written to the debugger and, write-through, to the file.
 void FilterOfModule(benchmark::State& state) {
   const MachineSettings settings;
   const LoadedFilter loaded;
@@ -86,7 +86,7 @@ void FilterOfModule(benchmark::State& state) {
 }
 BENCHMARK(FilterOfModule)->Apply(InBatches);
 
-// The decision's own work, which grows with the number of providers only.
+// Measures the decision without the platform, by the number of providers.
 void FilterOnInstantPlatform(benchmark::State& state) {
   const MachineSettings settings;
   const FilterObject filter = MakeFilter();
@@ -98,7 +98,7 @@ void FilterOnInstantPlatform(benchmark::State& state) {
 }
 BENCHMARK(FilterOnInstantPlatform)->RangeMultiplier(4)->Range(4, 1024)->Apply(InBatches);
 
-// What the three lines of a logon cost before they leave for the handlers.
+// Measures the three lines of a logon without the handlers.
 void FilterWithNullHandlerOnInstantPlatform(benchmark::State& state) {
   const MachineSettings settings;
   const auto log = NullLog();

@@ -28,7 +28,7 @@ void ReadDirectSetting(const char* name) {
   }
 }
 
-void AskForSession() {
+void QuerySession() {
   if (::GetSystemMetrics(SM_REMOTESESSION) != 0) return;
   HKEY key = nullptr;
   if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, kTerminalServerPath, 0, KEY_READ, &key) != ERROR_SUCCESS) return;
@@ -42,7 +42,7 @@ void AskForSession() {
   benchmark::DoNotOptimize(ownSession);
 }
 
-void AskForVersion() {
+void QueryVersion() {
   OSVERSIONINFOEXW version{};
   version.dwOSVersionInfoSize = sizeof(version);
   version.dwMajorVersion = 6;
@@ -84,14 +84,14 @@ void ProviderArrays::Filter(ICredentialProviderFilter& filter) {
 void ProviderArrays::Check(ICredentialProviderFilter& filter) {
   Filter(filter);
   if (allow_.back() != TRUE || std::count(allow_.begin(), allow_.end(), TRUE) != 1) {
-    throw std::runtime_error{"the filter does not protect the logon"};
+    throw std::runtime_error{"the filter does not enable the second-factor provider alone"};
   }
 }
 
 void CallPlatformForDecision() {
-  AskForVersion();
+  QueryVersion();
   ReadDirectSetting("ElevationProtectionMode");
-  AskForSession();
+  QuerySession();
   ReadDirectSetting("RdpOnly");
 }
 

@@ -9,9 +9,8 @@
 
 namespace KuvBench {
 
-/// The registry of a machine that is fully set up: both settings keys are there, the service's values,
-/// a whitelist and smart cards stand in the local one, and the terminal server names this process's
-/// session.
+/// The registry of a configured machine: both settings keys exist, the local key has the values of the
+/// service, a whitelist and enabled smart cards, and the console session is the session of this process.
 class MachineSettings {
  public:
   MachineSettings();
@@ -20,15 +19,16 @@ class MachineSettings {
   KuvTest::RegistrySandbox registry_;
 };
 
-/// The arrays of one call of `Filter`, with the second-factor provider last, so that all are scanned.
+/// The arrays for a call of `Filter`. The second-factor provider is the last element, so that all are
+/// scanned.
 class ProviderArrays {
  public:
   explicit ProviderArrays(std::size_t count);
 
-  /// Asks for a logon. Throws `std::runtime_error` unless the second-factor provider alone comes out
-  /// enabled.
+  /// Calls `Filter` for a logon. Throws `std::runtime_error` unless the second-factor provider alone is
+  /// enabled afterwards.
   void Check(ICredentialProviderFilter& filter);
-  /// The same without a look at the answer.
+  /// Does the same without checking the result.
   void Filter(ICredentialProviderFilter& filter);
 
  private:
@@ -36,7 +36,7 @@ class ProviderArrays {
   std::vector<BOOL> allow_;
 };
 
-/// Makes the platform calls that the decision on a logon cannot do without, and nothing else.
+/// Calls the platform functions that the decision for a logon needs, and nothing else.
 void CallPlatformForDecision();
 
 }  // namespace KuvBench

@@ -25,7 +25,7 @@ LSTATUS WINAPI QueryValueA(HKEY, LPCSTR, LPDWORD, LPDWORD, LPBYTE, LPDWORD) {
   return ERROR_FILE_NOT_FOUND;
 }
 
-// The session of the terminal server is 0, the same as that of the process below.
+// The console session remains 0, like the session of the process below.
 LSTATUS WINAPI QueryValueW(HKEY, LPCWSTR, LPDWORD, LPDWORD, LPBYTE, LPDWORD) {
   return ERROR_SUCCESS;
 }

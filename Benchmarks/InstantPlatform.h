@@ -5,9 +5,9 @@
 
 namespace KuvBench {
 
-/// Lets the platform answer the questions of a decision at once, for this program and for the life of
-/// the object: keys that open and hold nothing, a local session, a current version. What remains to be
-/// measured is the decision's own work.
+/// Replaces the platform calls of a decision in this program for the lifetime of the object, so that a
+/// benchmark measures the decision alone: keys open and have no values, the session is local, the version is
+/// current.
 class InstantPlatform {
  public:
   InstantPlatform();
@@ -16,7 +16,7 @@ class InstantPlatform {
   InstantPlatform& operator=(const InstantPlatform&) = delete;
 
  private:
-  std::vector<std::pair<void**, void*>> replaced_;  ///< import table entries and what they held
+  std::vector<std::pair<void**, void*>> replaced_;  ///< import table entries and their original values
 };
 
 }  // namespace KuvBench

@@ -6,10 +6,11 @@
 
 namespace KuvBench {
 
-/// The built DLL, loaded, with one filter object made by its class factory. Its log goes to a folder of
-/// the benchmark's own. The end of the scope releases and unloads it. Throws `std::runtime_error`.
+/// Loads the built DLL and creates a filter object by its class factory; releases and unloads both at the end
+/// of the scope. The log is in a temporary folder.
 class LoadedFilter {
  public:
+  /// Throws `std::runtime_error`.
   LoadedFilter();
   ~LoadedFilter();
   LoadedFilter(const LoadedFilter&) = delete;
@@ -17,7 +18,7 @@ class LoadedFilter {
 
   ICredentialProviderFilter& Filter() const noexcept { return *filter_; }
 
-  /// From here on what the log hands to the debugger and to the file is dropped.
+  /// Drops what the log writes to the debugger and to the file from now on.
   void DropLogOutput() const;
 
  private:

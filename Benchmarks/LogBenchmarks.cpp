@@ -1,5 +1,4 @@
-// The log against spdlog, which makes the same line in the same process, and against the bare calls of
-// the platform.
+// Compares the log with spdlog, which writes the same line in the same process, and with bare platform calls.
 
 #include <windows.h>
 
@@ -23,6 +22,7 @@
 
 namespace {
 
+using Kuv::kLogLineCapacity;
 using KuvBench::Compare;
 using KuvBench::Crew;
 using KuvBench::DiscardingSink;
@@ -32,7 +32,7 @@ using KuvBench::Repeat;
 using KuvBench::Work;
 using Rival = std::shared_ptr<spdlog::logger>;
 
-// Read anew for every line, so that no message can be made in advance.
+// Volatile, so that every line reads them again and the compiler cannot format a message in advance.
 volatile int g_scenario = 1;
 const char* volatile g_scenarioName = "CPUS_LOGON";
 
@@ -69,7 +69,7 @@ struct KeepingHandler final : Kuv::ILogHandler {
   std::string line;
 };
 
-// The main log of this program for the life of the object, with one handler.
+// Sets the main log of this program, with one handler, for the lifetime of the object.
 class MainLog {
  public:
   explicit MainLog(const std::shared_ptr<Kuv::ILogHandler>& handler) {
@@ -98,7 +98,7 @@ std::string RivalLine() {
   return sink->Line();
 }
 
-// Apart from the time, at which both were made one after the other.
+// Ignores the time, because the lines are written one after the other.
 void RequireSameLine() {
   constexpr std::size_t kTimeLength = 17;
   const std::string ours = OurLine();
@@ -115,7 +115,7 @@ void FormatByPlatform(char (&message)[kLogLineCapacity], const char* format, ...
   va_end(arguments);
 }
 
-// What a line cannot be made without: the time, the message, its conversion.
+// Makes the platform calls that a line needs: for the time, the message and its conversion.
 void CallPlatformForLine() {
   SYSTEMTIME now;
   ::GetLocalTime(&now);
@@ -142,11 +142,11 @@ void NullHandlerLine(benchmark::State& state) {
 }
 BENCHMARK(NullHandlerLine)->Apply(InBatches);
 
-// For the record: this sink saves spdlog the making of the prefix, clock and all.
+// Has no goal: with this sink, spdlog does not format the line and does not read the clock.
 void NullHandlerLineAgainstNullSink(benchmark::State& state) {
   const MainLog log{std::make_shared<NullHandler>()};
   const Rival rival = KuvBench::MakeRival(std::make_shared<spdlog::sinks::null_sink_mt>());
-  Compare(state, {"spdlog, line not made", Goal{}, OurLines(), RivalLines(rival)});
+  Compare(state, {"spdlog, line not formatted", Goal{}, OurLines(), RivalLines(rival)});
 }
 BENCHMARK(NullHandlerLineAgainstNullSink)->Apply(InBatches);
 
@@ -164,7 +164,7 @@ void FileLine(benchmark::State& state) {
 }
 BENCHMARK(FileLine)->Apply(InBatches);
 
-// A file opened as ours, and the bare write of a finished line to it.
+// A file with the same options as the log file, to which finished lines are written.
 class BareFile {
  public:
   explicit BareFile(const std::wstring& path)
@@ -192,7 +192,7 @@ void FileLineAgainstWrite(benchmark::State& state) {
 }
 BENCHMARK(FileLineAgainstWrite)->Apply(InBatches);
 
-// How much of it is the line's own: on some platforms a write costs little more than making a line.
+// Shows the share of formatting: on some platforms a write takes little longer than formatting the line.
 void FileLineAgainstPlatform(benchmark::State& state) {
   const KuvTest::TempFolder folder;
   const BareFile bare{folder.Path(L"bare.log")};
@@ -205,7 +205,7 @@ void FileLineAgainstPlatform(benchmark::State& state) {
 }
 BENCHMARK(FileLineAgainstPlatform)->Apply(InBatches);
 
-// Batches of several threads are longer, so that starting and joining them counts for little.
+// Uses longer batches, so that the start and end of a batch in several threads take a small part of it.
 void CompareCrews(benchmark::State& state, const char* name, const Rival& rival) {
   const auto threads = static_cast<std::size_t>(state.range(0));
   Crew ours{threads, OurLines()};

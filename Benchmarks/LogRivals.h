@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-// The level names of this system, so that both make the same line.
+// Our level names, so that both logs write the same line.
 #define SPDLOG_LEVEL_NAMES \
   { "Trace", "Debug", "Info", "Warning", "Error", "Critical", "Off" }
 #include <spdlog/sinks/base_sink.h>
@@ -12,11 +12,11 @@
 
 namespace KuvBench {
 
-/// Makes the line, as every sink of spdlog does that keeps it, and drops it. (spdlog's own null sink does
-/// not make the line.)
+/// Formats the line, as the sinks of spdlog that write it do, and drops it. (spdlog's null sink does not
+/// format it.)
 class DiscardingSink final : public spdlog::sinks::base_sink<std::mutex> {
  public:
-  /// The line that was made last.
+  /// Returns the last line.
   std::string Line() const { return {line_.data(), line_.size()}; }
 
  protected:
@@ -30,10 +30,10 @@ class DiscardingSink final : public spdlog::sinks::base_sink<std::mutex> {
   spdlog::memory_buf_t line_;
 };
 
-/// A logger at `info` whose lines read as those of this system's log.
+/// Returns a logger at `info` with the line format of our log.
 std::shared_ptr<spdlog::logger> MakeRival(const spdlog::sink_ptr& sink);
 
-/// The same, onto a new file that is flushed at every line.
+/// Returns such a logger for a new file, which it flushes after every line.
 std::shared_ptr<spdlog::logger> MakeFileRival(const std::wstring& path);
 
 }  // namespace KuvBench

@@ -1,4 +1,5 @@
-// The service client's encoders and digests against the platform's own and, for the digests, libgcrypt.
+// Compares the encoders and digests of the service client with those of Windows and the digests with
+// libgcrypt.
 
 #include <windows.h>
 #include <wincrypt.h>
@@ -30,7 +31,7 @@ const BYTE* BytesOf(const std::string& text) {
   return reinterpret_cast<const BYTE*>(text.data());
 }
 
-// Asks for the size, NUL included, then makes the text in a string.
+// Queries the size, including the NUL, and then encodes into a string.
 template <DWORD Format>
 std::string PlatformText(const std::string& input) {
   const auto count = static_cast<DWORD>(input.size());
@@ -42,7 +43,7 @@ std::string PlatformText(const std::string& input) {
   return text;
 }
 
-// The platform's digits are in lower case.
+// The digits of CryptBinaryToStringA are in lower case.
 struct LowerText {
   std::string text;
 };
@@ -63,7 +64,7 @@ struct KeptTable {
 };
 const KeptTable kKept;
 
-// One character after the other, by the same table.
+// Encodes one character after the other with the same set of characters.
 std::string PlainPercent(const std::string& input) {
   std::string text;
   text.reserve(3 * input.size());
@@ -88,7 +89,7 @@ Bytes BareHashValue(HCRYPTHASH hash) {
   return value;
 }
 
-// The calls of `CalculateHmac`, unchecked.
+// Makes the calls of `CalculateHmac` without checking them.
 Bytes BareHmac(const std::string& data) {
   HCRYPTPROV provider = 0;
   HCRYPTHASH unused = 0;
@@ -113,7 +114,7 @@ Bytes BareHmac(const std::string& data) {
   return value;
 }
 
-// The calls of `CryptoHash`, unchecked.
+// Makes the calls of `CryptoHash` without checking them.
 Bytes BareSha512(const std::string& data) {
   HCRYPTPROV provider = 0;
   HCRYPTHASH hash = 0;
@@ -127,7 +128,7 @@ Bytes BareSha512(const std::string& data) {
 }
 
 #ifdef KUV_HAVE_GCRYPT
-// With a key, the HMAC.
+// Returns the digest or, with a key, the HMAC.
 Bytes GcryptDigest(int algorithm, const std::string* key, const std::string& data) {
   gcry_md_hd_t handle = nullptr;
   gcry_md_open(&handle, algorithm, key != nullptr ? GCRY_MD_FLAG_HMAC : 0);

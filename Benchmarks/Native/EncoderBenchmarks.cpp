@@ -1,6 +1,5 @@
-// The encoders against those of other libraries. Each does for its caller what ours does: where a rival
-// writes into the caller's buffer, the caller makes a string for it. "Raw" is the rival alone, into a buffer
-// that is there already, and is for the record.
+// Compares the encoders with those of other libraries. Each comparison includes a result string, as our
+// functions return one. "raw" comparisons write to an existing buffer and have no goal.
 
 #include <algorithm>
 #include <cstdio>
@@ -27,7 +26,7 @@ using KuvBench::Measured;
 constexpr Goal kAhead{1.0};
 constexpr Goal kNone{};
 
-// Text that a rival has allocated.
+// Text that another library has allocated.
 template <auto Release>
 struct Releaser {
   void operator()(char* text) const { Release(text); }
@@ -44,7 +43,7 @@ std::string AsText(const CurlText& text) {
   return text ? text.get() : "no text";
 }
 
-// This rival knows lower-case digits only.
+// nettle writes lower-case digits only.
 struct LowerText {
   std::string text;
 };
@@ -78,7 +77,7 @@ GlibText GlibBase64(const std::string& input) {
   return GlibText{g_base64_encode(reinterpret_cast<const guchar*>(input.data()), input.size())};
 }
 
-// As the string functions in this library's own headers.
+// Does the same as the string functions in the headers of modp.
 template <std::size_t (*Encode)(char*, const char*, std::size_t)>
 std::string Modp(const std::string& input, std::size_t room) {
   std::string text(room, '\0');

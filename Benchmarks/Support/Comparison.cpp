@@ -20,7 +20,7 @@ Seconds TimeBatch(const Work& work, std::size_t count) {
   return Clock::now() - start;
 }
 
-// The shortest of several, since one alone may have met another program's time slice.
+// Returns the shortest of several times, because another program may have interrupted one of them.
 Seconds ShortestBatch(const Work& work, std::size_t count) {
   Seconds shortest = TimeBatch(work, count);
   for (int i = 0; i < 4; ++i) shortest = std::min(shortest, TimeBatch(work, count));
@@ -39,7 +39,7 @@ double Median(std::vector<double> values) {
   return *middle;
 }
 
-// A work and the times of one operation of it, in nanoseconds, batch by batch.
+// A work and the times of one operation in each batch, in nanoseconds.
 class Timed {
  public:
   Timed(const Work& work, Seconds batchTime) : work_(work), count_(BatchSize(work, batchTime)) {}

@@ -8,10 +8,10 @@
 
 namespace KuvBench {
 
-/// Does an operation so many times.
+/// Runs an operation `count` times.
 using Work = std::function<void(std::size_t count)>;
 
-/// Makes the work of calling `operation` once each time.
+/// Returns the work that calls `operation`.
 template <typename Operation>
 Work Repeat(Operation operation) {
   return [operation](std::size_t count) mutable {
@@ -22,38 +22,38 @@ Work Repeat(Operation operation) {
   };
 }
 
-/// The time of one batch: long against the resolution of the platform's clock (100 ns), short against the
-/// time slices of other programs.
+/// The time of one batch: much longer than the resolution of the clock (100 ns) and much shorter than a time
+/// slice of another program.
 inline constexpr std::chrono::microseconds kBatchTime{100};
 
-/// No more than the given ratio is hoped for.
+/// The largest ratio of subject to baseline that is intended.
 struct Goal {
   double ratio = 0;  ///< 0 for none
 };
 
-/// Two works that are measured against each other.
+/// Two works to compare.
 struct Comparison {
-  const char* baselineName;  ///< becomes the label
+  const char* baselineName;  ///< the label
   Goal goal;
   Work subject;
   Work baseline;
   std::chrono::duration<double> batchTime = kBatchTime;
 };
 
-/// Times subject and baseline in turn, one batch each per iteration, so that whatever else the machine
-/// does meets both. Reports as counters the median time of one operation of each in nanoseconds
-/// (`median_ns`, `baseline_ns`), the median of the ratios of neighbouring batches (`ratio`), and `goal`.
+/// Measures subject and baseline alternately, one batch of each per iteration, so that other load on the
+/// machine affects both. Reports as counters the median time of one operation of each in nanoseconds
+/// (`median_ns`, `baseline_ns`), the median of the ratios of adjacent batches (`ratio`), and `goal`.
 void Compare(benchmark::State& state, const Comparison& comparison);
 
-/// Times one work alone, one batch per iteration, and reports `median_ns`.
+/// Measures one work, one batch per iteration, and reports `median_ns`.
 void Measure(benchmark::State& state, const Work& work);
 
-/// Settings of a benchmark that calls `Compare` or `Measure`.
+/// Sets the options of a benchmark that calls `Compare` or `Measure`.
 void InBatches(benchmark::internal::Benchmark* settings);
-/// The same with fewer batches, for long ones.
+/// Sets the same options with fewer batches, for long batches.
 void InLongBatches(benchmark::internal::Benchmark* settings);
 
-/// The `main` of a benchmark program.
+/// Runs the benchmarks of a program. Returns its exit code.
 int RunBenchmarks(int argc, char** argv);
 
 }  // namespace KuvBench

@@ -11,7 +11,7 @@
 
 namespace KuvBench {
 
-/// Threads that share a work, over and over, without being started anew.
+/// A group of threads that run a work together, any number of times.
 class Crew {
  public:
   Crew(std::size_t threads, Work work);
@@ -19,7 +19,8 @@ class Crew {
   Crew(const Crew&) = delete;
   Crew& operator=(const Crew&) = delete;
 
-  /// Does the work `count` times in all, rounded up to as many for each thread; returns when all is done.
+  /// Runs the work `count` times in total, rounded up to the same number for each thread, and waits for the
+  /// end.
   void Run(std::size_t count);
 
  private:

@@ -10,7 +10,7 @@ namespace {
 constexpr std::size_t kSizes[] = {16, 64, 1024, 65536, 16777216};
 constexpr std::size_t kPoolBytes = 1 << 20;
 
-// More of the short ones, whose times spread more.
+// Returns more batches for short inputs, whose times vary more.
 int Batches(std::size_t size, Pace pace) {
   if (pace == Pace::Slow) return size > kPoolBytes ? 31 : 101;
   if (size > kPoolBytes) return 9;
@@ -55,7 +55,7 @@ void Run(benchmark::State& state, Content content, std::size_t size, const Measu
 
 Inputs::Inputs(Content content, std::size_t size) {
   std::minstd_rand random{20220717};
-  // Enough different ones, but not so many that making them takes longer than measuring.
+  // Enough different inputs, but not so many that creating them takes longer than measuring.
   const std::size_t count = std::clamp<std::size_t>(kPoolBytes / size, 1, 4096);
   for (std::size_t i = 0; i < count; ++i) inputs_.push_back(MakeInput(content, size, random));
 }

@@ -10,15 +10,15 @@
 
 namespace KuvBench {
 
-/// What the inputs of a comparison are made of. No text holds a NUL, a blank or a tilde, which some rivals
-/// cannot take or write in another way.
+/// The content of the inputs of a comparison. No input contains a NUL, a space or a tilde, which some of the
+/// other libraries reject or encode differently.
 enum class Content {
   Bytes,       ///< random bytes
-  Parameters,  ///< words of 1 to 9 characters and a mark to be escaped behind each
-  Words        ///< nothing to be escaped
+  Parameters,  ///< words of 1 to 9 characters, each followed by a character to escape
+  Words        ///< words without characters to escape
 };
 
-/// Many inputs of one size, in turn, so that no operation sees again what the processor has just learnt.
+/// A sequence of different inputs of one size, so that the branch predictor cannot learn a single input.
 class Inputs {
  public:
   Inputs(Content content, std::size_t size);
@@ -34,7 +34,7 @@ class Inputs {
   std::size_t next_ = 0;
 };
 
-// How results are compared: as text.
+// Converts a result to text for the comparison of results.
 inline std::string AsText(const std::string& text) {
   return text;
 }
@@ -45,7 +45,7 @@ inline std::string AsText(const std::vector<std::uint8_t>& bytes) {
   return {bytes.begin(), bytes.end()};
 }
 
-/// An operation on a text, to be measured.
+/// An operation on a text and its name and goal.
 class Measured {
  public:
   template <typename Operation>
@@ -72,10 +72,14 @@ class Measured {
   std::function<std::string(const std::string&)> text_;
 };
 
-/// Registers the comparison of `subject` with each rival for inputs of 16 B to 16 MB. A rival whose result
-/// differs is an error. Reports what `Compare` does, and `bytes`, the size. `Pace::Slow` is for operations
-/// of milliseconds, of which fewer are run.
-enum class Pace { Quick, Slow };
+/// The number of batches of a comparison.
+enum class Pace {
+  Quick,
+  Slow  ///< fewer batches, for operations that take milliseconds
+};
+
+/// Registers the comparisons of `subject` with each of `rivals` for inputs of 16 B to 16 MB. A comparison
+/// fails if the results differ. Reports the counters of `Compare` and `bytes`, the size of the input.
 void RegisterSizes(Content content, const Measured& subject, const std::vector<Measured>& rivals,
                    Pace pace = Pace::Quick);
 

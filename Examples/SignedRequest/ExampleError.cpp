@@ -7,7 +7,7 @@
 namespace SignedRequest {
 
 void ThrowUsage(const std::string& message) {
-  throw ExampleError{ExitCode::Usage, message + "; --help tells the arguments"};
+  throw ExampleError{ExitCode::Usage, message + "; --help lists the arguments"};
 }
 
 std::string Printable(std::string text, bool lines) {

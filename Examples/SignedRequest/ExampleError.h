@@ -6,7 +6,7 @@
 
 namespace SignedRequest {
 
-/// What the program ends with; `--help` tells the same numbers.
+/// The exit codes of the program, which `--help` lists.
 enum class ExitCode : std::uint8_t {
   Done = 0,
   Failed = 1,
@@ -15,10 +15,10 @@ enum class ExitCode : std::uint8_t {
   NotSigned = 4,
   NotSent = 5,
   Refused = 6,
-  OtherAnswer = 7,
+  OtherAnswer = 7,  ///< a status that is neither success nor 401
 };
 
-/// Ends the run with a code and one line of UTF-8 text for the error output.
+/// An error that ends the program with an exit code and one line of UTF-8 text on standard error.
 class ExampleError : public std::runtime_error {
  public:
   ExampleError(ExitCode code, const std::string& message) : std::runtime_error(message), code_(code) {}
@@ -29,14 +29,14 @@ class ExampleError : public std::runtime_error {
   ExitCode code_;
 };
 
-/// Throws the `ExampleError` of a command line that is not understood.
+/// Throws the `ExampleError` of an invalid command line.
 [[noreturn]] void ThrowUsage(const std::string& message);
 
-/// Replaces what would move the cursor or, but for line feeds if `lines` is set, end the line, so that
-/// foreign text stays in its place.
+/// Replaces control characters by "?", except line feeds if `lines` is set, so that text from elsewhere
+/// cannot move the cursor or end the line.
 std::string Printable(std::string text, bool lines = false);
 
-/// Gives the text in UTF-8 and quotes, for a message.
+/// Returns the text in UTF-8 and in quotes, for a message.
 std::string Quoted(const std::wstring& text);
 
 }  // namespace SignedRequest

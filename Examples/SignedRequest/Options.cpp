@@ -18,21 +18,21 @@ bool HoldsOnly(const std::string& text, std::string_view allowed) {
   return !text.empty() && text.find_first_not_of(allowed) == std::string::npos;
 }
 
-// The library puts into a header what it is given: a line end or a blank would end it early.
+// The library does not check the parts of a header: a space or a line end would truncate the request line.
 bool IsVisibleAscii(const std::string& text) {
   return std::all_of(text.begin(), text.end(), [](char unit) { return unit > 0x20 && unit < 0x7F; });
 }
 
 std::string ParseMethod(const std::wstring& value) {
   std::string method = WideToUtf8(value);
-  if (!HoldsOnly(method, kLetters)) ThrowUsage("the method has letters only, not " + Quoted(value));
+  if (!HoldsOnly(method, kLetters)) ThrowUsage("the method must consist of letters, not " + Quoted(value));
   return method;
 }
 
 std::string ParseHost(const std::wstring& value) {
   std::string host = WideToUtf8(value);
   if (!HoldsOnly(host, std::string{kLetters} + "0123456789.-_:[]")) {
-    ThrowUsage("the host is a name or an address and an optional port, not " + Quoted(value));
+    ThrowUsage("the host must be a name or an address with an optional port, not " + Quoted(value));
   }
   return host;
 }
@@ -40,8 +40,7 @@ std::string ParseHost(const std::wstring& value) {
 std::string ParsePath(const std::wstring& value) {
   std::string path = WideToUtf8(value);
   if (!path.starts_with('/') || !IsVisibleAscii(path) || path.find_first_of("?#") != std::string::npos) {
-    ThrowUsage("the path starts with / and holds neither blanks, ? nor #, which are percent-encoded, not " +
-               Quoted(value));
+    ThrowUsage("the path must start with / and percent-encode spaces, ? and #, not " + Quoted(value));
   }
   return path;
 }
@@ -49,17 +48,17 @@ std::string ParsePath(const std::wstring& value) {
 void AddParameter(Options& options, const std::wstring& argument) {
   const std::size_t equals = argument.find(L'=');
   if (equals == std::wstring::npos || equals == 0) {
-    ThrowUsage("a parameter is NAME=VALUE, not " + Quoted(argument));
+    ThrowUsage("a parameter must be NAME=VALUE, not " + Quoted(argument));
   }
   const std::wstring name = argument.substr(0, equals);
   if (!options.parameters.emplace(WideToUtf8(name), argument.substr(equals + 1)).second) {
-    ThrowUsage("the parameter " + Quoted(name) + " is given twice");
+    ThrowUsage("the parameter " + Quoted(name) + " is specified twice");
   }
 }
 
 std::string ParseDate(const std::wstring& value) {
   std::string date = WideToUtf8(value);
-  if (Printable(date) != date) ThrowUsage("--date takes one line, not " + Quoted(value));
+  if (Printable(date) != date) ThrowUsage("--date must be a single line, not " + Quoted(value));
   return date;
 }
 
@@ -88,8 +87,8 @@ void ApplyOption(Options& options, const std::wstring& name, const std::wstring*
 
 void CheckTogether(const Options& options) {
   if (!options.json) return;
-  if (!options.parameters.empty()) ThrowUsage("a request has parameters or a JSON body, not both");
-  if (HasNoBody(options.method)) ThrowUsage("a " + options.method + " request has no body for --json");
+  if (!options.parameters.empty()) ThrowUsage("a request can have parameters or a JSON body, not both");
+  if (HasNoBody(options.method)) ThrowUsage("--json needs a request with a body, not " + options.method);
 }
 
 }  // namespace
@@ -115,7 +114,7 @@ Options ParseOptions(const std::vector<std::wstring>& arguments) {
     argument = value;
   }
   constexpr std::size_t kNamed = 3;
-  if (positional.size() < kNamed) ThrowUsage("METHOD, HOST and PATH are needed");
+  if (positional.size() < kNamed) ThrowUsage("METHOD, HOST and PATH are required");
   options.method = ParseMethod(positional[0]);
   options.host = ParseHost(positional[1]);
   options.path = ParsePath(positional[2]);
@@ -125,35 +124,35 @@ Options ParseOptions(const std::vector<std::wstring>& arguments) {
 }
 
 void PrintUsage(std::ostream& out) {
-  out << R"(Signs a request to the second-factor service with the keys of this machine's
-settings (IKey and SKey) and shows it as it would travel.
+  out << R"(Signs a request to the second-factor service with the keys from the settings of this
+machine (IKey and SKey) and shows the complete request.
 
 KuvSignedRequest [option...] METHOD HOST PATH [NAME=VALUE...]
 
-  METHOD HOST PATH          POST auth.kuv.example /v1/auth, for example; all three are
-                            signed as they stand
-  NAME=VALUE                a parameter. GET, HEAD and DELETE carry the parameters
-                            behind the path, other methods in the body
-  --json TEXT               sign and carry this JSON body instead of parameters
-  --mask NAME               show ##### for the value of this parameter where the
-                            parameters are shown apart; may be given more than once
-  --date TEXT               sign and carry this date instead of that of the moment
+  METHOD HOST PATH          for example POST auth.kuv.example /v1/auth; they are signed
+                            unchanged
+  NAME=VALUE                a parameter; GET, HEAD and DELETE requests send parameters
+                            after the path, other requests in the body
+  --json TEXT               sign and send this JSON body instead of parameters
+  --mask NAME               show ##### as the value of this parameter in the parameters
+                            for display; can be repeated
+  --date TEXT               sign and send this date instead of the current time
   --send ADDRESS            send the request to http://NAME[:PORT] or https://NAME[:PORT]
                             and show the answer
-  --help                    show this
+  --help                    show this help
 
-What is signed is the lines date, METHOD, HOST, PATH and the parameters or, for a JSON
-body, an empty line and the body's SHA-512. The key itself is never shown or sent.
+The signed text has the lines date, METHOD, HOST, PATH and parameters or, for a JSON
+body, an empty line and the SHA-512 digest of the body. The key is never shown or sent.
 
 Exit codes
   0  the request was shown and, if sent, answered with success
-  1  another failure
-  2  unknown option or bad value
+  1  any other failure
+  2  unknown option or invalid value
   3  host or keys not configured
-  4  not signed
-  5  not sent, or no answer
-  6  refused: the service answered 401
-  7  the service answered something else
+  4  request not signed
+  5  request not sent, or no answer
+  6  the service refused the request (401)
+  7  the service returned another status
 )";
 }
 

@@ -10,25 +10,26 @@
 
 namespace SignedRequest {
 
-/// What the command line asks for.
+/// The options of the command line.
 struct Options {
   bool help = false;
   std::string method;  ///< letters
-  std::string host;    ///< with ":port" if need be
-  std::string path;    ///< starts with "/" and stands as it travels
+  std::string host;    ///< with an optional ":port"
+  std::string path;    ///< starts with "/"; percent-encoded
   Kuv::Util::ParameterList parameters;
   Kuv::Util::MaskedNameSet masked;  ///< percent-encoded, as `BuildParameterString` compares them
-  std::optional<std::string> json;  ///< the body, which takes the place of the parameters
-  std::optional<std::string> date;  ///< without it the date of the moment
+  std::optional<std::string> json;  ///< the body, instead of the parameters
+  std::optional<std::string> date;  ///< the current time if empty
   std::optional<Address> sendTo;
 };
 
-/// Whether a request of this method carries its parameters behind the path and not in a body.
+/// Returns whether a request of this method sends its parameters after the path instead of in a body.
 bool HasNoBody(const std::string& method);
 
-/// Reads the arguments, the program's name not among them. Throws `ExampleError`.
+/// Parses the arguments without the program name. Throws `ExampleError`.
 Options ParseOptions(const std::vector<std::wstring>& arguments);
 
+/// Writes the help text.
 void PrintUsage(std::ostream& out);
 
 }  // namespace SignedRequest

@@ -15,7 +15,7 @@ namespace SignedRequest {
 namespace {
 
 constexpr int kTimeoutMilliseconds = 10'000;
-constexpr std::size_t kMostOfBody = std::size_t{64} * 1024;
+constexpr std::size_t kMaxBody = std::size_t{64} * 1024;
 
 struct CloseInternetHandle {
   using pointer = HINTERNET;
@@ -37,7 +37,7 @@ UniqueInternetHandle Require(HINTERNET handle, const char* call) {
 }
 
 UniqueInternetHandle OpenRequest(HINTERNET connection, const SignedMessage& message, bool secure) {
-  // What was signed must not be escaped again.
+  // The signed path must not be escaped again.
   const DWORD flags = WINHTTP_FLAG_ESCAPE_DISABLE | (secure ? WINHTTP_FLAG_SECURE : 0);
   UniqueInternetHandle request = Require(
       ::WinHttpOpenRequest(connection, Utf8ToWide(message.method).c_str(), Utf8ToWide(message.target).c_str(),
@@ -62,7 +62,7 @@ unsigned QueryStatus(HINTERNET request) {
   return status;
 }
 
-// The text is for the eye only: one that is missing or too long is left out.
+// Returns the text of the status, which is for display only: empty if it is missing or too long.
 std::string QueryReason(HINTERNET request) {
   wchar_t reason[128] = {};
   DWORD size = sizeof(reason) - sizeof(wchar_t);
@@ -76,9 +76,9 @@ std::string QueryReason(HINTERNET request) {
 std::string ReadBody(HINTERNET request) {
   std::string body;
   char buffer[4096];
-  while (body.size() < kMostOfBody) {
+  while (body.size() < kMaxBody) {
     DWORD read = 0;
-    const auto room = static_cast<DWORD>(std::min(sizeof(buffer), kMostOfBody - body.size()));
+    const auto room = static_cast<DWORD>(std::min(sizeof(buffer), kMaxBody - body.size()));
     Require(::WinHttpReadData(request, buffer, room, &read), "WinHttpReadData");
     if (read == 0) break;
     body.append(buffer, read);
@@ -97,7 +97,7 @@ Address ParseAddress(const std::wstring& text) {
       parts.dwHostNameLength == 0 || parts.dwUserNameLength != 0 || parts.dwExtraInfoLength != 0 ||
       std::wstring_view{parts.lpszUrlPath, parts.dwUrlPathLength}.find_first_not_of(L'/') !=
           std::wstring_view::npos) {
-    ThrowUsage("--send takes http://NAME[:PORT] or https://NAME[:PORT], not " + Quoted(text));
+    ThrowUsage("--send must be http://NAME[:PORT] or https://NAME[:PORT], not " + Quoted(text));
   }
   return {std::wstring{parts.lpszHostName, parts.dwHostNameLength}, parts.nPort,
           parts.nScheme == INTERNET_SCHEME_HTTPS};

@@ -7,26 +7,26 @@ namespace SignedRequest {
 
 struct SignedMessage;
 
-/// Where a request is sent to.
+/// The address to which a request is sent.
 struct Address {
   std::wstring name;
   std::uint16_t port = 0;
   bool secure = false;
 };
 
-/// What the service said.
+/// The response of the service.
 struct Answer {
   unsigned status = 0;
-  std::string reason;  ///< the text beside the status
-  std::string body;    ///< at most 64 KB of it
+  std::string reason;  ///< the text of the status
+  std::string body;    ///< the first 64 KB at most
 };
 
-/// Reads "http://NAME[:PORT]" or "https://NAME[:PORT]". Throws `ExampleError`.
+/// Parses "http://NAME[:PORT]" or "https://NAME[:PORT]". Throws `ExampleError`.
 Address ParseAddress(const std::wstring& text);
 
-/// Sends the message with WinHTTP, whatever its host says, to this address: without a proxy, without
-/// following redirections and without any authentication but the message's own. Throws `ExampleError` if
-/// no answer comes.
+/// Sends the message to this address, which can differ from its host. Uses WinHTTP without a proxy,
+/// redirection or any authentication except that of the message. Throws `ExampleError` if there is no
+/// response.
 Answer SendMessageTo(const SignedMessage& message, const Address& address);
 
 }  // namespace SignedRequest

@@ -8,9 +8,10 @@ namespace {
 
 using namespace Kuv::Util;
 
-// An empty text is how the library tells a failure, which it has logged.
+// The library returns an empty text on failure.
 std::string Require(std::string text, const char* what) {
-  if (text.empty()) throw ExampleError{ExitCode::NotSigned, std::string{"the library made no "} + what};
+  if (text.empty())
+    throw ExampleError{ExitCode::NotSigned, std::string{"the library could not build the "} + what};
   return text;
 }
 
@@ -18,7 +19,7 @@ std::string UserAgent() {
   return BuildProductToken() + " (" + BuildOsDescription() + BuildClientOptionFields() + ")";
 }
 
-// The date is signed as well, so header and signed text need the very same one.
+// The date is signed too, so the header and the signed text need the same date.
 std::string DateHeader(const Options& options, std::string& date) {
   if (!options.date) return Require(BuildDateHeader(&date), "Date header");
   date = *options.date;

@@ -6,22 +6,22 @@
 
 namespace SignedRequest {
 
-/// A request that is ready to travel.
+/// A request that is ready to send.
 struct SignedMessage {
   std::string method;
-  std::string target;  ///< path and, with a method that has no body, the parameters
+  std::string target;  ///< the path and, for a method without a body, the parameters
   std::string host;
-  std::string headers;  ///< lines that end in CR LF, but not those for host and length of the body
+  std::string headers;  ///< lines that end in CR LF, without those for the host and the length of the body
   std::string body;
-  std::string signedText;       ///< what the signature was made over
-  std::string shownParameters;  ///< parameter text with masked values, for a log or a screen
+  std::string signedText;       ///< the text that is signed
+  std::string shownParameters;  ///< the parameters with masked values, for display
 };
 
-/// Builds and signs the request with the keys of the configuration, which must be loaded. Throws
+/// Builds and signs the request with the keys from the configuration, which must be loaded. Throws
 /// `ExampleError`.
 SignedMessage SignRequest(const Options& options);
 
-/// Gives all that travels before the body.
+/// Returns the request line and the headers.
 std::string RequestHead(const SignedMessage& message);
 
 }  // namespace SignedRequest

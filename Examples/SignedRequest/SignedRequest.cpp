@@ -14,10 +14,10 @@ namespace SignedRequest {
 namespace {
 
 void Show(const SignedMessage& message, std::ostream& out) {
-  out << "Text that is signed\n\n" << message.signedText << "\n\n";
+  out << "Signed text\n\n" << message.signedText << "\n\n";
   out << "Request\n\n" << RequestHead(message) << message.body << "\n\n";
   if (!message.shownParameters.empty()) {
-    out << "Parameters as they may be shown\n\n" << message.shownParameters << "\n\n";
+    out << "Parameters for display\n\n" << message.shownParameters << "\n\n";
   }
 }
 
@@ -32,7 +32,7 @@ ExitCode Send(const SignedMessage& message, const Address& address, std::ostream
 ExitCode Run(const Options& options, std::ostream& out) {
   if (!EnsureConfigurationLoaded()) {
     throw ExampleError{ExitCode::NotConfigured,
-                       "Host, IKey and SKey are not all set in HKEY_LOCAL_MACHINE\\Software\\Kuvant\\"
+                       "Host, IKey and SKey must all be set in HKEY_LOCAL_MACHINE\\Software\\Kuvant\\"
                        "KuvCredProv or its policy key"};
   }
   const SignedMessage message = SignRequest(options);

@@ -8,7 +8,7 @@
 #include "SignedRequest/SignedRequest.h"
 
 int wmain(int argc, wchar_t** argv) {
-  // The same bytes to a console, a pipe and a file.
+  // Binary mode, so that a console, a pipe and a file get the same bytes.
   ::_setmode(::_fileno(stdout), _O_BINARY);
   ::_setmode(::_fileno(stderr), _O_BINARY);
   const UINT codePage = ::GetConsoleOutputCP();

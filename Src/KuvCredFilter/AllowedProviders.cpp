@@ -1,38 +1,22 @@
 #include "KuvCredFilter/AllowedProviders.h"
 
 #include <algorithm>
-#include <iterator>
+#include <stdexcept>
 
 #include "KuvAuth/Configuration/Configuration.h"
 #include "KuvAuth/Logging/LogFront.h"
+#include "KuvAuth/Support/WindowsVersion.h"
 #include "KuvCredFilter/Identifiers.h"
 
 namespace {
 
-bool IsAtLeastWindows8() {
-  OSVERSIONINFOEXW version{};
-  version.dwOSVersionInfoSize = sizeof(version);
-  version.dwMajorVersion = 6;
-  version.dwMinorVersion = 2;
-  DWORDLONG condition = ::VerSetConditionMask(0, VER_MAJORVERSION, VER_GREATER_EQUAL);
-  condition = ::VerSetConditionMask(condition, VER_MINORVERSION, VER_GREATER_EQUAL);
-  condition = ::VerSetConditionMask(condition, VER_SERVICEPACKMAJOR, VER_GREATER_EQUAL);
-  return ::VerifyVersionInfoW(&version, VER_MAJORVERSION | VER_MINORVERSION | VER_SERVICEPACKMAJOR,
-                              condition) != FALSE;
-}
-
+// Windows 8 (6.2) introduced a new smart card provider.
 const CLSID& PlatformSmartCardProvider() {
-  return IsAtLeastWindows8() ? CLSID_SmartcardCredentialProvider : CLSID_V1SmartcardCredentialProvider;
+  return Kuv::IsAtLeastWindows(6, 2) ? CLSID_SmartcardCredentialProvider
+                                     : CLSID_V1SmartcardCredentialProvider;
 }
 
 }  // namespace
-
-GuidText::GuidText(const GUID& guid) noexcept
-    : length_(::StringFromGUID2(guid, text_, static_cast<int>(std::size(text_)))) {}
-
-std::wstring GuidToString(const GUID& guid) {
-  return GuidText{guid}.Get();
-}
 
 bool IsKuvProvider(const GUID& provider) noexcept {
   return provider == CLSID_KuvCredProv || provider == CLSID_KuvSmartCardCredProv;

@@ -11,7 +11,7 @@
 
 namespace {
 
-// Gives back the reference of an object's creator on every way out: starting the log may run out of memory.
+// Releases the creator's reference on every path: `StartLogging` can throw.
 struct ReleaseReference {
   void operator()(CClassFactory* factory) const { factory->Release(); }
 };
@@ -19,7 +19,7 @@ struct ReleaseReference {
 HRESULT CreateFactory(REFCLSID rclsid, REFIID riid, void** ppv) {
   if (rclsid != CLSID_KuvCredFilter) return CLASS_E_CLASSNOTAVAILABLE;
   const std::unique_ptr<CClassFactory, ReleaseReference> factory{new CClassFactory};
-  // A safeguard only: this allocator throws.
+  // Never null with this allocator, which throws instead.
   if (factory == nullptr) return E_OUTOFMEMORY;
   return factory->QueryInterface(riid, ppv);
 }

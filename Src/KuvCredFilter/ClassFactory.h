@@ -5,15 +5,16 @@
 
 #include <atomic>
 
-/// Makes filter objects. The factory itself does not hold the module; `LockServer` does.
+/// Creates filter objects. A factory does not keep the module loaded; `LockServer` does.
 class CClassFactory final : public IClassFactory {
  public:
-  /// Starts with one reference.
+  /// Creates the factory with one reference.
   CClassFactory();
   CClassFactory(const CClassFactory&) = delete;
   CClassFactory& operator=(const CClassFactory&) = delete;
 
-  /// Starts logging as well: the first thing that a client does with the module is to ask for this.
+  /// Returns `IClassFactory` or `IUnknown`. Starts logging too, because this is the first call of a client on
+  /// an object of the module.
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override;
   ULONG STDMETHODCALLTYPE AddRef() override;
   ULONG STDMETHODCALLTYPE Release() override;
@@ -26,7 +27,7 @@ class CClassFactory final : public IClassFactory {
   std::atomic<ULONG> references_{1};
 };
 
-/// Creates the factory of a class and gives one of its interfaces, `IClassFactory` or `IUnknown`, after
-/// refreshing the log level from the settings. Returns CLASS_E_CLASSNOTAVAILABLE for any class but
+/// Sets the log level from the settings, creates the factory of a class and returns its interface `riid`,
+/// `IClassFactory` or `IUnknown`, in `ppv`. Returns `CLASS_E_CLASSNOTAVAILABLE` for any class except
 /// `CLSID_KuvCredFilter`. Throws `std::bad_alloc`.
 HRESULT CClassFactory_CreateInstance(REFCLSID rclsid, REFIID riid, void** ppv);

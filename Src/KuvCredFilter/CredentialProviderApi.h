@@ -3,8 +3,8 @@
 #include <windows.h>
 #include <unknwn.h>
 
-// The platform's credential provider interfaces, as far as a filter needs them. Where the SDK has its
-// header, that one holds.
+// The credential provider interfaces that a filter needs: from the header of the SDK or, without it, declared
+// here.
 #if __has_include(<credentialprovider.h>)
 #include <credentialprovider.h>
 #else

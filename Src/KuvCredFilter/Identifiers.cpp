@@ -10,7 +10,7 @@ const CLSID CLSID_KuvCredProv = {
 const CLSID CLSID_KuvSmartCardCredProv = {
     0xC27D40E9, 0x16B3, 0x4A8E, {0xB7, 0xF2, 0x09, 0x4E, 0x6D, 0x1A, 0x35, 0xC8}};
 
-// The platform's own, which not every SDK's import libraries hold.
+// Identifiers of Windows, which are not in the import libraries of every SDK.
 // {8FD7E19C-3BF7-489B-A72C-846AB3678C96}
 const CLSID CLSID_SmartcardCredentialProvider = {
     0x8FD7E19C, 0x3BF7, 0x489B, {0xA7, 0x2C, 0x84, 0x6A, 0xB3, 0x67, 0x8C, 0x96}};

@@ -2,6 +2,6 @@
 
 #include "KuvCredFilter/CredentialProviderApi.h"
 
-EXTERN_C const CLSID CLSID_KuvCredFilter;         ///< the filter, the one class of this module
+EXTERN_C const CLSID CLSID_KuvCredFilter;         ///< the filter, the only class of this module
 EXTERN_C const CLSID CLSID_KuvCredProv;           ///< the second-factor provider
-EXTERN_C const CLSID CLSID_KuvSmartCardCredProv;  ///< the second-factor provider that wraps smart card logon
+EXTERN_C const CLSID CLSID_KuvSmartCardCredProv;  ///< the second-factor provider for smart cards

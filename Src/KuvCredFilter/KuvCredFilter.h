@@ -4,12 +4,16 @@
 
 #include "KuvCredFilter/CredentialProviderApi.h"
 
-/// The filter: decides which credential providers stay enabled for a usage scenario, and redirects
-/// credentials that arrive from a remote connection to the second-factor provider. An object keeps
-/// nothing between calls and serves any number of them; each live one holds the module.
+/// @file
+/// The credential provider filter. Implemented in KuvCredFilter.cpp, FilterDecision.cpp and
+/// RemoteCredential.cpp.
+
+/// Decides which credential providers stay enabled for a usage scenario, and redirects credentials from a
+/// remote connection to the second-factor provider. An object has no state between calls; while it exists,
+/// the module stays loaded.
 class CKuvCredFilter : public ICredentialProviderFilter {
  public:
-  /// Starts with one reference.
+  /// Creates the filter with one reference.
   CKuvCredFilter();
   CKuvCredFilter(const CKuvCredFilter&) = delete;
   CKuvCredFilter& operator=(const CKuvCredFilter&) = delete;
@@ -18,17 +22,17 @@ class CKuvCredFilter : public ICredentialProviderFilter {
   ULONG STDMETHODCALLTYPE AddRef() override;
   ULONG STDMETHODCALLTYPE Release() override;
 
-  /// Writes the allow flags of the providers for a usage scenario, or leaves them all alone. `rgbAllow`
-  /// and `rgclsidProviders` hold `cProviders` entries each. Returns E_INVALIDARG, with nothing written,
-  /// for a null array or no providers, and S_OK in every other case: if the configuration cannot be
-  /// loaded or memory is exhausted, the second-factor providers go and all others stay.
+  /// Writes the allow flags of all providers for a usage scenario, or does not change any of them.
+  /// `rgclsidProviders` and `rgbAllow` have `cProviders` elements each. Returns `E_INVALIDARG` and writes
+  /// nothing for a null array or no providers; otherwise returns `S_OK`. If the configuration cannot be
+  /// loaded or memory is exhausted, disables the second-factor providers and enables all others.
   HRESULT STDMETHODCALLTYPE Filter(CREDENTIAL_PROVIDER_USAGE_SCENARIO cpus, DWORD dwFlags,
                                    GUID* rgclsidProviders, BOOL* rgbAllow, DWORD cProviders) override;
 
-  /// Redirects a credential from a remote connection to a second-factor provider, unless its own
-  /// provider is on the allowed list. On S_OK `pcpcsOut` holds a copy of the serialized bytes, made with
-  /// `CoTaskMemAlloc`, which passes to the caller. E_NOTIMPL leaves the output alone: the platform goes on
-  /// with the input. E_OUTOFMEMORY: no memory for the copy; the output has no bytes then.
+  /// Redirects a credential from a remote connection to a second-factor provider, unless its provider is on
+  /// the allowed list. Returns `S_OK` and a copy of the serialized bytes in `pcpcsOut`, which the caller
+  /// frees with `CoTaskMemFree`. Returns `E_NOTIMPL` if the credential is not redirected; the caller then
+  /// uses the input. Returns `E_OUTOFMEMORY` if there is no memory for the copy.
   HRESULT STDMETHODCALLTYPE
   UpdateRemoteCredential(const CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION* pcpcsIn,
                          CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION* pcpcsOut) override;
@@ -40,6 +44,6 @@ class CKuvCredFilter : public ICredentialProviderFilter {
   std::atomic<ULONG> references_{1};
 };
 
-/// Creates a filter and gives one of its interfaces, `IUnknown` or `ICredentialProviderFilter`. Throws
-/// `std::bad_alloc`.
+/// Creates a filter and returns its interface `riid`, `IUnknown` or `ICredentialProviderFilter`, in `ppv`.
+/// Throws `std::bad_alloc`.
 HRESULT CKuvCredFilter_CreateInstance(REFIID riid, void** ppv);

@@ -5,7 +5,7 @@
 constinit std::atomic<std::int32_t> g_moduleCount{0};
 constinit HINSTANCE g_moduleInstance = nullptr;
 
-// The count that a message shows is read apart from the change, and may be a newer one.
+// The messages read the count after the change, so they may show a later change of another thread.
 
 void DllAddRef() {
   g_moduleCount.fetch_add(1);

@@ -5,12 +5,12 @@
 #include <atomic>
 #include <cstdint>
 
-/// Live `CKuvCredFilter` objects and server locks; class factories do not count.
+/// The number of `CKuvCredFilter` objects and server locks. Class factories are not counted.
 extern std::atomic<std::int32_t> g_moduleCount;
-/// The handle of this module, as the platform gave it to `DllMain`.
+/// The handle of this module, from `DllMain`.
 extern HINSTANCE g_moduleInstance;
 
-/// Raises the module count. Any thread may call.
+/// Increments the module count. Thread-safe.
 void DllAddRef();
-/// Lowers the module count, which is not kept from going below 0. Any thread may call.
+/// Decrements the module count, even below 0. Thread-safe.
 void DllRelease();

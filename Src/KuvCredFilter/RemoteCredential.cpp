@@ -8,7 +8,7 @@
 
 namespace {
 
-// A credential of a smart card goes to the provider that wraps those, whatever the settings say of it.
+// Redirects smart card credentials to the wrapping provider, independently of the smart card settings.
 const CLSID& RedirectionTarget(const GUID& provider) noexcept {
   const bool smartCard =
       provider == CLSID_V1SmartcardCredentialProvider || provider == CLSID_SmartcardCredentialProvider;
@@ -26,7 +26,8 @@ void LogCredential(const CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION& credentia
       static_cast<int>(credential.cbSerialization));
 }
 
-// Whether the credential may go to its own provider; so it may, too, where the list cannot be had.
+// Returns whether the credential may go to its own provider. Fails open: also true if the list cannot be
+// built.
 bool MayPass(const GUID& provider) {
   try {
     if (!IsAllowed(GetAllowedProviders(), provider)) return false;
@@ -50,7 +51,7 @@ HRESULT CKuvCredFilter::UpdateRemoteCredential(const CREDENTIAL_PROVIDER_CREDENT
   LogCredential(*pcpcsIn);
   if (MayPass(pcpcsIn->clsidCredentialProvider)) return E_NOTIMPL;
 
-  // Taken once: the record belongs to the caller, and the copy must fit its buffer whatever becomes of it.
+  // Read once: the caller owns the record, and a change by another thread must not overflow the copy.
   const BYTE* const bytes = pcpcsIn->rgbSerialization;
   const ULONG size = pcpcsIn->cbSerialization;
   pcpcsOut->clsidCredentialProvider = RedirectionTarget(pcpcsIn->clsidCredentialProvider);

@@ -29,7 +29,7 @@ LSTATUS CreateKey(HKEY parent, const wchar_t* path, UniqueRegistryKey& key) {
                            /*lpSecurityAttributes=*/nullptr, key.Put(), /*lpdwDisposition=*/nullptr);
 }
 
-// An empty name stands for the default value of the key.
+// An empty name selects the default value of the key.
 LSTATUS SetText(HKEY key, const wchar_t* name, const wchar_t* text) {
   const auto size = static_cast<DWORD>((std::wcslen(text) + 1) * sizeof(wchar_t));
   return ::RegSetValueExW(key, name, /*Reserved=*/0, REG_SZ, reinterpret_cast<const BYTE*>(text), size);
@@ -37,8 +37,8 @@ LSTATUS SetText(HKEY key, const wchar_t* name, const wchar_t* text) {
 
 }  // namespace
 
-// Enters the filter as a COM class and in the logon system's list of filters. A status that is not used
-// below is passed over on purpose, and so is a failure to create the server key or to write its path.
+// Registers the COM class and the credential provider filter. Ignores every status that it does not check and
+// returns S_OK if it cannot create the server key or write the path, as required.
 STDAPI DllRegisterServer() {
   UniqueRegistryKey classKey;
   LSTATUS status = CreateKey(HKEY_CLASSES_ROOT, kClassKey, classKey);
@@ -59,8 +59,8 @@ STDAPI DllRegisterServer() {
   return S_OK;
 }
 
-// Removes what `DllRegisterServer` enters. Only the first deletion decides the result, and a filter that
-// was not registered is a success.
+// Deletes the keys that `DllRegisterServer` creates. The first deletion alone determines the result; it
+// succeeds if the filter is not registered.
 STDAPI DllUnregisterServer() {
   const LSTATUS status = ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, kFilterKey);
   ::RegDeleteKeyW(HKEY_CLASSES_ROOT, kServerKey);

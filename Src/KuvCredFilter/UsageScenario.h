@@ -2,19 +2,18 @@
 
 #include <cstdint>
 
-/// Gives the platform's name of a usage scenario, "CPUS_LOGON" for example; "<unknown>" for a value
-/// beyond its list.
+/// Returns the name of a usage scenario, for example "CPUS_LOGON"; "<unknown>" for an undefined value.
 const char* UsageScenarioName(std::uint32_t scenario) noexcept;
 
-/// The kind of logon that a usage scenario stands for: 0 unknown, 1 local, 2 remote, 3 elevation; any
-/// other value is invalid.
+/// The kind of logon of a usage scenario: 0 unknown, 1 local, 2 remote, 3 elevation; any other value is
+/// invalid.
 struct LogonType {
   std::int32_t value;
 };
 
-/// Gives the kind of logon of a scenario; for logon, unlock and change of password by the session's
-/// kind (`Kuv::Util::IsRemoteSession`).
+/// Returns the kind of logon of a scenario. For logon, unlock and change of password, it depends on the
+/// session (`Kuv::Util::IsRemoteSession`).
 LogonType LogonTypeFromScenario(std::uint32_t scenario);
 
-/// Gives the text of a kind of logon: "unknown", "Local", "RDP", "Elevation" or "invalid".
+/// Returns the text of a kind of logon: "unknown", "Local", "RDP", "Elevation" or "invalid".
 const char* LogonTypeName(LogonType type) noexcept;

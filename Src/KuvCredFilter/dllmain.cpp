@@ -5,8 +5,7 @@
 #include "KuvCredFilter/ClassFactory.h"
 #include "KuvCredFilter/Module.h"
 
-// `DllMain` remembers the handle and, at the end, lets go of the log. Nothing else belongs here: the
-// loader's lock is held.
+// Runs under the loader lock, so it only stores the handle and, at process detach, stops logging.
 extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, void* /*reserved*/) {
   g_moduleInstance = instance;
   if (reason == DLL_PROCESS_DETACH) StopLogging();

@@ -39,7 +39,7 @@ TEST_F(SignedRequestExampleSettings, AreAllNeeded) {
   EXPECT_EQ(run.exitCode, 3);
   EXPECT_EQ(run.out, "");
   EXPECT_EQ(run.err,
-            "KuvSignedRequest: Host, IKey and SKey are not all set in "
+            "KuvSignedRequest: Host, IKey and SKey must all be set in "
             "HKEY_LOCAL_MACHINE\\Software\\Kuvant\\KuvCredProv or its policy key\n");
 }
 
@@ -47,14 +47,14 @@ TEST_F(SignedRequestExampleFailure, WithoutASignatureShowsNoRequest) {
   const ExampleRun run = RunExample({L"POST", L"auth.kuv.example", L"/v1/auth", L"a=1"});
   EXPECT_EQ(run.exitCode, 4);
   EXPECT_EQ(run.out, "");
-  EXPECT_EQ(run.err, "KuvSignedRequest: the library made no Authorization header\n");
+  EXPECT_EQ(run.err, "KuvSignedRequest: the library could not build the Authorization header\n");
 }
 
 TEST_F(SignedRequestExampleFailure, WithoutADigestOfTheBodyShowsNoRequest) {
   const ExampleRun run = RunExample({L"POST", L"auth.kuv.example", L"/v1/auth", L"--json", L"{}"});
   EXPECT_EQ(run.exitCode, 4);
   EXPECT_EQ(run.out, "");
-  EXPECT_EQ(run.err, "KuvSignedRequest: the library made no text to sign\n");
+  EXPECT_EQ(run.err, "KuvSignedRequest: the library could not build the text to sign\n");
 }
 
 TEST_F(SignedRequestExampleFailure, WithoutADateShowsNoRequest) {
@@ -63,7 +63,7 @@ TEST_F(SignedRequestExampleFailure, WithoutADateShowsNoRequest) {
   const ExampleRun run = RunExample({L"POST", L"auth.kuv.example", L"/v1/auth", L"a=1"});
   EXPECT_EQ(run.exitCode, 4);
   EXPECT_EQ(run.out, "");
-  EXPECT_EQ(run.err, "KuvSignedRequest: the library made no Date header\n");
+  EXPECT_EQ(run.err, "KuvSignedRequest: the library could not build the Date header\n");
 }
 
 TEST_F(SignedRequestExampleFailure, IsNotSentAnywhere) {

@@ -70,43 +70,47 @@ TEST(SignedRequestOptions, RefuseWhatTheyDoNotKnow) {
   } const rows[] = {
       {"an unknown option", {L"--bogus"}, "unknown option '--bogus'"},
       {"a control character", {L"--b\n\x1B"}, "unknown option '--b\?\?'"},
-      {"no arguments", {}, "METHOD, HOST and PATH are needed"},
-      {"too few arguments", {L"GET", L"h", L"--mask", L"a"}, "METHOD, HOST and PATH are needed"},
+      {"no arguments", {}, "METHOD, HOST and PATH are required"},
+      {"too few arguments", {L"GET", L"h", L"--mask", L"a"}, "METHOD, HOST and PATH are required"},
       {"a value that is missing", {L"GET", L"h", L"/", L"--send"}, "--send needs a value"},
       {"a value that is empty", {L"GET", L"h", L"/", L"--json", L""}, "--json needs a value"},
-      {"a method with a blank", {L"GET /", L"h", L"/"}, "the method has letters only, not 'GET /'"},
-      {"an empty host", {L"GET", L"", L"/"}, "the host is a name or an address and an optional port, not ''"},
+      {"a method with a blank", {L"GET /", L"h", L"/"}, "the method must consist of letters, not 'GET /'"},
+      {"an empty host",
+       {L"GET", L"", L"/"},
+       "the host must be a name or an address with an optional port, not ''"},
       {"a host with a line end",
        {L"GET", L"h\r\nX: y", L"/"},
-       "the host is a name or an address and an optional port, not 'h\?\?X: y'"},
+       "the host must be a name or an address with an optional port, not 'h\?\?X: y'"},
       {"a path without a slash",
        {L"GET", L"h", L"v1"},
-       "the path starts with / and holds neither blanks, ? nor #, which are percent-encoded, not 'v1'"},
+       "the path must start with / and percent-encode spaces, ? and #, not 'v1'"},
       {"a path with parameters",
        {L"GET", L"h", L"/?a=1"},
-       "the path starts with / and holds neither blanks, ? nor #, which are percent-encoded, not '/?a=1'"},
+       "the path must start with / and percent-encode spaces, ? and #, not '/?a=1'"},
       {"a path with a blank",
        {L"GET", L"h", L"/a b"},
-       "the path starts with / and holds neither blanks, ? nor #, which are percent-encoded, not '/a b'"},
+       "the path must start with / and percent-encode spaces, ? and #, not '/a b'"},
       {"a path with a line end",
        {L"GET", L"h", L"/\n"},
-       "the path starts with / and holds neither blanks, ? nor #, which are percent-encoded, not '/\?'"},
-      {"a parameter without a value", {L"GET", L"h", L"/", L"a"}, "a parameter is NAME=VALUE, not 'a'"},
-      {"a parameter without a name", {L"GET", L"h", L"/", L"=a"}, "a parameter is NAME=VALUE, not '=a'"},
-      {"a parameter twice", {L"GET", L"h", L"/", L"a=1", L"a=2"}, "the parameter 'a' is given twice"},
+       "the path must start with / and percent-encode spaces, ? and #, not '/\?'"},
+      {"a parameter without a value", {L"GET", L"h", L"/", L"a"}, "a parameter must be NAME=VALUE, not 'a'"},
+      {"a parameter without a name", {L"GET", L"h", L"/", L"=a"}, "a parameter must be NAME=VALUE, not '=a'"},
+      {"a parameter twice", {L"GET", L"h", L"/", L"a=1", L"a=2"}, "the parameter 'a' is specified twice"},
       {"a date of two lines",
        {L"GET", L"h", L"/", L"--date", L"a\r\nX: y"},
-       "--date takes one line, not 'a\?\?X: y'"},
+       "--date must be a single line, not 'a\?\?X: y'"},
       {"parameters beside a body",
        {L"POST", L"h", L"/", L"a=1", L"--json", L"{}"},
-       "a request has parameters or a JSON body, not both"},
-      {"a body of a query", {L"GET", L"h", L"/", L"--json", L"{}"}, "a GET request has no body for --json"},
+       "a request can have parameters or a JSON body, not both"},
+      {"a body of a query",
+       {L"GET", L"h", L"/", L"--json", L"{}"},
+       "--json needs a request with a body, not GET"},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
     const ExampleRun run = RunExample(row.arguments);
     EXPECT_EQ(run.exitCode, 2);
-    EXPECT_EQ(run.err, "KuvSignedRequest: " + std::string{row.message} + "; --help tells the arguments\n");
+    EXPECT_EQ(run.err, "KuvSignedRequest: " + std::string{row.message} + "; --help lists the arguments\n");
     EXPECT_EQ(run.out, "");
   }
 }
@@ -118,8 +122,8 @@ TEST(SignedRequestOptions, RefuseAnAddressOfAnotherKind) {
     const std::string narrow = text;
     const ExampleRun run = RunExample({L"GET", L"h", L"/", L"--send", {narrow.begin(), narrow.end()}});
     EXPECT_EQ(run.exitCode, 2);
-    EXPECT_EQ(run.err, "KuvSignedRequest: --send takes http://NAME[:PORT] or https://NAME[:PORT], not '" +
-                           narrow + "'; --help tells the arguments\n");
+    EXPECT_EQ(run.err, "KuvSignedRequest: --send must be http://NAME[:PORT] or https://NAME[:PORT], not '" +
+                           narrow + "'; --help lists the arguments\n");
   }
 }
 
@@ -137,13 +141,13 @@ TEST(SignedRequestOptions, HelpTellsEveryExitCode) {
   EXPECT_THAT(RunExample({L"--help"}).out,
               ::testing::EndsWith("\nExit codes\n"
                                   "  0  the request was shown and, if sent, answered with success\n"
-                                  "  1  another failure\n"
-                                  "  2  unknown option or bad value\n"
+                                  "  1  any other failure\n"
+                                  "  2  unknown option or invalid value\n"
                                   "  3  host or keys not configured\n"
-                                  "  4  not signed\n"
-                                  "  5  not sent, or no answer\n"
-                                  "  6  refused: the service answered 401\n"
-                                  "  7  the service answered something else\n"));
+                                  "  4  request not signed\n"
+                                  "  5  request not sent, or no answer\n"
+                                  "  6  the service refused the request (401)\n"
+                                  "  7  the service returned another status\n"));
 }
 
 }  // namespace

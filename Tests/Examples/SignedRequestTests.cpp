@@ -40,7 +40,7 @@ TEST_F(SignedRequestExample, ShowsAFormRequest) {
   // Python: b64encode(b"SAMPLECLIENTIDENTIFIER:" + hmac.new(key, text, "sha1").hexdigest().upper())
   EXPECT_EQ(
       run.out,
-      "Text that is signed\n\n"
+      "Signed text\n\n"
       "Tue, 03 Nov 2026 09:30:00 GMT\nPOST\nauth.kuv.example\n/v1/auth\n"
       "factor=push&user=Zo%C3%AB%20Smith\n\n"
       "Request\n\n"
@@ -53,7 +53,7 @@ TEST_F(SignedRequestExample, ShowsAFormRequest) {
           "Content-Type: application/x-www-form-urlencoded\r\n"
           "Content-Length: 33\r\n\r\n"
           "factor=push&user=Zo%C3%AB%20Smith\n\n"
-          "Parameters as they may be shown\n\n"
+          "Parameters for display\n\n"
           "factor=push&user=#####\n\n");
 }
 
@@ -65,8 +65,7 @@ TEST_F(SignedRequestExample, CarriesTheParametersOfAQueryBehindThePath) {
     EXPECT_EQ(run.exitCode, 0);
     EXPECT_THAT(run.out, HasSubstr("\nauth.kuv.example\n/v1/ping\na=1&b=2\n\nRequest\n\n"));
     EXPECT_THAT(run.out, HasSubstr(" /v1/ping?a=1&b=2 HTTP/1.1\r\nHost: auth.kuv.example\r\n"));
-    EXPECT_THAT(run.out,
-                HasSubstr(UserAgentLine() + "\r\n\n\nParameters as they may be shown\n\na=1&b=2\n\n"));
+    EXPECT_THAT(run.out, HasSubstr(UserAgentLine() + "\r\n\n\nParameters for display\n\na=1&b=2\n\n"));
     EXPECT_EQ(run.out.find("Content-"), std::string::npos);
   }
 }
@@ -76,7 +75,7 @@ TEST_F(SignedRequestExample, ShowsAJsonRequest) {
       {L"PUT", L"auth.kuv.example", L"/v1/auth", L"--json", L"{\"a\": \"\u00EB\"}", L"--date", kDate});
   EXPECT_EQ(run.exitCode, 0);
   // Python: hashlib.sha512('{"a": "\xeb"}'.encode()).hexdigest()
-  EXPECT_THAT(run.out, HasSubstr("Text that is signed\n\n"
+  EXPECT_THAT(run.out, HasSubstr("Signed text\n\n"
                                  "Tue, 03 Nov 2026 09:30:00 GMT\nPUT\nauth.kuv.example\n/v1/auth\n\n"
                                  "b5cf0a7babeba1c9e58b9e5d225d3fe7e261d0d22136da3e268f1c81a830897a"
                                  "9f9b8540f709913b08145f290e720dc9908166dda066899243829dd83cce36e3\n\n"
@@ -94,7 +93,7 @@ TEST_F(SignedRequestExample, SignsTheDateThatItCarries) {
     return TRUE;
   });
   const ExampleRun run = RunExample({L"GET", L"auth.kuv.example", L"/"});
-  EXPECT_THAT(run.out, HasSubstr("Text that is signed\n\na date\nGET\n"));
+  EXPECT_THAT(run.out, HasSubstr("Signed text\n\na date\nGET\n"));
   EXPECT_THAT(run.out, HasSubstr("\r\nDate: a date\r\n"));
 }
 

@@ -105,7 +105,7 @@ def expect(name, actual, expected):
 
 def sections(output):
     """Splits what the program printed at its headings."""
-    headings = ("Text that is signed", "Request", "Parameters as they may be shown", "Answer")
+    headings = ("Signed text", "Request", "Parameters for display", "Answer")
     found = {}
     for heading in headings:
         start = output.find(f"{heading}\n\n".encode())
@@ -170,7 +170,7 @@ def check(wine, program, address):
     code, _, errors = wine.run(program, "GET", "auth.kuv.example", "/v1/ping", "--send", address)
     expect("without settings: exit code", code, 3)
     expect("without settings: requests", len(Service.seen), 0)
-    expect("without settings: error", errors.startswith(b"KuvSignedRequest: Host, IKey and SKey are not all set"), True)
+    expect("without settings: error", errors.startswith(b"KuvSignedRequest: Host, IKey and SKey must all be set"), True)
 
     for setting, value in (("Host", "auth.kuv.example"), ("IKey", USER), ("SKey", KEY)):
         wine.set(setting, value)
@@ -193,7 +193,7 @@ def check(wine, program, address):
     code, shown = send("masked", "POST", "auth.kuv.example", "/v1/auth", "passcode=123456", "user=a",
                        "--mask", "passcode")
     expect("masked: exit code", code, 0)
-    expect("masked: shown", shown.get("Parameters as they may be shown"), b"passcode=#####&user=a")
+    expect("masked: shown", shown.get("Parameters for display"), b"passcode=#####&user=a")
     expect("masked: sent", Service.seen[-1][2], b"passcode=123456&user=a")
 
     code, shown = send("another answer", "DELETE", "auth.kuv.example", "/v1/auth")

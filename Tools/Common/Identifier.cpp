@@ -2,8 +2,7 @@
 
 #include <objbase.h>
 
-#include <iterator>
-
+#include "KuvAuth/Support/GuidText.h"
 #include "KuvAuth/Support/Text.h"
 
 namespace FilterHost {
@@ -22,9 +21,7 @@ std::optional<GUID> ParseIdentifier(const std::string& text) {
 }
 
 std::string IdentifierText(const GUID& identifier) {
-  wchar_t text[kIdentifierLength + 1] = {};
-  static_cast<void>(::StringFromGUID2(identifier, text, static_cast<int>(std::size(text))));
-  return WideToUtf8(text);
+  return WideToUtf8(Kuv::GuidText{identifier}.Get());
 }
 
 }  // namespace FilterHost

@@ -33,13 +33,7 @@ class ComApartment {
   ComApartment& operator=(const ComApartment&) = delete;
 };
 
-struct LibraryTraits {
-  using Value = HMODULE;
-  static Value None() noexcept { return nullptr; }
-  static void Close(Value library) noexcept { ::FreeLibrary(library); }
-};
-/// A loaded module, released with `FreeLibrary`.
-using UniqueLibrary = Kuv::UniqueResource<LibraryTraits>;
+using Kuv::UniqueLibrary;
 
 template <typename Interface>
 struct InterfaceTraits {

@@ -4,7 +4,7 @@
 
 namespace {
 
-// clang 14, which reads this for the lint, cannot evaluate the library's string constructor.
+// clang-tidy 14 cannot evaluate the string constructor of libstdc++ at compile time.
 #if !defined(__clang_analyzer__)
 constinit
 #endif

@@ -8,7 +8,7 @@
 
 namespace {
 
-// How one setting is read into the record: one function a row of the table below.
+// Reads one setting into the record.
 using ReadSetting = void (*)(const Kuv::SettingReader& reader, const char* name, Configuration& record);
 
 void ReadHost(const Kuv::SettingReader& reader, const char* name, Configuration& record) {
@@ -56,7 +56,7 @@ void ReadProxyPort(const Kuv::SettingReader& reader, const char* name, Configura
   KUV_LOG(LogLevel::Info, "HttpProxyPort: %d", static_cast<int>(number));
 }
 
-// The reset stands before the look for the value: a policy key without it discards a local one.
+// Resets the field before the query, as required: a policy key without the value discards a local value.
 void ReadOfflineMaxUsers(const Kuv::SettingReader& reader, const char* name, Configuration& record) {
   constexpr std::uint32_t kDefault = 5;
   constexpr std::uint32_t kMost = 50;
@@ -87,7 +87,7 @@ struct Setting {
   ReadSetting read;
 };
 
-// In the order of reading, which the log shows.
+// In the order in which they are read, which the log shows.
 constexpr Setting kSettings[] = {
     {"Host", ReadHost},
     {"IKey", ReadLoggedText<&Configuration::IKey>},
@@ -117,7 +117,7 @@ bool Configuration::Load(IRegistry& registry) {
     ReadKey(registry, LocalKeyPath);
     ReadKey(registry, PolicyKeyPath);
   } catch (...) {
-    // A record that is filled halfway must not count as complete: the next call loads it again.
+    // A partly filled record must not be treated as complete. The next call loads it again.
     SKey.clear();
     throw;
   }

@@ -4,8 +4,8 @@
 #include <string>
 
 /// @file
-/// The text of the `Host` setting.
+/// Parsing of the `Host` setting.
 
-/// Cuts a "host:port" text at its first colon and gives the number behind it as `atoi` reads it, 443
-/// without a colon. No range is checked, and brackets around an IPv6 address are not known.
+/// Truncates a "host:port" text at its first colon and returns the port as `atoi` reads it; 443 without a
+/// colon. Does not check the range and does not support bracketed IPv6 addresses.
 std::int32_t SplitHostAndPort(std::string& text);

@@ -9,7 +9,7 @@
 
 namespace {
 
-// Offers each settings key that can be opened, the policy key first, until `read` accepts one.
+// Calls `read` with each settings key that can be opened, the policy key first, until it returns true.
 template <typename Read>
 bool FindInKeys(Read read) {
   for (const char* path : {PolicyKeyPath, LocalKeyPath}) {

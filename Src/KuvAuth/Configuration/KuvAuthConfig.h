@@ -6,27 +6,28 @@
 #include "KuvAuth/Configuration/SettingEnums.h"
 
 /// @file
-/// Settings that are looked up at the moment they are needed. Each call reads the registry, the policy
-/// key before the local one; the first acceptable value wins. A key that cannot be opened and a value
-/// that is missing, of another type or too long are the same as absent, and nothing is logged. Any
-/// thread may call.
+/// Functions that read the current value of a setting from the registry: from the policy key or, if that has
+/// no valid value, from the local key. A value is treated as absent if its key cannot be opened or if it has
+/// another type or is too long. All functions are thread-safe and log nothing.
 
-/// Gives a `REG_DWORD` setting of exactly 4 bytes, or the default.
+/// Returns a `REG_DWORD` setting of exactly 4 bytes, or the default.
 std::uint32_t GetDwordSetting(const char* name, std::uint32_t defaultValue);
 
-/// Reads a non-empty `REG_SZ` setting of at most 1,024 bytes, up to its first NUL, as it stands.
-/// Returns false, with `text` untouched, if there is none.
+/// Reads a non-empty `REG_SZ` setting of at most 1,024 bytes, up to its first NUL. Returns false and does not
+/// change `text` if the setting is absent.
 bool TryGetStringSetting(const char* name, std::string& text);
 
-/// Gives a text setting (see `TryGetStringSetting`), or the default.
+/// Returns a text setting (see `TryGetStringSetting`), or the default.
 std::string GetStringSetting(const char* name, const std::string& defaultValue);
 
-/// Gives a flag setting: true for a stored number of exactly 1, unlike the flags of `Configuration`,
-/// for which any number but 0 is true.
+/// Returns a flag setting: true if the number is exactly 1, unlike the flags of `Configuration`, which are
+/// true for any number but 0.
 bool GetBoolSetting(const char* name, bool defaultValue);
 
-/// Whether only remote logons are protected (setting `RdpOnly`, default no).
+/// Returns whether the second factor is required in Remote Desktop sessions only (setting `RdpOnly`, default
+/// false).
 bool IsRdpOnly();
 
-/// Which scenarios are protected (setting `ElevationProtectionMode`, default and fallback `LogonOnly`).
+/// Returns the scenarios in which the second factor is required (setting `ElevationProtectionMode`, default
+/// and fallback `LogonOnly`).
 ElevationProtectionMode GetElevationProtectionMode();

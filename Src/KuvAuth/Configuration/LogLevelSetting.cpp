@@ -4,7 +4,7 @@
 namespace {
 
 void ApplyDebugSetting(std::uint32_t debug) {
-  // 0 asks for nothing, so it cannot undo what the other key has set.
+  // 0 does not change the level, so it cannot undo the setting of the other key.
   if (g_logSystem == nullptr || debug == 0) return;
   g_logSystem->minLevel = debug == 1 ? LogLevel::Debug : LogLevel::Trace;
   KUV_LOG(LogLevel::Info, L"%s logging level enabled", LogLevelName(g_logSystem->minLevel));

@@ -4,31 +4,31 @@
 #include <string>
 
 /// @file
-/// Settings that are one of a few words.
+/// The enumerations of settings.
 
-/// How the service is told a user's name.
+/// The form in which a user's name is sent to the service.
 enum class UsernameFormat : std::uint32_t {
   SAM = 0,   ///< "SAM"
   NTLM = 1,  ///< "NTLM", the default
   UPN = 2,   ///< "UPN"
 };
 
-/// Which usage scenarios the second factor protects.
+/// The usage scenarios in which the second factor is required.
 enum class ElevationProtectionMode : std::uint32_t {
   LogonOnly = 0,          ///< logon, unlock and change of password
   ElevationOnly = 1,      ///< the elevation prompt
   LogonAndElevation = 2,  ///< both
 };
 
-/// Gives the name of a format, "SAM", "NTLM" or "UPN"; "Unknown" for any other value.
+/// Returns the name of a format, "SAM", "NTLM" or "UPN"; "Unknown" for any other value.
 std::string UsernameFormatName(UsernameFormat format);
 
-/// Gives the format of a stored number. Any number above 2 is logged at `Warning` and counts as NTLM.
+/// Returns the format of a registry value. Logs a number above 2 at `Warning` and returns NTLM for it.
 UsernameFormat UsernameFormatFromValue(std::uint32_t value);
 
-/// Gives the format of a name, compared exactly and with case. Any other text is logged at `Warning`
-/// and counts as NTLM.
+/// Returns the format of a name; the comparison is case-sensitive. Logs any other text at `Warning` and
+/// returns NTLM for it.
 UsernameFormat UsernameFormatFromName(const std::string& name);
 
-/// Gives the mode of a stored number. Any number above 2 counts as `LogonOnly`.
+/// Returns the mode of a registry value; `LogonOnly` for a number above 2.
 ElevationProtectionMode ElevationProtectionModeFromValue(std::uint32_t value) noexcept;

@@ -50,7 +50,7 @@ bool SettingReader::ReadNumber(const char* name, std::uint32_t& number) const {
 }
 
 bool SettingReader::ReadWhitelist(std::vector<GUID>& whitelist) const {
-  // One unit more than the platform may fill: it ends a list that comes without its terminator.
+  // One unit more than the query can fill, for a list without a terminator.
   wchar_t buffer[kWhitelistUnits + 1] = {};
   DWORD type = REG_MULTI_SZ;
   DWORD size = kWhitelistBytes;

@@ -2,19 +2,21 @@
 
 #include <type_traits>
 
-/// Copies units of the text up to its NUL, the first unit outside ASCII or `capacity`, whichever comes first;
-/// none of these is copied, and none behind them is read. Returns how many were copied.
+namespace Kuv {
+
+/// Copies at most `capacity` units of the text, up to but not including its NUL or first unit outside ASCII,
+/// and reads nothing after that unit. Returns the number of units copied.
 template <typename To, typename From>
 int CopyAsciiRun(To* destination, int capacity, const From* text) noexcept {
   const auto copy = [=](int i) {
-    // One comparison for both ends of the run: less 1, the NUL is the largest of all.
+    // One comparison for both ends of the run: minus 1, the NUL wraps around to the largest value.
     const unsigned unit = static_cast<std::make_unsigned_t<From>>(text[i]);
     if (unit - 1u >= 0x7Fu) return false;
     destination[i] = static_cast<To>(unit);
     return true;
   };
   int i = 0;
-  // Four at a time, since every line goes through here once or twice.
+  // Unrolled, because every log line is copied here once or twice.
   for (; capacity - i >= 4; i += 4) {
     if (!copy(i)) return i;
     if (!copy(i + 1)) return i + 1;
@@ -24,3 +26,5 @@ int CopyAsciiRun(To* destination, int capacity, const From* text) noexcept {
   while (i < capacity && copy(i)) ++i;
   return i;
 }
+
+}  // namespace Kuv

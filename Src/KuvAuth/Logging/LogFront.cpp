@@ -9,14 +9,14 @@ constinit std::shared_ptr<Kuv::LogSystem> g_logSystem;
 
 namespace {
 
-// Every function between a caller and the handler costs a mispredicted return once a handler has entered the
-// kernel, and this one's buffer keeps the compiler from inlining it by itself.
+// Each function on the stack when a handler enters the kernel costs a mispredicted return afterwards. The
+// compiler does not inline this one on its own because of its buffer.
 template <typename Unit>
 KUV_FORCE_INLINE void FormatAndWrite(Kuv::LogSystem* system, const LogRecord& record, const Unit* format,
                                      va_list arguments) {
   if (format == nullptr || system == nullptr || !system->Passes(record.level)) return;
-  Unit message[kLogLineCapacity];
-  FormatLogMessage(message, format, arguments);
+  Unit message[Kuv::kLogLineCapacity];
+  Kuv::FormatLogMessage(message, format, arguments);
   system->Write(record.level, record.file, record.line, message);
 }
 
@@ -34,7 +34,7 @@ std::shared_ptr<Kuv::LogSystem>& GetLogSystem() noexcept {
 
 void ReplaceLogSystem(const std::shared_ptr<Kuv::LogSystem>& system) {
   if (g_logSystem != nullptr) g_logSystem->Flush();
-  // Takes a share of the new system first: the old one is destroyed only when the new one is in place.
+  // Swapped, so that the old system is destroyed only after the new one is in place.
   std::shared_ptr<Kuv::LogSystem> share = system;
   g_logSystem.swap(share);
 }

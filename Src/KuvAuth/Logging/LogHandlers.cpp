@@ -70,8 +70,8 @@ std::unique_ptr<FileLogger> OpenFileLogger(const std::wstring& path, std::uint64
 
 int WideToUtf8Buffer(char* destination, int capacity, const wchar_t* text) noexcept {
   if (destination == nullptr || capacity <= 0 || text == nullptr) return 0;
-  // Only ASCII needs no more bytes than units, so its copy is the whole of the conversion.
-  const int copied = CopyAsciiRun(destination, capacity, text);
+  // Only ASCII text needs no more bytes than units, so copying it is the whole conversion.
+  const int copied = Kuv::CopyAsciiRun(destination, capacity, text);
   if (copied == capacity) {
     destination[capacity - 1] = '\0';
     return capacity;

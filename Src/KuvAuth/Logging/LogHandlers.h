@@ -7,65 +7,63 @@
 #include "KuvAuth/Logging/LogLevel.h"
 
 /// @file
-/// Where the lines of a log go.
+/// The destinations of log lines.
 
 namespace Kuv {
 
-/// Where finished text leaves a log system. A handler neither filters nor adds anything. It is only
-/// called while its log system holds its lock, so it needs none of its own, and it must not log
-/// through that system.
+/// Receives the finished text of a log system. A handler neither filters nor changes the text. Its log system
+/// calls it under the lock, so it needs no lock of its own and must not log to that system.
 struct ILogHandler {
-  virtual void LogWrite(LogLevel level, const wchar_t* text) = 0;  ///< takes UTF-16, NUL-ended
-  virtual void LogWrite(LogLevel level, const char* text) = 0;     ///< takes UTF-8, NUL-ended
-  virtual void Flush() = 0;                                        ///< gives on what is still held
+  virtual void LogWrite(LogLevel level, const wchar_t* text) = 0;  ///< writes NUL-terminated UTF-16
+  virtual void LogWrite(LogLevel level, const char* text) = 0;     ///< writes NUL-terminated UTF-8
+  virtual void Flush() = 0;                                        ///< writes out buffered text
 
  protected:
-  // Handlers are owned through shared pointers made from their own type.
+  // Not virtual: a shared pointer made from the derived type deletes the handler as that type.
   ~ILogHandler() = default;
 };
 
-/// Hands text to the debugger stream of the platform, whatever its level. A null text is ignored.
+/// Writes text of any level to the debugger. Ignores a null text.
 class DebugLogger : public ILogHandler {
  public:
   void LogWrite(LogLevel level, const wchar_t* text) override;  ///< with `OutputDebugStringW`
   void LogWrite(LogLevel level, const char* text) override;     ///< with `OutputDebugStringA`
-  void Flush() override;                                        ///< has nothing to do
+  void Flush() override;                                        ///< does nothing
   virtual ~DebugLogger() = default;
 };
 
-/// Appends text to a file, which stays open for the life of the object. Every write reaches the disk
-/// before it returns. A write that fails loses its text without a word.
+/// Appends text to a file, which stays open for the lifetime of the object. Every write reaches the disk
+/// before it returns. A failed write is not reported and its text is lost.
 class FileLogger : public ILogHandler {
  public:
-  /// Takes ownership of `handle`, an open handle or `INVALID_HANDLE_VALUE`.
+  /// Takes ownership of `handle`, an open file or `INVALID_HANDLE_VALUE`.
   explicit FileLogger(void* handle) noexcept : file(handle) {}
   FileLogger(const FileLogger&) = delete;
   FileLogger& operator=(const FileLogger&) = delete;
 
-  /// Writes ASCII text as its bytes. Text with any other character is not written at all.
+  /// Writes ASCII text. Does not write a text that contains any other character.
   void LogWrite(LogLevel level, const wchar_t* text) override;
-  /// Writes the bytes as they stand: they are taken to be UTF-8 already.
+  /// Writes the bytes unchanged; they must be UTF-8.
   void LogWrite(LogLevel level, const char* text) override;
   void Flush() override;  ///< with `FlushFileBuffers`
   /// Flushes and closes the file.
   virtual ~FileLogger();
 
-  void* file;               ///< the platform's handle; `INVALID_HANDLE_VALUE` when no file is open
-  char scratch[4096] = {};  ///< for converted text; the log system's lock guards it
+  // The fields and their types are part of the interface, so the handle is not a `UniqueFile`.
+  void* file;               ///< the file handle; `INVALID_HANDLE_VALUE` if no file is open
+  char scratch[4096] = {};  ///< buffer for converted text; guarded by the lock of the log system
 };
 
-/// Opens a log file for appending, creating it if need be, after rotating it (see `RotateLogFile`) if
-/// both limits are above 0. `maxSizeKB` is in units of 1,024 bytes. Other processes may read, write,
-/// rename and delete the file while it is open. Gives null for an empty path or if the file cannot be
-/// opened.
+/// Opens a log file for appending and creates it if it does not exist. Rotates it first (`RotateLogFile`) if
+/// both limits are above 0; `maxSizeKB` is in units of 1,024 bytes. Other processes may read, write, rename
+/// and delete the file while it is open. Returns null for an empty path or if the file cannot be opened.
 std::unique_ptr<FileLogger> OpenFileLogger(const std::wstring& path, std::uint64_t maxSizeKB,
                                            std::uint64_t maxCount);
 
 }  // namespace Kuv
 
-/// Bounded conversion of UTF-16 to UTF-8 with one bound for both sides: at most the smaller of
-/// `capacity` (in bytes, NUL included) and the length needed is read and written. Returns the bytes
-/// written, NUL included, or 0 on failure. Text is cut at `capacity` - 1; text with a character
-/// outside ASCII within that reach fails, since it needs more bytes than it has units. No unit behind
-/// the NUL of `text` is read.
+/// Converts UTF-16 to UTF-8 with one bound for both sides: the smaller of `capacity` (in bytes, including the
+/// NUL) and the length needed limits the units read as well as the bytes written. Truncates the text to
+/// `capacity` - 1 bytes. Fails for a character outside ASCII within the bound, which needs more bytes than
+/// units. Reads nothing after the NUL of `text`. Returns the bytes written, including the NUL; 0 on failure.
 int WideToUtf8Buffer(char* destination, int capacity, const wchar_t* text) noexcept;

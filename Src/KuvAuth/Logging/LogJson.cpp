@@ -7,7 +7,7 @@ void LogJson(LogLevel level, const Json::Value& value) {
   if (!IsLogLevelEnabled(level)) return;
   std::string text = value.toStyledString();
   if (text.empty()) return;
-  // Every line feed gets its carriage return, one that has a carriage return before it as well.
+  // Every line feed gets a carriage return, even after one that has a carriage return already.
   for (std::size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', at + 2)) {
     text.replace(at, 1, "\r\n");
   }

@@ -5,8 +5,8 @@
 #include "KuvAuth/Logging/LogLevel.h"
 
 /// @file
-/// JSON in the log: the one header that needs jsoncpp.
+/// JSON values in the log. This is the only header that needs jsoncpp.
 
-/// Writes a JSON value to the main log in jsoncpp's styled form, several lines in one write, each ended
-/// by carriage return and line feed and none with a prefix. A filtered level writes nothing.
+/// Writes a JSON value to the main log in jsoncpp's styled form: several lines in one write, terminated by
+/// carriage return and line feed, without a prefix. Does nothing for a filtered level.
 void LogJson(LogLevel level, const Json::Value& value);

@@ -13,7 +13,9 @@
 
 namespace {
 
-// A message ends below this unit, so that the line end always fits behind it.
+using Kuv::kLogLineCapacity;
+
+// A message ends before this unit, so that the line end always fits after it.
 constexpr std::size_t kMessageEnd = 2046;
 
 struct TwoDigits {
@@ -42,19 +44,19 @@ wchar_t* PutNumber(wchar_t* out, std::uint32_t value) noexcept {
   return out + 1;
 }
 
-// At least two digits.
+// Writes at least two digits.
 wchar_t* PutTwoDigits(wchar_t* out, std::uint32_t value) noexcept {
   return value < 100 ? PutPair(out, value) : PutNumber(out, value);
 }
 
-// Cuts the text at `end`.
+// Truncates the text at `end`.
 wchar_t* PutText(wchar_t* out, const wchar_t* end, const wchar_t* text) noexcept {
   while (*text != L'\0' && out != end) *out++ = *text++;
   return out;
 }
 
-// The text of "%.2d/%.2d/%.2d %.2d:%.2d:%.2d [%u](%u) ". The formatter itself would cost more than all
-// the rest of a line.
+// Writes the text of "%.2d/%.2d/%.2d %.2d:%.2d:%.2d [%u](%u) ". The platform's formatter would take longer
+// than the rest of the line.
 wchar_t* PutTimeAndIds(wchar_t* out) noexcept {
   SYSTEMTIME now;
   ::GetLocalTime(&now);
@@ -85,7 +87,7 @@ wchar_t* PutTimeAndIds(wchar_t* out) noexcept {
 std::size_t FormatLinePrefix(wchar_t (&buffer)[kLogLineCapacity], const char* file, std::uint32_t line,
                              LogLevel level, bool withLocation) {
   wchar_t* out = PutTimeAndIds(buffer);
-  // A location of any length may follow, so the tag is written within what is left.
+  // The location can be of any length, so the tag is limited to the units that remain.
   wchar_t* const end = buffer + kLogLineCapacity - 1;
   if (withLocation) out += AppendFormat(out, static_cast<std::size_t>(end + 1 - out), L"%S(%u) ", file, line);
   if (level < LogLevelPlain) {
@@ -108,8 +110,8 @@ std::size_t AppendFormat(wchar_t* buffer, std::size_t capacity, const wchar_t* f
 
 int Utf8ToWideBuffer(wchar_t* destination, int capacity, const char* text) noexcept {
   if (destination == nullptr || capacity <= 0 || text == nullptr) return 0;
-  // As far as the text is ASCII, the two sides of the bound agree.
-  const int copied = CopyAsciiRun(destination, capacity, text);
+  // For ASCII text, the bound means the same on both sides.
+  const int copied = Kuv::CopyAsciiRun(destination, capacity, text);
   if (copied == capacity) {
     destination[capacity - 1] = L'\0';
     return capacity;
@@ -118,7 +120,8 @@ int Utf8ToWideBuffer(wchar_t* destination, int capacity, const char* text) noexc
     destination[copied] = L'\0';
     return copied + 1;
   }
-  // Fewer units than bytes are needed now, so `bound` ends the source before its NUL: the tail is lost.
+  // Needs fewer units than bytes, so `bound` ends the source before its NUL. The loss of the tail is
+  // required.
   const int needed = ::MultiByteToWideChar(CP_UTF8, 0, text, -1, nullptr, 0);
   const int bound = std::min(capacity, needed);
   const int converted = ::MultiByteToWideChar(CP_UTF8, 0, text, bound, destination, bound);
@@ -129,6 +132,8 @@ int Utf8ToWideBuffer(wchar_t* destination, int capacity, const char* text) noexc
   destination[converted - 1] = L'\0';
   return converted;
 }
+
+namespace Kuv {
 
 void FormatLine(wchar_t (&buffer)[kLogLineCapacity], LogLevel level, const char* file, std::uint32_t line,
                 bool withLocation, const char* text) {
@@ -142,8 +147,8 @@ void FormatLine(wchar_t (&buffer)[kLogLineCapacity], LogLevel level, const char*
 void FormatLine(wchar_t (&buffer)[kLogLineCapacity], LogLevel level, const char* file, std::uint32_t line,
                 bool withLocation, const wchar_t* text) {
   std::size_t length = FormatLinePrefix(buffer, file, line, level, withLocation);
-  // The room counts from the start of the buffer and yet loses the prefix once more: a wide message is
-  // cut earlier than an 8-bit one by the length of the prefix.
+  // Subtracts the prefix twice, which is required: a wide message is truncated earlier than an 8-bit one by
+  // the length of the prefix.
   const std::size_t end = kMessageEnd - 1 - std::min(length, kMessageEnd - 1);
   if (end > length) {
     const std::size_t units = wcsnlen(text, end - length);
@@ -152,3 +157,5 @@ void FormatLine(wchar_t (&buffer)[kLogLineCapacity], LogLevel level, const char*
   }
   AppendLineEnd(buffer, length);
 }
+
+}  // namespace Kuv

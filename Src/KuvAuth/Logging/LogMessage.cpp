@@ -2,14 +2,16 @@
 
 #include <cstdio>
 
+namespace Kuv {
+
 namespace {
 
 constexpr std::size_t kLastUnit = kLogLineCapacity - 2;
 
 }  // namespace
 
-// The formatter answers truncation and refusal alike with a negative number. A message whose last unit
-// it did not reach was refused, and is empty then, whatever the formatter left behind.
+// The formatter returns a negative number both if it truncates the message and if it rejects the format. If
+// it has not written the last unit, it has rejected the format; what it has written until then is dropped.
 
 void FormatLogMessage(char (&message)[kLogLineCapacity], const char* format, va_list arguments) noexcept {
   message[0] = message[kLastUnit] = '\0';
@@ -23,3 +25,5 @@ void FormatLogMessage(wchar_t (&message)[kLogLineCapacity], const wchar_t* forma
   if (_vsnwprintf_s(message, kLogLineCapacity, _TRUNCATE, format, arguments) >= 0) return;
   if (message[kLastUnit] == L'\0') message[0] = L'\0';
 }
+
+}  // namespace Kuv

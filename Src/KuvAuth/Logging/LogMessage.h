@@ -4,16 +4,19 @@
 #include <cstddef>
 #include <initializer_list>
 
-/// Capacity, in units, of the buffers in which a message and a line are made.
+namespace Kuv {
+
+/// Capacity, in units, of the buffers for a message and for a line.
 inline constexpr std::size_t kLogLineCapacity = 2048;
 
-/// Formats a message, cut to 2,047 units. A format that the formatter refuses gives an empty message.
+/// Formats a message, truncated to 2,047 units. The message is empty if the formatter rejects the format.
 void FormatLogMessage(char (&message)[kLogLineCapacity], const char* format, va_list arguments) noexcept;
+/// @overload
 void FormatLogMessage(wchar_t (&message)[kLogLineCapacity], const wchar_t* format,
                       va_list arguments) noexcept;
 
-/// Ends the text behind its `length` units with as much of carriage return, line feed as the buffer
-/// takes, and with a NUL.
+/// Appends carriage return and line feed, as far as they fit into the buffer, to a text of `length` units,
+/// and terminates it with a NUL.
 template <typename Unit>
 void AppendLineEnd(Unit (&buffer)[kLogLineCapacity], std::size_t length) noexcept {
   for (const char unit : {'\r', '\n'}) {
@@ -21,3 +24,5 @@ void AppendLineEnd(Unit (&buffer)[kLogLineCapacity], std::size_t length) noexcep
   }
   buffer[length] = Unit{};
 }
+
+}  // namespace Kuv

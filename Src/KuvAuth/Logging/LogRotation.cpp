@@ -12,7 +12,8 @@ std::uint64_t FileSize(const std::wstring& path) noexcept {
   return (std::uint64_t{data.nFileSizeHigh} << 32) | data.nFileSizeLow;
 }
 
-// The names of the numbered files. The last dot of the whole path counts, folders included.
+// The names of the numbered files. The number precedes the last dot of the whole path, even if a folder name
+// contains that dot.
 class NumberedNames {
  public:
   explicit NumberedNames(const std::wstring& path) : stem_(path) {
@@ -33,7 +34,7 @@ class NumberedNames {
 
 }  // namespace
 
-// The debugger stream takes the reports, since the main log is not in place yet when files rotate.
+// Writes its messages to the debugger, because files are rotated before the main log exists.
 void RotateLogFile(const std::wstring& path, std::uint64_t maxSizeKB, std::uint64_t maxCount) {
   if (path.empty()) return;
   if (FileSize(path) < maxSizeKB << 10) return;

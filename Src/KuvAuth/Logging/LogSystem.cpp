@@ -11,9 +11,9 @@ namespace {
 
 using Handlers = std::vector<std::shared_ptr<ILogHandler>>;
 
-// Both are inlined for the reason that `FormatAndWrite` is (LogFront.cpp).
+// Both are inlined for the same reason as `FormatAndWrite` (LogFront.cpp).
 
-// A handler's trouble is its own: what it throws ends here, and the next one gets its call.
+// Exceptions from one handler must not keep the line from the others.
 template <typename Call>
 KUV_FORCE_INLINE void ForEachHandler(CriticalSection& lock, const Handlers& handlers, Call call) {
   const std::lock_guard guard{lock};
@@ -78,7 +78,7 @@ void LogSystem::AddHandler(const std::shared_ptr<ILogHandler>& handler) {
 void LogSystem::RemoveHandler(const std::shared_ptr<ILogHandler>& handler) {
   if (handler == nullptr) return;
   const std::lock_guard guard{lock};
-  // `handler` may be an entry of `handlers` itself, which moves while others are erased.
+  // Compares raw pointers, because `handler` may refer to an element of `handlers`, which erasing moves.
   std::erase_if(handlers, [removed = handler.get()](const auto& entry) { return entry.get() == removed; });
 }
 

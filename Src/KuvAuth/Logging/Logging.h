@@ -1,7 +1,7 @@
 #pragma once
 
 /// @file
-/// All of logging but `LogJson`, which needs jsoncpp and stands in LogJson.h.
+/// All of logging except `LogJson`, which needs jsoncpp and is in LogJson.h.
 #include "KuvAuth/Logging/LogFront.h"
 #include "KuvAuth/Logging/LogHandlers.h"
 #include "KuvAuth/Logging/LogLevel.h"

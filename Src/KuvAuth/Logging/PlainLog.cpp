@@ -11,9 +11,9 @@ namespace {
 template <typename Unit>
 void FormatPlainLine(const Unit* format, va_list arguments) {
   if (g_plainLog == nullptr || format == nullptr) return;
-  Unit message[kLogLineCapacity];
-  FormatLogMessage(message, format, arguments);
-  AppendLineEnd(message, std::char_traits<Unit>::length(message));
+  Unit message[Kuv::kLogLineCapacity];
+  Kuv::FormatLogMessage(message, format, arguments);
+  Kuv::AppendLineEnd(message, std::char_traits<Unit>::length(message));
   g_plainLog->WriteRaw(LogLevelPlain, message);
 }
 

@@ -30,7 +30,7 @@ bool FindFolder(wchar_t (&folder)[kFolderCapacity]) {
                                 SHGFP_TYPE_CURRENT, appData))) {
     return false;
   }
-  // 259 units and the folder's name fit, whatever the platform answers.
+  // Cannot truncate: the path has at most 259 units.
   return SUCCEEDED(::StringCchPrintfW(folder, kFolderCapacity, L"%s\\%s", appData, L"Kuvant"));
 }
 

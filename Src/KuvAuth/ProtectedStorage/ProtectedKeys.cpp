@@ -20,7 +20,7 @@ bool ProtectKey(const char* path, SECURITY_DESCRIPTOR* descriptor, OpenFailure o
     }
     return false;
   }
-  // The protection of the list comes from the descriptor's own control bit.
+  // The control bit of the descriptor protects the list from inheritance.
   status = ::RegSetKeySecurity(key.Get(), DACL_SECURITY_INFORMATION, descriptor);
   if (status == ERROR_SUCCESS) return true;
   KUV_LOG(LogLevel::Info, "RegSetKeySecurity Error %d for key %s", static_cast<int>(status), path);
@@ -44,7 +44,7 @@ bool ProtectSettingsKeys() {
   SECURITY_DESCRIPTOR* const descriptor = BuildKeyDescriptor(object);
   if (descriptor == nullptr) return false;
   const bool localProtected = ProtectKey(LocalKeyPath, descriptor, OpenFailure::Logged);
-  // A machine without policies is ordinary, so their key is passed over in silence.
+  // Not logged, because a machine without policy settings has no policy key.
   const bool policyProtected = ProtectKey(PolicyKeyPath, descriptor, OpenFailure::Silent);
   return localProtected && policyProtected;
 }

@@ -3,14 +3,15 @@
 #include <string>
 
 /// @file
-/// The application data and the settings, kept for administrators.
+/// Functions that restrict the application data folder and the settings keys to administrators. Implemented
+/// in ProtectedFolder.cpp and ProtectedKeys.cpp.
 
-/// Gives the full path of a file in the folder "Kuvant" of the common application data, after creating
-/// that folder with the administrators-only descriptor or applying the descriptor to it again. Returns
-/// an empty string, with the reason logged, if the folder cannot be found or made; one that exists but
-/// cannot be protected is logged and used. The file itself is not looked at.
+/// Returns the full path of a file in the folder "Kuvant" of the common application data. Creates that folder
+/// with the administrator-only descriptor (`CSecurityDescriptor`) or, if it exists, applies the descriptor to
+/// it; a failure to apply it is logged and the folder is used. Returns an empty string and logs the reason if
+/// the path of the folder is unavailable or the folder cannot be created. Does not access the file.
 std::wstring GetAppDataFilePath(const std::wstring& fileName);
 
-/// Applies the administrators-only descriptor to the two settings keys (`LocalKeyPath`, `PolicyKeyPath`).
-/// Returns true only if both were protected; a failure is logged.
+/// Applies the administrator-only descriptor to the two settings keys (`LocalKeyPath`, `PolicyKeyPath`).
+/// Returns whether both were protected. Logs a failure, unless the policy key cannot be opened.
 bool ProtectSettingsKeys();

@@ -5,7 +5,7 @@
 
 namespace {
 
-// KEY_ALL_ACCESS, on the folder as well; the creator gets no GENERIC_ALL.
+// The value of KEY_ALL_ACCESS, which is required for the folder as well. The creator gets no GENERIC_ALL.
 constexpr DWORD kCreatorAccess = 0x000F003F;
 constexpr DWORD kFullAccess = kCreatorAccess | GENERIC_ALL;
 
@@ -90,7 +90,7 @@ bool CSecurityDescriptor::MakeDescriptor(EXPLICIT_ACCESS_W (&entries)[3]) {
   }
   return LogStep(::InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION),
                  "InitializeSecurityDescriptor Error") &&
-         // The second blank before the number of this one message is wanted.
+         // The trailing space is part of the required text.
          LogStep(
              ::SetSecurityDescriptorDacl(&descriptor, /*bDaclPresent=*/TRUE, acl, /*bDaclDefaulted=*/FALSE),
              "SetSecurityDescriptorDacl Error ") &&

@@ -3,10 +3,9 @@
 #include <windows.h>
 #include <aclapi.h>
 
-/// Builds the security descriptor of the log folder and the settings keys: full control for the local
-/// system and the administrators, for whoever creates a sub-folder or sub-key full control of it,
-/// nothing for anybody else and nothing inherited from the parent. An object belongs to one thread and
-/// lives on the stack of the function that needs it; the descriptor lives and dies with it.
+/// Builds the security descriptor of the log folder and the settings keys: full control for Local System and
+/// Administrators, and for the creator of a subfolder or subkey on that object; no access for anyone else and
+/// no inheritance from the parent. Not thread-safe. The descriptor is valid for the lifetime of the object.
 class CSecurityDescriptor {
  public:
   CSecurityDescriptor() = default;
@@ -14,11 +13,12 @@ class CSecurityDescriptor {
   CSecurityDescriptor& operator=(const CSecurityDescriptor&) = delete;
   ~CSecurityDescriptor();
 
-  /// Builds the descriptor at the first call and gives it, in absolute form, owned by this object.
-  /// Throws `CKuvException` with `ErrorUnexpected` if a step fails, which has been logged by then (a
-  /// descriptor that the platform finds invalid excepted); the object is of no further use after that.
+  /// Returns the descriptor in absolute form, owned by this object, and builds it at the first call. Throws
+  /// `CKuvException` with `ErrorUnexpected` if a step fails; do not use the object afterwards. Logs the step,
+  /// unless only the finished descriptor is invalid.
   SECURITY_DESCRIPTOR* GetAdminOnlyDescriptor();
 
+  // The fields and their types are part of the interface, so they are not owners of resources.
   bool initialised = false;
   PSID creatorOwnerSid = nullptr;
   PSID localSystemSid = nullptr;

@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t kBinaryCapacity = 32768;
 constexpr std::size_t kTextBufferUnits = 2080;
-constexpr DWORD kTextBytesOffered = 2080;  // half of the buffer: a longer text counts as missing
+constexpr DWORD kTextBytesOffered = 2080;  // half of the buffer: a longer text is treated as missing
 
 Kuv::UniqueRegistryKey OpenKey(const wchar_t* subKey) {
   Kuv::UniqueRegistryKey key;
@@ -22,7 +22,7 @@ Kuv::UniqueRegistryKey OpenKey(const wchar_t* subKey) {
   return key;
 }
 
-// Reads a value of the needed type. `size` is that of `data` on entry and of the value on return.
+// Reads a value of the required type. `size` is the size of `data` on entry and of the value on return.
 bool Query(HKEY key, const wchar_t* name, DWORD presetType, DWORD neededType, void* data, DWORD& size) {
   DWORD type = presetType;
   return ::RegQueryValueExW(key, name, nullptr, &type, static_cast<BYTE*>(data), &size) == ERROR_SUCCESS &&
@@ -44,7 +44,7 @@ std::wstring ReadText(const wchar_t* subKey, const wchar_t* name, const wchar_t*
   return key && Query(key.Get(), name, REG_SZ, REG_SZ, text, size) ? text : defaultValue;
 }
 
-// Gives nothing if the key cannot be opened, the default if the value cannot be read.
+// Returns an empty sequence if the key cannot be opened, and the default if the value cannot be read.
 std::vector<std::uint8_t> ReadBytes(const wchar_t* subKey, const wchar_t* name,
                                     std::vector<std::uint8_t>&& defaultValue, bool& found) {
   const Kuv::UniqueRegistryKey key = OpenKey(subKey);
@@ -57,7 +57,7 @@ std::vector<std::uint8_t> ReadBytes(const wchar_t* subKey, const wchar_t* name,
   return data;
 }
 
-// `function` is the name that the error line shows.
+// `function` is the name in the error line.
 bool WriteValue(const wchar_t* function, const wchar_t* subKey, const wchar_t* name, DWORD type,
                 const void* data, std::size_t size) {
   Kuv::UniqueRegistryKey key;
@@ -70,7 +70,7 @@ bool WriteValue(const wchar_t* function, const wchar_t* subKey, const wchar_t* n
                        static_cast<DWORD>(size)) == ERROR_SUCCESS) {
     return true;
   }
-  // The last error is told, and not the status.
+  // Logs the last error, not the status, as required.
   const DWORD code = ::GetLastError();
   KUV_LOG(LogLevel::Error, L"%s failed to write key %s, error code 0x%X: %s", function, name, code,
           FormatSystemError(code).c_str());

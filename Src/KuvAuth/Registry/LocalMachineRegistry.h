@@ -6,25 +6,29 @@
 #include <vector>
 
 /// @file
-/// Values below `HKEY_LOCAL_MACHINE`, read with a default and written with a bool for the outcome. The
-/// names are UTF-16. Nothing is thrown but `std::bad_alloc`. Any thread may call.
+/// Functions that read and write values below `HKEY_LOCAL_MACHINE`. Names are UTF-16. All functions are
+/// thread-safe and throw only `std::bad_alloc`.
 ///
-/// The readers: a null `subKey` gives the default without a log line. A key or value that is missing, of
-/// another type or too large gives the default too. The outcome is logged at `Debug`.
+/// The readers return the default if the key or the value is missing, has another type or is too large, and
+/// log the result at `Debug`. For a null `subKey` they return the default and log nothing.
 ///
-/// The writers, which create the key if need be, return whether the value was written. A null `subKey` or
-/// `name` gives false without a log line; a key that cannot be created gives false. A value that cannot be
-/// written is logged at `Error`, with the last error of the thread and its text, which the platform need
-/// not have set. The "wrote" line at `Debug` follows in any case, even on failure.
+/// The writers create the key if it does not exist and return whether the value was written. For a null
+/// `subKey` or `name` they return false and log nothing. If the value cannot be written, they log the
+/// thread's last error and its message at `Error`; the registry call may not have set that error. They log a
+/// "wrote" line at `Debug` even on failure.
 
-/// A number of 32 bits or less that is neither a flag nor `std::uint32_t`, DWORD and int above all: without
-/// a form of their own they would be ambiguous between those two.
+namespace Kuv {
+
+/// An integer of at most 32 bits that is neither `bool` nor `std::uint32_t`, for example `DWORD` or `int`.
+/// Without an overload for these types a call would be ambiguous.
 template <typename Number>
 concept OtherSmallInteger = std::integral<Number> && !std::same_as<Number, bool> &&
                             !std::same_as<Number, std::uint32_t> && sizeof(Number) <= sizeof(std::uint32_t);
 
-/// Reads a `REG_BINARY` value of at most 32,768 bytes. Beware: a key that cannot be opened gives an
-/// empty sequence, not the default. Only a value that was found is logged.
+}  // namespace Kuv
+
+/// Reads a `REG_BINARY` value of at most 32,768 bytes. Returns an empty sequence, not the default, if the key
+/// cannot be opened. Logs only a value that was found.
 std::vector<std::uint8_t> RegReadLocalMachineBinary(const wchar_t* subKey, const wchar_t* name,
                                                     std::vector<std::uint8_t> defaultValue);
 
@@ -35,9 +39,9 @@ bool RegReadLocalMachineDword(const wchar_t* subKey, const wchar_t* name, bool d
 std::uint32_t RegReadLocalMachineDword(const wchar_t* subKey, const wchar_t* name,
                                        std::uint32_t defaultValue);
 
-/// Reads a `REG_DWORD` value; a negative default comes back as its two's complement.
+/// Reads a `REG_DWORD` value. A negative default is returned as its two's complement.
 std::uint32_t RegReadLocalMachineDword(const wchar_t* subKey, const wchar_t* name,
-                                       OtherSmallInteger auto defaultValue) {
+                                       Kuv::OtherSmallInteger auto defaultValue) {
   return RegReadLocalMachineDword(subKey, name, static_cast<std::uint32_t>(defaultValue));
 }
 
@@ -45,7 +49,7 @@ std::uint32_t RegReadLocalMachineDword(const wchar_t* subKey, const wchar_t* nam
 std::uint64_t RegReadLocalMachineQword(const wchar_t* subKey, const wchar_t* name,
                                        std::uint64_t defaultValue);
 
-/// Reads a `REG_SZ` value of at most 2,080 bytes (1,039 characters and their NUL), up to its first NUL.
+/// Reads a `REG_SZ` value of at most 2,080 bytes (1,039 characters and the NUL), up to its first NUL.
 std::wstring RegReadLocalMachineString(const wchar_t* subKey, const wchar_t* name,
                                        const wchar_t* defaultValue);
 
@@ -59,7 +63,8 @@ bool RegWriteLocalMachineDword(const wchar_t* subKey, const wchar_t* name, bool 
 bool RegWriteLocalMachineDword(const wchar_t* subKey, const wchar_t* name, std::uint32_t value);
 
 /// Writes the number as `REG_DWORD`, a negative one as its two's complement.
-bool RegWriteLocalMachineDword(const wchar_t* subKey, const wchar_t* name, OtherSmallInteger auto value) {
+bool RegWriteLocalMachineDword(const wchar_t* subKey, const wchar_t* name,
+                               Kuv::OtherSmallInteger auto value) {
   return RegWriteLocalMachineDword(subKey, name, static_cast<std::uint32_t>(value));
 }
 

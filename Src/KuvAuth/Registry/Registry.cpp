@@ -20,7 +20,7 @@ bool WriteValue(IRegistry& registry, HKEY root, const wchar_t* keyPath, const wc
                        sizeof(value)) == ERROR_SUCCESS) {
     return true;
   }
-  // The last error is told, and not the status.
+  // Logs the last error, not the status, as required.
   const DWORD code = ::GetLastError();
   KUV_LOG(LogLevel::Error, L"WriteQword failed to write key %s, error code 0x%X: %s", valueName, code,
           FormatSystemError(code).c_str());

@@ -20,7 +20,7 @@ void GetValue(HKEY root, const std::wstring& subKey, const std::wstring& name, D
           message);
 }
 
-// The access rights stand in the place of the options, and none are asked for: see the header.
+// Passes the access rights as options and requests no access, as required; see the header.
 UniqueRegistryKey CreateKey(HKEY root, const std::wstring& subKey) {
   UniqueRegistryKey key;
   Require(
@@ -62,7 +62,7 @@ std::uint32_t ReadRegistryDword(HKEY root, const std::wstring& subKey, const std
 std::wstring ReadRegistryString(HKEY root, const std::wstring& subKey, const std::wstring& name) {
   DWORD size = 0;
   GetValue(root, subKey, name, RRF_RT_REG_SZ, nullptr, size, "Unable to read data size from registry.");
-  // A buffer of its own: the NUL and an odd last byte would not fit into the string.
+  // Not read into the string itself, which has no room for the NUL and an odd last byte.
   const std::size_t units = size / sizeof(wchar_t);
   std::vector<wchar_t> buffer(units + 1);
   GetValue(root, subKey, name, RRF_RT_REG_SZ, buffer.data(), size, "Unable to read string from registry.");
@@ -86,7 +86,7 @@ void WriteRegistryDword(HKEY root, const std::wstring& subKey, const std::wstrin
 void WriteRegistryString(HKEY root, const std::wstring& subKey, const std::wstring& childKey,
                          const std::wstring& value) {
   const UniqueRegistryKey key = CreateKey(root, subKey);
-  // The bytes of the object itself are what is written, on purpose.
+  // Writes the bytes of the object itself, as required; see the header.
   // NOLINTBEGIN(bugprone-sizeof-container, bugprone-undefined-memory-manipulation)
   if constexpr (sizeof(value) >= kWrittenObjectBytes) {
     SetDefaultValue(key.Get(), childKey, REG_SZ, &value, kWrittenObjectBytes);

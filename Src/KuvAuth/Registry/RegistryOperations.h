@@ -8,23 +8,24 @@
 #include <vector>
 
 /// @file
-/// Operations on any root key. Each throws `Kuv::RegistryError` for the platform call that failed, a missing
-/// key or value included, and logs nothing. Any thread may call.
+/// Operations on any root key. Each throws `Kuv::RegistryError` if a registry call fails, including for a
+/// missing key or value, and logs nothing. All functions are thread-safe.
 ///
-/// @warning The writers do not do what their names promise, and are kept as they are for those who know
-/// them. The key is created with the options 0x20006, which is `KEY_WRITE` in the wrong position, and with
-/// no access rights asked for, so that the platform may refuse the key or what follows. To write a value,
-/// use `RegWriteLocalMachineDword` and its siblings.
+/// @warning The writers do not do what their names suggest; they keep this behavior for compatibility. They
+/// create the key with the options 0x20006, which is `KEY_WRITE` in the wrong position, and request no access
+/// rights, so Windows may refuse to create the key or to write to it. To write a value, use
+/// `RegWriteLocalMachineDword` and the functions next to it.
 
 namespace Kuv {
 
 /// A failed registry call.
 class RegistryError : public std::runtime_error {
  public:
-  /// Carries the platform's status and a message.
+  /// Creates the error with a status of the registry call and a message.
   RegistryError(std::int32_t code, const std::string& message) : std::runtime_error(message), code_(code) {}
 
-  /// Gives the platform's status, `ERROR_FILE_NOT_FOUND` (2) for a missing key or value.
+  /// Returns the status of the registry call, for example `ERROR_FILE_NOT_FOUND` (2) for a missing key or
+  /// value.
   std::int32_t code() const noexcept { return code_; }
 
  private:
@@ -34,36 +35,36 @@ class RegistryError : public std::runtime_error {
 /// Deletes a key that has no subkeys (`RegDeleteKeyExW`). Throws `RegistryError`.
 void DeleteRegistryKey(HKEY root, const std::wstring& subKey);
 
-/// Reads a `REG_BINARY` value of any size. The result has the length in bytes that the value had when it was
-/// measured. Throws `RegistryError`.
+/// Reads a `REG_BINARY` value of any size. The result has the size that the first of two queries returned.
+/// Throws `RegistryError`.
 std::vector<std::uint8_t> ReadRegistryBinary(HKEY root, const std::wstring& subKey, const std::wstring& name);
 
 /// Reads a `REG_DWORD` value, or a `REG_BINARY` one of 4 bytes. Throws `RegistryError`.
 std::uint32_t ReadRegistryDword(HKEY root, const std::wstring& subKey, const std::wstring& name);
 
-/// Reads a `REG_SZ` value of any size, without its NUL. The result has the length that the value had when
-/// it was measured: NULs inside it stay. Throws `RegistryError`.
+/// Reads a `REG_SZ` value of any size, without its NUL. The result has the size that the first of two queries
+/// returned and can contain NULs. Throws `RegistryError`.
 std::wstring ReadRegistryString(HKEY root, const std::wstring& subKey, const std::wstring& name);
 
 /// Writes the bytes as the `REG_BINARY` value `name` of `subKey`. Throws `RegistryError`.
 ///
-/// @warning The key is created with no access rights asked for; see RegistryOperations.h.
+/// @warning Creates the key without access rights; see RegistryOperations.h.
 void WriteRegistryBinary(HKEY root, const std::wstring& subKey, const std::wstring& name,
                          const std::vector<std::uint8_t>& value);
 
-/// Writes the number, but not to a value of that name. Throws `RegistryError`.
+/// Writes the number to the default value of a subkey. Throws `RegistryError`.
 ///
-/// @warning The number becomes the default value, of type `REG_DWORD`, of the *subkey* `childKey` of
-/// `subKey`; no value of that name is written.
+/// @warning Writes no value named `childKey`. The number becomes the default value, of type `REG_DWORD`, of
+/// the *subkey* `childKey` of `subKey`.
 void WriteRegistryDword(HKEY root, const std::wstring& subKey, const std::wstring& childKey,
                         std::uint32_t value);
 
-/// Writes what a string object consists of, not its text. Throws `RegistryError`.
+/// Writes the bytes of a string object to the default value of a subkey. Throws `RegistryError`.
 ///
-/// @warning 32 bytes of the string *object*, not of its text, become the default value, of type `REG_SZ`, of
-/// the *subkey* `childKey` of `subKey`: what lands in the registry is a pointer of this process, the length
-/// and, of a short text, its first characters. Whoever may read the key learns an address of this process. An
-/// object of fewer bytes is filled up with zeros.
+/// @warning Does not write the text. 32 bytes of the string *object* become the default value, of type
+/// `REG_SZ`, of the *subkey* `childKey` of `subKey`: a pointer of this process, the length and the first
+/// characters of a short text. A smaller object is padded with zeros. The value discloses an address of this
+/// process to everyone who can read the key.
 void WriteRegistryString(HKEY root, const std::wstring& subKey, const std::wstring& childKey,
                          const std::wstring& value);
 

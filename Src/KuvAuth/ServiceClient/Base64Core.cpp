@@ -16,7 +16,7 @@ constexpr std::int32_t kLineBytes = 57;  // 76 characters
 
 using CharacterPair = std::array<char, 2>;
 
-// The characters of each 12 bits.
+// Returns the table of the two characters for each 12 bits.
 constexpr std::array<CharacterPair, 4096> MakePairs() {
   std::array<CharacterPair, 4096> pairs{};
   for (std::size_t bits = 0; bits < pairs.size(); ++bits)
@@ -30,19 +30,19 @@ void WritePair(std::uint64_t group, int shift, char* out) noexcept {
   std::memcpy(out, &kPairs[(group >> shift) & 0xFFF], sizeof(CharacterPair));
 }
 
-// Gives 8 bytes as a number, the first one on top. Compilers make one load of it.
+// Returns 8 bytes as a big-endian number. Compilers turn this into one load.
 std::uint64_t LoadEight(const std::uint8_t* source) noexcept {
   return std::uint64_t{source[0]} << 56 | std::uint64_t{source[1]} << 48 | std::uint64_t{source[2]} << 40 |
          std::uint64_t{source[3]} << 32 | std::uint64_t{source[4]} << 24 | std::uint64_t{source[5]} << 16 |
          std::uint64_t{source[6]} << 8 | std::uint64_t{source[7]};
 }
 
-// Gives the alphabet's character for the 6 bits of a group that start `shift` bits from its end.
+// Returns the character for the 6 bits of a group at bit `shift`.
 char Character(std::uint32_t group, int shift) noexcept {
   return kAlphabet[(group >> shift) & 0x3F];
 }
 
-// Writes the last group, of 1 or 2 bytes, and returns the end of the text.
+// Writes a last group of 1 or 2 bytes and returns the end of the text.
 char* EncodeRemainder(const std::uint8_t* source, std::int32_t count, bool padded, char* out) noexcept {
   const std::uint32_t group =
       std::uint32_t{source[0]} << 16 | (count == 2 ? std::uint32_t{source[1]} << 8 : 0u);
@@ -56,7 +56,7 @@ char* EncodeRemainder(const std::uint8_t* source, std::int32_t count, bool padde
 }
 
 char* EncodeLine(const std::uint8_t* source, std::int32_t length, bool padded, char* out) noexcept {
-  // Two groups at a time, as long as there are 8 bytes to load.
+  // Encodes two groups at a time while there are 8 bytes to load.
   for (; length >= 8; length -= 6, source += 6, out += 8) {
     const std::uint64_t groups = LoadEight(source);
     WritePair(groups, 52, out);

@@ -2,13 +2,17 @@
 
 #include <cstdint>
 
+/// @file
+/// The encoding behind `Base64Encode`.
+
 namespace Kuv::Util {
 
-/// Options of `EncodeBase64`, to be combined.
-inline constexpr std::uint32_t kBase64NoPadding = 1;     ///< a last group of 1 or 2 bytes gets no "="
-inline constexpr std::uint32_t kBase64NoLineBreaks = 2;  ///< one line; else CR LF between lines of 76
+/// Option flags of `EncodeBase64`.
+inline constexpr std::uint32_t kBase64NoPadding = 1;     ///< no "=" after a last group of 1 or 2 bytes
+inline constexpr std::uint32_t kBase64NoLineBreaks = 2;  ///< no CR LF between lines of 76 characters
 
-/// Gives the characters that `EncodeBase64` writes for `length` bytes; 0 for a length of 0 or less.
+/// Returns the number of characters that `EncodeBase64` writes for `length` bytes; 0 for a length of 0 or
+/// less.
 constexpr std::int64_t Base64Size(std::int32_t length, std::uint32_t options) noexcept {
   if (length <= 0) return 0;
   const auto bytes = static_cast<std::uint32_t>(length);
@@ -19,9 +23,9 @@ constexpr std::int64_t Base64Size(std::int32_t length, std::uint32_t options) no
   return size;
 }
 
-/// Writes the base64 text (RFC 4648, section 4) of `length` bytes to `destination`, without a NUL.
-/// `size` holds the room at `destination` on entry and the characters written on return. Returns false,
-/// with nothing written, for a null argument or a room below `Base64Size`.
+/// Writes the base64 text (RFC 4648, section 4) of `length` bytes to `destination`, without a NUL. `size` is
+/// the capacity of `destination` on entry and the number of characters written on return. Returns false and
+/// writes nothing if an argument is null or the capacity is below `Base64Size`.
 bool EncodeBase64(const void* source, std::int32_t length, char* destination, std::int32_t* size,
                   std::uint32_t options) noexcept;
 

@@ -27,14 +27,14 @@ struct AddressListTraits {
 };
 using UniqueAddressList = UniqueResource<AddressListTraits>;
 
-// A host name with a NUL behind the bytes that the platform may fill.
+// A host name, with room for a NUL after the bytes that `gethostname` can fill.
 using HostName = char[kHostNameCapacity + 1];
 
 bool ReadHostName(HostName& name) {
   return ::gethostname(name, kHostNameCapacity) != SOCKET_ERROR;
 }
 
-// Names the host of a socket address; an empty text if that fails.
+// Returns the numeric text of a socket address, or an empty text on failure.
 std::string NameAddress(const sockaddr* address, socklen_t length) {
   char text[kAddressTextCapacity] = {};
   if (::getnameinfo(address, length, text, kAddressTextCapacity, /*pServiceBuffer=*/nullptr,
@@ -99,7 +99,7 @@ std::string GetLocalHostName() {
 }
 
 std::string AddrToString(std::uint16_t family, const void* address) {
-  // memcpy_s is what hands a null pointer to the invalid-parameter handler.
+  // memcpy_s, because it calls the invalid-parameter handler for a null pointer, as required.
   if (family == AF_INET) {
     sockaddr_in ipv4{};
     ipv4.sin_family = AF_INET;

@@ -5,52 +5,53 @@
 #include <string>
 
 /// @file
-/// Which network address stands for the person at the other end of a logon. An address is a text in
-/// numeric form, dotted quad for IPv4 and colon form (RFC 4291, section 2.2) for IPv6; the empty text
-/// means that there is none, and is the only sign of failure. The socket layer must have been started by
-/// the process. Any thread may call.
+/// The network address of the client of a logon. An address is a text in numeric form: dotted decimal for
+/// IPv4, the text representation of RFC 4291, section 2.2, for IPv6. An empty text means that there is no
+/// address or that a call failed. The process must have started Windows Sockets (`WSAStartup`). All functions
+/// are thread-safe as long as no thread changes the configuration. Implemented in ClientAddress.cpp and
+/// RdpClientAddress.cpp.
 namespace Kuv::Util {
 
-/// What `WinStationQueryInformationW` tells for the information class 29, the remote address of a
-/// session. Addresses are in network order.
+/// The result of `WinStationQueryInformationW` for the information class 29, the remote address of a session.
+/// Addresses are in network byte order.
 struct RemoteAddressRecord {
   std::uint16_t family;          ///< 2 is IPv4, 23 is IPv6
-  std::uint16_t padding;         ///< not used
-  std::uint16_t port;            ///< the peer's port; not read
-  std::uint16_t unused;          ///< not used
-  std::uint8_t ipv4Address[4];   ///< the flow information with IPv6
-  std::uint8_t ipv6Address[16];  ///< unused with IPv4
-  std::uint32_t ipv6Scope;       ///< not read
+  std::uint16_t padding;         ///< unused
+  std::uint16_t port;            ///< the port of the client; unused
+  std::uint16_t unused;          ///< unused
+  std::uint8_t ipv4Address[4];   ///< the flow information for IPv6
+  std::uint8_t ipv6Address[16];  ///< unused for IPv4
+  std::uint32_t ipv6Scope;       ///< unused
 };
 static_assert(sizeof(RemoteAddressRecord) == 32 && offsetof(RemoteAddressRecord, port) == 4 &&
               offsetof(RemoteAddressRecord, ipv4Address) == 8 &&
               offsetof(RemoteAddressRecord, ipv6Address) == 12 &&
               offsetof(RemoteAddressRecord, ipv6Scope) == 28);
 
-/// Gives the address of the remote session's peer; in a local session that of this machine if the
-/// setting `local_ip_fallback` of the configuration, as it stands, allows it, else nothing. Which way was
-/// taken is logged at `Trace`, a failure on it at `Error`.
+/// Returns the address of the Remote Desktop client. In a local session, returns the address of this machine
+/// if the field `local_ip_fallback` of the configuration is set, else an empty text. Does not load the
+/// configuration. Logs the case at `Trace` and a failure at `Error`.
 std::string GetClientIpAddress();
 
-/// The same, with `fallBackToLocal` in place of the setting.
+/// Does the same with `fallBackToLocal` instead of the setting.
 std::string GetClientIpAddress(bool fallBackToLocal);
 
-/// Gives the address of the peer of this process's remote session, through winsta.dll, which is loaded
-/// and freed by each call. A failure is logged at `Error`, save that the terminal server cannot be
-/// opened, which is not logged.
+/// Returns the address of the client of this process's Remote Desktop session. Loads winsta.dll for the
+/// duration of the call. Logs a failure at `Error`, unless the terminal server cannot be opened.
 std::string GetRdpClientIpAddress();
 
-/// Gives the first IPv4 address, in the resolver's order, of this machine's host name, whatever it is: a
-/// loopback address too. A failure is logged at `Error`.
+/// Returns the first IPv4 address that the resolver returns for this machine's host name, which can be a
+/// loopback address. Logs a failure at `Error`.
 std::string GetLocalIpAddress();
 
-/// Gives this machine's host name (`gethostname`), or an empty text, with the failure logged at `Error`.
+/// Returns the host name of this machine (`gethostname`). On failure, returns an empty text and logs at
+/// `Error`.
 std::string GetLocalHostName();
 
-/// Gives the text of a raw address in network order: 4 bytes for family 2 (IPv4), 16 bytes for family 23
-/// (IPv6); no text, and no log line, for any other family. The IPv4 address 0.0.0.0 is logged at `Error`
-/// as invalid and returned all the same. A null address is handed to the C runtime's invalid-parameter
-/// handler; if that returns it counts as zero.
+/// Returns the text of a binary address in network byte order: 4 bytes for family 2 (IPv4), 16 bytes for
+/// family 23 (IPv6). Returns an empty text and logs nothing for any other family. Logs the IPv4 address
+/// 0.0.0.0 at `Error` as invalid, but returns its text. Calls the invalid-parameter handler of the C runtime
+/// for a null address; if the handler returns, the address is treated as zero.
 std::string AddrToString(std::uint16_t family, const void* address);
 
 }  // namespace Kuv::Util

@@ -10,6 +10,7 @@
 #include "KuvAuth/ServiceClient/SystemCallFailure.h"
 #include "KuvAuth/Support/Text.h"
 #include "KuvAuth/Support/UniqueResource.h"
+#include "KuvAuth/Support/WindowsVersion.h"
 
 namespace Kuv::Util {
 
@@ -24,23 +25,12 @@ static_assert(sizeof(OSVERSIONINFOEXW) == 284);
 OSVERSIONINFOEXW GetVersion() {
   OSVERSIONINFOEXW version{};
   version.dwOSVersionInfoSize = sizeof(version);
-  // The result is not tested: on failure the numbers stay zero.
+  // Ignores the result: on failure the numbers are 0.
 #if defined(_MSC_VER)
-#pragma warning(suppress : 4996 28159)  // deprecated, yet the one that gives the product type too
+#pragma warning(suppress : 4996 28159)  // deprecated, but also returns the product type
 #endif
   static_cast<void>(::GetVersionExW(reinterpret_cast<OSVERSIONINFOW*>(&version)));
   return version;
-}
-
-bool IsAtLeastWindows10() {
-  OSVERSIONINFOEXW version{};
-  version.dwOSVersionInfoSize = sizeof(version);
-  version.dwMajorVersion = 10;
-  DWORDLONG condition = ::VerSetConditionMask(0, VER_MAJORVERSION, VER_GREATER_EQUAL);
-  condition = ::VerSetConditionMask(condition, VER_MINORVERSION, VER_GREATER_EQUAL);
-  condition = ::VerSetConditionMask(condition, VER_SERVICEPACKMAJOR, VER_GREATER_EQUAL);
-  return ::VerifyVersionInfoW(&version, VER_MAJORVERSION | VER_MINORVERSION | VER_SERVICEPACKMAJOR,
-                              condition) != FALSE;
 }
 
 bool ReadReleaseId(HKEY key, std::uint32_t& number) {
@@ -133,7 +123,7 @@ std::string BuildOsDescription() {
 }
 
 bool GetWindows10ReleaseInfo(std::uint32_t& releaseNumber, std::uint32_t& updateBuildRevision) {
-  if (!IsAtLeastWindows10()) return false;
+  if (!IsAtLeastWindows(10, 0)) return false;
   UniqueRegistryKey key;
   if (::RegOpenKeyExA(HKEY_LOCAL_MACHINE, kVersionKey, /*ulOptions=*/0, KEY_QUERY_VALUE, key.Put()) !=
       ERROR_SUCCESS) {
@@ -154,7 +144,7 @@ std::string BuildFailModeField() {
 std::string BuildUsernameFormatField() {
   constexpr auto kDefault = static_cast<std::uint32_t>(UsernameFormat::NTLM);
   std::uint32_t number = GetDwordSetting("UsernameFormatForService", kDefault);
-  // Not `UsernameFormatFromValue`, which would log the unknown number.
+  // Not `UsernameFormatFromValue`, which logs an unknown number.
   if (number > static_cast<std::uint32_t>(UsernameFormat::UPN)) number = kDefault;
   return "; UsernameFormat: " + UsernameFormatName(static_cast<UsernameFormat>(number));
 }

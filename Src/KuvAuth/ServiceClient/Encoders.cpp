@@ -33,7 +33,7 @@ constexpr char HexDigit(std::uint8_t nibble) noexcept {
   return static_cast<char>(nibble + '0' + (nibble > 9 ? 'A' - '9' - 1 : 0));
 }
 
-// What percent-encoding makes of a byte.
+// The percent-encoded form of a byte.
 struct Escape {
   char text[3];
   std::uint8_t size;
@@ -55,13 +55,13 @@ constexpr std::array<Escape, 256> MakeEscapes() {
 
 constexpr std::array<Escape, 256> kEscapes = MakeEscapes();
 
-// Gives the size of a text of `perByte` characters for each input byte.
+// Returns the size of a text with `perByte` characters for each input byte.
 std::size_t TextSize(std::uint64_t bytes, std::size_t perByte) {
   if (bytes > std::string{}.max_size() / perByte) throw std::length_error{"encoded text"};
   return static_cast<std::size_t>(bytes) * perByte;
 }
 
-// A fixed count, arithmetic in place of a table and arrays of its own let the compiler do all bytes at once.
+// The fixed size, arithmetic instead of a table and local arrays let the compiler vectorize the block.
 constexpr std::size_t kHexBlock = 16;
 
 void WriteHexBlock(const std::uint8_t* source, char* out) noexcept {
@@ -85,10 +85,10 @@ std::uint8_t ByteAt(const char* source, std::size_t index) noexcept {
   return static_cast<std::uint8_t>(source[index]);
 }
 
-// Escapes `count` bytes and returns the end of what it wrote. There is room for three characters a byte.
+// Escapes `count` bytes and returns the end of the text. The output needs room for three characters per byte.
 char* EscapeEach(const char* source, std::size_t count, char* out) noexcept {
   if (count == 0) return out;
-  // One write of a fixed size is quickest; what it writes too much, the next one overwrites.
+  // A copy of fixed size is fastest; the next one overwrites the excess.
   for (; count > 1; --count, ++source) {
     const Escape& escape = kEscapes[ByteAt(source, 0)];
     std::memcpy(out, &escape, sizeof(escape));
@@ -104,7 +104,7 @@ bool AllUnreserved(const char* source, std::index_sequence<Index...>) noexcept {
   return (static_cast<unsigned>(kUnreserved[ByteAt(source, Index)]) & ...) != 0;
 }
 
-// The same; a block in which nothing is to be escaped is copied whole.
+// Does the same, but copies a block without bytes to escape as a whole.
 char* EscapeBlocks(const char* source, std::size_t count, char* out) noexcept {
   constexpr std::size_t kBlock = 16;
   for (; count >= kBlock; count -= kBlock, source += kBlock) {
@@ -161,7 +161,7 @@ std::string BytesToHexString(const void* data, std::uint64_t length) {
 std::string PercentEncode(const std::string& text) {
   std::string encoded;
   encoded.reserve(TextSize(text.size(), 3));
-  // Made in a buffer, since a string cannot be sized without being filled, here mostly for nothing.
+  // Uses a buffer, because resizing the string would first fill it with zeros.
   constexpr std::size_t kPiece = 256;
   char piece[3 * kPiece];
   for (std::size_t done = 0; done < text.size(); done += kPiece) {

@@ -33,8 +33,8 @@ using UniqueProvider = UniqueResource<ProviderTraits>;
 using UniqueKey = UniqueResource<KeyTraits>;
 using UniqueHash = UniqueResource<HashTraits>;
 
-// A key in the platform's form for an HMAC key of any length: a plain text key blob that names RC2,
-// though the key is not used for it. Wiped before its memory is freed.
+// The form in which CryptoAPI imports an HMAC key of any length: a plain text key blob with the algorithm
+// RC2, which is not used. The destructor wipes the key.
 class KeyBlob {
  public:
   KeyBlob() = default;
@@ -50,12 +50,12 @@ class KeyBlob {
     header.blob.bVersion = CUR_BLOB_VERSION;
     header.blob.aiKeyAlg = CALG_RC2;
     header.keyLength = static_cast<DWORD>(keyLength);
-    // The platform reads as much as a 32-bit length shows it, so no more of the key is copied.
+    // The import reads no more than a 32-bit length of bytes, so no more of the key is copied.
     length_ = static_cast<DWORD>(sizeof(header) + keyLength);
-    const std::size_t shown = length_ > sizeof(header) ? length_ - sizeof(header) : 0;
-    bytes_.resize(sizeof(header) + shown);
+    const std::size_t copied = length_ > sizeof(header) ? length_ - sizeof(header) : 0;
+    bytes_.resize(sizeof(header) + copied);
     std::memcpy(bytes_.data(), &header, sizeof(header));
-    if (shown != 0) std::memcpy(bytes_.data() + sizeof(header), key, shown);
+    if (copied != 0) std::memcpy(bytes_.data() + sizeof(header), key, copied);
   }
 
   const BYTE* Data() const noexcept { return bytes_.data(); }
@@ -93,7 +93,7 @@ Bytes ReadHashValue(HCRYPTHASH hash, const char* lengthCall, const char* valueCa
 
 Bytes CalculateHmac(const void* key, std::uint64_t keyLength, const void* data, std::uint64_t dataLength) {
   if (key == nullptr || data == nullptr) return {};
-  // Released from the last to the first: hash, key, unused hash, blob, context.
+  // Declared in the reverse of the required order of release: hash, key, unused hash, blob, context.
   UniqueProvider provider;
   KeyBlob blob;
   UniqueHash unusedHash;
@@ -103,7 +103,7 @@ Bytes CalculateHmac(const void* key, std::uint64_t keyLength, const void* data, 
   if (::CryptAcquireContextW(provider.Put(), nullptr, nullptr, PROV_RSA_FULL, CRYPT_VERIFYCONTEXT) == FALSE) {
     return Fail("Kuv::Util::CalculateHmac CryptAcquireContext");
   }
-  // Never fed or read, but part of the fixed order of calls.
+  // Not used, but part of the required order of calls.
   if (::CryptCreateHash(provider.Get(), CALG_SHA1, /*hKey=*/0, /*dwFlags=*/0, unusedHash.Put()) == FALSE) {
     return Fail("Kuv::Util::CalculateHmac CryptCreateHash (1)");
   }
@@ -115,7 +115,7 @@ Bytes CalculateHmac(const void* key, std::uint64_t keyLength, const void* data, 
   if (::CryptCreateHash(provider.Get(), CALG_HMAC, hmacKey.Get(), /*dwFlags=*/0, hash.Put()) == FALSE) {
     return Fail("Kuv::Util::CalculateHmac CryptCreateHash (2)");
   }
-  HMAC_INFO info{};  // no pads given: the standard ones
+  HMAC_INFO info{};  // null pads select the standard ones
   info.HashAlgid = CALG_SHA1;
   if (::CryptSetHashParam(hash.Get(), HP_HMAC_INFO, reinterpret_cast<const BYTE*>(&info), /*dwFlags=*/0) ==
       FALSE) {
@@ -125,7 +125,7 @@ Bytes CalculateHmac(const void* key, std::uint64_t keyLength, const void* data, 
                       /*dwFlags=*/0) == FALSE) {
     return Fail("Kuv::Util::CalculateHmac CryptHashData (Hashing data)");
   }
-  // The first text names a set, though the call is a get: this is how the failure is known.
+  // The first text says "Set" for a call that gets; the text is required.
   return ReadHashValue(hash.Get(), "Kuv::Util::CalculateHmac CryptSetHashParam (Hash Length)",
                        "Kuv::Util::CalculateHmac CryptGetHashParam (Hash Result)");
 }

@@ -1,13 +1,13 @@
 #pragma once
 
 /// @file
-/// All that a client of the second-factor service needs apart from its transport, in `Kuv::Util`.
+/// Includes all functions for a client of the second-factor service (namespace `Kuv::Util`).
 
 /// @namespace Kuv
-/// The parts of the library that have no name of the platform or of the settings.
+/// Classes of the library and its internal functions.
 
 /// @namespace Kuv::Util
-/// What a client of the second-factor service needs apart from its transport.
+/// Functions for a client of the second-factor service, except its transport.
 
 #include "KuvAuth/ServiceClient/AuthorizationSignature.h"
 #include "KuvAuth/ServiceClient/ClientAddress.h"

@@ -10,7 +10,7 @@ constexpr char kMask[] = "#####";
 
 std::string EncodeValue(const std::wstring& value) {
   const std::string text = WideToUtf8(value);
-  // Converted text holds no NUL; one at the start is the mark of a conversion that failed.
+  // A NUL at the start means that the conversion failed; converted text contains no NUL.
   if (!text.empty() && text.front() == '\0') return {};
   return PercentEncode(text);
 }

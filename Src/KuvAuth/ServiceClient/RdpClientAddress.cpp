@@ -9,7 +9,7 @@ namespace Kuv::Util {
 
 namespace {
 
-// The answer is a byte: what stands above it in the register has no meaning.
+// The results are declared as BOOLEAN, because only the low byte of the register is valid.
 using WinStationOpenServer = HANDLE(WINAPI*)(const wchar_t* serverName);
 using WinStationQueryInformation = BOOLEAN(WINAPI*)(HANDLE server, ULONG session, ULONG informationClass,
                                                     void* information, ULONG size, ULONG* returnedSize);
@@ -19,13 +19,6 @@ constexpr ULONG kCurrentSession = 0xFFFFFFFF;
 constexpr ULONG kRemoteAddressClass = 29;
 constexpr std::uint16_t kIpv4Family = 2;
 constexpr std::uint16_t kIpv6Family = 23;
-
-struct LibraryTraits {
-  using Value = HMODULE;
-  static Value None() noexcept { return nullptr; }
-  static void Close(Value library) noexcept { ::FreeLibrary(library); }
-};
-using UniqueLibrary = UniqueResource<LibraryTraits>;
 
 // The entry points of winsta.dll, valid while the library is loaded.
 struct WinStationApi {

@@ -7,7 +7,7 @@ namespace Kuv::Util {
 
 namespace {
 
-// Each table is indexed by the value.
+// The index into each table is the value.
 constexpr std::string_view kFactors[] = {"auto", "passcode", "phone", "push", "sms"};
 constexpr std::string_view kResults[] = {"allow", "auth", "deny", "enroll", "waiting"};
 constexpr std::string_view kStatuses[] = {"allow",      "answered", "bypass",      "calling", "deny", "fraud",

@@ -4,12 +4,11 @@
 #include <string>
 
 /// @file
-/// The words of the second-factor service. Each enumeration has a text for each value; a value outside it
-/// has the empty text. A text is known only as it stands, with its case and without white space around it;
-/// any other gives the value -1. Nothing is logged. Any thread may call.
+/// The vocabulary of the second-factor service: enumerations and the text of each value. Texts are compared
+/// exactly, including case and white space. All functions are thread-safe and log nothing.
 namespace Kuv::Util {
 
-/// A way to present the second factor.
+/// The method of the second factor.
 enum class AuthFactor : std::int32_t {
   Auto = 0,      ///< "auto"
   Passcode = 1,  ///< "passcode"
@@ -18,7 +17,7 @@ enum class AuthFactor : std::int32_t {
   Sms = 4,       ///< "sms"
 };
 
-/// What comes next for a user.
+/// The next step for a user.
 enum class AuthResult : std::int32_t {
   Allow = 0,    ///< "allow"
   Auth = 1,     ///< "auth"
@@ -27,7 +26,7 @@ enum class AuthResult : std::int32_t {
   Waiting = 4,  ///< "waiting"
 };
 
-/// The state of an authentication under way.
+/// The state of a running authentication.
 enum class AuthStatus : std::int32_t {
   Allow = 0,       ///< "allow"
   Answered = 1,    ///< "answered"
@@ -38,22 +37,22 @@ enum class AuthStatus : std::int32_t {
   LockedOut = 6,   ///< "locked_out"
   Pushed = 7,      ///< "pushed"
   PushFailed = 8,  ///< "push_failed"
-  Timeout = 9,     ///< "timeout", which stands before "sent", against the alphabet
+  Timeout = 9,     ///< "timeout"; the values of this and the next one are not in alphabetical order
   Sent = 10,       ///< "sent"
 };
 
-/// Gives the service's word for a factor, or an empty text for a value that is not in the enumeration.
+/// Returns the text of a factor, or an empty text for a value that is not in the enumeration.
 std::string AuthFactorToString(AuthFactor factor);
-/// Gives the service's word for a result, or an empty text for a value that is not in the enumeration.
+/// Returns the text of a result, or an empty text for a value that is not in the enumeration.
 std::string AuthResultToString(AuthResult result);
-/// Gives the service's word for a status, or an empty text for a value that is not in the enumeration.
+/// Returns the text of a status, or an empty text for a value that is not in the enumeration.
 std::string AuthStatusToString(AuthStatus status);
 
-/// Gives the factor of the service's word, or -1 for any other text.
+/// Returns the factor with this text, or -1 for an unknown text.
 AuthFactor AuthFactorFromString(const std::string& text);
-/// Gives the result of the service's word, or -1 for any other text.
+/// Returns the result with this text, or -1 for an unknown text.
 AuthResult AuthResultFromString(const std::string& text);
-/// Gives the status of the service's word, or -1 for any other text.
+/// Returns the status with this text, or -1 for an unknown text.
 AuthStatus AuthStatusFromString(const std::string& text);
 
 }  // namespace Kuv::Util

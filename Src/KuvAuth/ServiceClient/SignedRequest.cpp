@@ -12,7 +12,7 @@ namespace Kuv::Util {
 
 namespace {
 
-// The digits stay in upper case, unlike those of a body's digest (`BuildJsonAuthorizationSignature`).
+// The digits are in upper case, unlike those of the digest of a body (`BuildJsonAuthorizationSignature`).
 std::string CalculateKuvHash(const std::string& key, const std::string& text) {
   const std::vector<std::uint8_t> hmac = CalculateHmac(key, text);
   if (hmac.empty()) {

@@ -6,8 +6,8 @@
 
 namespace Kuv::Util {
 
-/// Logs at `Error` that a platform call failed with this code. The caller takes the code at once, before
-/// anything else can change it.
+/// Logs at `Error` that a system call failed with a code. The caller reads the code right after the failed
+/// call, before another call can change it.
 inline void LogSystemCallFailure(const char* call, std::uint32_t code) {
   KUV_LOG(LogLevel::Error, "System call '%s' failed. {error: %d}", call, static_cast<int>(code));
 }

@@ -17,8 +17,8 @@ std::unique_ptr<Kuv::FileLogger> OpenMainFile(const std::wstring& fileName, std:
   return Kuv::OpenFileLogger(GetAppDataFilePath(L"kuv.log"), maxSizeKB, maxCount);
 }
 
-// The settings are signed for this purpose: one with its top bit set turns into a huge number here, and
-// so ends at the upper bound.
+// The settings are signed, as required: one with its top bit set becomes a very large number here and so is
+// limited to the upper bound.
 std::uint64_t SignedDwordSetting(const char* name) {
   return static_cast<std::uint64_t>(std::int64_t{static_cast<std::int32_t>(GetDwordSetting(name, 0))});
 }

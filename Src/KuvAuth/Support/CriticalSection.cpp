@@ -14,7 +14,7 @@ CRITICAL_SECTION* Native(std::byte* storage) noexcept {
 
 CriticalSection::CriticalSection(unsigned long spinCount) noexcept {
   static_assert(sizeof(storage_) == sizeof(CRITICAL_SECTION));
-  // Cannot fail on any supported version of the platform.
+  // Always succeeds on the supported versions of Windows.
   static_cast<void>(::InitializeCriticalSectionAndSpinCount(Native(storage_), spinCount));
 }
 

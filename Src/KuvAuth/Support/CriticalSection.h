@@ -4,18 +4,18 @@
 
 namespace Kuv {
 
-/// The platform's critical section, made with a spin count and usable with `std::lock_guard`. Its
-/// storage is opaque here, so that a header which holds one does not bring the platform's in.
+/// A `CRITICAL_SECTION` with a spin count, usable with `std::lock_guard`. Its storage is opaque, so that this
+/// header does not include `<windows.h>`.
 class CriticalSection {
  public:
-  /// Makes it, to be spun for `spinCount` rounds before a thread waits.
+  /// Initializes the section. A thread spins up to `spinCount` times before it waits.
   explicit CriticalSection(unsigned long spinCount) noexcept;
   ~CriticalSection();
   CriticalSection(const CriticalSection&) = delete;
   CriticalSection& operator=(const CriticalSection&) = delete;
 
-  void lock() noexcept;    ///< waits for it; the same thread may enter again
-  void unlock() noexcept;  ///< leaves it
+  void lock() noexcept;    ///< waits for ownership; the owner may lock again
+  void unlock() noexcept;  ///< releases ownership once
 
  private:
   // CRITICAL_SECTION: four fields of pointer size and two of 32 bits.

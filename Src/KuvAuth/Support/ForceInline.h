@@ -1,6 +1,6 @@
 #pragma once
 
-/// Inlines a function even where the compiler would not.
+/// Inlines a function even if the compiler would choose not to.
 #if defined(_MSC_VER)
 #define KUV_FORCE_INLINE __forceinline
 #else

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <string>
 
-/// An error with a text for the user: a code and an optional message of its own. It is no
-/// `std::exception`, so that a handler for those does not swallow it.
+/// An error with a message for the user. Does not derive from `std::exception`, so that handlers for that
+/// type do not catch it.
 class CKuvException {
  public:
   static constexpr std::int32_t ErrorUnexpected = 1;
@@ -12,7 +12,8 @@ class CKuvException {
   static constexpr std::int32_t ErrorBadResponse = 3;
   static constexpr std::int32_t ErrorBadCredentials = 4;
 
-  /// `message` is UTF-8; an empty one stands for the default text of the code.
+  /// Creates the error. `message` is UTF-8; if it is empty, `GetErrorMessage` returns the code's default
+  /// text.
   CKuvException(std::int32_t code, const std::string& message);
   CKuvException(const CKuvException&) = default;
   CKuvException& operator=(const CKuvException&) = default;
@@ -20,7 +21,8 @@ class CKuvException {
 
   std::int32_t code() const noexcept { return code_; }
 
-  /// Gives the message, or the default text of the code, which is empty for an unknown one.
+  /// Returns the message or, without one, the default text of the code. The default text of an unknown code
+  /// is empty.
   std::wstring GetErrorMessage() const;
 
  private:

@@ -1,14 +1,14 @@
 #pragma once
 
 /// @file
-/// The kind of session that this process runs in.
+/// Detection of Remote Desktop sessions.
 
 namespace Kuv::Util {
 
-/// Answers whether this process runs in a remote desktop session: the metric `SM_REMOTESESSION` is
-/// set, or the session of this process is not the one that the terminal server names in
-/// `GlassSessionId`. A machine that cannot tell counts as local. Reads the registry at each call. Any thread
-/// may call.
+/// Returns whether this process runs in a Remote Desktop session: the metric `SM_REMOTESESSION` is set, or
+/// the session of this process is not the console session that the registry value `GlassSessionId` names.
+/// Returns false if that value or the session of this process is unavailable. Reads the registry at each
+/// call. Thread-safe.
 bool IsRemoteSession();
 
 }  // namespace Kuv::Util

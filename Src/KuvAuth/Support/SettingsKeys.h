@@ -1,10 +1,10 @@
 #pragma once
 
 /// @file
-/// The two keys of the settings, below `HKEY_LOCAL_MACHINE`. A value in the policy key wins over the
-/// same value in the local key.
+/// The two registry keys of the settings, below `HKEY_LOCAL_MACHINE`. A value in the policy key takes
+/// precedence over the same value in the local key.
 
-/// The local settings of the machine.
+/// The key of the local settings.
 inline constexpr char LocalKeyPath[] = "Software\\Kuvant\\KuvCredProv";
-/// The settings of group policy.
+/// The key of the policy settings.
 inline constexpr char PolicyKeyPath[] = "Software\\Policies\\Kuvant\\KuvCredProv";

@@ -6,7 +6,7 @@
 
 std::wstring FormatSystemError(std::uint32_t code) {
   Kuv::UniqueLocalMemory<wchar_t> buffer;
-  // With FORMAT_MESSAGE_ALLOCATE_BUFFER the call takes the pointer's address in the place of a buffer.
+  // With FORMAT_MESSAGE_ALLOCATE_BUFFER the buffer argument is the address of a pointer.
   ::FormatMessageW(
       FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_FROM_SYSTEM,
       /*lpSource=*/nullptr, code, MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT),

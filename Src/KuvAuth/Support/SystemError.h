@@ -4,9 +4,8 @@
 #include <string>
 
 /// @file
-/// The texts of the platform's error codes.
+/// Messages of system error codes.
 
-/// Gives the system's text for an error code, in the user's default language, through
-/// `FormatMessageW`, without the line end and other white space at its end. An unknown code gives an
-/// empty string.
+/// Returns the system's message for an error code (`FormatMessageW`) in the user's default language, without
+/// trailing white space. Returns an empty string for an unknown code.
 std::wstring FormatSystemError(std::uint32_t code);

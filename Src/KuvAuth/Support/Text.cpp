@@ -16,6 +16,37 @@ std::basic_string<Unit> LowerCopy(std::basic_string<Unit> text) {
   return text;
 }
 
+int CountFormatted(const char* format, va_list arguments) {
+  return _vscprintf(format, arguments);
+}
+
+int CountFormatted(const wchar_t* format, va_list arguments) {
+  return _vscwprintf(format, arguments);
+}
+
+int FormatTruncated(std::string& text, const char* format, va_list arguments) {
+  return _vsnprintf_s(text.data(), text.size() + 1, _TRUNCATE, format, arguments);
+}
+
+int FormatTruncated(std::wstring& text, const wchar_t* format, va_list arguments) {
+  return _vsnwprintf_s(text.data(), text.size() + 1, _TRUNCATE, format, arguments);
+}
+
+template <typename Unit>
+std::basic_string<Unit> Format(const Unit* format, va_list arguments) {
+  std::basic_string<Unit> text;
+  if (format == nullptr) return text;
+  va_list counting;
+  va_copy(counting, arguments);
+  const int length = CountFormatted(format, counting);
+  va_end(counting);
+  if (length <= 0) return text;
+  text.resize(static_cast<std::size_t>(length));
+  const int written = FormatTruncated(text, format, arguments);
+  text.resize(static_cast<std::size_t>(std::max(written, 0)));
+  return text;
+}
+
 }  // namespace
 
 std::wstring Utf8ToWide(const char* text) {
@@ -81,37 +112,17 @@ void RemoveWhitespace(std::wstring& text) {
 }
 
 std::string FormatToString(const char* format, ...) {
-  if (format == nullptr) return {};
   va_list arguments;
   va_start(arguments, format);
-  va_list counting;
-  va_copy(counting, arguments);
-  const int length = _vscprintf(format, counting);
-  va_end(counting);
-  std::string text;
-  if (length > 0) {
-    text.resize(static_cast<std::size_t>(length));
-    const int written = _vsnprintf_s(text.data(), text.size() + 1, _TRUNCATE, format, arguments);
-    text.resize(static_cast<std::size_t>(std::max(written, 0)));
-  }
+  std::string text = Format(format, arguments);
   va_end(arguments);
   return text;
 }
 
 std::wstring FormatToString(const wchar_t* format, ...) {
-  if (format == nullptr) return {};
   va_list arguments;
   va_start(arguments, format);
-  va_list counting;
-  va_copy(counting, arguments);
-  const int length = _vscwprintf(format, counting);
-  va_end(counting);
-  std::wstring text;
-  if (length > 0) {
-    text.resize(static_cast<std::size_t>(length));
-    const int written = _vsnwprintf_s(text.data(), text.size() + 1, _TRUNCATE, format, arguments);
-    text.resize(static_cast<std::size_t>(std::max(written, 0)));
-  }
+  std::wstring text = Format(format, arguments);
   va_end(arguments);
   return text;
 }

@@ -6,9 +6,9 @@
 
 namespace Kuv {
 
-/// Owns one platform resource and releases it at the end of its scope. `Traits` names the type
-/// (`Value`), the value that means "none" (`None()`) and the release (`Close`). Releasing keeps the
-/// thread's last error, so that a message formed afterwards still tells the real failure.
+/// Owns one platform resource and releases it at the end of its scope. `Traits` defines the type (`Value`),
+/// the value that represents no resource (`None()`) and the release function (`Close`). Releasing preserves
+/// the thread's last error, so that a later message reports the original failure.
 template <typename Traits>
 class UniqueResource {
  public:
@@ -28,15 +28,16 @@ class UniqueResource {
   Value Get() const noexcept { return value_; }
   explicit operator bool() const noexcept { return value_ != Traits::None(); }
 
-  /// Releases what is held and gives the address for a platform call to fill.
+  /// Releases the resource and returns the address for a platform call to fill.
   Value* Put() noexcept {
     Reset();
     return &value_;
   }
 
-  /// Gives up what is held, without releasing it.
+  /// Returns the resource and gives up its ownership.
   Value Release() noexcept { return std::exchange(value_, Traits::None()); }
 
+  /// Releases the resource and takes ownership of `value`.
   void Reset(Value value = Traits::None()) noexcept {
     const Value old = std::exchange(value_, value);
     if (old == Traits::None()) return;
@@ -54,7 +55,7 @@ struct RegistryKeyTraits {
   static Value None() noexcept { return nullptr; }
   static void Close(Value key) noexcept { ::RegCloseKey(key); }
 };
-/// A registry key, released with `RegCloseKey`.
+/// Owns a registry key; released with `RegCloseKey`.
 using UniqueRegistryKey = UniqueResource<RegistryKeyTraits>;
 
 struct FileTraits {
@@ -62,8 +63,16 @@ struct FileTraits {
   static Value None() noexcept { return INVALID_HANDLE_VALUE; }
   static void Close(Value file) noexcept { ::CloseHandle(file); }
 };
-/// A file of `CreateFileW`, whose "none" is `INVALID_HANDLE_VALUE`, released with `CloseHandle`.
+/// Owns a file handle of `CreateFileW`, `INVALID_HANDLE_VALUE` for none; released with `CloseHandle`.
 using UniqueFile = UniqueResource<FileTraits>;
+
+struct LibraryTraits {
+  using Value = HMODULE;
+  static Value None() noexcept { return nullptr; }
+  static void Close(Value library) noexcept { ::FreeLibrary(library); }
+};
+/// Owns a module of `LoadLibraryW`; released with `FreeLibrary`.
+using UniqueLibrary = UniqueResource<LibraryTraits>;
 
 template <typename Type>
 struct LocalMemoryTraits {
@@ -71,7 +80,7 @@ struct LocalMemoryTraits {
   static Value None() noexcept { return nullptr; }
   static void Close(Value memory) noexcept { ::LocalFree(memory); }
 };
-/// A block of `LocalAlloc` or of a platform call that allocates with it, released with `LocalFree`.
+/// Owns memory of `LocalAlloc`, or of a platform call that allocates with it; released with `LocalFree`.
 template <typename Type>
 using UniqueLocalMemory = UniqueResource<LocalMemoryTraits<Type>>;
 

@@ -1,7 +1,7 @@
-// What libstdc++ needs to throw an exception, for the DLL alone. The compiler's own takes memory when the
-// DLL is loaded, and memory, a semaphore and a thread local index at the first exception; it ends the process
-// where it gets none, and keeps all of it when the DLL is unloaded. This one has its reserve within the DLL,
-// and lets the loader provide for each thread, as for any DLL with thread local data.
+// The exception storage of libstdc++, replaced for the DLL; see README.md. The original allocates memory when
+// the DLL is loaded, and memory, a semaphore and a thread-local storage index at the first exception. It ends
+// the process if it gets none and never releases them. This one has a static reserve and thread-local data
+// that the loader manages.
 #include <windows.h>
 
 #include <atomic>
@@ -16,7 +16,7 @@
 
 namespace __cxxabiv1 {
 
-// The two fields of the ABI.
+// The fields are fixed by the ABI.
 struct __cxa_eh_globals {
   void* caughtExceptions;
   unsigned int uncaughtExceptions;
@@ -26,8 +26,7 @@ struct __cxa_eh_globals {
 
 extern "C" {
 
-// The start of the template of the thread local data, and the place of this module's block in a thread's
-// list.
+// The start of the module's thread-local data, and the index of its block in the list of a thread.
 extern char _tls_start[];
 extern ULONG _tls_index;
 
@@ -35,10 +34,11 @@ extern ULONG _tls_index;
 
 namespace {
 
-// The loader copies what stands between the marks of this section. The compiler has no word for it.
+// GCC cannot declare native thread-local storage, so the variable is placed in the .tls section by hand. The
+// loader copies the section for each thread.
 [[gnu::section(".tls$KUV"), gnu::used]] __cxxabiv1::__cxa_eh_globals g_template = {nullptr, 0};
 
-// Where the environment block of a thread points at its list of blocks.
+// The offset of the pointer to the thread-local blocks in the thread environment block.
 #if defined(_WIN64)
 constexpr std::size_t kBlocksOffset = 0x58;
 #else
@@ -50,12 +50,12 @@ char* ThreadLocalBlock() noexcept {
   return (*reinterpret_cast<char* const* const*>(environment + kBlocksOffset))[_tls_index];
 }
 
-// The runtime keeps its own record in front of an exception. No version needs this much.
+// Room for the record of the runtime before an exception object; see README.md.
 constexpr std::size_t kRecordSize = 256;
 constexpr std::size_t kSlotSize = 512;
 constexpr std::size_t kSlotCount = 32;
 
-// For times without memory: more exceptions than threads throw at once.
+// Used if `malloc` fails, for as many exceptions at the same time as there are slots.
 alignas(std::max_align_t) constinit char g_reserve[kSlotCount][kSlotSize] = {};
 constinit std::atomic<std::uint32_t> g_slotsInUse{0};
 
@@ -69,7 +69,7 @@ void* TakeSlot(std::size_t size) noexcept {
   }
 }
 
-bool GiveBackSlot(const void* memory) noexcept {
+bool ReleaseSlot(const void* memory) noexcept {
   const std::size_t offset =
       reinterpret_cast<std::uintptr_t>(memory) - reinterpret_cast<std::uintptr_t>(g_reserve);
   if (offset >= sizeof(g_reserve)) return false;
@@ -102,7 +102,7 @@ void* __cxa_allocate_exception(std::size_t size) noexcept {
 
 void __cxa_free_exception(void* exception) noexcept {
   void* const memory = static_cast<char*>(exception) - kRecordSize;
-  if (!GiveBackSlot(memory)) std::free(memory);
+  if (!ReleaseSlot(memory)) std::free(memory);
 }
 
 }  // namespace __cxxabiv1

@@ -1,14 +1,16 @@
-// The list of what runs when the DLL is unloaded, for the DLL alone. The compiler's own takes memory for it
-// while the DLL is loaded, and where it gets none the destructors of the module never run.
+// The list of functions that run when the DLL is unloaded, replaced for the DLL; see README.md. The original
+// allocates memory when the DLL is loaded; without memory, the destructors of the module never run.
 #include <cstddef>
 
-// The C runtime's table, which nothing here looks into. Its header says that these functions are imported.
+// Declared here, because the header of the C runtime declares these functions as imported. The table is not
+// used.
 struct _onexit_table_t;
 using _onexit_t = int(__cdecl*)();
 
 namespace {
 
-// Far more than the module has; the C runtime calls under the loader's lock, so one thread at a time.
+// More than the module needs. No lock is needed, because the C runtime makes these calls under the loader
+// lock.
 constexpr std::size_t kCapacity = 32;
 constinit _onexit_t g_functions[kCapacity] = {};
 constinit std::size_t g_count = 0;

@@ -1,13 +1,14 @@
-// Where the 32-bit unwinder finds the frames of this module, for the DLL alone. The compiler's own lists them
-// when the DLL is loaded, behind a semaphore that it never gives back, or in another module's runtime if that
-// is there first. This one reads the table where the linker has put it; on 64 bits the platform does that.
+// The lookup of unwind entries on 32-bit x86, replaced for the DLL; see README.md. The original registers the
+// table when the DLL is loaded, with the runtime of another module if one is loaded, and otherwise uses a
+// semaphore that it never releases. This one reads the table from its section. 64-bit code does not need it,
+// because Windows finds the entries.
 #include <windows.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 
-// What the unwinder asks for beside the entry: the function's start.
+// The additional results for the unwinder; it uses only the start of the function.
 struct dwarf_eh_bases {
   void* tbase;
   void* dbase;
@@ -18,11 +19,11 @@ extern "C" {
 
 extern IMAGE_DOS_HEADER __ImageBase;
 
-// What the compiler's start-up code calls, in whose place the linker puts this (--wrap): it would look for
-// the runtime of another module, under the loader's lock, and enter the table there.
+// Replaces the function that the start-up code calls (linker option --wrap). The original searches for the
+// runtime of another module under the loader lock and registers the table there.
 void __wrap___gcc_register_frame() {}
 
-// What that code refers to. Nobody calls them.
+// The start-up code refers to these functions, but nothing calls them.
 void __register_frame_info(const void*, void*) {}
 void* __deregister_frame_info(const void*) {
   return nullptr;
@@ -32,7 +33,7 @@ void* __deregister_frame_info(const void*) {
 
 namespace {
 
-// The pointer encodings of the table (DW_EH_PE): a number of 4 bytes, as it stands or from its own place.
+// The pointer encodings of the table (DW_EH_PE): 4 bytes, absolute or relative to their own place.
 constexpr std::uint8_t kSizeMask = 0x07;
 constexpr std::uint8_t kAbsolute = 0x00;
 constexpr std::uint8_t kFourBytes = 0x03;
@@ -50,7 +51,7 @@ std::uint32_t Number(const std::uint8_t* place) noexcept {
   return number;
 }
 
-// The linker's name of the section is cut to the eight characters that a header has.
+// A section header has the first eight characters of the name only.
 Bytes FrameSection() noexcept {
   const auto* const image = reinterpret_cast<const std::uint8_t*>(&__ImageBase);
   const auto* const headers = reinterpret_cast<const IMAGE_NT_HEADERS*>(image + __ImageBase.e_lfanew);
@@ -69,20 +70,20 @@ void SkipLeb128(Bytes& rest) noexcept {
   }
 }
 
-// Gives how a common entry encodes the addresses of those that refer to it.
+// Returns how a common information entry (CIE) encodes the addresses of the entries that refer to it.
 std::uint8_t AddressEncoding(Bytes rest) noexcept {
   const std::uint8_t version = *rest.begin++;
   const char* augmentation = reinterpret_cast<const char*>(rest.begin);
   rest.begin += std::strlen(augmentation) + 1;
   if (*augmentation != 'z') return kAbsolute;
-  SkipLeb128(rest);  // the alignments of code and data
+  SkipLeb128(rest);  // the alignment factors of code and data
   SkipLeb128(rest);
   if (version == 1) {
     ++rest.begin;
   } else {
     SkipLeb128(rest);
   }
-  SkipLeb128(rest);  // the length of what follows
+  SkipLeb128(rest);  // the length of the augmentation data
   while (*++augmentation != '\0' && rest.begin < rest.end) {
     if (*augmentation == 'R') return *rest.begin;
     if (*augmentation == 'L') ++rest.begin;
@@ -99,33 +100,33 @@ bool IsKnown(std::uint8_t encoding) noexcept {
 
 }  // namespace
 
-// An entry is its length, the way back to its common entry, the function's start and size. A common entry has
-// 0 in the second place, the end of the table in the first.
+// An entry consists of its length, the distance back to its common information entry (CIE), and the start and
+// size of the function. A CIE has the distance 0. The end of the table has the length 0.
 extern "C" const void* _Unwind_Find_FDE(void* address, dwarf_eh_bases* bases) {
   constexpr std::size_t kNumber = sizeof(std::uint32_t);
   const Bytes section = FrameSection();
-  const auto wanted = reinterpret_cast<std::uintptr_t>(address);
+  const auto target = reinterpret_cast<std::uintptr_t>(address);
   for (const std::uint8_t* entry = section.begin; section.end - entry > 4 * std::ptrdiff_t{kNumber};) {
     const std::uint32_t length = Number(entry);
-    const std::uint8_t* const way = entry + kNumber;
-    if (length < 3 * kNumber || length > static_cast<std::size_t>(section.end - way)) break;
-    const std::uint32_t back = Number(way);
-    if (back > static_cast<std::size_t>(way - section.begin)) break;
-    if (back != 0) {
-      const std::uint8_t* const common = way - back;
-      const std::uint8_t* const content = common + 2 * kNumber;
-      const std::uint8_t encoding = AddressEncoding({content, common + kNumber + Number(common)});
+    const std::uint8_t* const content = entry + kNumber;
+    if (length < 3 * kNumber || length > static_cast<std::size_t>(section.end - content)) break;
+    const std::uint32_t distance = Number(content);
+    if (distance > static_cast<std::size_t>(content - section.begin)) break;
+    if (distance != 0) {
+      const std::uint8_t* const common = content - distance;
+      const std::uint8_t encoding =
+          AddressEncoding({common + 2 * kNumber, common + kNumber + Number(common)});
       if (IsKnown(encoding)) {
-        const std::uint8_t* const place = way + kNumber;
+        const std::uint8_t* const place = content + kNumber;
         std::uintptr_t start = Number(place);
         if ((encoding & kBaseMask) == kFromItsPlace) start += reinterpret_cast<std::uintptr_t>(place);
-        if (wanted - start < Number(place + kNumber)) {
+        if (target - start < Number(place + kNumber)) {
           *bases = {nullptr, nullptr, reinterpret_cast<void*>(start)};
           return entry;
         }
       }
     }
-    entry = way + length;
+    entry = content + length;
   }
   return nullptr;
 }

@@ -1,6 +1,6 @@
-// The runtime of GCC's stack protector and fortified string functions, for the DLL alone. The
-// compiler's own would acquire a cryptographic provider while the loader's lock is held and write to a
-// terminal; this one asks the platform for a few numbers and ends the process at once.
+// The runtime of GCC's stack protector and fortified string functions, replaced for the DLL; see README.md.
+// The original acquires a cryptographic provider under the loader lock and writes to a console. This one
+// mixes the time, a counter and identifiers, and ends the process at once.
 #include <windows.h>
 
 #include <cstdint>
@@ -11,8 +11,8 @@ namespace {
 constexpr unsigned kStackCookieCheckFailure = 2;
 constexpr unsigned kRangeCheckFailure = 8;
 
-// The platform's fast fail: no handler runs, nothing of this process is trusted any more. Windows 7 does not
-// know it and reports a fault; there is no way on from here for whoever handles that.
+// Ends the process without running any handler (fast fail). Windows 7 raises an exception instead; the trap
+// stops a handler from continuing.
 [[noreturn]] void FastFail(unsigned code) {
   asm volatile("int $0x29" : : "c"(code));
   __builtin_trap();
@@ -22,7 +22,8 @@ constexpr unsigned kRangeCheckFailure = 8;
 
 extern "C" {
 
-// The compiler declares them without the attribute, so this is the form that may be added later.
+// The compiler's own declarations lack the attribute `noreturn`, which a later declaration may add in this
+// form.
 __attribute__((noreturn)) void __stack_chk_fail();
 __attribute__((noreturn)) void __chk_fail();
 
@@ -40,7 +41,7 @@ void __chk_fail() {
 
 namespace {
 
-// Runs before every other initialiser of the module, and so before any guarded function of it.
+// Runs before every other initializer of the module, and so before any guarded function.
 [[gnu::constructor(101)]] void ChooseGuard() {
   FILETIME time;
   LARGE_INTEGER counter;
@@ -55,7 +56,7 @@ namespace {
     mix = (mix ^ number) * 0x9E3779B97F4A7C15u;
     mix ^= mix >> 29;
   }
-  // A zero byte in front stops an overflowing text from reproducing the guard.
+  // The lowest byte is zero, so that an overflowing string cannot reproduce the guard.
   __stack_chk_guard = static_cast<std::uintptr_t>(mix) << 8;
 }
 

@@ -7,6 +7,10 @@
 
 namespace {
 
+using Kuv::AppendLineEnd;
+using Kuv::FormatLogMessage;
+using Kuv::kLogLineCapacity;
+
 template <typename Unit>
 std::basic_string<Unit> Format(const Unit* format, ...) {
   Unit message[kLogLineCapacity];
