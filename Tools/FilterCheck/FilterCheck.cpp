@@ -50,7 +50,7 @@ Report Gather(const Options& options) {
   return report;
 }
 
-// By the convention of no-color.org: set to anything.
+// The convention of no-color.org: any value counts.
 bool IsColorUnwanted() {
   wchar_t value[2] = {};
   return ::GetEnvironmentVariableW(L"NO_COLOR", value, static_cast<DWORD>(std::size(value))) != 0;

@@ -40,34 +40,34 @@ class FilterModule : public ::testing::Test {
   KUV_IMPORT_HOOK(system32Bit, GetSystemWow64DirectoryW);
 };
 
-TEST_F(FilterModule, PathIsTakenAsItStands) {
+TEST_F(FilterModule, KeepsPath) {
   EXPECT_EQ(ModuleFile(L"C:\\a b\\f.dll", /*expand=*/false, View::Native), L"C:\\a b\\f.dll");
   EXPECT_EQ(ModuleFile(L"%ProgramFiles%\\f.dll", /*expand=*/false, View::Native), L"%ProgramFiles%\\f.dll");
   EXPECT_EQ(ModuleFile(L"", /*expand=*/false, View::Native), L"");
 }
 
-TEST_F(FilterModule, QuotesAreDropped) {
+TEST_F(FilterModule, RemovesQuotes) {
   EXPECT_EQ(ModuleFile(L"\"C:\\a b\\f.dll\"", /*expand=*/false, View::Native), L"C:\\a b\\f.dll");
 }
 
-TEST_F(FilterModule, VariablesAreThoseOfTheView) {
+TEST_F(FilterModule, ExpandsVariablesOfTheView) {
   EXPECT_EQ(ModuleFile(L"%ProgramFiles%\\f.dll", /*expand=*/true, View::Native), L"C:\\Programs\\f.dll");
   EXPECT_EQ(ModuleFile(L"%programfiles%\\f.dll", /*expand=*/true, View::Wow64), L"C:\\Programs86\\f.dll");
 }
 
-TEST_F(FilterModule, BareNameLiesInTheSystemFolderOfTheView) {
+TEST_F(FilterModule, ResolvesBareNameInSystemFolderOfTheView) {
   EXPECT_EQ(ModuleFile(L"f.dll", /*expand=*/false, View::Native), L"C:\\Windows\\system32\\f.dll");
   EXPECT_EQ(ModuleFile(L"f.dll", /*expand=*/false, View::Wow64), L"C:\\Windows\\syswow64\\f.dll");
 }
 
-TEST_F(FilterModule, SystemFolderOf32BitProgramsIsAnother) {
+TEST_F(FilterModule, RedirectsSystemFolderOf32BitPrograms) {
   EXPECT_EQ(ModuleFile(L"c:\\windows\\System32\\f.dll", /*expand=*/false, View::Wow64),
             L"C:\\Windows\\syswow64\\f.dll");
   EXPECT_EQ(ModuleFile(L"C:\\Windows\\system32x\\f.dll", /*expand=*/false, View::Wow64),
             L"C:\\Windows\\system32x\\f.dll");
 }
 
-TEST(FilterModuleFile, FolderIsNoFile) {
+TEST(FilterModuleFile, IgnoresFolders) {
   const TempFolder folder;
   EXPECT_FALSE(IsFile(folder.Path()));
   EXPECT_FALSE(IsFile(folder.Path(L"none")));
@@ -75,7 +75,7 @@ TEST(FilterModuleFile, FolderIsNoFile) {
   EXPECT_TRUE(IsFile(folder.Path(L"one")));
 }
 
-TEST(FilterModuleFile, ArchitectureIsThatOfTheImage) {
+TEST(FilterModuleFile, ReadsArchitectureOfImage) {
   const TempFolder folder;
   const std::wstring path = folder.Path(L"f.dll");
   for (const std::uint16_t machine : {kX64, kX86, std::uint16_t{0xAA64}}) {
@@ -86,7 +86,7 @@ TEST(FilterModuleFile, ArchitectureIsThatOfTheImage) {
   }
 }
 
-TEST(FilterModuleFile, WhatIsNoImageHasNoArchitecture) {
+TEST(FilterModuleFile, RejectsInvalidImages) {
   const TempFolder folder;
   const std::wstring path = folder.Path(L"f.dll");
   const std::string good = ModuleBytes(kX64);
@@ -106,7 +106,7 @@ TEST(FilterModuleFile, WhatIsNoImageHasNoArchitecture) {
   EXPECT_FALSE(HasArchitectureOf(View::Native, folder.Path(L"none")));
 }
 
-TEST(FilterModuleFile, SameFileIsOneOfThatNameOrWithThoseBytes) {
+TEST(FilterModuleFile, ComparesFilesByNameOrContent) {
   const TempFolder folder;
   WriteFileBytes(folder.Path(L"a"), "bytes");
   WriteFileBytes(folder.Path(L"b"), "bytes");

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Holds the page of the program to its sources: the findings, the fields of the JSON answer, the options, the exit
-codes.
+"""Checks Docs/FilterCheck.md against the sources: the findings, the fields of the JSON output, the options and the
+exit codes.
 
     check_doc.py SOURCE-FOLDER [--write]
 
---write renews the tables of fields in the page.
+--write updates the tables of fields in the page.
 """
 import json
 import pathlib
@@ -32,20 +32,20 @@ def fields():
 
 
 class FilterCheckPage(unittest.TestCase):
-    def test_every_finding_is_told_once(self):
-        # "ntdll.dll" and the like have the look of an id as well.
-        of_sources = {name for path in SOURCES.glob("*.cpp")
+    def test_every_finding_is_documented_once(self):
+        # Names such as "ntdll.dll" match the pattern as well.
+        of_sources = {name for path in SOURCES.rglob("*.cpp")
                       for name in re.findall(rf'"({FINDING_ID})"', path.read_text(encoding="utf-8"))
                       if not name.endswith(".dll")}
         of_page = re.findall(rf"^\| `({FINDING_ID})` \|", page_text(), re.MULTILINE)
         self.assertGreater(len(of_page), 30)
         self.assertEqual(sorted(of_page), sorted(of_sources))
 
-    def test_fields_are_those_of_the_schema(self):
+    def test_fields_match_the_schema(self):
         page = page_text()
         self.assertEqual(page[page.index(START) + len(START):page.index(END)], fields())
 
-    def test_options_and_exit_codes_are_those_of_the_help(self):
+    def test_options_and_exit_codes_match_the_help(self):
         help_text = (SOURCES / "Options.cpp").read_text(encoding="utf-8")
         options = set(re.findall(r"^  (--[a-z-]+)", help_text, re.MULTILINE))
         self.assertEqual(set(re.findall(r"^\| `(--[a-z-]+)", page_text(), re.MULTILINE)), options)

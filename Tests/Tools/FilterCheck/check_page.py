@@ -1,10 +1,11 @@
 #!/usr/bin/env python3
-"""Runs the program on a made-up machine and looks at its page in a headless browser: the matrix is the one of the
-JSON answer of the same run, the texts can be read, and nothing else is needed. The machine is as it was afterwards.
+"""Runs the program on an example machine and opens its page in a headless browser. Checks that the matrix matches the
+JSON output of the same run, that the texts have enough contrast, that the page needs no other file, and that the
+program does not change the machine.
 
     check_page.py --wine SCRIPT --prefix FOLDER --program FILE --filter FILE --source FOLDER [--pictures FOLDER]
 
-The machine is a Wine prefix that serves this check alone.
+The machine is a Wine prefix for this check only.
 """
 import argparse
 import json
@@ -22,7 +23,7 @@ PROVIDERS = r"HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\Authentication\Cred
 FOREIGN = "{11111111-2222-3333-4444-555555555555}"
 FOREIGN_NAME = "<script>document.title='taken'</script> \"quoted\" & 'so'"
 WIDTHS = (1280, 390)
-COLOURS = {
+COLORS = {
     "light": {"shown": "rgb(221, 242, 227)", "hidden": "rgb(238, 241, 244)"},
     "dark": {"shown": "rgb(21, 55, 42)", "hidden": "rgb(35, 43, 54)"},
 }
@@ -43,7 +44,7 @@ LOOK = r"""
     for (let node = element; node; node = node.parentElement) {
       const color = parse(getComputedStyle(node).backgroundColor);
       if (color.length < 4 || color[3] === 1) return color;
-      if (color[3] !== 0) throw new Error('a half transparent ground');
+      if (color[3] !== 0) throw new Error('a semitransparent background');
     }
     return [255, 255, 255];
   };
@@ -112,7 +113,7 @@ class Machine:
         return output
 
     def state(self, folder):
-        """All keys and values, and what lies on the disk with its time."""
+        """Returns all keys and values, and the size and time of each file."""
         for root in ("HKLM", "HKCU"):
             self.must("reg", "export", root, windows_path(folder / f"{root}.reg"), "/y")
         registry = {root: (folder / f"{root}.reg").read_bytes() for root in ("HKLM", "HKCU")}
@@ -131,7 +132,7 @@ def windows_path(path):
 
 
 def cells_of(answer):
-    """What the page should show: sessions, provider and scenario to whether it is shown, and was before."""
+    """Returns the expected cells: (session, provider, scenario) to (shown, shown before)."""
     subject, today = answer["assumed"] or answer["now"], answer["now"]
     before = {(row["scenario"], row["session"]): row["shown"] for row in today["decisions"]}
     cells = {}
@@ -156,7 +157,7 @@ def check_matrix(name, page, answer, scheme, narrow):
                     shown, before = expected[key]
                     seen.add(key)
                     expect(f"{name}: {key}", (cell["text"], cell["ground"], cell["ring"], cell["labelled"]),
-                           (TEXTS[shown, before], COLOURS[scheme]["shown" if shown else "hidden"], shown != before,
+                           (TEXTS[shown, before], COLORS[scheme]["shown" if shown else "hidden"], shown != before,
                             narrow))
     expect(f"{name}: cells", seen, set(expected))
 
@@ -170,11 +171,11 @@ def check_page(name, browser, path, answer, pictures):
             page = browser.evaluate(LOOK)
             expect(f"{view}: requests", browser.requests, [path.as_uri()])
             expect(f"{view}: width", (page["scrolled"], page["wide"]), (width, []))
-            expect(f"{view}: texts that cannot be read", page["faint"], [])
+            expect(f"{view}: texts with low contrast", page["faint"], [])
             expect(f"{view}: texts", page["texts"] > 100, True)
             expect(f"{view}: title", page["title"], f"Kuv filter check of {answer['machine']}")
             expect(f"{view}: scripts", page["scripts"], 0)
-            lead = "As assumed: " if answer["assumed"] else ""
+            lead = "With these assumptions: " if answer["assumed"] else ""
             expect(f"{view}: verdict", (page["verdict"], page["code"]),
                    (lead + subject["verdict"], subject["exitCode"]))
             expect(f"{view}: settings", page["settings"], {row["name"]: row["effective"] for row in subject["settings"]})
@@ -208,11 +209,11 @@ def main():
         machine.run("--stop")
     if FAILURES:
         sys.exit("check_page: " + "\ncheck_page: ".join(FAILURES))
-    print("check_page: the pages show what the answers tell")
+    print("check_page: the pages match the JSON output")
 
 
 def check_examples(machine, page):
-    """What the page shows of an answer stands in it, in that order; a line with an ellipsis stands for others."""
+    """Checks that the output contains the quoted lines in order. A line with an ellipsis represents other lines."""
     examples = re.findall(r"```\nKuvFilterCheck *(.*)\n```\n(?:(?!```).*\n)*```text\n((?:.*\n)*?)```\n", page)
     expect("examples of the page", len(examples), 2)
     for arguments, shown in examples:
@@ -229,7 +230,7 @@ def check_full_disk(machine):
             result = subprocess.run([*machine.command, machine.program, *arguments], stdin=subprocess.DEVNULL, stdout=full,
                                     stderr=subprocess.PIPE, timeout=120)
         expect(f"{arguments} on a full disk", (result.returncode, result.stderr),
-               (3, b"KuvFilterCheck: cannot write the answer\n"))
+               (3, b"KuvFilterCheck: cannot write the output\n"))
 
 
 def check(machine, given, schema, browser, folder):

@@ -1,4 +1,4 @@
-"""The tables of fields in Docs/FilterCheck.md, as the schema has them."""
+"""The tables of fields in Docs/FilterCheck.md, generated from the schema."""
 import json
 
 
@@ -16,7 +16,7 @@ def type_text(field):
 
 
 def table(title, definition):
-    """Gives one section: heading and a row for each field."""
+    """Returns one section: a heading and a row for each field."""
     rows = [f"| `{name}` | {type_text(field)} | {field['description']} |"
             for name, field in definition["properties"].items()]
     return "\n".join([f"### {title}", "", "| Field | Type | Meaning |", "|---|---|---|", *rows, ""])

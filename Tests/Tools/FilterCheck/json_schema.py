@@ -7,7 +7,7 @@ KNOWN = {"type", "const", "enum", "properties", "required", "additionalPropertie
 
 
 def errors(value, schema, root=None, where="$"):
-    """Gives what is wrong, a text each."""
+    """Returns the errors as texts."""
     root = root or schema
     if set(schema) - KNOWN:
         raise ValueError(f"unknown keywords {set(schema) - KNOWN}")
@@ -22,15 +22,15 @@ def errors(value, schema, root=None, where="$"):
         return [f"{where}: {value!r} is not {schema['const']!r}"]
     if "enum" in schema and value not in schema["enum"]:
         return [f"{where}: {value!r} is none of {schema['enum']}"]
-    wanted = TYPES.get(schema.get("type"))
-    if wanted and (not isinstance(value, wanted) or (wanted is int and isinstance(value, bool))):
+    expected = TYPES.get(schema.get("type"))
+    if expected and (not isinstance(value, expected) or (expected is int and isinstance(value, bool))):
         return [f"{where}: {value!r} is no {schema['type']}"]
     found = []
     if isinstance(value, dict):
         properties = schema.get("properties", {})
         found += [f"{where}: {name} is missing" for name in schema.get("required", []) if name not in value]
         if schema.get("additionalProperties") is False:
-            found += [f"{where}: {name} is not told" for name in value if name not in properties]
+            found += [f"{where}: {name} is not in the schema" for name in value if name not in properties]
         for name in value.keys() & properties.keys():
             found += errors(value[name], properties[name], root, f"{where}.{name}")
     if isinstance(value, list):

@@ -4,7 +4,7 @@
 
 namespace KuvTest {
 
-/// A folder of a test's own, removed with all in it at the end.
+/// A temporary folder for one test, deleted with its contents at the end.
 class TestFolder {
  public:
   TestFolder();
@@ -14,17 +14,17 @@ class TestFolder {
 
   const std::wstring& Path() const { return path_; }
 
-  /// Writes a file, folders below this one included, and gives its path.
+  /// Writes a file, creates folders as needed, and returns its path.
   std::wstring Write(const std::wstring& name, const std::string& bytes) const;
 
  private:
   std::wstring path_;
 };
 
-/// Gives the bytes of a file. Throws `std::runtime_error`.
+/// Returns the bytes of a file. Throws `std::runtime_error`.
 std::string ReadBytes(const std::wstring& path);
 
-/// The built DLL and program.
+/// Return the paths of the built DLL and program.
 std::wstring FilterDllPath();
 std::wstring FilterHostPath();
 
