@@ -65,15 +65,13 @@ class AccessFindings : public SettingsFixture {
                         PACL* acl, PACL* audit, PSECURITY_DESCRIPTOR* descriptor) -> DWORD {
       EXPECT_EQ(std::wstring{path}, appData.Path(L"Kuvant"));
       EXPECT_EQ(type, SE_FILE_OBJECT);
-      if (folderStatus == ERROR_SUCCESS && !folder.empty()) {
-        Descriptor answer = MakeDescriptor(folder);
-        *acl = ListOf(answer);
-        *owner = OwnerOf(answer);
-        *descriptor = answer.Release();
-        return ERROR_SUCCESS;
-      }
       if (folderStatus != ERROR_SUCCESS) return folderStatus;
-      return named.Original(path, type, what, owner, group, acl, audit, descriptor);
+      if (folder.empty()) return named.Original(path, type, what, owner, group, acl, audit, descriptor);
+      Descriptor answer = MakeDescriptor(folder);
+      *acl = ListOf(answer);
+      *owner = OwnerOf(answer);
+      *descriptor = answer.Release();
+      return ERROR_SUCCESS;
     });
   }
 

@@ -55,7 +55,4 @@ class RegisteredMachine : public SettingsFixture {
 /// Returns the finding with an id. Fails the test if there is not exactly one.
 FilterCheck::Finding OnlyFinding(const FilterCheck::Findings& findings, const std::string& id);
 
-/// Returns the ids of the findings, in order.
-std::vector<std::string> Ids(const FilterCheck::Findings& findings);
-
 }  // namespace KuvTest

@@ -1,4 +1,4 @@
-#include <cwchar>
+#include <algorithm>
 #include <sstream>
 
 #include <gmock/gmock.h>
@@ -33,6 +33,16 @@ CheckRun RunCheck(const std::vector<std::wstring>& arguments, bool isConsole = f
 class FilterCheckRun : public KuvTest::RegisteredMachine {
  protected:
   FilterCheckRun() { ::SetEnvironmentVariableW(L"NO_COLOR", nullptr); }
+
+  // Expects exit code 3, no output, and one line with an error that starts and ends with these texts.
+  static void ExpectFailure(const std::vector<std::wstring>& arguments, const std::string& start,
+                            const std::string& end) {
+    const CheckRun run = RunCheck(arguments);
+    EXPECT_EQ(run.exitCode, 3);
+    EXPECT_EQ(run.out, "");
+    EXPECT_THAT(run.err, AllOf(StartsWith("KuvFilterCheck: " + start), EndsWith(end + "\n")));
+    EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1);
+  }
 };
 
 TEST_F(FilterCheckRun, ReturnsZeroWithoutFindings) {
@@ -88,27 +98,13 @@ TEST_F(FilterCheckRun, ReturnsTwoForUnregisteredFilter) {
   EXPECT_EQ(RunCheck({}).exitCode, 2);
 }
 
-TEST_F(FilterCheckRun, ReturnsThreeForWrongUsage) {
-  const CheckRun run = RunCheck({L"--bogus"});
-  EXPECT_EQ(run.exitCode, 3);
-  EXPECT_EQ(run.out, "");
-  EXPECT_EQ(run.err, "KuvFilterCheck: unknown option '--bogus'; see --help\n");
-}
-
-TEST_F(FilterCheckRun, ReturnsThreeForInvalidWhatIfValue) {
-  const CheckRun run = RunCheck({L"--what-if", L"RdpOnly=yes"});
-  EXPECT_EQ(run.exitCode, 3);
-  EXPECT_EQ(run.out, "");
-  EXPECT_THAT(run.err, AllOf(StartsWith("KuvFilterCheck: RdpOnly requires a 32-bit number"), EndsWith("\n")));
-}
-
-TEST_F(FilterCheckRun, ReturnsThreeForUnreadableRegistry) {
+TEST_F(FilterCheckRun, ReturnsThreeForErrors) {
+  ExpectFailure({L"--bogus"}, "unknown option '--bogus'; see --help", "unknown option '--bogus'; see --help");
+  ExpectFailure({L"--what-if", L"RdpOnly=yes"}, "RdpOnly requires a 32-bit number", "");
+  ExpectFailure({L"--json", L"--html", folder.Path(L"none\\page.html")}, "cannot write '", " (error 3)");
   KUV_IMPORT_HOOK(open, RegOpenKeyExW);
   open.Answer([](HKEY, LPCWSTR, DWORD, REGSAM, PHKEY) { return LSTATUS{ERROR_ACCESS_DENIED}; });
-  const CheckRun run = RunCheck({});
-  EXPECT_EQ(run.exitCode, 3);
-  EXPECT_EQ(run.out, "");
-  EXPECT_THAT(run.err, AllOf(StartsWith("KuvFilterCheck: cannot "), EndsWith(" (error 5)\n")));
+  ExpectFailure({}, "cannot ", " (error 5)");
 }
 
 TEST_F(FilterCheckRun, ShowsHelpWithoutReadingTheRegistry) {
@@ -186,19 +182,9 @@ TEST_F(FilterCheckRun, WritesPageInAdditionToTable) {
 TEST_F(FilterCheckRun, DoesNotOverwritePage) {
   const std::wstring page = folder.Path(L"page.html");
   KuvTest::WriteFileBytes(page, "mine");
-  const CheckRun run = RunCheck({L"--html", page});
-  EXPECT_EQ(run.exitCode, 3);
-  EXPECT_EQ(run.out, "");
-  EXPECT_THAT(run.err, AllOf(StartsWith("KuvFilterCheck: cannot write '"), HasSubstr("page.html': "),
-                             EndsWith(" (error 80)\n")));
+  ExpectFailure({L"--html", page}, "cannot write '", " (error 80)");
+  EXPECT_THAT(RunCheck({L"--html", page}).err, HasSubstr("page.html': "));
   EXPECT_EQ(KuvTest::ReadFileBytes(page), "mine");
-}
-
-TEST_F(FilterCheckRun, ReportsMissingFolderOfPage) {
-  const CheckRun run = RunCheck({L"--json", L"--html", folder.Path(L"none\\page.html")});
-  EXPECT_EQ(run.exitCode, 3);
-  EXPECT_EQ(run.out, "");
-  EXPECT_THAT(run.err, EndsWith(" (error 3)\n"));
 }
 
 TEST_F(FilterCheckRun, WritesNothingToMachineKeysOrLog) {

@@ -110,18 +110,14 @@ const FilterCheck::SettingState& StateOf(const FilterCheck::Situation& situation
   throw std::runtime_error{"no such setting: " + std::string{name}};
 }
 
-FilterCheck::Findings FindingsOf(const FilterCheck::Situation& situation, std::string_view id) {
-  FilterCheck::Findings findings;
-  for (const FilterCheck::Finding& finding : situation.findings) {
-    if (finding.id == id) findings.push_back(finding);
-  }
-  return findings;
+std::vector<std::string> Ids(const FilterCheck::Findings& findings) {
+  std::vector<std::string> ids;
+  for (const FilterCheck::Finding& finding : findings) ids.push_back(finding.id);
+  return ids;
 }
 
 std::vector<std::string> IdsOf(const FilterCheck::Situation& situation) {
-  std::vector<std::string> ids;
-  for (const FilterCheck::Finding& finding : situation.findings) ids.push_back(finding.id);
-  return ids;
+  return Ids(situation.findings);
 }
 
 std::string Describe(const FilterCheck::Situation& situation) {

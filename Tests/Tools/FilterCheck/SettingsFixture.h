@@ -43,10 +43,8 @@ void CloseKeys();
 /// Returns the state of one setting.
 const FilterCheck::SettingState& StateOf(const FilterCheck::Situation& situation, std::string_view name);
 
-/// Returns the findings with an id.
-FilterCheck::Findings FindingsOf(const FilterCheck::Situation& situation, std::string_view id);
-
-/// Returns the ids of all findings, in order.
+/// Returns the ids of the findings, in order.
+std::vector<std::string> Ids(const FilterCheck::Findings& findings);
 std::vector<std::string> IdsOf(const FilterCheck::Situation& situation);
 
 /// Returns every field of a situation as lines of text, for comparison and search.

@@ -32,8 +32,7 @@ using ::testing::ElementsAre;
 
 using Bytes = std::vector<std::uint8_t>;
 
-// Reads each setting from the library as its users do. Settings in the record are read from the record as it
-// is.
+// Reads each setting from the library as its users do. The record is not loaded again.
 class Library {
  public:
   std::string Ask(const std::string& name) { return readers_.at(name)(); }

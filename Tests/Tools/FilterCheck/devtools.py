@@ -1,4 +1,4 @@
-"""A headless browser that is driven over the pipe of its developer tools, without further packages."""
+"""Controls a headless browser through the pipe of its developer tools, without additional packages."""
 import base64
 import fcntl
 import json
@@ -14,7 +14,7 @@ TIMEOUT = 90
 
 
 class BrowserFailure(Exception):
-    """The browser is missing, silent, or has answered with an error."""
+    """The browser is missing, does not respond, or returned an error."""
 
 
 def find_browser():
@@ -26,11 +26,11 @@ def find_browser():
 
 
 class Browser:
-    """One page in one browser. What comes over the network is kept in `requests`."""
+    """One page in one browser. Network requests are recorded in `requests`."""
 
     def __init__(self):
         self.profile = tempfile.TemporaryDirectory(ignore_cleanup_errors=True)
-        # The browser reads at 3 and writes at 4; the ends lie above, so that neither is in the other's way.
+        # The browser reads from 3 and writes to 4. The pipe ends get higher numbers to avoid a collision.
         commands, self.input = os.pipe()
         self.output, answers = os.pipe()
         high = [fcntl.fcntl(end, fcntl.F_DUPFD, 10) for end in (commands, answers)]
@@ -55,7 +55,7 @@ class Browser:
         return self
 
     def __exit__(self, *_):
-        # Its own end takes its helpers along; a browser that does not answer is ended from outside.
+        # Closing the browser also ends its child processes. A browser that does not respond is terminated.
         self.session = None
         try:
             self.call("Browser.close")
@@ -97,7 +97,7 @@ class Browser:
                 return answer["result"]
 
     def show(self, path, width, scheme, medium="screen"):
-        """Loads a file into a page of a width, for readers with light or dark surroundings, or for paper."""
+        """Loads a file into a page of a width, in a light or dark color scheme, on screen or in print."""
         self.call("Emulation.setDeviceMetricsOverride", width=width, height=900, deviceScaleFactor=1, mobile=False)
         self.call("Emulation.setEmulatedMedia", media=medium,
                   features=[{"name": "prefers-color-scheme", "value": scheme}])

@@ -1,5 +1,5 @@
-"""Holds a JSON value to a JSON Schema, as far as ours goes: type, const, enum, properties, required,
-additionalProperties, items, anyOf and references within the schema. A keyword beyond those is an error."""
+"""Validates a JSON value against a JSON Schema. Supports type, const, enum, properties, required, additionalProperties,
+items, anyOf and references within the schema. Any other keyword is an error."""
 
 TYPES = {"object": dict, "array": list, "string": str, "boolean": bool, "null": type(None), "integer": int}
 KNOWN = {"type", "const", "enum", "properties", "required", "additionalProperties", "items", "anyOf", "$ref",

@@ -41,10 +41,10 @@ TEST(LogTail, ReturnsAddedLines) {
   for (const auto& row : rows) {
     const KuvTest::TestFolder folder;
     if (row.before) folder.Write(L"a.log", *row.before);
-    const LogTail tail{folder.Path() + L"\\a.log"};
+    const LogTail tail{folder.Path(L"a.log")};
     if (row.after) folder.Write(L"a.log", *row.after);
     EXPECT_EQ(tail.AddedLines(), row.added) << row.name;
-    EXPECT_EQ(LogTail{folder.Path() + L"\\none\\none.log"}.AddedLines(), Lines{});
+    EXPECT_EQ(LogTail{folder.Path(L"none\\none.log")}.AddedLines(), Lines{});
   }
 }
 
@@ -171,7 +171,7 @@ TEST_F(FilterHostLog, FailsWithoutApplicationDataFolder) {
 }
 
 TEST_F(FilterHostLog, IsInCommonApplicationData) {
-  EXPECT_EQ(FilterHost::FilterLogPath(), folder.Path() + L"\\Kuvant\\kuv.log");
+  EXPECT_EQ(FilterHost::FilterLogPath(), folder.Path(L"Kuvant\\kuv.log"));
   EXPECT_EQ(std::get<1>(hostFolder.Calls().at(0)), 0x23);
 }
 

@@ -15,7 +15,7 @@ namespace {
 
 using KuvTest::FilterDllPath;
 using KuvTest::FilterHostPath;
-using KuvTest::ReadBytes;
+using KuvTest::ReadFileBytes;
 using KuvTest::TestFolder;
 
 struct ProcessRun {
@@ -61,12 +61,12 @@ DWORD WaitForProcess(std::wstring commandLine, HANDLE out, HANDLE err) {
 // Each run has its own files: the console process keeps inherited files open for a while.
 ProcessRun RunProcess(const TestFolder& folder, const std::wstring& commandLine) {
   static int number = 0;
-  const std::wstring path = folder.Path() + L"\\" + std::to_wstring(++number);
+  const std::wstring path = folder.Path(L"") + std::to_wstring(++number);
   ProcessRun run;
   run.exitCode =
       WaitForProcess(commandLine, CreateOutput(path + L".out").Get(), CreateOutput(path + L".err").Get());
-  run.out = ReadBytes(path + L".out");
-  run.err = ReadBytes(path + L".err");
+  run.out = ReadFileBytes(path + L".out");
+  run.err = ReadFileBytes(path + L".err");
   return run;
 }
 

@@ -156,7 +156,7 @@ Findings JudgeDecisions(const DecisionReport& report) {
     return {
         {"decision.locked-out", Severity::Problem, "logon screen",
          "The filter hides every provider where the second factor is required, so no one can sign in there.",
-         "Install the Kuv credential provider, or remove the filter as described in Docs/Recovery.md."}};
+         "Install the Kuv credential provider, or remove the filter. See the Recovery page."}};
   }
   return {{"decision.no-second-factor", Severity::Problem, "logon screen",
            "The filter shows no Kuv provider where the second factor is required, so no one is asked for it.",

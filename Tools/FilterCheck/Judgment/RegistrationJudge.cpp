@@ -146,9 +146,8 @@ void JudgePlatform(const Registration& registration, Findings& findings) {
     findings.push_back(
         {"platform.kuv-excluded", Severity::Problem, "ExcludedCredentialProviders",
          "The policy setting excludes the Kuv credential provider. The filter decides on every provider, so "
-         "it "
-         "may show the provider again. If it does not, only whitelisted providers are shown where the second "
-         "factor is required, and without one, no one can sign in there.",
+         "it may show the provider again. If it does not, only whitelisted providers are shown where the "
+         "second factor is required, and without one, no one can sign in there.",
          "Remove " + IdentifierText(CLSID_KuvCredProv) +
              " from the policy setting 'Exclude credential providers'."});
   }

@@ -32,8 +32,7 @@ Verdict Judge(const Report& report, const Situation& situation) {
   if (report.registration.kuvProviderExcluded) {
     return {ExitCode::NotInForce,
             "The second factor is treated as NOT required: the policy setting ExcludedCredentialProviders "
-            "may hide "
-            "the Kuv credential provider."};
+            "may hide the Kuv credential provider."};
   }
   if (!situation.decision.inForce && KeepsEveryoneOut(situation.decision)) {
     return {ExitCode::NotInForce,

@@ -107,16 +107,14 @@ constexpr std::array kSettings{
          "Host name of the second-factor service, followed by `:port` if the port is not 443. Without this "
          "setting, the second factor is not required.",
          "White space is removed. The first colon separates the port, so an IPv6 address is not possible. "
-         "With a "
-         "port of 0 or without digits, the second factor is not required. Of a port above 65,535, only the "
-         "low "
-         "16 bits are used. A value of another type or with more than 1,023 characters is ignored."),
+         "With a port of 0 or without digits, the second factor is not required. Of a port above 65,535, "
+         "only the low 16 bits are used. A value of another type or with more than 1,023 characters is "
+         "ignored."),
     Text("IKey", RecordText<&Configuration::IKey>,
          "Client identifier at the service. Without this setting, the second factor is not required."),
     Text("SKey", SetOrNotSet,
          "Client key that signs requests to the service. It is a secret. Without this setting, the second "
-         "factor "
-         "is not required."),
+         "factor is not required."),
     SettingInfo{
         "ElevationProtectionMode", SettingKind::Choice, 0, 2, Beyond::Default, "0", Effect::AtOnce,
         ElevationInForce,
@@ -140,12 +138,10 @@ constexpr std::array kSettings{
          "unless `WrapSmartCards` is on."),
     Flag("WrapSmartCards", "0", RecordFlag<&Configuration::WrapSmartCards>,
          "1, together with `EnableSmartCards`: the filter shows the Kuv smart card provider, which also asks "
-         "for "
-         "the second factor. Without `EnableSmartCards`, this setting has no effect."),
+         "for the second factor. Without `EnableSmartCards`, this setting has no effect."),
     Flag("FailOpen", "1", RecordFlag<&Configuration::FailOpen>,
          "Fail mode, which the Kuv provider reads and sends to the service: 1 open, 0 closed. The filter "
-         "does not "
-         "use it."),
+         "does not use it."),
     SettingInfo{
         "UsernameFormatForService", SettingKind::Choice, 0, 2, Beyond::Default, "1", Effect::AtOnce,
         UsernameFormatInForce,
@@ -154,9 +150,8 @@ constexpr std::array kSettings{
     Flag("AutoPush", "0", RecordFlag<&Configuration::AutoPush>,
          "For the Kuv provider. The filter does not use it."),
     Flag("local_ip_fallback", "0", RecordFlag<&Configuration::local_ip_fallback>,
-         "1: for a user at the console, the IP address of the machine is sent to the service. 0: no address "
-         "is "
-         "sent."),
+         "1: for a user at the console, the IP address of the machine is sent to the service. 0: for such a "
+         "user, no address is sent."),
     Text("HttpProxyHost", RecordText<&Configuration::HttpProxyHost>,
          "For the Kuv provider: host name of the proxy to the service."),
     SettingInfo{
