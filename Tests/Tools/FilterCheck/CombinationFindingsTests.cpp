@@ -120,7 +120,7 @@ TEST_F(FindingsWithSmartCardProviderOnly, ReportLockoutIfNoProviderIsAllowed) {
 TEST_F(FindingsWithSmartCardProviderOnly, ReportMissingSecondFactorIfOnlyOthersAreAllowed) {
   registry.Local().SetTexts(L"ProvidersWhitelist", {kVendor});
   ExpectProblem("decision.no-second-factor",
-                "At the console, a user sees Vendor, but no provider that asks for the second factor.");
+                "At the console, a user sees only Vendor. No provider asks for the second factor.");
   // If the filter allows the smart card provider, it asks for the second factor.
   registry.Local().SetDword(L"EnableSmartCards", 1);
   registry.Local().SetDword(L"WrapSmartCards", 1);

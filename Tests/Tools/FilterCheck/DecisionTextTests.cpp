@@ -91,8 +91,7 @@ TEST_F(DecisionSentences, DescribeProtectedMachine) {
   registry.Local().SetTexts(L"ProvidersWhitelist", {kPassword, kVendor});
   registry.Local().SetDword(L"ElevationProtectionMode", 2);
   const DecisionReport report = Examine().decision;
-  const std::string seen =
-      "sees Vendor, Kuv and Password and no other provider. The second factor is required.";
+  const std::string seen = "sees only Vendor, Kuv and Password. The second factor is required.";
   EXPECT_EQ(report.atConsole, "At the console, a user " + seen);
   EXPECT_EQ(report.overRemoteDesktop, "Over Remote Desktop, a user " + seen);
   EXPECT_EQ(report.atElevation, "At an elevation prompt, a user " + seen);
@@ -105,7 +104,7 @@ TEST_F(DecisionSentences, DescribeRdpOnly) {
             "At the console, a user sees Vendor, Password and Smart card. The second factor is not required, "
             "because RdpOnly is 1 (local setting).");
   EXPECT_EQ(report.overRemoteDesktop,
-            "Over Remote Desktop, a user sees Kuv and no other provider. The second factor is required.");
+            "Over Remote Desktop, a user sees only Kuv. The second factor is required.");
   EXPECT_EQ(report.atElevation,
             "At an elevation prompt, a user sees Vendor, Password and Smart card. The second factor is not "
             "required, because ElevationProtectionMode is 0 (default).");
@@ -118,7 +117,7 @@ TEST_F(DecisionSentences, DescribeElevationOnly) {
             "At the console, a user sees every provider that Windows offers (Vendor, Kuv, Password and Smart "
             "card). The filter changes nothing, because ElevationProtectionMode is 1 (policy).");
   EXPECT_EQ(report.atElevation,
-            "At an elevation prompt, a user sees Kuv and no other provider. The second factor is required.");
+            "At an elevation prompt, a user sees only Kuv. The second factor is required.");
 }
 
 TEST_F(DecisionSentences, DescribeMissingKuvProvider) {
@@ -152,10 +151,10 @@ TEST_F(DecisionSentences, UseRegistryNamesOrIdentifiersOfOtherProviders) {
 }
 
 TEST_F(DecisionSentences, UseRegistryNameOfKuvProvider) {
-  EXPECT_THAT(Examine().decision.atConsole, HasSubstr("sees Kuv and no"));
+  EXPECT_THAT(Examine().decision.atConsole, HasSubstr("sees only Kuv."));
   ProviderKey(kKuv).Delete();
   ProviderKey(kKuv).Create();
-  EXPECT_THAT(Examine().decision.atConsole, HasSubstr("sees Kuv second factor and no"));
+  EXPECT_THAT(Examine().decision.atConsole, HasSubstr("sees only Kuv second factor."));
 }
 
 TEST_F(DecisionSentences, DescribeMachineWithoutProviders) {

@@ -43,9 +43,9 @@ bool IsAnyEnabled(const Decision& decision) {
 std::string SeenUnderProtection(const DecisionReport& report, const Decision& decision,
                                 const std::string& names) {
   if (!IsAnyEnabled(decision)) return "sees no provider and cannot sign in.";
-  return "sees " + names +
-         (AsksForSecondFactor(report, decision) ? " and no other provider. The second factor is required."
-                                                : ", but no provider that asks for the second factor.");
+  return "sees only " + names +
+         (AsksForSecondFactor(report, decision) ? ". The second factor is required."
+                                                : ". No provider asks for the second factor.");
 }
 
 // "sees ..." with the providers and the consequence.
