@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t kMostUnits = 1100;
 
-bool IsUnwanted(wchar_t unit) {
+bool IsControlOrFormat(wchar_t unit) {
   return unit < 0x20 || (unit >= 0x7F && unit < 0xA0) || (unit >= 0x200B && unit <= 0x200F) ||
          (unit >= 0x2028 && unit <= 0x202E) || (unit >= 0x2060 && unit <= 0x206F) || unit == 0x061C ||
          unit == 0xFEFF;
@@ -22,13 +22,13 @@ bool IsUnwanted(wchar_t unit) {
 
 std::string PlainText(const std::wstring& text) {
   std::wstring plain = text.substr(0, kMostUnits);
-  std::replace_if(plain.begin(), plain.end(), IsUnwanted, L'?');
+  std::replace_if(plain.begin(), plain.end(), IsControlOrFormat, L'?');
   return WideToUtf8(plain) + (text.size() > kMostUnits ? "..." : "");
 }
 
 std::string PlainText(const std::string& text) {
   if (text.empty()) return {};
-  // No character of 8 bits becomes more than one unit of 16.
+  // An 8-bit character converts to at most one UTF-16 unit.
   std::wstring wide(text.size(), L'\0');
   const int units = ::MultiByteToWideChar(CP_ACP, 0, text.data(), static_cast<int>(text.size()), wide.data(),
                                           static_cast<int>(wide.size()));

@@ -31,7 +31,7 @@ std::optional<Provider> ParseProviderLine(const std::string& line) {
   return Provider{*identifier, end == std::string::npos ? std::string{} : Trimmed(line.substr(end))};
 }
 
-// Empty if the provider has no name, or none that is a text.
+// Returns an empty text if the provider has no name or the name is not a text.
 std::string ReadName(HKEY providers, const std::wstring& subkey) {
   wchar_t name[1024] = {};
   DWORD size = sizeof(name);
@@ -40,7 +40,7 @@ std::string ReadName(HKEY providers, const std::wstring& subkey) {
   return status == ERROR_SUCCESS ? WideToUtf8(name) : std::string{};
 }
 
-// Gives the name of a subkey, empty behind the last.
+// Returns the name of a subkey, or an empty text after the last.
 std::wstring SubkeyName(HKEY key, DWORD index) {
   wchar_t name[256] = {};
   DWORD length = 256;
@@ -69,7 +69,7 @@ ProviderList ReadInstalledProviders() {
     if (identifier) providers.push_back({*identifier, ReadName(key.Get(), subkey)});
   }
   if (providers.empty())
-    throw HostError{ExitCode::NoProviders, "no providers are installed below " + keyName};
+    throw HostError{ExitCode::NoProviders, "no credential providers are registered in " + keyName};
   return providers;
 }
 
@@ -93,7 +93,7 @@ ProviderList ReadProviderFile(const std::wstring& path) {
     }
     providers.push_back(*std::move(provider));
   }
-  if (providers.empty()) throw HostError{ExitCode::NoProviders, "'" + fileName + "' lists no providers"};
+  if (providers.empty()) throw HostError{ExitCode::NoProviders, "'" + fileName + "' contains no providers"};
   return providers;
 }
 

@@ -50,8 +50,8 @@ Report Gather(const Options& options) {
   return report;
 }
 
-// By the convention of no-color.org: set to anything.
-bool IsColorUnwanted() {
+// The convention of no-color.org: any value counts.
+bool IsColorDisabled() {
   wchar_t value[2] = {};
   return ::GetEnvironmentVariableW(L"NO_COLOR", value, static_cast<DWORD>(std::size(value))) != 0;
 }
@@ -62,7 +62,7 @@ ExitCode Run(const Options& options, std::ostream& out, bool isConsole) {
   if (options.json) {
     PrintJson(report, out);
   } else {
-    PrintReport(report, isConsole && !options.noColor && !IsColorUnwanted(), out);
+    PrintReport(report, isConsole && !options.noColor && !IsColorDisabled(), out);
   }
   return Judge(report, Subject(report)).code;
 }

@@ -13,20 +13,20 @@ namespace FilterCheck {
 namespace {
 
 [[noreturn]] void ThrowUsage(const std::string& message) {
-  throw FilterHost::HostError{FilterHost::ExitCode::Usage, message + "; --help tells the options"};
+  throw FilterHost::HostError{FilterHost::ExitCode::Usage, message + "; see --help"};
 }
 
 std::string Quoted(const std::wstring& text) {
   return "'" + PlainText(text) + "'";
 }
 
-// The value is not told: it may be a secret.
+// The message does not contain the value, which may be a secret.
 Assumption ParseAssumption(const std::wstring& text) {
   const std::size_t end = text.find(L'=');
-  if (end == std::wstring::npos) ThrowUsage("--what-if takes Setting=value");
+  if (end == std::wstring::npos) ThrowUsage("--what-if requires Setting=value");
   const std::wstring name = text.substr(0, end);
   const SettingInfo* const setting = FindSetting(WideToUtf8(name));
-  if (setting == nullptr) ThrowUsage("--what-if: there is no setting " + Quoted(name));
+  if (setting == nullptr) ThrowUsage("--what-if: unknown setting " + Quoted(name));
   return {setting, text.substr(end + 1)};
 }
 
@@ -56,9 +56,10 @@ constexpr Option kOptions[] = {
 const Option& FindOption(const std::wstring& name) {
   const auto* const option = std::find_if(std::begin(kOptions), std::end(kOptions),
                                           [&](const Option& row) { return row.name == name; });
-  // What does not look like an option may be a secret behind a blank too many.
+  // An argument that is not an option may be a secret after an extra space.
   if (option == std::end(kOptions))
-    ThrowUsage(name.starts_with(L"--") ? "unknown option " + Quoted(name) : "an argument that is no option");
+    ThrowUsage(name.starts_with(L"--") ? "unknown option " + Quoted(name)
+                                       : "unexpected argument that is not an option");
   return *option;
 }
 
@@ -74,7 +75,7 @@ Options ParseOptions(const std::vector<std::wstring>& arguments) {
       continue;
     }
     if (std::next(argument) == arguments.end() || std::next(argument)->empty()) {
-      ThrowUsage(WideToUtf8(*argument) + " needs a value");
+      ThrowUsage(WideToUtf8(*argument) + " requires a value");
     }
     option.apply(options, *++argument);
   }
@@ -83,27 +84,28 @@ Options ParseOptions(const std::vector<std::wstring>& arguments) {
 
 void PrintUsage(std::ostream& out) {
   out << R"(Checks the credential provider filter on this machine: its settings, its
-registration, and what users see at each kind of logon. Changes nothing of the machine:
---html makes a new file, --what-if a volatile key below HKEY_CURRENT_USER for the run.
-Run it as an administrator, since others may not read the settings.
+registration, and what users see at each kind of sign-in. Does not change the machine:
+--html creates a new file, and --what-if a volatile registry key below HKEY_CURRENT_USER
+that is deleted at the end. Run it as an administrator: other users cannot read the
+settings.
 
 KuvFilterCheck [option...]
 
-  --what-if Setting=value  show what would be if the setting had this value, and what
-                           changes against today; may be given more than once. Numbers
-                           in decimal or 0x and hexadecimal, a comma between the entries
-                           of a list, no value at all for a setting that is not set. Only
-                           this run sees the value.
-  --json                   write the facts as JSON (Docs/FilterCheck.md)
-  --html FILE              write them to a new file as a page too; an existing file stays
-  --no-color               no colours on a console, as with NO_COLOR set
-  --help                   show this
+  --what-if Setting=value  show the result if the setting had this value, and what would
+                           change. Can be repeated. Numbers are decimal, or hexadecimal
+                           with 0x. Separate the entries of a list with commas. Without a
+                           value, the setting is treated as not set.
+  --json                   write the results as JSON (see Docs/FilterCheck.md)
+  --html FILE              also write the results to a new HTML file; fails if it exists
+  --no-color               do not use colors on a console; same as setting NO_COLOR
+  --help                   show this help
 
-Exit codes; with --what-if, of what would be
-  0  the second factor is in force, nothing to mend
-  1  it is in force, with warnings or problems
-  2  it is not in force, or the filter is not registered, or it lets nobody in
-  3  wrong usage or an internal error
+Exit codes (with --what-if, for the assumed settings)
+  0  the second factor is required, no issues found
+  1  the second factor is required, with warnings or problems
+  2  the second factor is not required, the filter is not registered, or no one can
+     sign in
+  3  wrong usage or internal error
 
 Examples
   KuvFilterCheck

@@ -12,7 +12,7 @@ namespace FilterCheck {
 
 namespace {
 
-// Takes the secret out of memory, whatever happens.
+// Wipes the secret from memory on every path.
 class SecretGuard {
  public:
   explicit SecretGuard(StoredKeys& keys) noexcept : keys_(keys) {}
@@ -29,7 +29,7 @@ class SecretGuard {
   StoredKeys& keys_;
 };
 
-// What assumed settings do not change. It is read of the machine before they are in view.
+// What assumed settings do not change. It is read from the machine before the registry is redirected.
 struct Surroundings {
   FilterHost::ProviderList providers = InstalledProviders();
   Access access = ReadAccess();

@@ -48,7 +48,7 @@ int wmain(int argc, wchar_t** argv) {
     std::cout.flush();
     // A disk that is full, for example: half an answer is none.
     if (!std::cout) {
-      std::cerr << "KuvFilterCheck: cannot write the answer\n";
+      std::cerr << "KuvFilterCheck: cannot write the output\n";
       code = static_cast<int>(FilterCheck::ExitCode::Failed);
     }
   }

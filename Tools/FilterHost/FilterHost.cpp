@@ -25,8 +25,8 @@ std::vector<FilterAnswer> AskAll(const FilterSession& session, const std::vector
   return answers;
 }
 
-// A filter that writes what it was passed looks like one that writes nothing; only the opposite question
-// tells them apart. The session ends here, so that the DLL is gone and its log complete.
+// A filter that writes the flags it was passed cannot be told from one that writes nothing, so each scenario
+// is asked again with the opposite flags. The session ends here, so the DLL is unloaded and its log complete.
 Report AskFilter(const Options& options, ProviderList providers) {
   std::vector<GUID> identifiers;
   for (const Provider& provider : providers) identifiers.push_back(provider.identifier);

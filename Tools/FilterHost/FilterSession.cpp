@@ -21,7 +21,7 @@ std::string Describe(HRESULT result) {
 
 void RequireCreated(HRESULT result, const std::string& call) {
   if (FAILED(result))
-    throw HostError{ExitCode::NotCreated, "the filter was not created: " + call + ": " + Describe(result)};
+    throw HostError{ExitCode::NotCreated, "cannot create the filter: " + call + ": " + Describe(result)};
 }
 
 std::wstring FullPath(const std::wstring& path) {
@@ -40,7 +40,7 @@ UniqueLibrary LoadFilter(const std::wstring& path) {
   return library;
 }
 
-// Gives the file that the registry names for the filter's class, empty if it names none.
+// Returns the path that the registry has for the class of the filter, or an empty text if it has none.
 std::wstring RegisteredPath() {
   const std::wstring key = L"CLSID\\" + Utf8ToWide(IdentifierText(CLSID_KuvCredFilter)) + L"\\InprocServer32";
   wchar_t path[1024] = {};
@@ -56,12 +56,13 @@ UniqueInterface<ICredentialProviderFilter> CreateRegistered() {
       ::CoCreateInstance(CLSID_KuvCredFilter, /*pUnkOuter=*/nullptr, CLSCTX_INPROC_SERVER,
                          IID_ICredentialProviderFilter, reinterpret_cast<void**>(filter.Put()));
   if (SUCCEEDED(result)) return filter;
-  // COM's own codes do not tell these cases apart.
+  // The result of COM does not distinguish these cases.
   const std::wstring path = RegisteredPath();
   if (path.empty()) {
-    throw HostError{ExitCode::NotRegistered,
-                    "the filter " + IdentifierText(CLSID_KuvCredFilter) +
-                        " is not registered; regsvr32 KuvCredFilter.dll registers it: " + Describe(result)};
+    throw HostError{
+        ExitCode::NotRegistered,
+        "the filter " + IdentifierText(CLSID_KuvCredFilter) +
+            " is not registered; run regsvr32 KuvCredFilter.dll to register it: " + Describe(result)};
   }
   LoadFilter(path);
   RequireCreated(result, "CoCreateInstance");
@@ -73,7 +74,7 @@ UniqueInterface<ICredentialProviderFilter> CreateFrom(HMODULE library, const std
   if (address == nullptr) {
     throw HostError{ExitCode::NoClassObject, "'" + WideToUtf8(path) + "' has no DllGetClassObject"};
   }
-  // Over a pointer without type, since the two functions' types have nothing in common.
+  // The cast goes through void* because the two function types are unrelated.
   const auto getClassObject = reinterpret_cast<GetClassObjectFunction>(reinterpret_cast<void*>(address));
   UniqueInterface<IClassFactory> factory;
   RequireCreated(

@@ -14,7 +14,7 @@ namespace FilterHost {
 
 namespace {
 
-// Nothing if there is no such file.
+// Returns nothing if the file does not exist.
 std::optional<std::uint64_t> FileSize(const std::wstring& path) {
   WIN32_FILE_ATTRIBUTE_DATA data{};
   if (::GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data) == FALSE) return std::nullopt;
@@ -28,8 +28,8 @@ std::wstring FilterLogPath() {
   const HRESULT result = ::SHGetFolderPathW(/*hwnd=*/nullptr, CSIDL_COMMON_APPDATA, /*hToken=*/nullptr,
                                             SHGFP_TYPE_CURRENT, folder);
   if (FAILED(result)) {
-    throw HostError{ExitCode::Failed, "cannot find the folder of the log: " +
-                                          DescribeError(static_cast<std::uint32_t>(result))};
+    throw HostError{ExitCode::Failed,
+                    "cannot find the log folder: " + DescribeError(static_cast<std::uint32_t>(result))};
   }
   return std::wstring{folder} + L"\\Kuvant\\kuv.log";
 }

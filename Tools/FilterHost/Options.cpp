@@ -13,7 +13,7 @@ namespace FilterHost {
 
 namespace {
 
-// What stands on the command line, before the parts that belong together are joined.
+// The command line as parsed, before the scenarios and flags are combined.
 struct Arguments {
   Options options;
   std::vector<std::string_view> scenarioNames;
@@ -21,7 +21,7 @@ struct Arguments {
 };
 
 [[noreturn]] void ThrowUsage(const std::string& message) {
-  throw HostError{ExitCode::Usage, message + "; --help tells the options"};
+  throw HostError{ExitCode::Usage, message + "; see --help"};
 }
 
 std::string Quoted(const std::wstring& text) {
@@ -36,13 +36,13 @@ DWORD ParseFlags(const std::wstring& value) {
   const auto [stop, error] =
       std::from_chars(text.data() + (hexadecimal ? 2 : 0), end, flags, hexadecimal ? 16 : 10);
   if (error != std::errc{} || stop != end) {
-    ThrowUsage("--flags takes a number of 32 bits, decimal or 0x and hexadecimal, not " + Quoted(value));
+    ThrowUsage("--flags requires a 32-bit number, decimal or hexadecimal with 0x, not " + Quoted(value));
   }
   return flags;
 }
 
 bool ParseAllow(const std::wstring& value) {
-  if (value != L"0" && value != L"1") ThrowUsage("--allow takes 0 or 1, not " + Quoted(value));
+  if (value != L"0" && value != L"1") ThrowUsage("--allow requires 0 or 1, not " + Quoted(value));
   return value == L"1";
 }
 
@@ -53,7 +53,7 @@ std::string_view ParseScenario(const std::wstring& value) {
     if (scenario.name == text) return scenario.name;
     names.append(names.empty() ? "" : ", ").append(scenario.name);
   }
-  ThrowUsage("--scenario takes one of " + names + ", not " + Quoted(value));
+  ThrowUsage("--scenario requires one of " + names + ", not " + Quoted(value));
 }
 
 GUID ParseRemoteCredential(const std::wstring& value) {
@@ -118,7 +118,7 @@ Options ParseOptions(const std::vector<std::wstring>& arguments) {
       continue;
     }
     if (std::next(argument) == arguments.end() || std::next(argument)->empty()) {
-      ThrowUsage(WideToUtf8(*argument) + " needs a value");
+      ThrowUsage(WideToUtf8(*argument) + " requires a value");
     }
     option.apply(parsed, *++argument);
   }
@@ -127,39 +127,39 @@ Options ParseOptions(const std::vector<std::wstring>& arguments) {
 }
 
 void PrintUsage(std::ostream& out) {
-  out << R"(Plays the logon process: asks the credential provider filter which of the
-providers it leaves enabled, for each usage scenario, and shows the answer.
+  out << R"(Calls the credential provider filter as the logon process does, and shows which
+providers it enables in each usage scenario.
 
 KuvFilterHost [option...]
 
-  --dll PATH                take the filter from this file instead of the registered one
-  --providers FILE          ask about the providers of this file instead of the installed
-                            ones: a braced identifier and an optional name a line; blank
-                            lines and lines that start with # are passed over
-  --scenario NAME           ask for this scenario only; may be given more than once:
-                            logon, unlock, change-password, credui, elevation, plap
-  --flags N                 pass these scenario flags, decimal or 0x and hexadecimal
-  --allow 0|1               pass every provider in as not allowed or allowed (1)
-  --remote-credential CLSID ask as well where a credential from a remote connection goes
-                            that was meant for this provider
-  --json                    show the same facts as JSON
+  --dll PATH                load the filter from this file instead of the registered one
+  --providers FILE          use the providers in this file instead of the installed ones:
+                            one braced identifier and an optional name per line; blank
+                            lines and lines that start with # are ignored
+  --scenario NAME           use this scenario only; can be repeated: logon, unlock,
+                            change-password, credui, elevation, plap
+  --flags N                 pass these scenario flags, decimal or hexadecimal with 0x
+  --allow 0|1               pass every provider as not allowed (0) or allowed (1, default)
+  --remote-credential CLSID also show which provider receives a Remote Desktop credential
+                            for this provider
+  --json                    write the results as JSON
   --log                     show the lines that this run added to the filter's log
-  --help                    show this
+  --help                    show this help
 
-Each scenario is asked twice, with every provider allowed and with none, since only
-both answers together tell whether the filter left the flags alone ("untouched").
+Each scenario is asked twice, with every provider allowed and with every provider not
+allowed, to detect whether the filter changed the flags or left them "untouched".
 
 Exit codes
-  0  the filter answered
-  1  another failure
+  0  the filter returned its decisions
+  1  other failure
   2  unknown option or bad value
   3  malformed identifier, in the providers file or on the command line
-  4  file not readable
-  5  no providers to ask about
+  4  cannot read file
+  5  no providers
   6  filter not registered
-  7  filter DLL not loadable
+  7  cannot load filter DLL
   8  DLL has no DllGetClassObject
-  9  filter not created
+  9  cannot create filter
 )";
 }
 

@@ -24,7 +24,7 @@ Column NameColumn(const Report& report) {
   for (const Provider& provider : report.providers) {
     column.push_back(provider.name.empty() ? "(no name)" : Printable(provider.name));
   }
-  column.insert(column.end(), {"", "Flags", "Filter's answer"});
+  column.insert(column.end(), {"", "Flags", "Filter result"});
   return column;
 }
 
@@ -67,8 +67,9 @@ std::string ProviderText(const Report& report, const GUID& identifier) {
 }
 
 std::string RemoteText(const Report& report, const RemoteAnswer& remote) {
-  if (remote.result == E_NOTIMPL) return "goes to its own provider";
-  if (FAILED(remote.result)) return "is refused: " + DescribeError(static_cast<std::uint32_t>(remote.result));
+  if (remote.result == E_NOTIMPL) return "stays with its provider";
+  if (FAILED(remote.result))
+    return "is rejected: " + DescribeError(static_cast<std::uint32_t>(remote.result));
   return "goes to " + ProviderText(report, remote.redirectedTo) +
          (remote.contentUnchanged ? ", content unchanged" : ", CONTENT CHANGED");
 }
@@ -76,7 +77,7 @@ std::string RemoteText(const Report& report, const RemoteAnswer& remote) {
 }  // namespace
 
 void PrintTable(const Report& report, std::ostream& out) {
-  out << "Filter " << report.filter << ", every provider passed in as " << (report.allow ? "" : "not ")
+  out << "Filter " << report.filter << ", every provider passed as " << (report.allow ? "" : "not ")
       << "allowed\n\n";
   std::vector<Column> columns{NameColumn(report)};
   for (const ScenarioAnswer& answer : report.scenarios) columns.push_back(ScenarioColumn(answer));
@@ -88,7 +89,7 @@ void PrintTable(const Report& report, std::ostream& out) {
 }
 
 void PrintLog(const LogLines& lines, std::ostream& out) {
-  out << "\nLog of this run: each scenario as shown above, then each again with the opposite flags\n\n";
+  out << "\nLog of this run: each scenario as shown above, then again with the opposite flags\n\n";
   for (const std::string& line : lines) out << line << '\n';
   if (lines.empty()) out << "(no lines)\n";
 }

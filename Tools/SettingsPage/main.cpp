@@ -21,45 +21,45 @@ using FilterCheck::SettingKind;
 
 constexpr char kOpening[] = R"(# Settings
 
-<!-- Made from the table in Tools/FilterCheck/Model/SettingsTable.cpp. The build target settings_page renews it. -->
+<!-- Generated from Tools/FilterCheck/Model/SettingsTable.cpp. To update this page, build the target settings_page. -->
 
-The settings are values of two registry keys:
+The settings are registry values in two keys:
 
 | Key | Written by |
 |---|---|
 | `HKLM\Software\Policies\Kuvant\KuvCredProv` | group policy |
-| `HKLM\Software\Kuvant\KuvCredProv` | you, or the installation, on the machine itself |
+| `HKLM\Software\Kuvant\KuvCredProv` | you or the installer, on the machine itself |
 
-32-bit programs, which load the 32-bit filter, have a local key of their own, `HKLM\Software\WOW6432Node\Kuvant\KuvCredProv`;
-the policy key is one for all.
+32-bit programs load the 32-bit filter, which reads a separate local key, `HKLM\Software\WOW6432Node\Kuvant\KuvCredProv`.
+Both filters read the same policy key.
 
-`KuvFilterCheck` shows what is stored, what counts and what comes of it. `KuvFilterCheck --what-if RdpOnly=1` shows what a
-change would do, without making it.
+To see the stored values, the effective values and their result, run `KuvFilterCheck`. To see the result of a change without
+making it, run for example `KuvFilterCheck --what-if RdpOnly=1`.
 
-## Which value counts
+## Policy and local values
 
-A value in the policy key wins over the same value in the local key. This goes value by value: what policy does not name
-stays local. But:
+A value in the policy key overrides the same value in the local key. Each value is read separately: a setting that policy does
+not contain is read from the local key. Exceptions:
 
-- **`OfflineMaxUsers`**: as soon as the policy key exists, a local value does not count. Set it by policy too.
-- **`ProvidersWhitelist`**: the two lists are not merged. A policy list, even an empty one, replaces the local one.
-- **A policy text that is empty** hides the local text. An empty `Host`, `IKey` or `SKey` turns the second factor off.
-- **A policy value that counts as absent** (another type, too long) hides nothing: the local one counts.
-- **`Debug` 0 in policy** does not undo a local `Debug`.
+- **`OfflineMaxUsers`**: if the policy key exists, the local value is ignored. Set it by policy.
+- **`ProvidersWhitelist`**: the two lists are not merged. A policy list, even an empty one, replaces the local list.
+- **Empty policy text**: overrides the local text. With an empty `Host`, `IKey` or `SKey`, the second factor is not required.
+- **Invalid policy value** (wrong type, too long): is ignored, and the local value is used.
+- **`Debug` 0 in policy**: does not override a local `Debug`.
 
-A value that counts as absent leaves no line in the log.
+The log does not report values that are ignored. `KuvFilterCheck` does.
 
-**If `Host`, `IKey` or `SKey` is missing, the second factor is off**: the filter takes the Kuv providers off the logon screen
-and leaves all others. Nobody is kept out by that.
+**If `Host`, `IKey` or `SKey` is missing, the second factor is not required**: the filter hides the Kuv providers and shows all
+others, so users can still sign in.
 
 ## When a change takes effect
 
-| In the table | That is |
+| In the table | Meaning |
 |---|---|
 | at once | at the next logon screen or prompt |
 | next screen | when Windows next loads the filter for a logon screen or prompt |
-| next process | in a new logon process: log off, or restart the machine |
-| next log | when a new logon process opens the log: log off, or restart the machine |
+| next process | in a new logon process: sign out, or restart the machine |
+| next log | when a new logon process opens the log: sign out, or restart the machine |
 
 ## All settings
 

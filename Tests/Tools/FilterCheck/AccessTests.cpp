@@ -1,4 +1,4 @@
-// Who may use the settings keys and the log folder.
+// Findings about the permissions of the settings keys and of the log folder.
 #include <windows.h>
 #include <aclapi.h>
 #include <sddl.h>
@@ -17,11 +17,14 @@ using namespace KuvTest;
 using FilterCheck::Examine;
 using FilterCheck::Finding;
 using FilterCheck::Severity;
+using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
 
+constexpr char kLocalKey[] = "HKLM\\Software\\Kuvant\\KuvCredProv";
+constexpr char kPolicyKey[] = "HKLM\\Software\\Policies\\Kuvant\\KuvCredProv";
 constexpr wchar_t kTrustedInstaller[] = L"S-1-5-80-956008885-3418522649-1831038044-1853292631-2271478464";
 
 using Descriptor = Kuv::UniqueLocalMemory<void>;
@@ -50,7 +53,7 @@ PSID OwnerOf(const Descriptor& descriptor) {
   return owner;
 }
 
-// SYSTEM and administrators, and others behind them.
+// A DACL with SYSTEM and Administrators, followed by other entries.
 std::wstring With(const std::wstring& others) {
   return L"D:P(A;OICI;KA;;;SY)(A;OICI;KA;;;BA)(A;CIIO;KA;;;CO)" + others;
 }
@@ -62,15 +65,13 @@ class AccessFindings : public SettingsFixture {
                         PACL* acl, PACL* audit, PSECURITY_DESCRIPTOR* descriptor) -> DWORD {
       EXPECT_EQ(std::wstring{path}, appData.Path(L"Kuvant"));
       EXPECT_EQ(type, SE_FILE_OBJECT);
-      if (folderStatus == ERROR_SUCCESS && !folder.empty()) {
-        Descriptor answer = MakeDescriptor(folder);
-        *acl = ListOf(answer);
-        *owner = OwnerOf(answer);
-        *descriptor = answer.Release();
-        return ERROR_SUCCESS;
-      }
       if (folderStatus != ERROR_SUCCESS) return folderStatus;
-      return named.Original(path, type, what, owner, group, acl, audit, descriptor);
+      if (folder.empty()) return named.Original(path, type, what, owner, group, acl, audit, descriptor);
+      Descriptor answer = MakeDescriptor(folder);
+      *acl = ListOf(answer);
+      *owner = OwnerOf(answer);
+      *descriptor = answer.Release();
+      return ERROR_SUCCESS;
     });
   }
 
@@ -86,162 +87,163 @@ class AccessFindings : public SettingsFixture {
     Protect(L"Software\\Policies\\Kuvant\\KuvCredProv", sddl);
   }
 
-  // The descriptor of the log folder; the platform's own answer if empty.
+  // Expects one finding of the machine and returns it.
+  static Finding Only(const char* id) {
+    const FilterCheck::Situation situation = Examine();
+    EXPECT_THAT(IdsOf(situation), ElementsAre(id));
+    return situation.findings.empty() ? Finding{} : situation.findings.front();
+  }
+
+  std::string FolderName() const { return WideToUtf8(appData.Path(L"Kuvant")); }
+
+  // The descriptor of the log folder. If empty, the call goes to the platform.
   std::wstring folder;
   DWORD folderStatus = ERROR_SUCCESS;
   ImportHook<decltype(&::GetNamedSecurityInfoW)> named;
 };
 
-TEST_F(AccessFindings, AdministratorsAndCreatorsAreNoFinding) {
+TEST_F(AccessFindings, AreEmptyForAdministratorsAndCreators) {
   ProtectLocal(With(L"(A;;KA;;;S-1-5-21-1-2-3-1001)(A;;KA;;;S-1-5-21-1-2-3-512)"));
   folder = With(L"");
   EXPECT_THAT(IdsOf(Examine()), IsEmpty());
 }
 
-TEST_F(AccessFindings, ReadersOfTheSecretAreAWarning) {
+TEST_F(AccessFindings, WarnOfReadAccessToTheSecret) {
   ProtectLocal(With(L"(A;;KR;;;BU)"));
-  const FilterCheck::Situation situation = Examine();
-  ASSERT_THAT(IdsOf(situation), ElementsAre("access.key"));
-  const Finding& finding = situation.findings.front();
+  const Finding finding = Only("access.key");
   EXPECT_EQ(finding.severity, Severity::Warning);
-  EXPECT_EQ(finding.subject, "HKLM\\Software\\Kuvant\\KuvCredProv");
-  EXPECT_EQ(finding.text,
-            "HKLM\\Software\\Kuvant\\KuvCredProv may be read by ordinary users (Users). Who reads it has the "
-            "client key.");
+  EXPECT_EQ(finding.subject, kLocalKey);
+  EXPECT_EQ(finding.text, "Users without administrative rights (Users) can read " + std::string{kLocalKey} +
+                              ". Anyone who can read it has the client key.");
   EXPECT_EQ(finding.advice,
-            "Let only SYSTEM and Administrators have the key, and take inherited permissions off it.");
+            "Grant access to SYSTEM and Administrators only, and remove inherited permissions.");
 }
 
-TEST_F(AccessFindings, ReadersOfAKeyWithoutTheSecretAreANote) {
+TEST_F(AccessFindings, NoteReadAccessToAKeyWithoutTheSecret) {
   ProtectPolicy(With(L"(A;;KR;;;AU)"));
-  const FilterCheck::Situation situation = Examine();
-  ASSERT_THAT(IdsOf(situation), ElementsAre("access.key"));
-  EXPECT_EQ(situation.findings.front().severity, Severity::Note);
-  EXPECT_EQ(situation.findings.front().subject, "HKLM\\Software\\Policies\\Kuvant\\KuvCredProv");
-  EXPECT_THAT(situation.findings.front().text, Not(HasSubstr("client key")));
+  const Finding finding = Only("access.key");
+  EXPECT_EQ(finding.severity, Severity::Note);
+  EXPECT_EQ(finding.subject, kPolicyKey);
+  EXPECT_THAT(finding.text, Not(HasSubstr("client key")));
 }
 
-TEST_F(AccessFindings, WritersAreAWarning) {
+TEST_F(AccessFindings, WarnOfEveryRightToModifyAKey) {
   for (const wchar_t* const right : {L"KA", L"KW", L"0x2", L"SD", L"WD", L"WO", L"GA", L"GW"}) {
+    SCOPED_TRACE(WideToUtf8(right));
     ProtectPolicy(With(L"(A;;" + std::wstring{right} + L";;;WD)"));
-    const FilterCheck::Situation situation = Examine();
-    ASSERT_THAT(IdsOf(situation), ElementsAre("access.key")) << WideToUtf8(right);
-    EXPECT_EQ(situation.findings.front().severity, Severity::Warning);
-    EXPECT_THAT(situation.findings.front().text,
-                HasSubstr("written by ordinary users (Everyone). Who writes it can turn"));
+    const Finding finding = Only("access.key");
+    EXPECT_EQ(finding.severity, Severity::Warning);
+    EXPECT_THAT(finding.text,
+                AllOf(HasSubstr("(Everyone) can "), HasSubstr("modify " + std::string{kPolicyKey}),
+                      HasSubstr(". Anyone who can modify it can turn off")));
   }
 }
 
-TEST_F(AccessFindings, EveryOrdinaryGroupIsNamedOnce) {
+TEST_F(AccessFindings, NameEveryGroupOnce) {
   ProtectLocal(
       With(L"(A;;KR;;;WD)(A;;KA;;;IU)(A;;KR;;;WD)(A;;KR;;;AC)(A;;KR;;;S-1-5-21-1-2-3-513)(A;;KR;;;BG)"));
   EXPECT_THAT(
       Examine().findings.front().text,
-      HasSubstr("may be read and written by ordinary users (Everyone, Interactive, All application packages, "
-                "Domain Users, Guests)"));
+      HasSubstr("(Everyone, Interactive, All application packages, Domain Users, Guests) can read and "
+                "modify " +
+                std::string{kLocalKey}));
 }
 
-TEST_F(AccessFindings, WhatIsDeniedInheritedOnlyOrHarmlessIsNone) {
-  ProtectLocal(L"D:P(D;;KA;;;BG)" + With(L"(A;;KR;;;BG)(A;CIIO;KA;;;WD)(A;;0x8;;;AU)").substr(3));
-  EXPECT_THAT(IdsOf(Examine()), IsEmpty());
+TEST_F(AccessFindings, ApplyDenialsToTheSameGroupAndLaterEntries) {
+  const std::pair<std::wstring, bool> rows[] = {
+      // Denied, inherited only, or harmless.
+      {L"D:P(D;;KA;;;BG)" + With(L"(A;;KR;;;BG)(A;CIIO;KA;;;WD)(A;;0x8;;;AU)").substr(3), false},
+      // Denied too late, for another group, or for inheritance only.
+      {With(L"(A;;KR;;;BG)(D;;KA;;;BG)"), true},
+      {L"D:P(D;;KA;;;BG)" + With(L"(A;;KR;;;AC)").substr(3), true},
+      {L"D:P(D;CIIO;KA;;;BG)" + With(L"(A;;KR;;;BG)").substr(3), true},
+  };
+  for (const auto& [sddl, expected] : rows) {
+    SCOPED_TRACE(WideToUtf8(sddl));
+    ProtectLocal(sddl);
+    EXPECT_EQ(IdsOf(Examine()), std::vector<std::string>(expected ? 1 : 0, "access.key"));
+  }
 }
 
-TEST_F(AccessFindings, ADenialCountsForItsGroupAndForWhatStandsBehindIt) {
-  ProtectLocal(With(L"(A;;KR;;;BG)(D;;KA;;;BG)"));
-  EXPECT_THAT(IdsOf(Examine()), ElementsAre("access.key"));
-  ProtectLocal(L"D:P(D;;KA;;;BG)" + With(L"(A;;KR;;;AC)").substr(3));
-  EXPECT_THAT(IdsOf(Examine()), ElementsAre("access.key"));
-  ProtectLocal(L"D:P(D;CIIO;KA;;;BG)" + With(L"(A;;KR;;;BG)").substr(3));
-  EXPECT_THAT(IdsOf(Examine()), ElementsAre("access.key"));
-}
-
-TEST_F(AccessFindings, NoListAtAllIsOpenToEveryone) {
+TEST_F(AccessFindings, TreatAMissingListAsOpenToEveryone) {
   named.Answer([](auto, auto, auto, auto, auto, PACL* acl, auto, auto) -> DWORD {
     *acl = nullptr;
     return ERROR_SUCCESS;
   });
-  EXPECT_THAT(Examine().findings.front().text, HasSubstr("read and written by ordinary users (Everyone)"));
+  EXPECT_THAT(Examine().findings.front().text, HasSubstr("(Everyone) can read and modify the log folder"));
 }
 
-TEST_F(AccessFindings, OfTheLogFolder) {
+TEST_F(AccessFindings, WarnOfAccessToTheLogFolder) {
   folder = With(L"(A;OICI;0x1200a9;;;BU)");
-  const FilterCheck::Situation situation = Examine();
-  ASSERT_THAT(IdsOf(situation), ElementsAre("access.log-folder"));
-  const Finding& finding = situation.findings.front();
+  const Finding finding = Only("access.log-folder");
   EXPECT_EQ(finding.severity, Severity::Warning);
-  EXPECT_EQ(finding.subject, WideToUtf8(appData.Path(L"Kuvant")));
-  EXPECT_THAT(finding.text, HasSubstr("may be read by ordinary users (Users)"));
-  EXPECT_THAT(finding.advice, HasSubstr("at the next start of its log"));
+  EXPECT_EQ(finding.subject, FolderName());
+  EXPECT_THAT(finding.text, HasSubstr("(Users) can read the log folder " + FolderName()));
+  EXPECT_THAT(finding.advice, HasSubstr("the next time it opens the log"));
   for (const wchar_t* const right : {L"0x2", L"0x4", L"0x40", L"SD", L"GA"}) {
     folder = With(L"(A;;" + std::wstring{right} + L";;;BU)");
-    EXPECT_THAT(Examine().findings.front().text, HasSubstr("written by ordinary users")) << WideToUtf8(right);
+    EXPECT_THAT(Examine().findings.front().text, HasSubstr("modify the log folder")) << WideToUtf8(right);
   }
 }
 
-TEST_F(AccessFindings, AnOwnerThatCanOpenTheFolderAgainIsAWarning) {
+TEST_F(AccessFindings, WarnOfAnotherOwnerOfTheLogFolder) {
   for (const wchar_t* const owner : {L"SY", L"BA", kTrustedInstaller}) {
     folder = L"O:" + std::wstring{owner} + With(L"");
     EXPECT_THAT(IdsOf(Examine()), IsEmpty()) << WideToUtf8(owner);
   }
   folder = L"O:S-1-5-21-1-2-3-1001" + With(L"");
-  const FilterCheck::Situation situation = Examine();
-  ASSERT_THAT(IdsOf(situation), ElementsAre("access.owner"));
-  const Finding& finding = situation.findings.front();
-  const std::string path = WideToUtf8(appData.Path(L"Kuvant"));
+  const Finding finding = Only("access.owner");
   EXPECT_EQ(finding.severity, Severity::Warning);
-  EXPECT_EQ(finding.subject, path);
-  EXPECT_EQ(finding.text, path + " belongs to S-1-5-21-1-2-3-1001, who can open it to others at any time.");
-  EXPECT_EQ(finding.advice, "Make Administrators its owner.");
+  EXPECT_EQ(finding.subject, FolderName());
+  EXPECT_EQ(finding.text,
+            FolderName() + " is owned by S-1-5-21-1-2-3-1001, who can change its permissions at any time.");
+  EXPECT_EQ(finding.advice, "Make Administrators the owner.");
 }
 
-TEST_F(AccessFindings, AnOwnerThatCanOpenAKeyAgainIsAWarning) {
+TEST_F(AccessFindings, WarnOfAnotherOwnerOfAKey) {
   KUV_IMPORT_HOOK(info, GetSecurityInfo);
-  const Descriptor stranger = MakeDescriptor(L"O:S-1-5-21-1-2-3-1001" + With(L""));
+  const Descriptor other = MakeDescriptor(L"O:S-1-5-21-1-2-3-1001" + With(L""));
   info.Answer([&](auto, auto, auto, PSID* owner, auto, PACL* acl, auto, auto) -> DWORD {
-    *owner = OwnerOf(stranger);
-    *acl = ListOf(stranger);
+    *owner = OwnerOf(other);
+    *acl = ListOf(other);
     return ERROR_SUCCESS;
   });
   const FilterCheck::Situation situation = Examine();
   ASSERT_THAT(IdsOf(situation), ElementsAre("access.owner", "access.owner"));
-  EXPECT_EQ(situation.findings[0].subject, "HKLM\\Software\\Policies\\Kuvant\\KuvCredProv");
-  EXPECT_EQ(situation.findings[1].subject, "HKLM\\Software\\Kuvant\\KuvCredProv");
+  EXPECT_EQ(situation.findings[0].subject, kPolicyKey);
+  EXPECT_EQ(situation.findings[1].subject, kLocalKey);
 }
 
-TEST_F(AccessFindings, AFolderThatIsNotThereIsNone) {
+TEST_F(AccessFindings, AreEmptyForAMissingFolder) {
   EXPECT_THAT(IdsOf(Examine()), IsEmpty());
   EXPECT_EQ(named.CallCount(), 1u);
   folderStatus = ERROR_PATH_NOT_FOUND;
   EXPECT_THAT(IdsOf(Examine()), IsEmpty());
 }
 
-TEST_F(AccessFindings, AFolderThatIsThereIsAsked) {
+TEST_F(AccessFindings, ReadAnExistingFolder) {
   std::filesystem::create_directory(appData.Path(L"Kuvant"));
   EXPECT_NO_THROW(Examine());
 }
 
-// As for a user who is no administrator: the folder is closed, which is as it should be.
-TEST_F(AccessFindings, AFolderThatKeepsItsListClosedIsANote) {
+// The result for a user without administrative rights. The folder is protected as required.
+TEST_F(AccessFindings, NoteAFolderWhosePermissionsCannotBeRead) {
   folderStatus = ERROR_ACCESS_DENIED;
-  const FilterCheck::Situation situation = Examine();
-  ASSERT_THAT(IdsOf(situation), ElementsAre("access.unknown"));
-  EXPECT_EQ(situation.findings.front().severity, Severity::Note);
-  EXPECT_EQ(situation.findings.front().subject, WideToUtf8(appData.Path(L"Kuvant")));
-  EXPECT_THAT(situation.findings.front().text, HasSubstr("cannot be told: "));
-  EXPECT_THAT(situation.findings.front().text, HasSubstr("(error 5)"));
-  EXPECT_EQ(situation.findings.front().advice, "Run this as an administrator.");
+  const Finding finding = Only("access.unknown");
+  EXPECT_EQ(finding.severity, Severity::Note);
+  EXPECT_EQ(finding.subject, FolderName());
+  EXPECT_THAT(finding.text, AllOf(HasSubstr("cannot be read: "), HasSubstr("(error 5)")));
+  EXPECT_EQ(finding.advice, "Run KuvFilterCheck as an administrator.");
 }
 
-TEST_F(AccessFindings, AKeyThatKeepsItsListClosedIsANote) {
+TEST_F(AccessFindings, NoteAKeyWhosePermissionsCannotBeRead) {
   KUV_IMPORT_HOOK(open, RegOpenKeyExA);
   open.Answer([&](HKEY root, const char* path, DWORD options, REGSAM access, HKEY* key) -> LSTATUS {
     if (access == READ_CONTROL && std::string{path} == "Software\\Kuvant\\KuvCredProv")
       return ERROR_ACCESS_DENIED;
     return open.Original(root, path, options, access, key);
   });
-  const FilterCheck::Situation situation = Examine();
-  ASSERT_THAT(IdsOf(situation), ElementsAre("access.unknown"));
-  EXPECT_EQ(situation.findings.front().subject, "HKLM\\Software\\Kuvant\\KuvCredProv");
+  EXPECT_EQ(Only("access.unknown").subject, kLocalKey);
 }
 
 }  // namespace

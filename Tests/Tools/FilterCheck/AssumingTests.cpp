@@ -68,7 +68,7 @@ TEST_F(Assuming, ThrowsForWhatIsNoNumber) {
       ADD_FAILURE() << testing::PrintToString(std::wstring{value}) << " was taken";
     } catch (const FilterHost::HostError& error) {
       EXPECT_EQ(error.Code(), FilterHost::ExitCode::Usage);
-      EXPECT_STREQ(error.what(), "RdpOnly takes a number of 32 bits, decimal or 0x and hexadecimal");
+      EXPECT_STREQ(error.what(), "RdpOnly requires a 32-bit number, decimal or hexadecimal with 0x");
     }
   }
   EXPECT_EQ(Snapshot(), before);

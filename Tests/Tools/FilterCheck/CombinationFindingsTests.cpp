@@ -1,301 +1,127 @@
-// What is wrong with the host, with settings together and with names.
+// Findings about the host, about combinations of settings and about value names.
 #include "Tools/FilterCheck/FindingRows.h"
 
 namespace {
 
 using namespace KuvTest;
 using FilterCheck::Examine;
-using FilterCheck::Severity;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-TEST_F(Findings, OfTheHost) {
+// clang-format off
+TEST_F(Findings, ReportInvalidHosts) {
   ExpectRows({
-      {"port 0",
-       LocalText(L"Host", L"a.example:0"),
-       {"host.bad-port"},
-       Severity::Problem,
-       "Host",
-       "The port of Host, '0', is no number from 1 to 65535. It is read as port 0, so the second factor is "
-       "off.",
-       "from 1 to 65535"},
-      {"no port",
-       LocalText(L"Host", L"a.example:"),
-       {"host.bad-port"},
-       Severity::Problem,
-       "Host",
-       "''",
-       "leave out the colon"},
-      {"no digits",
-       LocalText(L"Host", L"a.example:https"),
-       {"host.bad-port"},
-       Severity::Problem,
-       "Host",
-       "'https'",
-       ""},
-      {"above 65535",
-       LocalText(L"Host", L"a.example:70000"),
-       {"host.bad-port"},
-       Severity::Warning,
-       "Host",
-       "'70000', is no number from 1 to 65535. It is read as port 4464.",
-       ""},
-      {"65536",
-       LocalText(L"Host", L"a.example:65536"),
-       {"host.bad-port"},
-       Severity::Problem,
-       "Host",
-       "is off",
-       ""},
-      {"trailing rubbish",
-       LocalText(L"Host", L"a.example:8443/api"),
-       {"host.bad-port"},
-       Severity::Warning,
-       "Host",
-       "'8443/api', is no number from 1 to 65535. It is read as port 8443.",
-       ""},
-      {"sign",
-       LocalText(L"Host", L"a.example:+8443"),
-       {"host.bad-port"},
-       Severity::Warning,
-       "Host",
-       "'+8443'",
-       ""},
-      {"bracketed address",
-       LocalText(L"Host", L"[2001:db8::1]:443"),
-       {"host.ipv6"},
-       Severity::Problem,
-       "Host",
-       "Host is [2001:db8::1]:443, an address of IP version 6",
-       "name instead"},
-      {"bare address",
-       LocalText(L"Host", L"::1"),
-       {"setting.missing", "host.ipv6"},
-       Severity::Problem,
-       "Host",
-       "not set",
-       ""},
-      {"short address",
-       LocalText(L"Host", L"fe80::1"),
-       {"host.ipv6"},
-       Severity::Problem,
-       "Host",
-       "is off",
-       ""},
-      {"blanks",
-       LocalText(L"Host", L" auth .kuv.example\t"),
-       {"host.blanks"},
-       Severity::Warning,
-       "Host",
-       "They are removed: auth.kuv.example counts.",
-       "without blanks"},
-      {"blanks alone",
-       LocalText(L"Host", L"  "),
-       {"setting.missing"},
-       Severity::Problem,
-       "Host",
-       "not set",
-       ""},
-      {"a good port", LocalText(L"Host", L"a.example:65535"), {}, Severity::Note, "", "", ""},
-      {"hidden by policy",
-       Both(LocalText(L"Host", L"a.example:0"), PolicyText(L"Host", L"b.example")),
-       {},
-       Severity::Note,
-       "",
-       "",
-       ""},
+      {"port 0", LocalText(L"Host", L"a.example:0"), "host.bad-port", kProblem, "Host",
+       "The port of Host, '0', is not a number from 1 to 65535. It is read as port 0, so the second factor is not "
+       "required.", "from 1 to 65535"},
+      {"no port", LocalText(L"Host", L"a.example:"), "host.bad-port", kProblem, "Host", "''", "omit the colon"},
+      {"no digits", LocalText(L"Host", L"a.example:https"), "host.bad-port", kProblem, "Host", "'https'"},
+      {"above 65535", LocalText(L"Host", L"a.example:70000"), "host.bad-port", kWarning, "Host",
+       "'70000', is not a number from 1 to 65535. It is read as port 4464."},
+      {"65536", LocalText(L"Host", L"a.example:65536"), "host.bad-port", kProblem, "Host", "is not required"},
+      {"text after the port", LocalText(L"Host", L"a.example:8443/api"), "host.bad-port", kWarning, "Host",
+       "'8443/api', is not a number from 1 to 65535. It is read as port 8443."},
+      {"sign", LocalText(L"Host", L"a.example:+8443"), "host.bad-port", kWarning, "Host", "'+8443'"},
+      {"bracketed address", LocalText(L"Host", L"[2001:db8::1]:443"), "host.ipv6", kProblem, "Host",
+       "Host is [2001:db8::1]:443, an IPv6 address", "host name of the service instead"},
+      {"bare address", LocalText(L"Host", L"::1"), "setting.missing host.ipv6", kProblem, "Host", "not set"},
+      {"short address", LocalText(L"Host", L"fe80::1"), "host.ipv6", kProblem, "Host", "is not required"},
+      {"white space", LocalText(L"Host", L" auth .kuv.example\t"), "host.white-space", kWarning, "Host",
+       "The filter removes it and uses auth.kuv.example.", "Remove the white space"},
+      {"white space alone", LocalText(L"Host", L"  "), "setting.missing", kProblem, "Host", "not set"},
+      {"valid port", LocalText(L"Host", L"a.example:65535")},
+      {"overridden by policy", Both(LocalText(L"Host", L"a.example:0"), PolicyText(L"Host", L"b.example"))},
   });
 }
 
-TEST_F(Findings, OfMissingSettings) {
+TEST_F(Findings, ReportMissingSettings) {
   ExpectRows({
-      {"Host",
-       LocalDelete(L"Host"),
-       {"setting.missing"},
-       Severity::Problem,
-       "Host",
-       "Host is not set, so the second factor is off: the filter takes the Kuv providers away and leaves all "
-       "others.",
-       "HKLM\\Software\\Kuvant\\KuvCredProv"},
-      {"IKey",
-       LocalDelete(L"IKey"),
-       {"setting.missing"},
-       Severity::Problem,
-       "IKey",
-       "IKey is not set",
-       "Set it"},
-      {"SKey",
-       LocalDelete(L"SKey"),
-       {"setting.missing"},
-       Severity::Problem,
-       "SKey",
-       "SKey is not set",
-       "Set it"},
-      {"blank SKey",
-       LocalText(L"SKey", L" "),
-       {"setting.missing"},
-       Severity::Problem,
-       "SKey",
-       "SKey is not set",
-       "Set it"},
+      {"Host", LocalDelete(L"Host"), "setting.missing", kProblem, "Host",
+       "Host is not set, so the second factor is not required: the filter hides the Kuv providers and shows all "
+       "others.", "HKLM\\Software\\Kuvant\\KuvCredProv"},
+      {"IKey", LocalDelete(L"IKey"), "setting.missing", kProblem, "IKey", "IKey is not set", "Set it"},
+      {"SKey", LocalDelete(L"SKey"), "setting.missing", kProblem, "SKey", "SKey is not set", "Set it"},
+      {"blank SKey", LocalText(L"SKey", L" "), "setting.missing", kProblem, "SKey", "SKey is not set", "Set it"},
   });
 }
 
-TEST_F(Findings, OfPolicyAgainstLocal) {
+TEST_F(Findings, ReportConflictsOfPolicyAndLocalValues) {
   ExpectRows({
-      {"empty policy text",
-       PolicyText(L"IKey", L""),
-       {"setting.missing", "setting.empty-policy-hides-local"},
-       Severity::Problem,
-       "IKey",
-       "not set",
-       "Set it"},
-      {"empty policy proxy",
-       Both(LocalText(L"HttpProxyHost", L"proxy"), PolicyText(L"HttpProxyHost", L"")),
-       {"setting.empty-policy-hides-local"},
-       Severity::Warning,
-       "HttpProxyHost",
-       "The policy value of HttpProxyHost is empty, and hides the local one.",
-       "not configured"},
-      {"empty policy alone", PolicyText(L"HttpProxyHost", L""), {}, Severity::Note, "", "", ""},
-      {"empty policy list",
-       Both(LocalList({kSmartCard}),
-            [](const TestKey&, const TestKey& policy) { policy.SetTexts(L"ProvidersWhitelist", {}); }),
-       {"setting.empty-policy-hides-local"},
-       Severity::Warning,
-       "ProvidersWhitelist",
-       "hides the local one",
-       "not configured"},
-      {"users discarded",
-       LocalDword(L"OfflineMaxUsers", 10),
-       {"offline-users.discarded"},
-       Severity::Warning,
-       "OfflineMaxUsers",
-       "The local value of OfflineMaxUsers, 10, does not count: as soon as the policy key exists, 5",
-       "by policy too"},
-      {"users of policy",
-       Both(LocalDword(L"OfflineMaxUsers", 10), PolicyDword(L"OfflineMaxUsers", 20)),
-       {},
-       Severity::Note,
-       "",
-       "",
-       ""},
-      {"users without policy",
-       Both(LocalDword(L"OfflineMaxUsers", 10),
-            [](const TestKey&, const TestKey& policy) { policy.Delete(); }),
-       {},
-       Severity::Note,
-       "",
-       "",
-       ""},
-      {"Debug 0 in policy",
-       Both(LocalDword(L"Debug", 1), PolicyDword(L"Debug", 0)),
-       {"debug.zero-in-policy"},
-       Severity::Warning,
-       "Debug",
-       "does not undo the local value: 1 counts.",
-       "Delete the local value."},
-      {"Debug 0 in policy alone", PolicyDword(L"Debug", 0), {}, Severity::Note, "", "", ""},
+      {"empty policy text", PolicyText(L"IKey", L""), "setting.missing setting.empty-policy-overrides-local",
+       kProblem, "IKey", "not set", "Set it"},
+      {"empty policy proxy", Both(LocalText(L"HttpProxyHost", L"proxy"), PolicyText(L"HttpProxyHost", L"")),
+       "setting.empty-policy-overrides-local", kWarning, "HttpProxyHost",
+       "The policy value of HttpProxyHost is empty and overrides the local value.", "Not Configured"},
+      {"empty policy alone", PolicyText(L"HttpProxyHost", L"")},
+      {"empty policy list", Both(LocalList({kSmartCard}), PolicyList({})), "setting.empty-policy-overrides-local",
+       kWarning, "ProvidersWhitelist", "overrides the local value", "Not Configured"},
+      {"users discarded", LocalDword(L"OfflineMaxUsers", 10), "offline-users.discarded", kWarning, "OfflineMaxUsers",
+       "The local value of OfflineMaxUsers, 10, is ignored: because the policy key exists, 5", "by policy"},
+      {"users in policy", Both(LocalDword(L"OfflineMaxUsers", 10), PolicyDword(L"OfflineMaxUsers", 20))},
+      {"users without policy", Both(LocalDword(L"OfflineMaxUsers", 10), DeletePolicyKey())},
+      {"Debug 0 in policy", Both(LocalDword(L"Debug", 1), PolicyDword(L"Debug", 0)), "debug.zero-in-policy",
+       kWarning, "Debug", "does not override the local value: 1 is used.", "Delete the local value."},
+      {"Debug 0 in policy alone", PolicyDword(L"Debug", 0)},
   });
 }
 
-TEST_F(Findings, OfUselessSettings) {
+TEST_F(Findings, ReportSettingsWithoutEffect) {
   ExpectRows({
-      {"wrap alone",
-       LocalDword(L"WrapSmartCards", 1),
-       {"smart-cards.wrap-without-enable"},
-       Severity::Warning,
-       "WrapSmartCards",
-       "WrapSmartCards is on without EnableSmartCards, so it does nothing",
-       "EnableSmartCards"},
-      {"wrap and enable",
-       Both(LocalDword(L"WrapSmartCards", 1), PolicyDword(L"EnableSmartCards", 1)),
-       {},
-       Severity::Note,
-       "",
-       "",
-       ""},
-      {"size alone",
-       LocalDword(L"LogFileMaxSizeMB", 10),
-       {"log-limit.without-twin"},
-       Severity::Warning,
-       "LogFileMaxSizeMB",
-       "LogFileMaxSizeMB is set without LogFileMaxCount, so it does nothing",
-       "Set LogFileMaxCount as well."},
-      {"count alone",
-       PolicyDword(L"LogFileMaxCount", 10),
-       {"log-limit.without-twin"},
-       Severity::Warning,
-       "LogFileMaxCount",
-       "LogFileMaxCount is set without LogFileMaxSizeMB",
-       "Set LogFileMaxSizeMB as well."},
-      {"both in different keys",
-       Both(LocalDword(L"LogFileMaxSizeMB", 10), PolicyDword(L"LogFileMaxCount", 10)),
-       {},
-       Severity::Note,
-       "",
-       "",
-       ""},
+      {"wrap alone", LocalDword(L"WrapSmartCards", 1), "smart-cards.wrap-without-enable", kWarning,
+       "WrapSmartCards", "WrapSmartCards is on without EnableSmartCards, so it has no effect", "EnableSmartCards"},
+      {"wrap and enable", Both(LocalDword(L"WrapSmartCards", 1), PolicyDword(L"EnableSmartCards", 1))},
+      {"size alone", LocalDword(L"LogFileMaxSizeMB", 10), "log-limit.incomplete", kWarning, "LogFileMaxSizeMB",
+       "LogFileMaxSizeMB is set without LogFileMaxCount, so it has no effect", "Set LogFileMaxCount as well."},
+      {"count alone", PolicyDword(L"LogFileMaxCount", 10), "log-limit.incomplete", kWarning, "LogFileMaxCount",
+       "LogFileMaxCount is set without LogFileMaxSizeMB", "Set LogFileMaxSizeMB as well."},
+      {"both in different keys", Both(LocalDword(L"LogFileMaxSizeMB", 10), PolicyDword(L"LogFileMaxCount", 10))},
   });
 }
 
-TEST_F(Findings, OfUnknownNames) {
+TEST_F(Findings, ReportUnknownValueNames) {
   ExpectRows({
-      {"misspelt",
-       LocalDword(L"RdpOny", 1),
-       {"setting.unknown-name"},
-       Severity::Warning,
-       "RdpOny",
-       "HKLM\\Software\\Kuvant\\KuvCredProv holds a value 'RdpOny', which is no setting and is not read.",
-       "If RdpOnly is meant, rename it."},
-      {"misspelt in policy",
-       PolicyDword(L"elevation_protection_mode", 1),
-       {"setting.unknown-name"},
-       Severity::Warning,
-       "elevation_protection_mode",
-       "HKLM\\Software\\Policies\\Kuvant\\KuvCredProv holds",
-       "If ElevationProtectionMode is meant, rename it."},
-      {"blank at the end",
-       LocalText(L"SKey ", L"secret"),
-       {"setting.unknown-name"},
-       Severity::Warning,
-       "SKey ",
-       "'SKey '",
-       "If SKey is meant"},
-      {"like none",
-       LocalDword(L"LastUser", 1),
-       {"setting.unknown-name"},
-       Severity::Note,
-       "LastUser",
-       "'LastUser'",
+      {"misspelled", LocalDword(L"RdpOny", 1), "setting.unknown-name", kWarning, "RdpOny",
+       "HKLM\\Software\\Kuvant\\KuvCredProv contains a value 'RdpOny', which is not a setting and is ignored.",
+       "If you meant RdpOnly, rename the value."},
+      {"misspelled in policy", PolicyDword(L"elevation_protection_mode", 1), "setting.unknown-name", kWarning,
+       "elevation_protection_mode", "HKLM\\Software\\Policies\\Kuvant\\KuvCredProv contains",
+       "If you meant ElevationProtectionMode, rename the value."},
+      {"trailing space", LocalText(L"SKey ", L"secret"), "setting.unknown-name", kWarning, "SKey ", "'SKey '",
+       "If you meant SKey"},
+      {"similar to none", LocalDword(L"LastUser", 1), "setting.unknown-name", kNote, "LastUser", "'LastUser'",
        "unless another program needs it"},
-      {"other case", LocalDword(L"RDPONLY", 1), {}, Severity::Note, "", "", ""},
-      {"the key's own value", LocalText(L"", L"text"), {}, Severity::Note, "", "", ""},
+      {"other case", LocalDword(L"RDPONLY", 1)},
+      {"default value of the key", LocalText(L"", L"text")},
   });
 }
+// clang-format on
 
-TEST_F(Findings, NobodyGetsInWithoutAnAllowedProvider) {
-  ProviderKey(kKuv).Delete();
-  ProviderKey(kKuvSmartCard).SetText(L"", L"Kuv smart card");
-  const FilterCheck::Situation situation = Examine();
-  EXPECT_THAT(IdsOf(situation), ElementsAre("decision.nobody-gets-in"));
-  EXPECT_EQ(situation.findings.front().severity, Severity::Problem);
-  EXPECT_FALSE(situation.decision.inForce);
-  EXPECT_EQ(situation.decision.atConsole,
-            "At the console a user sees no provider at all, and cannot get in.");
+// A machine that has the Kuv smart card provider, but not the Kuv provider.
+class FindingsWithSmartCardProviderOnly : public Findings {
+ protected:
+  FindingsWithSmartCardProviderOnly() {
+    ProviderKey(kKuv).Delete();
+    ProviderKey(kKuvSmartCard).SetText(L"", L"Kuv smart card");
+  }
+
+  static void ExpectProblem(const char* id, const char* atConsole) {
+    const FilterCheck::Situation situation = Examine();
+    EXPECT_THAT(IdsOf(situation), ElementsAre(id));
+    EXPECT_EQ(situation.findings.front().severity, kProblem);
+    EXPECT_FALSE(situation.decision.inForce);
+    EXPECT_EQ(situation.decision.atConsole, atConsole);
+  }
+};
+
+TEST_F(FindingsWithSmartCardProviderOnly, ReportLockoutIfNoProviderIsAllowed) {
+  ExpectProblem("decision.locked-out", "At the console, a user sees no provider and cannot sign in.");
 }
 
-TEST_F(Findings, NobodyIsAskedWithoutAKuvProviderOnTheScreen) {
-  ProviderKey(kKuv).Delete();
-  ProviderKey(kKuvSmartCard).SetText(L"", L"Kuv smart card");
+TEST_F(FindingsWithSmartCardProviderOnly, ReportMissingSecondFactorIfOnlyOthersAreAllowed) {
   registry.Local().SetTexts(L"ProvidersWhitelist", {kVendor});
-  const FilterCheck::Situation situation = Examine();
-  EXPECT_THAT(IdsOf(situation), ElementsAre("decision.no-second-factor"));
-  EXPECT_EQ(situation.findings.front().severity, Severity::Problem);
-  EXPECT_FALSE(situation.decision.inForce);
-  EXPECT_EQ(situation.decision.atConsole,
-            "At the console a user sees Vendor, and no provider that asks for the second factor.");
-  // The smart card provider asks too, once it stays.
+  ExpectProblem("decision.no-second-factor",
+                "At the console, a user sees only Vendor. No provider asks for the second factor.");
+  // If the filter allows the smart card provider, it asks for the second factor.
   registry.Local().SetDword(L"EnableSmartCards", 1);
   registry.Local().SetDword(L"WrapSmartCards", 1);
   EXPECT_THAT(IdsOf(Examine()), IsEmpty());

@@ -1,4 +1,4 @@
-// What the check says the filter decides, against what the built DLL answers to KuvFilterHost.
+// Compares the decisions in the report with those of the built DLL in KuvFilterHost.
 #include "Tools/FilterCheck/SettingsFixture.h"
 #include "Tools/FilterHost/HostFixture.h"
 
@@ -13,7 +13,7 @@ using FilterCheck::Session;
 
 class DecisionMatrix : public SettingsFixture {
  protected:
-  // Asks the DLL, loaded anew, in a session of that kind.
+  // Loads the DLL again and asks it in a session of that kind.
   Json::Value AskDll(Session session) const {
     const FilterHost::UniqueLibrary dll{::LoadLibraryW(FilterDllPath().c_str())};
     ImportHook<decltype(&::GetSystemMetrics)> metrics{dll.Get(), "GetSystemMetrics"};
@@ -36,7 +36,7 @@ class DecisionMatrix : public SettingsFixture {
       kuvLeft =
           kuvLeft || (decision.enabled[i] && provider["clsid"] == "{5E1B7C30-9A42-4D6F-8C15-A3F02E76D418}");
     }
-    // Wherever it is installed, the second factor's provider tells the two apart.
+    // If the Kuv provider is installed, it distinguishes the outcomes.
     EXPECT_EQ(kuvLeft, HasKuv(dll) && decision.outcome != Outcome::Unprotected);
   }
 
@@ -72,7 +72,7 @@ void SetOrDelete(const TestKey& key, const wchar_t* name, std::uint32_t number) 
   if (number == kAbsent) key.DeleteValue(name);
 }
 
-TEST_F(DecisionMatrix, IsTheDllsForEveryMixOfSettings) {
+TEST_F(DecisionMatrix, MatchesTheDllForCombinationsOfSettings) {
   ProviderKey(kKuvSmartCard).SetText(L"", L"Kuv smart card");
   unsigned turn = 0;
   for (const std::uint32_t rdpOnly : {kAbsent, 0u, 1u, 2u}) {
@@ -80,7 +80,7 @@ TEST_F(DecisionMatrix, IsTheDllsForEveryMixOfSettings) {
       for (const std::uint32_t smartCards : {0u, 1u, 2u, 3u}) {
         SCOPED_TRACE("RdpOnly " + std::to_string(rdpOnly) + " mode " + std::to_string(mode) +
                      " smart cards " + std::to_string(smartCards));
-        // Each of them from the one or the other key.
+        // Each value is in one of the two keys.
         ++turn;
         SetOrDelete(turn % 2 == 0 ? registry.Local() : registry.Policy(), L"RdpOnly", rdpOnly);
         SetOrDelete(turn % 3 == 0 ? registry.Local() : registry.Policy(), L"ElevationProtectionMode", mode);
@@ -94,7 +94,7 @@ TEST_F(DecisionMatrix, IsTheDllsForEveryMixOfSettings) {
   }
 }
 
-TEST_F(DecisionMatrix, IsTheDllsForBrokenSettings) {
+TEST_F(DecisionMatrix, MatchesTheDllForInvalidSettings) {
   for (const wchar_t* const name : {L"Host", L"IKey", L"SKey"}) {
     SCOPED_TRACE(testing::PrintToString(std::wstring{name}));
     registry.Local().DeleteValue(name);
@@ -105,7 +105,7 @@ TEST_F(DecisionMatrix, IsTheDllsForBrokenSettings) {
   ExpectDllAgrees();
 }
 
-TEST_F(DecisionMatrix, IsTheDllsForOtherProviders) {
+TEST_F(DecisionMatrix, MatchesTheDllForOtherProviders) {
   ProviderKey(kKuv).Delete();
   ExpectDllAgrees();
   ProviderKey(kKuvSmartCard).SetText(L"", L"Kuv smart card");

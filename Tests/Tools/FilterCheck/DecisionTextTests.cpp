@@ -1,4 +1,4 @@
-// Why the filter decides as it does, and what a user meets, in words.
+// The reasons for decisions, and the sentences about what a user sees.
 #include <gmock/gmock.h>
 
 #include "Tools/FilterCheck/SettingsFixture.h"
@@ -14,7 +14,7 @@ using FilterCheck::Session;
 using FilterCheck::Source;
 using ::testing::HasSubstr;
 
-// What decided, with its value and where that comes from.
+// The setting that decided, its value and its source.
 class DecisionReason : public SettingsFixture {
  protected:
   static void ExpectReason(const Decision& decision, const char* decidedBy, const char* value,
@@ -52,7 +52,7 @@ TEST_F(DecisionReason, IsRdpOnlyAtTheConsole) {
   ExpectReason(Find(report, "elevation", Session::Console), "ElevationProtectionMode", "0", Source::Default);
 }
 
-TEST_F(DecisionReason, IsTheModeWhereItLeavesLogonAlone) {
+TEST_F(DecisionReason, IsTheModeIfItDoesNotProtectLogon) {
   registry.Local().SetDword(L"RdpOnly", 1);
   registry.Local().SetDword(L"ElevationProtectionMode", 1);
   const DecisionReport report = Examine().decision;
@@ -74,7 +74,7 @@ TEST_F(DecisionReason, IsTheFirstMissingSetting) {
   ExpectReason(Examine().decision.decisions.front(), "Host", "a.example:0", Source::Local);
 }
 
-TEST_F(DecisionReason, IsTheMissingProviderBeforeAll) {
+TEST_F(DecisionReason, IsTheMissingProviderFirst) {
   ProviderKey(kKuv).Delete();
   registry.Local().DeleteValue(L"SKey");
   const DecisionReport report = Examine().decision;
@@ -85,70 +85,63 @@ TEST_F(DecisionReason, IsTheMissingProviderBeforeAll) {
   EXPECT_FALSE(report.inForce);
 }
 
-// What a user meets, in words.
 class DecisionSentences : public SettingsFixture {};
 
-TEST_F(DecisionSentences, OfAProtectedMachine) {
+TEST_F(DecisionSentences, DescribeProtectedMachine) {
   registry.Local().SetTexts(L"ProvidersWhitelist", {kPassword, kVendor});
   registry.Local().SetDword(L"ElevationProtectionMode", 2);
   const DecisionReport report = Examine().decision;
-  const std::string seen =
-      "sees Vendor, Kuv and Password, and no other provider: the second factor protects this.";
-  EXPECT_EQ(report.atConsole, "At the console a user " + seen);
-  EXPECT_EQ(report.overRemoteDesktop, "Over remote desktop a user " + seen);
-  EXPECT_EQ(report.atElevation, "At an elevation prompt a user " + seen);
+  const std::string seen = "sees only Vendor, Kuv and Password. The second factor is required.";
+  EXPECT_EQ(report.atConsole, "At the console, a user " + seen);
+  EXPECT_EQ(report.overRemoteDesktop, "Over Remote Desktop, a user " + seen);
+  EXPECT_EQ(report.atElevation, "At an elevation prompt, a user " + seen);
 }
 
-TEST_F(DecisionSentences, OfRdpOnly) {
+TEST_F(DecisionSentences, DescribeRdpOnly) {
   registry.Local().SetDword(L"RdpOnly", 1);
   const DecisionReport report = Examine().decision;
   EXPECT_EQ(report.atConsole,
-            "At the console a user sees Vendor, Password and Smart card, without the second factor, because "
-            "RdpOnly is 1 "
-            "(local setting).");
+            "At the console, a user sees Vendor, Password and Smart card. The second factor is not required, "
+            "because RdpOnly is 1 (local setting).");
   EXPECT_EQ(report.overRemoteDesktop,
-            "Over remote desktop a user sees Kuv, and no other provider: the second factor protects this.");
+            "Over Remote Desktop, a user sees only Kuv. The second factor is required.");
   EXPECT_EQ(report.atElevation,
-            "At an elevation prompt a user sees Vendor, Password and Smart card, without the second factor, "
-            "because "
-            "ElevationProtectionMode is 0 (default).");
+            "At an elevation prompt, a user sees Vendor, Password and Smart card. The second factor is not "
+            "required, because ElevationProtectionMode is 0 (default).");
 }
 
-TEST_F(DecisionSentences, OfElevationOnly) {
+TEST_F(DecisionSentences, DescribeElevationOnly) {
   registry.Policy().SetDword(L"ElevationProtectionMode", 1);
   const DecisionReport report = Examine().decision;
-  EXPECT_EQ(
-      report.atConsole,
-      "At the console a user sees whatever Windows offers (Vendor, Kuv, Password and Smart card): the filter "
-      "changes nothing, because ElevationProtectionMode is 1 (policy).");
-  EXPECT_EQ(
-      report.atElevation,
-      "At an elevation prompt a user sees Kuv, and no other provider: the second factor protects this.");
+  EXPECT_EQ(report.atConsole,
+            "At the console, a user sees every provider that Windows offers (Vendor, Kuv, Password and Smart "
+            "card). The filter changes nothing, because ElevationProtectionMode is 1 (policy).");
+  EXPECT_EQ(report.atElevation,
+            "At an elevation prompt, a user sees only Kuv. The second factor is required.");
 }
 
-TEST_F(DecisionSentences, OfAMachineWithoutTheProvider) {
+TEST_F(DecisionSentences, DescribeMissingKuvProvider) {
   ProviderKey(kKuv).Delete();
   EXPECT_EQ(Examine().decision.atConsole,
-            "At the console a user sees whatever Windows offers (Vendor, Password and Smart card): the "
-            "filter changes "
-            "nothing, because no Kuv provider is installed.");
+            "At the console, a user sees every provider that Windows offers (Vendor, Password and Smart "
+            "card). The filter changes nothing, because no Kuv provider is installed.");
 }
 
-TEST_F(DecisionSentences, OfAMissingSetting) {
+TEST_F(DecisionSentences, DescribeMissingSetting) {
   registry.Local().DeleteValue(L"SKey");
   EXPECT_THAT(Examine().decision.overRemoteDesktop,
-              HasSubstr("without the second factor, because SKey is not set"));
+              HasSubstr("The second factor is not required, because SKey is not set"));
 }
 
-TEST_F(DecisionSentences, NameStockProvidersByTheTable) {
+TEST_F(DecisionSentences, UseKnownNamesOfWindowsProviders) {
   registry.Local().SetDword(L"RdpOnly", 1);
   ProviderKey(kPassword).SetText(L"", L"PasswordProvider");
   ProviderKey(kSmartCard).Delete();
   ProviderKey(kSmartCard).Create();
-  EXPECT_THAT(Examine().decision.atConsole, HasSubstr("Vendor, Password and Smart card, without"));
+  EXPECT_THAT(Examine().decision.atConsole, HasSubstr("Vendor, Password and Smart card. The second"));
 }
 
-TEST_F(DecisionSentences, NameOthersAsTheRegistryDoesOrByIdentifier) {
+TEST_F(DecisionSentences, UseRegistryNamesOrIdentifiersOfOtherProviders) {
   registry.Local().SetDword(L"RdpOnly", 1);
   ProviderKey(kVendor).SetText(L"", L"Smart\r\ncard\x1b[2J\x202E");
   EXPECT_THAT(Examine().decision.atConsole, HasSubstr("Smart??card?[2J?, Password"));
@@ -157,18 +150,18 @@ TEST_F(DecisionSentences, NameOthersAsTheRegistryDoesOrByIdentifier) {
   EXPECT_THAT(Examine().decision.atConsole, HasSubstr("{11111111-2222-3333-4444-555555555555}, Password"));
 }
 
-TEST_F(DecisionSentences, NameTheKuvProviderAsTheRegistryDoes) {
-  EXPECT_THAT(Examine().decision.atConsole, HasSubstr("sees Kuv, and"));
+TEST_F(DecisionSentences, UseRegistryNameOfKuvProvider) {
+  EXPECT_THAT(Examine().decision.atConsole, HasSubstr("sees only Kuv."));
   ProviderKey(kKuv).Delete();
   ProviderKey(kKuv).Create();
-  EXPECT_THAT(Examine().decision.atConsole, HasSubstr("sees Kuv second factor, and"));
+  EXPECT_THAT(Examine().decision.atConsole, HasSubstr("sees only Kuv second factor."));
 }
 
-TEST_F(DecisionSentences, OfNoProvidersAtAll) {
+TEST_F(DecisionSentences, DescribeMachineWithoutProviders) {
   for (const wchar_t* const provider : {kKuv, kPassword, kSmartCard, kVendor}) ProviderKey(provider).Delete();
   const DecisionReport report = Examine().decision;
   EXPECT_TRUE(report.providers.empty());
-  EXPECT_THAT(report.atConsole, HasSubstr("(no provider at all)"));
+  EXPECT_THAT(report.atConsole, HasSubstr("(no provider)"));
 }
 
 }  // namespace

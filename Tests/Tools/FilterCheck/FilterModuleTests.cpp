@@ -40,34 +40,31 @@ class FilterModule : public ::testing::Test {
   KUV_IMPORT_HOOK(system32Bit, GetSystemWow64DirectoryW);
 };
 
-TEST_F(FilterModule, PathIsTakenAsItStands) {
-  EXPECT_EQ(ModuleFile(L"C:\\a b\\f.dll", /*expand=*/false, View::Native), L"C:\\a b\\f.dll");
-  EXPECT_EQ(ModuleFile(L"%ProgramFiles%\\f.dll", /*expand=*/false, View::Native), L"%ProgramFiles%\\f.dll");
-  EXPECT_EQ(ModuleFile(L"", /*expand=*/false, View::Native), L"");
+TEST_F(FilterModule, ResolvesPathsAsProgramsOfTheViewDo) {
+  struct {
+    const char* name;
+    const wchar_t* text;
+    bool expand;
+    View view;
+    const wchar_t* path;
+  } const rows[] = {
+      {"path", L"C:\\a b\\f.dll", false, View::Native, L"C:\\a b\\f.dll"},
+      {"variable that is not expanded", L"%ProgramFiles%\\f.dll", false, View::Native,
+       L"%ProgramFiles%\\f.dll"},
+      {"empty", L"", false, View::Native, L""},
+      {"quotes", L"\"C:\\a b\\f.dll\"", false, View::Native, L"C:\\a b\\f.dll"},
+      {"variable", L"%ProgramFiles%\\f.dll", true, View::Native, L"C:\\Programs\\f.dll"},
+      {"variable, 32-bit", L"%programfiles%\\f.dll", true, View::Wow64, L"C:\\Programs86\\f.dll"},
+      {"bare name", L"f.dll", false, View::Native, L"C:\\Windows\\system32\\f.dll"},
+      {"bare name, 32-bit", L"f.dll", false, View::Wow64, L"C:\\Windows\\syswow64\\f.dll"},
+      {"system folder", L"c:\\windows\\System32\\f.dll", false, View::Wow64, L"C:\\Windows\\syswow64\\f.dll"},
+      {"similar folder", L"C:\\Windows\\system32x\\f.dll", false, View::Wow64,
+       L"C:\\Windows\\system32x\\f.dll"},
+  };
+  for (const auto& row : rows) EXPECT_EQ(ModuleFile(row.text, row.expand, row.view), row.path) << row.name;
 }
 
-TEST_F(FilterModule, QuotesAreDropped) {
-  EXPECT_EQ(ModuleFile(L"\"C:\\a b\\f.dll\"", /*expand=*/false, View::Native), L"C:\\a b\\f.dll");
-}
-
-TEST_F(FilterModule, VariablesAreThoseOfTheView) {
-  EXPECT_EQ(ModuleFile(L"%ProgramFiles%\\f.dll", /*expand=*/true, View::Native), L"C:\\Programs\\f.dll");
-  EXPECT_EQ(ModuleFile(L"%programfiles%\\f.dll", /*expand=*/true, View::Wow64), L"C:\\Programs86\\f.dll");
-}
-
-TEST_F(FilterModule, BareNameLiesInTheSystemFolderOfTheView) {
-  EXPECT_EQ(ModuleFile(L"f.dll", /*expand=*/false, View::Native), L"C:\\Windows\\system32\\f.dll");
-  EXPECT_EQ(ModuleFile(L"f.dll", /*expand=*/false, View::Wow64), L"C:\\Windows\\syswow64\\f.dll");
-}
-
-TEST_F(FilterModule, SystemFolderOf32BitProgramsIsAnother) {
-  EXPECT_EQ(ModuleFile(L"c:\\windows\\System32\\f.dll", /*expand=*/false, View::Wow64),
-            L"C:\\Windows\\syswow64\\f.dll");
-  EXPECT_EQ(ModuleFile(L"C:\\Windows\\system32x\\f.dll", /*expand=*/false, View::Wow64),
-            L"C:\\Windows\\system32x\\f.dll");
-}
-
-TEST(FilterModuleFile, FolderIsNoFile) {
+TEST(FilterModuleFile, IgnoresFolders) {
   const TempFolder folder;
   EXPECT_FALSE(IsFile(folder.Path()));
   EXPECT_FALSE(IsFile(folder.Path(L"none")));
@@ -75,7 +72,7 @@ TEST(FilterModuleFile, FolderIsNoFile) {
   EXPECT_TRUE(IsFile(folder.Path(L"one")));
 }
 
-TEST(FilterModuleFile, ArchitectureIsThatOfTheImage) {
+TEST(FilterModuleFile, ReadsArchitectureOfImage) {
   const TempFolder folder;
   const std::wstring path = folder.Path(L"f.dll");
   for (const std::uint16_t machine : {kX64, kX86, std::uint16_t{0xAA64}}) {
@@ -86,7 +83,7 @@ TEST(FilterModuleFile, ArchitectureIsThatOfTheImage) {
   }
 }
 
-TEST(FilterModuleFile, WhatIsNoImageHasNoArchitecture) {
+TEST(FilterModuleFile, RejectsInvalidImages) {
   const TempFolder folder;
   const std::wstring path = folder.Path(L"f.dll");
   const std::string good = ModuleBytes(kX64);
@@ -106,7 +103,7 @@ TEST(FilterModuleFile, WhatIsNoImageHasNoArchitecture) {
   EXPECT_FALSE(HasArchitectureOf(View::Native, folder.Path(L"none")));
 }
 
-TEST(FilterModuleFile, SameFileIsOneOfThatNameOrWithThoseBytes) {
+TEST(FilterModuleFile, ComparesFilesByNameOrContent) {
   const TempFolder folder;
   WriteFileBytes(folder.Path(L"a"), "bytes");
   WriteFileBytes(folder.Path(L"b"), "bytes");

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <functional>
+#include <iterator>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -10,18 +12,22 @@
 
 namespace KuvTest {
 
-/// What is stored of one setting beside a machine that is as it should be.
+/// One change to the stored settings of a machine without findings.
 using Change = std::function<void(const TestKey& local, const TestKey& policy)>;
 
-/// One change, and the findings that it makes; the rest tells of the first.
+inline constexpr auto kNote = FilterCheck::Severity::Note;
+inline constexpr auto kWarning = FilterCheck::Severity::Warning;
+inline constexpr auto kProblem = FilterCheck::Severity::Problem;
+
+/// One change and the findings that it causes. The fields after `ids` describe the first finding.
 struct FindingRow {
   const char* name;
   Change change;
-  std::vector<std::string> ids;
-  FilterCheck::Severity severity;
-  const char* subject;
-  const char* text;    ///< part of it
-  const char* advice;  ///< part of it
+  const char* ids = "";  ///< separated by spaces, empty for no findings
+  FilterCheck::Severity severity = kNote;
+  const char* subject = "";
+  const char* text = "";    ///< a part of the text
+  const char* advice = "";  ///< a part of the advice
 };
 
 inline Change LocalDword(const wchar_t* name, std::uint32_t number) {
@@ -44,7 +50,11 @@ inline Change LocalList(const std::vector<std::wstring>& entries) {
   return [=](const TestKey& local, const TestKey&) { local.SetTexts(L"ProvidersWhitelist", entries); };
 }
 
-/// Of these bytes and no more: behind them stands what is no NUL, which the platform would store too.
+inline Change PolicyList(const std::vector<std::wstring>& entries) {
+  return [=](const TestKey&, const TestKey& policy) { policy.SetTexts(L"ProvidersWhitelist", entries); };
+}
+
+/// Stores exactly this number of bytes. The unit after them is not a NUL, which the platform would store too.
 inline Change LocalBytes(const wchar_t* name, DWORD type, const std::wstring& units, std::size_t bytes) {
   return [=](const TestKey& local, const TestKey&) {
     const std::wstring data = units + L"\xFFFF";
@@ -56,6 +66,10 @@ inline Change LocalDelete(const wchar_t* name) {
   return [=](const TestKey& local, const TestKey&) { local.DeleteValue(name); };
 }
 
+inline Change DeletePolicyKey() {
+  return [](const TestKey&, const TestKey& policy) { policy.Delete(); };
+}
+
 inline Change Both(const Change& first, const Change& second) {
   return [=](const TestKey& local, const TestKey& policy) {
     first(local, policy);
@@ -63,17 +77,17 @@ inline Change Both(const Change& first, const Change& second) {
   };
 }
 
-/// Makes findings, each by one change to a machine that has none, and sees them go with it.
+/// Makes one change after the other to a machine without findings, and compares the findings.
 class Findings : public SettingsFixture {
  protected:
-  // Each row starts from the same machine.
   void ExpectRows(const std::vector<FindingRow>& rows) const {
     for (const FindingRow& row : rows) {
       SCOPED_TRACE(row.name);
       row.change(registry.Local(), registry.Policy());
       const FilterCheck::Situation situation = FilterCheck::Examine();
-      EXPECT_EQ(IdsOf(situation), row.ids);
-      if (!row.ids.empty() && !situation.findings.empty()) ExpectFinding(situation.findings.front(), row);
+      std::istringstream ids{row.ids};
+      EXPECT_EQ(IdsOf(situation), (std::vector<std::string>{std::istream_iterator<std::string>{ids}, {}}));
+      if (*row.ids != '\0' && !situation.findings.empty()) ExpectFinding(situation.findings.front(), row);
       Restore();
     }
   }

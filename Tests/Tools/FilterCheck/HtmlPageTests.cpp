@@ -2,7 +2,7 @@
 
 #include "FilterCheck/Output/HtmlWriter.h"
 #include "FilterCheck/Output/Output.h"
-#include "Tools/FilterCheck/MadeUpReport.h"
+#include "Tools/FilterCheck/ExampleReport.h"
 
 namespace {
 
@@ -10,32 +10,32 @@ using FilterCheck::HtmlPage;
 using FilterCheck::HtmlWriter;
 using FilterCheck::Report;
 using FilterCheck::Severity;
-using KuvTest::MadeUpReport;
-using KuvTest::MadeUpWhatIf;
+using KuvTest::ExampleReport;
+using KuvTest::ExampleWhatIf;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-TEST(HtmlWriter, TextStaysText) {
+TEST(HtmlWriter, EscapesText) {
   HtmlWriter html;
   html.Element("p", "<a href='x'>&\"</a>", {{"title", "\"><b>&'"}});
   EXPECT_EQ(html.Html(),
             "<p title=\"&quot;&gt;&lt;b&gt;&amp;&#39;\">&lt;a href=&#39;x&#39;&gt;&amp;&quot;&lt;/a&gt;</p>");
 }
 
-TEST(HtmlWriter, BackticksMakeCode) {
+TEST(HtmlWriter, ConvertsBackticksToCode) {
   HtmlWriter html;
   html.TextWithCode("a `b<` c `d` e");
   EXPECT_EQ(html.Html(), "a <code>b&lt;</code> c <code>d</code> e");
 }
 
-TEST(HtmlWriter, SingleBacktickStaysOne) {
+TEST(HtmlWriter, KeepsSingleBacktick) {
   HtmlWriter html;
   html.TextWithCode("a `b");
   EXPECT_EQ(html.Html(), "a `b");
 }
 
-TEST(HtmlPage, NeedsNothingElse) {
-  const std::string page = HtmlPage(MadeUpWhatIf());
+TEST(HtmlPage, HasNoExternalReferences) {
+  const std::string page = HtmlPage(ExampleWhatIf());
   for (const char* const reference :
        {"<script", "<link", "<img", "<iframe", "src=", "href=", "url(", "@import", "http://", "https://"}) {
     EXPECT_THAT(page, Not(HasSubstr(reference)));
@@ -43,9 +43,9 @@ TEST(HtmlPage, NeedsNothingElse) {
   EXPECT_THAT(page, HasSubstr("default-src &#39;none&#39;"));
 }
 
-TEST(HtmlPage, ForeignTextIsEscapedWhereverItStands) {
+TEST(HtmlPage, EscapesForeignTextEverywhere) {
   constexpr char kForeign[] = "<script>alert(\"1\")</script>'&";
-  Report report = MadeUpWhatIf();
+  Report report = ExampleWhatIf();
   report.machine = report.time = kForeign;
   report.assumptions = {{FilterCheck::FindSetting("Host"), L"<script>alert(\"1\")</script>'&"}};
   for (FilterCheck::Situation* const situation : {&report.now, &*report.assumed}) {
@@ -71,8 +71,8 @@ TEST(HtmlPage, ForeignTextIsEscapedWhereverItStands) {
   EXPECT_THAT(page, HasSubstr("Assuming Host=&lt;script&gt;"));
 }
 
-TEST(HtmlPage, ElementsAreClosedInTheirOrder) {
-  const std::string page = HtmlPage(MadeUpWhatIf());
+TEST(HtmlPage, ClosesElementsInOrder) {
+  const std::string page = HtmlPage(ExampleWhatIf());
   std::vector<std::string> open;
   for (std::size_t start = page.find('<'); start != std::string::npos; start = page.find('<', start + 1)) {
     const std::size_t end = page.find_first_of(" >", start);
@@ -89,23 +89,23 @@ TEST(HtmlPage, ElementsAreClosedInTheirOrder) {
   EXPECT_TRUE(open.empty());
 }
 
-TEST(HtmlPage, TellsVerdictOfBothSituations) {
-  Report report = MadeUpWhatIf();
+TEST(HtmlPage, ShowsBothVerdicts) {
+  Report report = ExampleWhatIf();
   report.assumed->decision.inForce = false;
   const std::string page = HtmlPage(report);
   EXPECT_THAT(page, HasSubstr("<div class=\"verdict bad\" data-code=\"2\">"));
   EXPECT_THAT(
       page,
-      HasSubstr("<p>As assumed: The second factor is NOT in force: no kind of logon is protected.</p>"));
-  EXPECT_THAT(page, HasSubstr(">Today: The second factor is in force, with nothing to mend.</p>"));
+      HasSubstr("<p>With these assumptions: The second factor is NOT required at any kind of sign-in.</p>"));
+  EXPECT_THAT(page, HasSubstr(">Today: The second factor is required. No issues found.</p>"));
 }
 
-TEST(HtmlPage, MarksWhatChanges) {
-  const std::string page = HtmlPage(MadeUpWhatIf());
+TEST(HtmlPage, MarksChanges) {
+  const std::string page = HtmlPage(ExampleWhatIf());
   EXPECT_THAT(page, HasSubstr("+ appears"));
   EXPECT_THAT(page, HasSubstr("\xE2\x88\x92 disappears"));
   EXPECT_THAT(page, HasSubstr("changes; today 0 (default)"));
-  const std::string today = HtmlPage(MadeUpReport());
+  const std::string today = HtmlPage(ExampleReport());
   EXPECT_THAT(today, Not(HasSubstr("appears")));
   EXPECT_THAT(today, Not(HasSubstr("changes;")));
 }

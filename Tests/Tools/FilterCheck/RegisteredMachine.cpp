@@ -71,10 +71,4 @@ FilterCheck::Finding OnlyFinding(const FilterCheck::Findings& findings, const st
   return found;
 }
 
-std::vector<std::string> Ids(const FilterCheck::Findings& findings) {
-  std::vector<std::string> ids;
-  for (const FilterCheck::Finding& finding : findings) ids.push_back(finding.id);
-  return ids;
-}
-
 }  // namespace KuvTest

@@ -15,7 +15,7 @@
 
 namespace KuvTest {
 
-/// One of the two registry views, by the paths of its keys.
+/// The key paths of one of the two registry views.
 struct ViewKeys {
   std::wstring filters;
   std::wstring classes;
@@ -23,18 +23,18 @@ struct ViewKeys {
 extern const ViewKeys kView64;
 extern const ViewKeys kView32;
 
-/// The smallest bytes that count as a module of a machine type.
+/// Returns the smallest valid module of a machine type.
 std::string ModuleBytes(std::uint16_t machine);
 inline constexpr std::uint16_t kX64 = 0x8664;
 inline constexpr std::uint16_t kX86 = 0x14C;
 
-/// A machine on which the filter is registered in both views as it should be, with modules in a folder of the
-/// test's own. The program seems to lie in `programs`.
+/// A machine with a valid registration of the filter in both views and modules in a temporary folder. The
+/// program appears to be in `programs`.
 class RegisteredMachine : public SettingsFixture {
  protected:
   RegisteredMachine();
 
-  /// Registers a class with a module, and enters it in the list of filters.
+  /// Registers a class with a module and adds it to the list of filters.
   static void Register(const ViewKeys& view, const std::wstring& identifier, const std::wstring& module);
   static TestKey Class(const ViewKeys& view, const std::wstring& identifier = kFilter);
   static TestKey Server(const ViewKeys& view, const std::wstring& identifier = kFilter);
@@ -52,10 +52,7 @@ class RegisteredMachine : public SettingsFixture {
   ImportHook<decltype(&::GetModuleFileNameW)> program_;
 };
 
-/// The finding of an id; fails the test and gives an empty one unless there is exactly one.
+/// Returns the finding with an id. Fails the test if there is not exactly one.
 FilterCheck::Finding OnlyFinding(const FilterCheck::Findings& findings, const std::string& id);
-
-/// The ids of the findings, in their order.
-std::vector<std::string> Ids(const FilterCheck::Findings& findings);
 
 }  // namespace KuvTest

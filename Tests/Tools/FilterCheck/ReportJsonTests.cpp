@@ -4,14 +4,14 @@
 #include <json/json.h>
 
 #include "FilterCheck/Output/Output.h"
-#include "Tools/FilterCheck/MadeUpReport.h"
+#include "Tools/FilterCheck/ExampleReport.h"
 
 namespace {
 
 using FilterCheck::Report;
 using FilterCheck::Severity;
-using KuvTest::MadeUpReport;
-using KuvTest::MadeUpWhatIf;
+using KuvTest::ExampleReport;
+using KuvTest::ExampleWhatIf;
 
 Json::Value Parsed(const std::string& text) {
   Json::Value value;
@@ -26,8 +26,8 @@ Json::Value JsonOf(const Report& report) {
   return Parsed(out.str());
 }
 
-TEST(ReportJson, TellsSchemaMachineAndTime) {
-  const Json::Value json = JsonOf(MadeUpReport());
+TEST(ReportJson, HasSchemaMachineAndTime) {
+  const Json::Value json = JsonOf(ExampleReport());
   EXPECT_EQ(json["schema"], Json::Value{1});
   EXPECT_EQ(json["machine"], "PC-17");
   EXPECT_EQ(json["time"], "2026-11-21T09:30:00Z");
@@ -35,8 +35,8 @@ TEST(ReportJson, TellsSchemaMachineAndTime) {
   EXPECT_TRUE(json["assumed"].isNull());
 }
 
-TEST(ReportJson, TellsSettingsWithWhatIsStored) {
-  EXPECT_EQ(JsonOf(MadeUpReport())["now"]["settings"], Parsed(R"([
+TEST(ReportJson, HasSettingsWithStoredValues) {
+  EXPECT_EQ(JsonOf(ExampleReport())["now"]["settings"], Parsed(R"([
     {"name": "Host", "effective": "auth.kuv.example:443", "source": "local", "policy": null,
      "local": {"type": "REG_SZ", "bytes": 34, "value": "auth.kuv.example"}},
     {"name": "SKey", "effective": "set", "source": "local",
@@ -45,8 +45,8 @@ TEST(ReportJson, TellsSettingsWithWhatIsStored) {
     {"name": "RdpOnly", "effective": "0", "source": "default", "policy": null, "local": null}])"));
 }
 
-TEST(ReportJson, TellsProvidersAndDecisions) {
-  const Json::Value now = JsonOf(MadeUpReport())["now"];
+TEST(ReportJson, HasProvidersAndDecisions) {
+  const Json::Value now = JsonOf(ExampleReport())["now"];
   EXPECT_EQ(now["providers"],
             Parsed("[{\"clsid\": \"{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}\", \"name\": \"Password\"},"
                    "{\"clsid\": \"{5E1B7C30-9A42-4D6F-8C15-A3F02E76D418}\", \"name\": \"Kuv\xC3\xA9\"},"
@@ -60,33 +60,34 @@ TEST(ReportJson, TellsProvidersAndDecisions) {
     "value": "", "source": null,
     "shown": ["{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}", "{11111111-2222-3333-4444-555555555555}"]})"));
   EXPECT_EQ(now["sentences"], Parsed(R"({
-    "console": "At the console a user sees one thing.",
-    "remoteDesktop": "Over remote desktop a user sees another.",
-    "elevation": "At an elevation prompt a user sees a third."})"));
+    "console": "At the console, a user sees one thing.",
+    "remoteDesktop": "Over Remote Desktop, a user sees another.",
+    "elevation": "At an elevation prompt, a user sees a third."})"));
 }
 
-TEST(ReportJson, TellsVerdictAndFindings) {
-  Report report = MadeUpReport();
+TEST(ReportJson, HasVerdictAndFindings) {
+  Report report = ExampleReport();
   report.now.findings = {{"a.note", Severity::Note, "Thing", "It is so.", ""}};
-  report.registrationFindings = {{"c.warning", Severity::Warning, "64-bit view", "It is odd.", "Look."}};
+  report.registrationFindings = {
+      {"c.warning", Severity::Warning, "64-bit view", "It is unexpected.", "Look."}};
   const Json::Value now = JsonOf(report)["now"];
   EXPECT_EQ(now["exitCode"], Json::Value{1});
-  EXPECT_EQ(now["verdict"], "The second factor is in force, with 1 warning.");
+  EXPECT_EQ(now["verdict"], "The second factor is required. Found 1 warning.");
   EXPECT_EQ(now["inForce"], Json::Value{true});
   EXPECT_EQ(now["findings"], Parsed(R"([
-    {"id": "c.warning", "severity": "warning", "subject": "64-bit view", "text": "It is odd.", "advice": "Look."},
+    {"id": "c.warning", "severity": "warning", "subject": "64-bit view", "text": "It is unexpected.", "advice": "Look."},
     {"id": "a.note", "severity": "note", "subject": "Thing", "text": "It is so.", "advice": ""}])"));
 }
 
-TEST(ReportJson, FilterThatIsNotLoadedIsNotInForce) {
-  Report report = MadeUpReport();
+TEST(ReportJson, IsNotInForceIfFilterIsNotLoaded) {
+  Report report = ExampleReport();
   report.registration.filter[0].inFilterList = false;
   EXPECT_EQ(JsonOf(report)["now"]["inForce"], Json::Value{false});
   EXPECT_EQ(JsonOf(report)["now"]["exitCode"], Json::Value{2});
 }
 
-TEST(ReportJson, TellsTheRegistration) {
-  Report report = MadeUpReport();
+TEST(ReportJson, HasRegistration) {
+  Report report = ExampleReport();
   report.registration.others = {{true, "{1}", "Other", "C:\\o.dll", true}};
   report.registration.prohibitFallbacks = 1;
   report.registration.excludedProviders = "{E}";
@@ -101,11 +102,11 @@ TEST(ReportJson, TellsTheRegistration) {
       {"view": "32-bit", "clsid": "{1}", "name": "Other", "module": "C:\\o.dll", "moduleExists": true}],
     "kuvProviderInstalled": true, "kuvSmartCardProviderInstalled": false,
     "excludedCredentialProviders": "{E}", "defaultCredentialProvider": "{D}", "prohibitFallbacks": 1})"));
-  EXPECT_TRUE(JsonOf(MadeUpReport())["registration"]["prohibitFallbacks"].isNull());
+  EXPECT_TRUE(JsonOf(ExampleReport())["registration"]["prohibitFallbacks"].isNull());
 }
 
-TEST(ReportJson, WhatIfTellsBothSituations) {
-  Report report = MadeUpWhatIf();
+TEST(ReportJson, HasBothSituationsForWhatIf) {
+  Report report = ExampleWhatIf();
   report.assumptions.push_back({FilterCheck::FindSetting("SKey"), L"letters"});
   const Json::Value json = JsonOf(report);
   EXPECT_EQ(json["assumptions"],

@@ -4,14 +4,14 @@
 
 #include "FilterCheck/Output/Output.h"
 #include "FilterCheck/Output/TextTable.h"
-#include "Tools/FilterCheck/MadeUpReport.h"
+#include "Tools/FilterCheck/ExampleReport.h"
 
 namespace {
 
 using FilterCheck::Report;
 using FilterCheck::Severity;
-using KuvTest::MadeUpReport;
-using KuvTest::MadeUpWhatIf;
+using KuvTest::ExampleReport;
+using KuvTest::ExampleWhatIf;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
@@ -23,9 +23,9 @@ std::string Printed(const Report& report, bool colored = false) {
   return out.str();
 }
 
-TEST(ReportText, ShowsAllThatWasFoundInSections) {
+TEST(ReportText, ShowsResultsInSections) {
   // clang-format off
-  EXPECT_EQ(Printed(MadeUpReport()),
+  EXPECT_EQ(Printed(ExampleReport()),
       "Kuv filter check of PC-17, 2026-11-21T09:30:00Z\n"
       "\n"
       "Settings\n"
@@ -37,12 +37,12 @@ TEST(ReportText, ShowsAllThatWasFoundInSections) {
       "\n"
       "Registration\n"
       "\n"
-      "  64-bit list of filters       entered\n"
+      "  64-bit list of filters       listed\n"
       "  64-bit module                C:\\K\\KuvCredFilter.dll\n"
-      "  64-bit file                  there, 64-bit, same as beside this program\n"
+      "  64-bit file                  exists, 64-bit, same as the DLL of this program\n"
       "  64-bit threading model       Apartment\n"
-      "  32-bit list of filters       not entered\n"
-      "  32-bit class                 none\n"
+      "  32-bit list of filters       not listed\n"
+      "  32-bit class                 not registered\n"
       "  Kuv provider                 installed\n"
       "  Kuv smart card provider      not installed\n"
       "  ExcludedCredentialProviders  not set\n"
@@ -51,7 +51,7 @@ TEST(ReportText, ShowsAllThatWasFoundInSections) {
       "\n"
       "Decision\n"
       "\n"
-      "  At the console and over remote desktop\n"
+      "  At the console and over Remote Desktop\n"
       "\n"
       "  Provider                                logon  unlock  change-password  credui  elevation  plap\n"
       "  Password                                -      -       -                shown   shown      shown\n"
@@ -66,22 +66,22 @@ TEST(ReportText, ShowsAllThatWasFoundInSections) {
       "  elevation        any      unprotected  never protected          -      -\n"
       "  plap             any      unprotected  never protected          -      -\n"
       "\n"
-      "  At the console a user sees one thing.\n"
+      "  At the console, a user sees one thing.\n"
       "\n"
-      "  Over remote desktop a user sees another.\n"
+      "  Over Remote Desktop, a user sees another.\n"
       "\n"
-      "  At an elevation prompt a user sees a third.\n"
+      "  At an elevation prompt, a user sees a third.\n"
       "\n"
       "Findings\n"
       "\n"
       "  None.\n"
       "\n"
-      "The second factor is in force, with nothing to mend.\n");
+      "The second factor is required. No issues found.\n");
   // clang-format on
 }
 
-TEST(ReportText, WhatIfMarksWhatChanges) {
-  const std::string text = Printed(MadeUpWhatIf());
+TEST(ReportText, MarksChangedSettingsAndProviders) {
+  const std::string text = Printed(ExampleWhatIf());
   EXPECT_THAT(text, HasSubstr("09:30:00Z\nAssuming RdpOnly=1\n\nSettings\n"));
   // clang-format off
   EXPECT_THAT(text, HasSubstr(
@@ -97,7 +97,7 @@ TEST(ReportText, WhatIfMarksWhatChanges) {
       "  Kuv\xC3\xA9                                    DISAPPEARS  DISAPPEARS  DISAPPEARS       -       -          -\n"
       "  {11111111-2222-3333-4444-555555555555}  APPEARS     APPEARS     APPEARS          shown   shown      shown\n"
       "\n"
-      "  Over remote desktop\n"
+      "  Over Remote Desktop\n"
       "\n"
       "  Provider                                logon  unlock  change-password  credui  elevation  plap\n"
       "  Password                                -      -       -                shown   shown      shown\n"
@@ -107,33 +107,34 @@ TEST(ReportText, WhatIfMarksWhatChanges) {
   EXPECT_THAT(text, HasSubstr(
       "  logon            remote   protected    ElevationProtectionMode  0      default\n"));
   // clang-format on
-  EXPECT_THAT(text, EndsWith("\nToday: The second factor is in force, with nothing to mend.\n"
-                             "As assumed: The second factor is in force, with nothing to mend.\n"));
+  EXPECT_THAT(text, EndsWith("\nToday: The second factor is required. No issues found.\n"
+                             "With these assumptions: The second factor is required. No issues found.\n"));
 }
 
-TEST(ReportText, FindingsComeGravestFirst) {
-  Report report = MadeUpReport();
+TEST(ReportText, ListsMostSevereFindingsFirst) {
+  Report report = ExampleReport();
   report.now.findings = {{"a.note", Severity::Note, "Thing", "It is so.", ""},
-                         {"b.problem", Severity::Problem, "Host", "It is wrong.", "Mend it."}};
-  report.registrationFindings = {{"c.warning", Severity::Warning, "64-bit view", "It is odd.", "Look."}};
+                         {"b.problem", Severity::Problem, "Host", "It is wrong.", "Fix it."}};
+  report.registrationFindings = {
+      {"c.warning", Severity::Warning, "64-bit view", "It is unexpected.", "Look."}};
   EXPECT_THAT(Printed(report), EndsWith("\nFindings\n"
                                         "\n"
                                         "  Problem  Host  [b.problem]\n"
                                         "    It is wrong.\n"
-                                        "    Do: Mend it.\n"
+                                        "    Recommended action: Fix it.\n"
                                         "\n"
                                         "  Warning  64-bit view  [c.warning]\n"
-                                        "    It is odd.\n"
-                                        "    Do: Look.\n"
+                                        "    It is unexpected.\n"
+                                        "    Recommended action: Look.\n"
                                         "\n"
                                         "  Note  Thing  [a.note]\n"
                                         "    It is so.\n"
                                         "\n"
-                                        "The second factor is in force, with 1 problem and 1 warning.\n"));
+                                        "The second factor is required. Found 1 problem and 1 warning.\n"));
 }
 
-TEST(ReportText, WhatIfMarksFindingsThatComeAndGo) {
-  Report report = MadeUpWhatIf();
+TEST(ReportText, MarksAddedAndRemovedFindings) {
+  Report report = ExampleWhatIf();
   report.now.findings = {{"a.stays", Severity::Warning, "A", "Stays.", ""},
                          {"b.goes", Severity::Problem, "B", "Goes.", ""}};
   report.assumed->findings = {{"a.stays", Severity::Warning, "A", "Stays.", ""},
@@ -148,28 +149,28 @@ TEST(ReportText, WhatIfMarksFindingsThatComeAndGo) {
                        "  Problem DISAPPEARS  B  [b.goes]\n"
                        "    Goes.\n"
                        "\n"
-                       "Today: The second factor is in force, with 1 problem and 1 warning.\n"
-                       "As assumed: The second factor is in force, with 1 warning.\n"));
+                       "Today: The second factor is required. Found 1 problem and 1 warning.\n"
+                       "With these assumptions: The second factor is required. Found 1 warning.\n"));
 }
 
-TEST(ReportText, ColoursAreForAConsoleOnly) {
-  EXPECT_THAT(Printed(MadeUpReport()), Not(HasSubstr("\x1B")));
-  const std::string colored = Printed(MadeUpReport(), /*colored=*/true);
+TEST(ReportText, UsesColorsOnConsoleOnly) {
+  EXPECT_THAT(Printed(ExampleReport()), Not(HasSubstr("\x1B")));
+  const std::string colored = Printed(ExampleReport(), /*colored=*/true);
   EXPECT_THAT(colored, HasSubstr("\x1B[32mshown\x1B[0m"));
-  EXPECT_THAT(colored, EndsWith("\x1B[32mThe second factor is in force, with nothing to mend.\x1B[0m\n"));
+  EXPECT_THAT(colored, EndsWith("\x1B[32mThe second factor is required. No issues found.\x1B[0m\n"));
 }
 
-// The escape sequences take no columns.
-TEST(ReportText, ColoursDoNotMoveTheColumns) {
-  std::string text = Printed(MadeUpWhatIf(), /*colored=*/true);
+// Escape sequences have no width.
+TEST(ReportText, AlignsColumnsWithColors) {
+  std::string text = Printed(ExampleWhatIf(), /*colored=*/true);
   for (std::size_t start = text.find('\x1B'); start != std::string::npos; start = text.find('\x1B')) {
     text.erase(start, text.find('m', start) + 1 - start);
   }
-  EXPECT_EQ(text, Printed(MadeUpWhatIf()));
+  EXPECT_EQ(text, Printed(ExampleWhatIf()));
 }
 
-TEST(ReportText, AssumedSecretIsNotShown) {
-  Report report = MadeUpWhatIf();
+TEST(ReportText, DoesNotShowAssumedSecret) {
+  Report report = ExampleWhatIf();
   report.assumptions = {{FilterCheck::FindSetting("SKey"), L"letters"},
                         {FilterCheck::FindSetting("IKey"), L""}};
   const std::string text = Printed(report);
@@ -177,8 +178,8 @@ TEST(ReportText, AssumedSecretIsNotShown) {
   EXPECT_THAT(text, HasSubstr("\nAssuming SKey=(set)\nAssuming IKey=\n"));
 }
 
-TEST(ReportText, RegistrationTellsWhatIsNotAsItShouldBe) {
-  Report report = MadeUpReport();
+TEST(ReportText, ShowsRegistrationFaults) {
+  Report report = ExampleReport();
   report.registration.filter[0] = {false, "", false, "", false, false, false, std::nullopt};
   report.registration.filter[1] = {true, "C:\\x.dll", false, "Free", true, true, false, false};
   report.registration.others = {{false, "{1}", "Other", "C:\\o.dll", true},
@@ -190,24 +191,24 @@ TEST(ReportText, RegistrationTellsWhatIsNotAsItShouldBe) {
   report.registration.prohibitFallbacks = 1;
   // clang-format off
   EXPECT_THAT(Printed(report), HasSubstr(
-      "  64-bit list of filters       not entered\n"
-      "  64-bit module                none named\n"
+      "  64-bit list of filters       not listed\n"
+      "  64-bit module                not set\n"
       "  64-bit threading model       not set\n"
-      "  32-bit list of filters       entered\n"
+      "  32-bit list of filters       listed\n"
       "  32-bit module                C:\\x.dll\n"
-      "  32-bit file                  there, but not 32-bit or not readable, not the\n"
-      "                               same as beside this program\n"
+      "  32-bit file                  exists, not 32-bit or not readable, differs from\n"
+      "                               the DLL of this program\n"
       "  32-bit threading model       Free\n"
       "  64-bit other filter          Other {1}, C:\\o.dll\n"
       "  32-bit other filter          {2}, no module\n"
-      "  32-bit other filter          {3}, C:\\p.dll, not there\n"
+      "  32-bit other filter          {3}, C:\\p.dll, missing\n"
       "  Kuv provider                 installed\n"
       "  Kuv smart card provider      installed\n"
       "  ExcludedCredentialProviders  {E}\n"
       "  DefaultCredentialProvider    {D}\n"
       "  ProhibitFallbacks            1\n"));
   // clang-format on
-  EXPECT_THAT(Printed(report), EndsWith("\nThe second factor is NOT in force: Windows does not load the "
+  EXPECT_THAT(Printed(report), EndsWith("\nThe second factor is NOT required: Windows does not load the "
                                         "filter for the logon screen.\n"));
 }
 

@@ -1,4 +1,4 @@
-#include <cwchar>
+#include <algorithm>
 #include <sstream>
 
 #include <gmock/gmock.h>
@@ -33,18 +33,28 @@ CheckRun RunCheck(const std::vector<std::wstring>& arguments, bool isConsole = f
 class FilterCheckRun : public KuvTest::RegisteredMachine {
  protected:
   FilterCheckRun() { ::SetEnvironmentVariableW(L"NO_COLOR", nullptr); }
+
+  // Expects exit code 3, no output, and one line with an error that starts and ends with these texts.
+  static void ExpectFailure(const std::vector<std::wstring>& arguments, const std::string& start,
+                            const std::string& end) {
+    const CheckRun run = RunCheck(arguments);
+    EXPECT_EQ(run.exitCode, 3);
+    EXPECT_EQ(run.out, "");
+    EXPECT_THAT(run.err, AllOf(StartsWith("KuvFilterCheck: " + start), EndsWith(end + "\n")));
+    EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1);
+  }
 };
 
-TEST_F(FilterCheckRun, GoodMachineIsFine) {
+TEST_F(FilterCheckRun, ReturnsZeroWithoutFindings) {
   const CheckRun run = RunCheck({});
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_EQ(run.err, "");
   EXPECT_THAT(run.out, StartsWith("Kuv filter check of "));
   EXPECT_THAT(run.out, HasSubstr("\nFindings\n\n  None.\n"));
-  EXPECT_THAT(run.out, EndsWith("\nThe second factor is in force, with nothing to mend.\n"));
+  EXPECT_THAT(run.out, EndsWith("\nThe second factor is required. No issues found.\n"));
 }
 
-TEST_F(FilterCheckRun, FindingsOfSettingsOrRegistrationAreExitCode1) {
+TEST_F(FilterCheckRun, ReturnsOneForWarnings) {
   Server(KuvTest::kView64).SetText(L"ThreadingModel", L"Free");
   EXPECT_EQ(RunCheck({}).exitCode, 1);
   Server(KuvTest::kView64).SetText(L"ThreadingModel", L"Apartment");
@@ -52,65 +62,52 @@ TEST_F(FilterCheckRun, FindingsOfSettingsOrRegistrationAreExitCode1) {
   EXPECT_EQ(RunCheck({}).exitCode, 1);
 }
 
-TEST_F(FilterCheckRun, SecondFactorThatIsOffIsExitCode2) {
+TEST_F(FilterCheckRun, ReturnsTwoIfSecondFactorIsNotRequired) {
   registry.Local().DeleteValue(L"SKey");
   const CheckRun run = RunCheck({});
   EXPECT_EQ(run.exitCode, 2);
-  EXPECT_THAT(run.out, EndsWith("\nThe second factor is NOT in force: no kind of logon is protected.\n"));
+  EXPECT_THAT(run.out, EndsWith("\nThe second factor is NOT required at any kind of sign-in.\n"));
 }
 
-TEST_F(FilterCheckRun, MachineThatLetsNobodyInIsExitCode2) {
+TEST_F(FilterCheckRun, ReturnsTwoForLockout) {
   ProviderKey(KuvTest::kKuv).Delete();
   ProviderKey(KuvTest::kKuvSmartCard).SetText(L"", L"Kuv smart card");
   const CheckRun run = RunCheck({});
   EXPECT_EQ(run.exitCode, 2);
-  EXPECT_THAT(run.out, EndsWith("\nThe second factor CANNOT be given: no provider is left where the filter "
-                                "protects, so nobody can log on there.\n"));
+  EXPECT_THAT(run.out, EndsWith("\nNO ONE CAN SIGN IN where the second factor is required: the filter hides "
+                                "every provider there.\n"));
   EXPECT_THAT(RunCheck({L"--json"}).out, HasSubstr("\"inForce\" : false"));
-  // With somebody let in, it is the second factor that is missed.
-  EXPECT_THAT(RunCheck({L"--what-if", L"ProvidersWhitelist={60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}"}).out,
-              EndsWith("\nAs assumed: The second factor is NOT in force: no kind of logon is protected.\n"));
+  // With a whitelisted provider, users can sign in without the second factor.
+  EXPECT_THAT(
+      RunCheck({L"--what-if", L"ProvidersWhitelist={60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}"}).out,
+      EndsWith("\nWith these assumptions: The second factor is NOT required at any kind of sign-in.\n"));
 }
 
-TEST_F(FilterCheckRun, ExcludedSecondFactorIsExitCode2) {
+TEST_F(FilterCheckRun, ReturnsTwoForExcludedProvider) {
   KuvTest::TestKey{HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Policies\\System"}
       .SetText(L"ExcludedCredentialProviders", KuvTest::kKuv);
   const CheckRun run = RunCheck({});
   EXPECT_EQ(run.exitCode, 2);
-  EXPECT_THAT(run.out, EndsWith("\nThe second factor counts as NOT in force: the policy "
-                                "ExcludedCredentialProviders may take its provider off.\n"));
+  EXPECT_THAT(run.out, EndsWith("\nThe second factor is treated as NOT required: the policy setting "
+                                "ExcludedCredentialProviders may hide the Kuv credential provider.\n"));
   EXPECT_THAT(RunCheck({L"--json"}).out, HasSubstr("\"inForce\" : false"));
 }
 
-TEST_F(FilterCheckRun, FilterThatIsNotRegisteredIsExitCode2) {
+TEST_F(FilterCheckRun, ReturnsTwoForUnregisteredFilter) {
   Entry(KuvTest::kView64).Delete();
   EXPECT_EQ(RunCheck({}).exitCode, 2);
 }
 
-TEST_F(FilterCheckRun, WrongUsageIsExitCode3AndOneLine) {
-  const CheckRun run = RunCheck({L"--bogus"});
-  EXPECT_EQ(run.exitCode, 3);
-  EXPECT_EQ(run.out, "");
-  EXPECT_EQ(run.err, "KuvFilterCheck: unknown option '--bogus'; --help tells the options\n");
-}
-
-TEST_F(FilterCheckRun, ValueThatDoesNotFitIsExitCode3) {
-  const CheckRun run = RunCheck({L"--what-if", L"RdpOnly=yes"});
-  EXPECT_EQ(run.exitCode, 3);
-  EXPECT_EQ(run.out, "");
-  EXPECT_THAT(run.err, AllOf(StartsWith("KuvFilterCheck: RdpOnly takes a number"), EndsWith("\n")));
-}
-
-TEST_F(FilterCheckRun, RegistryThatCannotBeReadIsExitCode3) {
+TEST_F(FilterCheckRun, ReturnsThreeForErrors) {
+  ExpectFailure({L"--bogus"}, "unknown option '--bogus'; see --help", "unknown option '--bogus'; see --help");
+  ExpectFailure({L"--what-if", L"RdpOnly=yes"}, "RdpOnly requires a 32-bit number", "");
+  ExpectFailure({L"--json", L"--html", folder.Path(L"none\\page.html")}, "cannot write '", " (error 3)");
   KUV_IMPORT_HOOK(open, RegOpenKeyExW);
   open.Answer([](HKEY, LPCWSTR, DWORD, REGSAM, PHKEY) { return LSTATUS{ERROR_ACCESS_DENIED}; });
-  const CheckRun run = RunCheck({});
-  EXPECT_EQ(run.exitCode, 3);
-  EXPECT_EQ(run.out, "");
-  EXPECT_THAT(run.err, AllOf(StartsWith("KuvFilterCheck: cannot "), EndsWith(" (error 5)\n")));
+  ExpectFailure({}, "cannot ", " (error 5)");
 }
 
-TEST_F(FilterCheckRun, HelpIsShownWithoutLooking) {
+TEST_F(FilterCheckRun, ShowsHelpWithoutReadingTheRegistry) {
   KUV_IMPORT_HOOK(open, RegOpenKeyExW);
   const CheckRun run = RunCheck({L"--help"});
   EXPECT_EQ(run.exitCode, 0);
@@ -118,18 +115,18 @@ TEST_F(FilterCheckRun, HelpIsShownWithoutLooking) {
   EXPECT_EQ(open.CallCount(), 0u);
 }
 
-TEST_F(FilterCheckRun, ExitCodeIsOfTheAssumedSituation) {
+TEST_F(FilterCheckRun, ReturnsExitCodeOfAssumedSituation) {
   EXPECT_EQ(RunCheck({L"--what-if", L"IKey="}).exitCode, 2);
   registry.Local().DeleteValue(L"IKey");
   EXPECT_EQ(RunCheck({}).exitCode, 2);
   const CheckRun run = RunCheck({L"--what-if", L"IKey=NEW"});
   EXPECT_EQ(run.exitCode, 0);
-  EXPECT_THAT(run.out, EndsWith("\nToday: The second factor is NOT in force: no kind of logon is protected.\n"
-                                "As assumed: The second factor is in force, with nothing to mend.\n"));
+  EXPECT_THAT(run.out, EndsWith("\nToday: The second factor is NOT required at any kind of sign-in.\n"
+                                "With these assumptions: The second factor is required. No issues found.\n"));
 }
 
-// What is assumed, against what is really written.
-TEST_F(FilterCheckRun, AssumedSituationIsTheOneAfterWriting) {
+// Compares the assumed situation with the one after writing the values.
+TEST_F(FilterCheckRun, AssumesTheResultOfWriting) {
   const auto situation = [](const std::string& text, const char* name) {
     Json::Value value;
     std::istringstream in{text};
@@ -145,7 +142,7 @@ TEST_F(FilterCheckRun, AssumedSituationIsTheOneAfterWriting) {
   EXPECT_EQ(assumed, written);
 }
 
-TEST_F(FilterCheckRun, DefaultProviderIsJudgedByTheAssumedDecision) {
+TEST_F(FilterCheckRun, ChecksDefaultProviderAgainstAssumedDecision) {
   KuvTest::TestKey{HKEY_LOCAL_MACHINE, L"SOFTWARE\\Policies\\Microsoft\\Windows\\System"}.SetText(
       L"DefaultCredentialProvider", KuvTest::kPassword);
   const CheckRun run = RunCheck({L"--what-if", L"ElevationProtectionMode=1"});
@@ -153,7 +150,7 @@ TEST_F(FilterCheckRun, DefaultProviderIsJudgedByTheAssumedDecision) {
                                  "[platform.default-provider-hidden]\n"));
 }
 
-TEST_F(FilterCheckRun, SecretIsShownNowhere) {
+TEST_F(FilterCheckRun, DoesNotShowSecret) {
   const std::wstring page = folder.Path(L"page.html");
   for (const std::vector<std::wstring>& arguments : {std::vector<std::wstring>{L"--html", page},
                                                      {L"--json"},
@@ -166,7 +163,7 @@ TEST_F(FilterCheckRun, SecretIsShownNowhere) {
   EXPECT_THAT(KuvTest::ReadFileBytes(page), Not(HasSubstr("sample-secret")));
 }
 
-TEST_F(FilterCheckRun, ColoursAreForAConsoleThatWantsThem) {
+TEST_F(FilterCheckRun, UsesColorsOnConsoleUnlessTurnedOff) {
   EXPECT_THAT(RunCheck({}, /*isConsole=*/true).out, HasSubstr("\x1B["));
   EXPECT_THAT(RunCheck({}, /*isConsole=*/false).out, Not(HasSubstr("\x1B[")));
   EXPECT_THAT(RunCheck({L"--no-color"}, /*isConsole=*/true).out, Not(HasSubstr("\x1B[")));
@@ -174,7 +171,7 @@ TEST_F(FilterCheckRun, ColoursAreForAConsoleThatWantsThem) {
   EXPECT_THAT(RunCheck({}, /*isConsole=*/true).out, Not(HasSubstr("\x1B[")));
 }
 
-TEST_F(FilterCheckRun, PageIsWrittenBesideTheTable) {
+TEST_F(FilterCheckRun, WritesPageInAdditionToTable) {
   const std::wstring page = folder.Path(L"page.html");
   const CheckRun run = RunCheck({L"--html", page});
   EXPECT_EQ(run.exitCode, 0);
@@ -182,25 +179,15 @@ TEST_F(FilterCheckRun, PageIsWrittenBesideTheTable) {
   EXPECT_THAT(KuvTest::ReadFileBytes(page), StartsWith("<!DOCTYPE html>\n"));
 }
 
-TEST_F(FilterCheckRun, PageThatIsThereAlreadyStays) {
+TEST_F(FilterCheckRun, DoesNotOverwritePage) {
   const std::wstring page = folder.Path(L"page.html");
   KuvTest::WriteFileBytes(page, "mine");
-  const CheckRun run = RunCheck({L"--html", page});
-  EXPECT_EQ(run.exitCode, 3);
-  EXPECT_EQ(run.out, "");
-  EXPECT_THAT(run.err, AllOf(StartsWith("KuvFilterCheck: cannot write '"), HasSubstr("page.html': "),
-                             EndsWith(" (error 80)\n")));
+  ExpectFailure({L"--html", page}, "cannot write '", " (error 80)");
+  EXPECT_THAT(RunCheck({L"--html", page}).err, HasSubstr("page.html': "));
   EXPECT_EQ(KuvTest::ReadFileBytes(page), "mine");
 }
 
-TEST_F(FilterCheckRun, PageInAFolderThatIsNotThereIsAnError) {
-  const CheckRun run = RunCheck({L"--json", L"--html", folder.Path(L"none\\page.html")});
-  EXPECT_EQ(run.exitCode, 3);
-  EXPECT_EQ(run.out, "");
-  EXPECT_THAT(run.err, EndsWith(" (error 3)\n"));
-}
-
-TEST_F(FilterCheckRun, NothingIsWrittenToTheMachinesKeysOrTheLog) {
+TEST_F(FilterCheckRun, WritesNothingToMachineKeysOrLog) {
   const std::string before = KuvTest::Snapshot();
   RunCheck({});
   RunCheck({L"--json", L"--what-if", L"RdpOnly=1"});
@@ -208,7 +195,7 @@ TEST_F(FilterCheckRun, NothingIsWrittenToTheMachinesKeysOrTheLog) {
   EXPECT_THAT(appData.Names(), IsEmpty());
 }
 
-TEST(WriteNewFile, RemovesWhatCouldNotBeWrittenWhole) {
+TEST(WriteNewFile, DeletesIncompleteFile) {
   const KuvTest::TempFolder folder;
   const std::wstring path = folder.Path(L"page.html");
   for (const bool fails : {false, true}) {

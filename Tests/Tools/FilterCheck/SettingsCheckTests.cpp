@@ -1,4 +1,4 @@
-// What is stored, what counts and where it comes from; and that a look changes and betrays nothing.
+// Stored values, effective values and their sources. Reading them changes nothing and reveals no secret.
 #include <gmock/gmock.h>
 
 #include "Common/HostError.h"
@@ -31,14 +31,14 @@ class SettingsCheck : public SettingsFixture {
   }
 };
 
-TEST_F(SettingsCheck, TellsEverySettingInTheOrderOfTheTable) {
+TEST_F(SettingsCheck, ListsSettingsInTableOrder) {
   const Situation situation = Examine();
   ASSERT_EQ(situation.settings.size(), FilterCheck::AllSettings().size());
   for (std::size_t i = 0; i < situation.settings.size(); ++i)
     EXPECT_EQ(situation.settings[i].setting, &FilterCheck::AllSettings()[i]);
 }
 
-TEST_F(SettingsCheck, TellsStoredTypeAndSize) {
+TEST_F(SettingsCheck, ReadsStoredTypeAndSize) {
   registry.Local().SetDword(L"RdpOnly", 7);
   registry.Policy().SetBytes(L"RdpOnly", REG_QWORD, "\x2\0\0\0\x1\0\0\0", 8);
   const Situation situation = Examine();
@@ -55,7 +55,7 @@ TEST_F(SettingsCheck, TellsStoredTypeAndSize) {
   EXPECT_FALSE(StateOf(situation, "Debug").policy);
 }
 
-TEST_F(SettingsCheck, ShowsEveryTypeOfValue) {
+TEST_F(SettingsCheck, FormatsEveryType) {
   struct Row {
     DWORD type;
     std::wstring units;
@@ -83,7 +83,7 @@ TEST_F(SettingsCheck, ShowsEveryTypeOfValue) {
   }
 }
 
-TEST_F(SettingsCheck, TellsWhereAValueComesFrom) {
+TEST_F(SettingsCheck, ReadsSourceOfValues) {
   ExpectState("Host", "auth.kuv.example:443", Source::Local);
   ExpectState("FailOpen", "1", Source::Default);
   registry.Local().SetDword(L"FailOpen", 1);
@@ -98,7 +98,7 @@ TEST_F(SettingsCheck, TellsWhereAValueComesFrom) {
   ExpectState("Host", "not set", Source::Policy);
 }
 
-TEST_F(SettingsCheck, TellsWhereNumbersThatAreReadAnewComeFrom) {
+TEST_F(SettingsCheck, ReadsSourceOfNumbersThatAreReadEachTime) {
   const std::uint16_t two = 2;
   registry.Local().SetDword(L"ElevationProtectionMode", 1);
   registry.Policy().SetBytes(L"ElevationProtectionMode", REG_DWORD, &two, sizeof(two));
@@ -110,7 +110,7 @@ TEST_F(SettingsCheck, TellsWhereNumbersThatAreReadAnewComeFrom) {
   ExpectState("AutoPush", "1", Source::Policy);
 }
 
-TEST_F(SettingsCheck, TellsThatAZeroDoesNotCountForTheLog) {
+TEST_F(SettingsCheck, IgnoresLogLevelZero) {
   registry.Policy().SetDword(L"Debug", 0);
   ExpectState("Debug", "0", Source::Default);
   registry.Local().SetDword(L"Debug", 9);
@@ -119,14 +119,14 @@ TEST_F(SettingsCheck, TellsThatAZeroDoesNotCountForTheLog) {
   ExpectState("Debug", "1", Source::Policy);
 }
 
-TEST_F(SettingsCheck, TellsThatAPolicyKeyDiscardsOfflineUsers) {
+TEST_F(SettingsCheck, IgnoresLocalOfflineUsersIfPolicyKeyExists) {
   registry.Local().SetDword(L"OfflineMaxUsers", 9);
   ExpectState("OfflineMaxUsers", "5", Source::Default);
   registry.Policy().Delete();
   ExpectState("OfflineMaxUsers", "9", Source::Local);
 }
 
-TEST_F(SettingsCheck, TellsTheWhitelistThatCounts) {
+TEST_F(SettingsCheck, ReadsEffectiveWhitelist) {
   registry.Local().SetTexts(L"ProvidersWhitelist", {kPassword});
   ExpectState("ProvidersWhitelist", "{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}", Source::Local);
   registry.Policy().SetTexts(L"ProvidersWhitelist", {kVendor, L"nonsense", kPassword});
@@ -137,7 +137,7 @@ TEST_F(SettingsCheck, TellsTheWhitelistThatCounts) {
   ExpectState("ProvidersWhitelist", "none", Source::Policy);
 }
 
-TEST_F(SettingsCheck, StandsWithoutAnyKey) {
+TEST_F(SettingsCheck, UsesDefaultsWithoutKeys) {
   registry.Local().Delete();
   registry.Policy().Delete();
   const Situation situation = Examine();
@@ -159,14 +159,14 @@ TEST_F(SettingsCheck, WritesNothing) {
   EXPECT_EQ(g_logSystem, nullptr);
 }
 
-TEST_F(SettingsCheck, LeavesNoSecretBehind) {
+TEST_F(SettingsCheck, WipesSecret) {
   Examine();
   EXPECT_EQ(GetConfiguration()->SKey, "");
 }
 
-// Whatever is stored, and wherever.
-TEST_F(SettingsCheck, ShowsTheSecretNowhere) {
-  const std::wstring secret = L"Geheim-4711";
+// In every form and place.
+TEST_F(SettingsCheck, DoesNotShowSecret) {
+  const std::wstring secret = L"Hidden-4711";
   const std::vector<std::function<void(const TestKey&)>> ways{
       [&](const TestKey& key) { key.SetText(L"SKey", secret); },
       [&](const TestKey& key) { key.SetBytes(L"SKey", REG_SZ, secret.data(), secret.size() * 2); },
@@ -184,15 +184,15 @@ TEST_F(SettingsCheck, ShowsTheSecretNowhere) {
       for (const Situation& situation :
            {Examine(), ExamineAssuming(std::vector{FilterCheck::Assumption{FindSetting("SKey"), secret}})}) {
         const std::string texts = Describe(situation);
-        EXPECT_THAT(texts, Not(HasSubstr("Geheim")));
+        EXPECT_THAT(texts, Not(HasSubstr("Hidden")));
         EXPECT_THAT(texts, Not(HasSubstr("4711")));
-        EXPECT_THAT(texts, Not(HasSubstr("47 00 65 00")));
+        EXPECT_THAT(texts, Not(HasSubstr("48 00 69 00")));
       }
     }
   }
 }
 
-TEST_F(SettingsCheck, TellsOnlyWhetherTheSecretIsSet) {
+TEST_F(SettingsCheck, ShowsOnlyWhetherSecretIsSet) {
   const Situation set = Examine();
   EXPECT_EQ(StateOf(set, "SKey").effective, "set");
   EXPECT_EQ(StateOf(set, "SKey").local->shown, "set");
@@ -202,7 +202,7 @@ TEST_F(SettingsCheck, TellsOnlyWhetherTheSecretIsSet) {
   EXPECT_EQ(StateOf(empty, "SKey").local->shown, "empty");
 }
 
-TEST_F(SettingsCheck, FailsForAKeyThatMustNotBeRead) {
+TEST_F(SettingsCheck, ThrowsIfKeyCannotBeRead) {
   KUV_IMPORT_HOOK(open, RegOpenKeyExA);
   open.Answer([&](HKEY root, const char* path, DWORD options, REGSAM access, HKEY* key) -> LSTATUS {
     if (std::string{path} == "Software\\Kuvant\\KuvCredProv" && access == KEY_QUERY_VALUE)
@@ -214,11 +214,11 @@ TEST_F(SettingsCheck, FailsForAKeyThatMustNotBeRead) {
     ADD_FAILURE() << "nothing was thrown";
   } catch (const FilterHost::HostError& error) {
     EXPECT_THAT(error.what(), HasSubstr("cannot read HKLM\\Software\\Kuvant\\KuvCredProv"));
-    EXPECT_THAT(error.what(), HasSubstr("(error 5); run this as an administrator"));
+    EXPECT_THAT(error.what(), HasSubstr("(error 5); run KuvFilterCheck as an administrator"));
   }
 }
 
-TEST(PlainTexts, KeepTheCursorInItsPlace) {
+TEST(PlainTexts, ReplaceControlCharacters) {
   EXPECT_EQ(PlainText(std::wstring{L"a\r\n\t\x1b[31mb\x7f\x9b"}), "a???\?[31mb??");
   EXPECT_EQ(PlainText(std::wstring{L"\x202E\x2066\x200F\x061C\xFEFF\x2028"}), "??????");
   EXPECT_EQ(PlainText(std::wstring{L"\x00e4\x20AC"}), "\xC3\xA4\xE2\x82\xAC");

@@ -85,7 +85,7 @@ TestKey SettingsFixture::ProviderKey(const std::wstring& identifier) {
 
 void CloseKeys() {
   if (!ProtectSettingsKeys()) throw std::runtime_error{"cannot protect the settings keys"};
-  // As keys of an installer are; those of a test are its user's.
+  // The owner that an installer sets. The keys of a test belong to its user.
   BYTE administrators[SECURITY_MAX_SID_SIZE] = {};
   DWORD size = sizeof(administrators);
   ::CreateWellKnownSid(WinBuiltinAdministratorsSid, nullptr, administrators, &size);
@@ -98,7 +98,7 @@ void CloseKeys() {
     if (opened != ERROR_SUCCESS ||
         ::SetSecurityInfo(key.Get(), SE_REGISTRY_KEY, OWNER_SECURITY_INFORMATION, administrators, nullptr,
                           nullptr, nullptr) != ERROR_SUCCESS) {
-      throw std::runtime_error{"cannot give the settings keys to the administrators"};
+      throw std::runtime_error{"cannot set the owner of the settings keys"};
     }
   }
 }
@@ -110,18 +110,14 @@ const FilterCheck::SettingState& StateOf(const FilterCheck::Situation& situation
   throw std::runtime_error{"no such setting: " + std::string{name}};
 }
 
-FilterCheck::Findings FindingsOf(const FilterCheck::Situation& situation, std::string_view id) {
-  FilterCheck::Findings findings;
-  for (const FilterCheck::Finding& finding : situation.findings) {
-    if (finding.id == id) findings.push_back(finding);
-  }
-  return findings;
+std::vector<std::string> Ids(const FilterCheck::Findings& findings) {
+  std::vector<std::string> ids;
+  for (const FilterCheck::Finding& finding : findings) ids.push_back(finding.id);
+  return ids;
 }
 
 std::vector<std::string> IdsOf(const FilterCheck::Situation& situation) {
-  std::vector<std::string> ids;
-  for (const FilterCheck::Finding& finding : situation.findings) ids.push_back(finding.id);
-  return ids;
+  return Ids(situation.findings);
 }
 
 std::string Describe(const FilterCheck::Situation& situation) {
@@ -154,7 +150,7 @@ std::string Describe(const FilterCheck::Situation& situation) {
 }
 
 std::string Snapshot() {
-  // The root has no handle of its own to start from, but a name that leads to each key.
+  // The redirected root cannot be enumerated by handle, so each key is opened by name.
   std::ostringstream out;
   for (DWORD index = 0;; ++index) {
     wchar_t name[300] = {};

@@ -21,14 +21,14 @@ constexpr wchar_t kSmartCard[] = L"{8FD7E19C-3BF7-489B-A72C-846AB3678C96}";
 constexpr wchar_t kPassword[] = L"{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}";
 constexpr wchar_t kVendor[] = L"{11111111-2222-3333-4444-555555555555}";
 
-/// A machine that is as it should be: complete settings for administrators only, the usual providers, a
-/// folder for application data in which the filter has not made its own yet.
+/// A machine without findings: complete settings that only administrators can read, the usual providers, and
+/// an application data folder without the folder of the filter.
 class SettingsFixture : public ::testing::Test {
  protected:
   SettingsFixture();
   ~SettingsFixture() override;
 
-  /// Writes them again, after a test has deleted the keys.
+  /// Writes the settings again after a test has deleted the keys.
   void WriteGoodSettings() const;
   static TestKey ProviderKey(const std::wstring& identifier);
 
@@ -37,22 +37,20 @@ class SettingsFixture : public ::testing::Test {
   ImportHook<decltype(&::SHGetFolderPathW)> folderPath;
 };
 
-/// Closes both settings keys to everyone but the administrators.
+/// Restricts both settings keys to SYSTEM and Administrators.
 void CloseKeys();
 
-/// Gives the state of one setting.
+/// Returns the state of one setting.
 const FilterCheck::SettingState& StateOf(const FilterCheck::Situation& situation, std::string_view name);
 
-/// Gives the findings of an id.
-FilterCheck::Findings FindingsOf(const FilterCheck::Situation& situation, std::string_view id);
-
-/// Gives the ids of all findings, in their order.
+/// Returns the ids of the findings, in order.
+std::vector<std::string> Ids(const FilterCheck::Findings& findings);
 std::vector<std::string> IdsOf(const FilterCheck::Situation& situation);
 
-/// Every field of a situation, a line each, so that two can be compared and a text can be looked for.
+/// Returns every field of a situation as lines of text, for comparison and search.
 std::string Describe(const FilterCheck::Situation& situation);
 
-/// Every key and value below `HKEY_LOCAL_MACHINE`, with type and bytes.
+/// Returns every key and value below `HKEY_LOCAL_MACHINE`, with type and bytes.
 std::string Snapshot();
 
 }  // namespace KuvTest

@@ -1,4 +1,4 @@
-// The table of the settings against what the library really does with each of them.
+// Compares the settings table with the behavior of the library.
 #include "FilterCheck/Model/SettingsTable.h"
 
 #include <windows.h>
@@ -32,8 +32,7 @@ using ::testing::ElementsAre;
 
 using Bytes = std::vector<std::uint8_t>;
 
-// The library's answers, each by the way that its users take. What the record holds is read from the record
-// as it stands.
+// Reads each setting from the library as its users do. The record is not loaded again.
 class Library {
  public:
   std::string Ask(const std::string& name) { return readers_.at(name)(); }
@@ -65,7 +64,7 @@ class Library {
     return std::to_string(static_cast<int>(LogLevel::Info) - static_cast<int>(g_logSystem->minLevel));
   }
 
-  // How often the start of the log moves a file of this size.
+  // Returns how many files are moved when the log is opened with a file of this size.
   std::size_t Moves(std::uint64_t megabytes) {
     ImportHook<decltype(&::GetFileAttributesExW)> attributes{"GetFileAttributesExW"};
     ImportHook<decltype(&::MoveFileExW)> moves{"MoveFileExW"};
@@ -81,7 +80,7 @@ class Library {
     return moves.CallCount();
   }
 
-  // The smallest size that is moved, as the log finds it beside a limit of the other kind.
+  // Returns the smallest size that is rotated, with the other limit set.
   std::string Megabytes() {
     const TestKey key{HKEY_LOCAL_MACHINE, L"Software\\Kuvant\\KuvCredProv"};
     key.SetDword(L"LogFileMaxCount", 1);
@@ -155,14 +154,14 @@ class SettingsTable : public ::testing::Test {
  protected:
   ~SettingsTable() override { *GetConfiguration() = Configuration{}; }
 
-  // As a new process finds it.
+  // Returns the value in a new process.
   std::string Loaded(const SettingInfo& setting) {
     *GetConfiguration() = Configuration{};
     EnsureConfigurationLoaded();
     return library.Ask(std::string{setting.name});
   }
 
-  // What the library and the table make of one stored value, in either key.
+  // Compares library and table for one stored value, in either key.
   void ExpectStored(const SettingInfo& setting, DWORD type, const Bytes& data, const std::string& expected) {
     const std::wstring name = Wide(setting.name);
     for (const TestKey& key : {registry.Local(), registry.Policy()}) {
@@ -173,7 +172,7 @@ class SettingsTable : public ::testing::Test {
       EXPECT_EQ(setting.effective(), expected);
       key.DeleteValue(name);
     }
-    // The policy key would reset one of the settings.
+    // An existing policy key resets one of the settings.
     registry.Policy().Delete();
   }
 
@@ -194,7 +193,7 @@ std::string CountsAs(const SettingInfo& setting, std::uint32_t number) {
   return std::string{setting.byDefault};
 }
 
-TEST_F(SettingsTable, HoldsEverySetting) {
+TEST_F(SettingsTable, ContainsEverySetting) {
   std::vector<std::string> names;
   for (const SettingInfo& setting : AllSettings()) names.emplace_back(setting.name);
   EXPECT_THAT(names, ElementsAre("Host", "IKey", "SKey", "ElevationProtectionMode", "RdpOnly",
@@ -205,7 +204,7 @@ TEST_F(SettingsTable, HoldsEverySetting) {
                                  "InactivityTimeoutSeconds", "Debug", "LogFileMaxSizeMB", "LogFileMaxCount"));
 }
 
-TEST_F(SettingsTable, NamesAreFoundWithoutCase) {
+TEST_F(SettingsTable, FindsNamesWithoutCase) {
   EXPECT_EQ(FindSetting("rdponly"), FindSetting("RdpOnly"));
   ASSERT_NE(FindSetting("LOCAL_IP_FALLBACK"), nullptr);
   EXPECT_EQ(FindSetting("LOCAL_IP_FALLBACK")->name, "local_ip_fallback");
@@ -214,7 +213,7 @@ TEST_F(SettingsTable, NamesAreFoundWithoutCase) {
   EXPECT_EQ(FindSetting(""), nullptr);
 }
 
-TEST_F(SettingsTable, DefaultsAreTheLibrarys) {
+TEST_F(SettingsTable, MatchesDefaultsOfLibrary) {
   for (const SettingInfo& setting : AllSettings()) {
     SCOPED_TRACE(setting.name);
     registry.Local().Create();
@@ -223,7 +222,7 @@ TEST_F(SettingsTable, DefaultsAreTheLibrarys) {
   }
 }
 
-TEST_F(SettingsTable, RangesAreTheLibrarys) {
+TEST_F(SettingsTable, MatchesRangesOfLibrary) {
   for (const SettingInfo& setting : AllSettings()) {
     if (!FilterCheck::IsNumeric(setting)) continue;
     std::vector<std::uint32_t> numbers{0, 1, 2, 3, 0x80000000, 0xFFFFFFFF};
@@ -234,7 +233,7 @@ TEST_F(SettingsTable, RangesAreTheLibrarys) {
   }
 }
 
-TEST_F(SettingsTable, OnlyOneTypeOfNumbersCounts) {
+TEST_F(SettingsTable, AcceptsNumbersOfOneTypeOnly) {
   for (const SettingInfo& setting : AllSettings()) {
     if (!FilterCheck::IsNumeric(setting)) continue;
     // A number that differs from the default.
@@ -245,8 +244,8 @@ TEST_F(SettingsTable, OnlyOneTypeOfNumbersCounts) {
   }
 }
 
-// The record takes a short number; what is read anew does not.
-TEST_F(SettingsTable, SizesOfNumbersCountAsTheirEffectSays) {
+// The record accepts a short number. Settings that are read each time do not.
+TEST_F(SettingsTable, AcceptsShortNumbersInTheRecordOnly) {
   for (const SettingInfo& setting : AllSettings()) {
     if (!FilterCheck::IsNumeric(setting)) continue;
     const std::uint32_t number = setting.byDefault == "1" ? 0 : 1;
@@ -259,7 +258,7 @@ TEST_F(SettingsTable, SizesOfNumbersCountAsTheirEffectSays) {
   }
 }
 
-TEST_F(SettingsTable, TextsCountUpToTheirLimit) {
+TEST_F(SettingsTable, AcceptsTextsUpToTheLimit) {
   static_assert(FilterCheck::kMostTextBytes == 1024);
   for (const SettingInfo& setting : AllSettings()) {
     if (setting.kind != SettingKind::Text) continue;
@@ -282,7 +281,7 @@ std::wstring Identifiers(std::size_t count) {
   return list;
 }
 
-TEST_F(SettingsTable, ListsCountUpToTheirLimit) {
+TEST_F(SettingsTable, AcceptsListsUpToTheLimit) {
   static_assert(FilterCheck::kMostListBytes == 760);
   static_assert(FilterCheck::kMostProviders == 9);
   for (const SettingInfo& setting : AllSettings()) {
@@ -300,8 +299,8 @@ TEST_F(SettingsTable, ListsCountUpToTheirLimit) {
   }
 }
 
-// A value that is written while the process runs.
-TEST_F(SettingsTable, ChangesTakeEffectWhenTheTableSays) {
+// A value that changes while the process runs.
+TEST_F(SettingsTable, MatchesWhenChangesTakeEffect) {
   registry.Local().SetText(L"Host", L"auth.kuv.example");
   registry.Local().SetText(L"IKey", L"SAMPLE");
   registry.Local().SetText(L"SKey", L"secret");
@@ -322,7 +321,7 @@ TEST_F(SettingsTable, ChangesTakeEffectWhenTheTableSays) {
   }
 }
 
-TEST_F(SettingsTable, DebugChangesWithAClassObject) {
+TEST_F(SettingsTable, AppliesDebugWithNextClassObject) {
   EXPECT_EQ(FindSetting("Debug")->effect, Effect::NextClassObject);
   const LogCapture log{LogLevel::Info};
   registry.Local().SetDword(L"Debug", 1);
@@ -331,12 +330,12 @@ TEST_F(SettingsTable, DebugChangesWithAClassObject) {
   EXPECT_EQ(g_logSystem->minLevel, LogLevel::Debug);
 }
 
-TEST_F(SettingsTable, LimitsOfTheLogChangeWithItsStart) {
+TEST_F(SettingsTable, AppliesLogLimitsWithNextLogStart) {
   EXPECT_EQ(FindSetting("LogFileMaxSizeMB")->effect, Effect::NextLogStart);
   EXPECT_EQ(FindSetting("LogFileMaxCount")->effect, Effect::NextLogStart);
 }
 
-TEST_F(SettingsTable, OnlyThreeTextsAreRequired) {
+TEST_F(SettingsTable, RequiresThreeTexts) {
   std::vector<std::string> names;
   for (const SettingInfo& setting : AllSettings()) {
     if (FilterCheck::IsRequired(setting)) names.emplace_back(setting.name);
@@ -344,7 +343,7 @@ TEST_F(SettingsTable, OnlyThreeTextsAreRequired) {
   EXPECT_THAT(names, ElementsAre("Host", "IKey", "SKey"));
 }
 
-TEST_F(SettingsTable, EverySettingIsExplained) {
+TEST_F(SettingsTable, DescribesEverySetting) {
   for (const SettingInfo& setting : AllSettings()) {
     EXPECT_FALSE(setting.meaning.empty()) << setting.name;
     EXPECT_FALSE(setting.limits.empty()) << setting.name;

@@ -175,7 +175,7 @@ def check_page(name, browser, path, answer, pictures):
             expect(f"{view}: texts", page["texts"] > 100, True)
             expect(f"{view}: title", page["title"], f"Kuv filter check of {answer['machine']}")
             expect(f"{view}: scripts", page["scripts"], 0)
-            lead = "As assumed: " if answer["assumed"] else ""
+            lead = "With these assumptions: " if answer["assumed"] else ""
             expect(f"{view}: verdict", (page["verdict"], page["code"]),
                    (lead + subject["verdict"], subject["exitCode"]))
             expect(f"{view}: settings", page["settings"],
@@ -231,7 +231,7 @@ def check_full_disk(machine):
             result = subprocess.run([*machine.command, machine.program, *arguments], stdin=subprocess.DEVNULL,
                                     stdout=full, stderr=subprocess.PIPE, timeout=120)
         expect(f"{arguments} on a full disk", (result.returncode, result.stderr),
-               (3, b"KuvFilterCheck: cannot write the answer\n"))
+               (3, b"KuvFilterCheck: cannot write the output\n"))
 
 
 def check(machine, given, schema, browser, folder):

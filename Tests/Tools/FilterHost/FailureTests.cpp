@@ -19,7 +19,7 @@ class FilterHostFailure : public KuvTest::FilterHostFixture {
  protected:
   FilterHostFailure() { Install(kKuvProvider, L"Kuv"); }
 
-  // The answer of COM, which does not look into the sandbox.
+  // Replaces the result of COM, which does not use the sandbox.
   static HostRun RunWithComAnswer(HRESULT result) {
     KUV_IMPORT_HOOK(create, CoCreateInstance);
     create.Answer([=](REFCLSID, LPUNKNOWN, DWORD, REFIID, LPVOID*) { return result; });
@@ -38,43 +38,36 @@ class FilterHostFailure : public KuvTest::FilterHostFixture {
   }
 };
 
-TEST_F(FilterHostFailure, ProvidersFileIsNotReadable) {
-  Expect(RunHost({L"--providers", folder.Path() + L"\\none.txt"}), 4,
-         "cannot read '.*none.txt': .*error 2.*");
-}
-
-TEST_F(FilterHostFailure, ProvidersFileIsAFolder) {
+TEST_F(FilterHostFailure, ProvidersFileIsInvalid) {
+  Expect(RunHost({L"--providers", folder.Path(L"none.txt")}), 4, "cannot read '.*none.txt': .*error 2.*");
   Expect(RunHost({L"--providers", folder.Path()}), 4, "cannot read '.*': .*error 5.*");
-}
-
-TEST_F(FilterHostFailure, ProvidersFileHasAMalformedIdentifier) {
   Expect(RunHost({L"--providers", folder.Write(L"p.txt", "\n(1)\n")}), 3,
          ".*p.txt:2: '.1.' does not start with a braced identifier");
 }
 
 TEST_F(FilterHostFailure, NoProvidersAreInstalled) {
   InstalledProviders().Delete();
-  Expect(RunHost({}), 5, "no providers are installed below HKLM.*");
+  Expect(RunHost({}), 5, "no credential providers are registered in HKLM.*");
 }
 
 TEST_F(FilterHostFailure, FilterIsNotRegistered) {
   Expect(RunWithComAnswer(REGDB_E_CLASSNOTREG), 6,
          "the filter .3F6A1C92-7E40-4B1D-A6C3-52D9E07B11F4. is not registered; "
-         "regsvr32 KuvCredFilter.dll registers it: .*0x80040154.*");
+         "run regsvr32 KuvCredFilter.dll to register it: .*0x80040154.*");
 }
 
 TEST_F(FilterHostFailure, RegisteredFileIsMissing) {
-  RegisterFile(folder.Path() + L"\\gone.dll");
+  RegisterFile(folder.Path(L"gone.dll"));
   Expect(RunWithComAnswer(REGDB_E_CLASSNOTREG), 7, "cannot load '.*gone.dll': .*error 126.*");
 }
 
-TEST_F(FilterHostFailure, RegisteredFileMakesNoFilter) {
+TEST_F(FilterHostFailure, RegisteredFileCreatesNoFilter) {
   RegisterFile(SystemFile(L"version.dll"));
   Expect(RunWithComAnswer(CLASS_E_CLASSNOTAVAILABLE), 9,
-         "the filter was not created: CoCreateInstance: .*0x80040111.*");
+         "cannot create the filter: CoCreateInstance: .*0x80040111.*");
 }
 
-TEST_F(FilterHostFailure, RegisteredFilterIsAskedForByItsIdentifier) {
+TEST_F(FilterHostFailure, RegisteredFilterIsCreatedByIdentifier) {
   KUV_IMPORT_HOOK(create, CoCreateInstance);
   GUID clsid{};
   GUID interfaceId{};
@@ -90,22 +83,13 @@ TEST_F(FilterHostFailure, RegisteredFilterIsAskedForByItsIdentifier) {
   EXPECT_EQ(interfaceId, filterInterface);
 }
 
-TEST_F(FilterHostFailure, DllIsMissing) {
-  Expect(RunHost({L"--dll", folder.Path() + L"\\none.dll"}), 7, "cannot load '.*none.dll': .*error 126.*");
-}
-
-TEST_F(FilterHostFailure, DllIsNone) {
-  Expect(RunHost({L"--dll", folder.Write(L"text.dll", "no program at all")}), 7,
+TEST_F(FilterHostFailure, DllIsInvalid) {
+  Expect(RunHost({L"--dll", folder.Path(L"none.dll")}), 7, "cannot load '.*none.dll': .*error 126.*");
+  Expect(RunHost({L"--dll", folder.Write(L"text.dll", "not an image")}), 7,
          "cannot load '.*text.dll': .*error 193.*");
-}
-
-TEST_F(FilterHostFailure, DllHasNoClassObjects) {
   Expect(RunHost({L"--dll", SystemFile(L"version.dll")}), 8, "'.*version.dll' has no DllGetClassObject");
-}
-
-TEST_F(FilterHostFailure, DllHasOtherClassObjectsOnly) {
   Expect(RunHost({L"--dll", SystemFile(L"shell32.dll")}), 9,
-         "the filter was not created: DllGetClassObject: .*0x80040111.*");
+         "cannot create the filter: DllGetClassObject: .*0x80040111.*");
 }
 
 TEST_F(FilterHostFailure, ComDoesNotStart) {
@@ -116,7 +100,7 @@ TEST_F(FilterHostFailure, ComDoesNotStart) {
   EXPECT_EQ(uninitialize.CallCount(), 0u);
 }
 
-TEST_F(FilterHostFailure, NothingIsLeftBehind) {
+TEST_F(FilterHostFailure, NothingIsLeaked) {
   KUV_IMPORT_HOOK(initialize, CoInitializeEx);
   KUV_IMPORT_HOOK(uninitialize, CoUninitialize);
   EXPECT_EQ(RunHost(WithDll({})).exitCode, 0);

@@ -11,7 +11,7 @@ using KuvTest::kPasswordProvider;
 using KuvTest::RunHost;
 using KuvTest::RunHostJson;
 
-// A filter that is not ours, with answers that ours never gives. It lives on the stack of the test.
+// Another filter, with results that our filter never returns. It is on the stack of the test.
 class ForeignFilter final : public ICredentialProviderFilter {
  public:
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void** object) override {
@@ -55,19 +55,19 @@ class FilterHostForeignFilter : public KuvTest::FilterHostFixture {
   KuvTest::ImportHook<decltype(&::CoCreateInstance)> create;
 };
 
-TEST_F(FilterHostForeignFilter, FailureStandsInTheTable) {
+TEST_F(FilterHostForeignFilter, ShowsFailureInTable) {
   filter.filterResult = E_ACCESSDENIED;
   const HostRun run = RunHost({L"--scenario", L"logon"});
   EXPECT_EQ(run.exitCode, 0);
-  EXPECT_THAT(run.out, ::testing::EndsWith("\nFilter's answer  0x80070005\n"));
+  EXPECT_THAT(run.out, ::testing::EndsWith("\nFilter result  0x80070005\n"));
 }
 
-TEST_F(FilterHostForeignFilter, FailureStandsInTheJson) {
+TEST_F(FilterHostForeignFilter, ShowsFailureInJson) {
   filter.filterResult = E_ACCESSDENIED;
   EXPECT_EQ(RunHostJson({})["scenarios"][0]["result"], "0x80070005");
 }
 
-TEST_F(FilterHostForeignFilter, ChangeOfARemoteCredentialIsTold) {
+TEST_F(FilterHostForeignFilter, ReportsChangedRemoteCredential) {
   using Credential = CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION;
   struct {
     const char* name;
@@ -94,7 +94,7 @@ TEST_F(FilterHostForeignFilter, ChangeOfARemoteCredentialIsTold) {
   }
 }
 
-TEST_F(FilterHostForeignFilter, IsReleased) {
+TEST_F(FilterHostForeignFilter, ReleasesTheFilter) {
   EXPECT_EQ(RunHost({}).exitCode, 0);
   EXPECT_EQ(create.CallCount(), 1u);
   EXPECT_EQ(filter.references, 0u);

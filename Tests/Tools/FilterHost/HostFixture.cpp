@@ -15,14 +15,18 @@ HostRun RunHost(const std::vector<std::wstring>& arguments) {
   return {exitCode, out.str(), err.str()};
 }
 
+Json::Value ParseJson(const std::string& text) {
+  Json::Value value;
+  std::istringstream in{text};
+  in >> value;
+  return value;
+}
+
 Json::Value RunHostJson(std::vector<std::wstring> arguments) {
   arguments.emplace_back(L"--json");
   const HostRun run = RunHost(arguments);
   if (run.exitCode != 0 || !run.err.empty()) throw std::runtime_error{"the host failed: " + run.err};
-  Json::Value value;
-  std::istringstream text{run.out};
-  text >> value;
-  return value;
+  return ParseJson(run.out);
 }
 
 FilterHostFixture::FilterHostFixture()

@@ -21,7 +21,7 @@ constexpr wchar_t kKuvProvider[] = L"{5E1B7C30-9A42-4D6F-8C15-A3F02E76D418}";
 constexpr wchar_t kPasswordProvider[] = L"{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}";
 constexpr wchar_t kForeignProvider[] = L"{11111111-2222-3333-4444-555555555555}";
 
-/// What a run of the program leaves.
+/// The result of a run of the program.
 struct HostRun {
   int exitCode;
   std::string out;
@@ -31,21 +31,24 @@ struct HostRun {
 /// Runs the program within this process.
 HostRun RunHost(const std::vector<std::wstring>& arguments);
 
-/// Runs it with `--json` and parses what it writes. Throws `std::runtime_error` if that fails.
+/// Parses JSON.
+Json::Value ParseJson(const std::string& text);
+
+/// Runs the program with `--json` and parses its output. Throws `std::runtime_error` if that fails.
 Json::Value RunHostJson(std::vector<std::wstring> arguments);
 
-/// Lets the host ask the built DLL in this process: with the registry of a sandbox, in a local session,
-/// with the application data in a folder of the test's own.
+/// Runs the host with the built DLL in this process: with a sandbox registry, in a console session, and with
+/// a temporary application data folder.
 class FilterHostFixture : public ::testing::Test {
  protected:
   FilterHostFixture();
 
-  /// Writes what a complete configuration needs.
+  /// Writes the required settings.
   void Configure() const;
   static void Install(const std::wstring& identifier, const std::wstring& name);
   TestKey InstalledProviders() const;
 
-  /// The arguments that name the DLL, followed by others.
+  /// Returns the arguments that name the DLL, followed by others.
   std::vector<std::wstring> WithDll(const std::vector<std::wstring>& arguments) const;
 
   TestFolder folder;

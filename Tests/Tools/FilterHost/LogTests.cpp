@@ -1,6 +1,7 @@
 #include <windows.h>
 #include <aclapi.h>
 
+#include <optional>
 #include <sstream>
 
 #include <gmock/gmock.h>
@@ -19,51 +20,38 @@ using KuvTest::RunHostJson;
 
 using Lines = std::vector<std::string>;
 
-TEST(LogTail, GivesTheLinesThatWereAdded) {
-  const KuvTest::TestFolder folder;
-  const std::wstring path = folder.Write(L"a.log", "old\r\n");
-  const LogTail tail{path};
-  folder.Write(L"a.log", "old\r\nnew \xC3\x84\r\n\r\nbare\nlast");
-  EXPECT_EQ(tail.AddedLines(), (Lines{"new \xC3\x84", "", "bare", "last"}));
-}
-
-TEST(LogTail, GivesNoLinesOfAFileThatStays) {
-  const KuvTest::TestFolder folder;
-  EXPECT_EQ(LogTail{folder.Write(L"a.log", "old\r\n")}.AddedLines(), Lines{});
-}
-
-TEST(LogTail, GivesAllOfANewFile) {
-  const KuvTest::TestFolder folder;
-  const LogTail tail{folder.Path() + L"\\a.log"};
-  folder.Write(L"a.log", "one\r\ntwo\r\n");
-  EXPECT_EQ(tail.AddedLines(), (Lines{"one", "two"}));
-}
-
-TEST(LogTail, GivesAllOfAFileThatBecameShorter) {
-  const KuvTest::TestFolder folder;
-  const LogTail tail{folder.Write(L"a.log", "a line of the old file\r\n")};
-  folder.Write(L"a.log", "one\r\ntwo\r\n");
-  EXPECT_EQ(tail.AddedLines(), (Lines{"one", "two"}));
-}
-
-TEST(LogTail, GivesMoreThanOneBlock) {
-  const KuvTest::TestFolder folder;
-  const LogTail tail{folder.Path() + L"\\a.log"};
+TEST(LogTail, ReturnsAddedLines) {
   const std::string line(10'000, 'x');
-  folder.Write(L"a.log", line + "\r\n" + line + "\r\n");
-  EXPECT_EQ(tail.AddedLines(), (Lines{line, line}));
-}
-
-TEST(LogTail, GivesNothingWithoutAFileOrFolder) {
-  const KuvTest::TestFolder folder;
-  EXPECT_EQ(LogTail{folder.Path() + L"\\none.log"}.AddedLines(), Lines{});
-  EXPECT_EQ(LogTail{folder.Path() + L"\\none\\none.log"}.AddedLines(), Lines{});
+  struct {
+    const char* name;
+    std::optional<std::string> before;
+    std::optional<std::string> after;
+    Lines added;
+  } const rows[] = {
+      {"longer file",
+       "old\r\n",
+       "old\r\nnew \xC3\x84\r\n\r\nbare\nlast",
+       {"new \xC3\x84", "", "bare", "last"}},
+      {"same file", "old\r\n", {}, {}},
+      {"new file", {}, "one\r\ntwo\r\n", {"one", "two"}},
+      {"shorter file", "a line of the old file\r\n", "one\r\ntwo\r\n", {"one", "two"}},
+      {"more than one block", {}, line + "\r\n" + line + "\r\n", {line, line}},
+      {"no file", {}, {}, {}},
+  };
+  for (const auto& row : rows) {
+    const KuvTest::TestFolder folder;
+    if (row.before) folder.Write(L"a.log", *row.before);
+    const LogTail tail{folder.Path(L"a.log")};
+    if (row.after) folder.Write(L"a.log", *row.after);
+    EXPECT_EQ(tail.AddedLines(), row.added) << row.name;
+    EXPECT_EQ(LogTail{folder.Path(L"none\\none.log")}.AddedLines(), Lines{});
+  }
 }
 
 class FilterHostLog : public KuvTest::FilterHostFixture {
  protected:
   FilterHostLog() : protect(dll.Get(), "SetNamedSecurityInfoW") {
-    // The folder stays readable for this test, whoever runs it.
+    // The test must be able to read the folder.
     protect.Answer([](LPWSTR, SE_OBJECT_TYPE, SECURITY_INFORMATION, PSID, PSID, PACL, PACL) {
       return DWORD{ERROR_SUCCESS};
     });
@@ -79,10 +67,10 @@ class FilterHostLog : public KuvTest::FilterHostFixture {
     return RunHost(WithDll(arguments));
   }
 
-  // What stands behind the level tags of the lines below the heading.
+  // Returns the level and message of the lines after the heading.
   static Lines Messages(const std::string& out) {
     const std::string heading =
-        "\nLog of this run: each scenario as shown above, then each again with the opposite flags\n\n";
+        "\nLog of this run: each scenario as shown above, then again with the opposite flags\n\n";
     const std::size_t start = out.find(heading);
     if (start == std::string::npos) return {"no heading in " + out};
     std::istringstream text{out.substr(start + heading.size())};
@@ -95,7 +83,7 @@ class FilterHostLog : public KuvTest::FilterHostFixture {
   std::wstring providers;
 };
 
-TEST_F(FilterHostLog, StandsBelowTheTable) {
+TEST_F(FilterHostLog, FollowsTheTable) {
   const HostRun run = Run({L"--log", L"--scenario", L"logon"});
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_THAT(run.out, ::testing::StartsWith("Filter "));
@@ -109,13 +97,13 @@ TEST_F(FilterHostLog, StandsBelowTheTable) {
                                       "[Info] Enabling Kuv and whitelisted Credential Providers"}));
 }
 
-TEST_F(FilterHostLog, IsNotShownUnlessAskedFor) {
+TEST_F(FilterHostLog, IsOffByDefault) {
   EXPECT_THAT(Run({}).out, ::testing::Not(::testing::HasSubstr("[Info]")));
   EXPECT_FALSE(RunHostJson(WithDll({L"--providers", providers})).isMember("log"));
 }
 
-// All scenarios as they are shown, the remote credential, then the opposite questions.
-TEST_F(FilterHostLog, HasTheShownAnswersFirst) {
+// The scenarios as shown, the remote credential, then the scenarios with the opposite flags.
+TEST_F(FilterHostLog, StartsWithTheShownResults) {
   registry.Local().SetDword(L"Debug", 1);
   const Lines lines = Messages(Run({L"--log", L"--scenario", L"unlock", L"--scenario", L"plap",
                                     L"--remote-credential", kPasswordProvider})
@@ -134,7 +122,7 @@ TEST_F(FilterHostLog, HasTheShownAnswersFirst) {
                    "[Debug] Filter usage scenario 5/CPUS_PLAP, flags=0x00000000"}));
 }
 
-TEST_F(FilterHostLog, StandsInTheJson) {
+TEST_F(FilterHostLog, IsInTheJson) {
   const Json::Value log =
       RunHostJson(WithDll({L"--providers", providers, L"--log", L"--scenario", L"plap"}))["log"];
   ASSERT_EQ(log.size(), 4u);
@@ -142,7 +130,7 @@ TEST_F(FilterHostLog, StandsInTheJson) {
   EXPECT_THAT(log[3].asString(), ::testing::EndsWith(" [Info] Disabling Kuv Credential Provider"));
 }
 
-TEST_F(FilterHostLog, IsAllOfTheNewFileWhenTheOldOneWasRotated) {
+TEST_F(FilterHostLog, ContainsWholeNewFileAfterRotation) {
   registry.Local().SetDword(L"LogFileMaxSizeMB", 1);
   registry.Local().SetDword(L"LogFileMaxCount", 1);
   WriteLog(std::string(1024 * 1024, 'x'));
@@ -151,7 +139,7 @@ TEST_F(FilterHostLog, IsAllOfTheNewFileWhenTheOldOneWasRotated) {
                    "[Info] Disabling Kuv Credential Provider", "[Info] Disabling Kuv Credential Provider"}));
 }
 
-TEST_F(FilterHostLog, TellsIfThereAreNoLines) {
+TEST_F(FilterHostLog, ReportsMissingLines) {
   KuvTest::ImportHook<decltype(&::CreateFileW)> create{dll.Get(), "CreateFileW"};
   create.Answer([](LPCWSTR, DWORD, DWORD, LPSECURITY_ATTRIBUTES, DWORD, DWORD, HANDLE) {
     return INVALID_HANDLE_VALUE;
@@ -159,7 +147,7 @@ TEST_F(FilterHostLog, TellsIfThereAreNoLines) {
   EXPECT_THAT(Run({L"--log"}).out, ::testing::EndsWith("opposite flags\n\n(no lines)\n"));
 }
 
-TEST_F(FilterHostLog, ThatCannotBeReadEndsTheRunBelowTheTable) {
+TEST_F(FilterHostLog, FailsAfterTheTableIfUnreadable) {
   const std::wstring path = WriteLog("");
   KUV_IMPORT_HOOK(create, CreateFileW);
   create.Answer([&](LPCWSTR name, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES attributes,
@@ -170,20 +158,20 @@ TEST_F(FilterHostLog, ThatCannotBeReadEndsTheRunBelowTheTable) {
   });
   const HostRun run = Run({L"--log"});
   EXPECT_EQ(run.exitCode, 4);
-  EXPECT_THAT(run.out, ::testing::HasSubstr("\nFilter's answer "));
+  EXPECT_THAT(run.out, ::testing::HasSubstr("\nFilter result "));
   EXPECT_THAT(run.err, ::testing::MatchesRegex("KuvFilterHost: cannot read '.*kuv\\.log': .*error 5.*\n"));
 }
 
-TEST_F(FilterHostLog, WithoutTheFolderOfThePlatformEndsTheRun) {
+TEST_F(FilterHostLog, FailsWithoutApplicationDataFolder) {
   hostFolder.Answer([](HWND, int, HANDLE, DWORD, LPWSTR) { return E_FAIL; });
   const HostRun run = Run({L"--log"});
   EXPECT_EQ(run.exitCode, 1);
   EXPECT_THAT(run.err,
-              ::testing::MatchesRegex("KuvFilterHost: cannot find the folder of the log: .*0x80004005.*\n"));
+              ::testing::MatchesRegex("KuvFilterHost: cannot find the log folder: .*0x80004005.*\n"));
 }
 
-TEST_F(FilterHostLog, LiesInTheCommonApplicationData) {
-  EXPECT_EQ(FilterHost::FilterLogPath(), folder.Path() + L"\\Kuvant\\kuv.log");
+TEST_F(FilterHostLog, IsInCommonApplicationData) {
+  EXPECT_EQ(FilterHost::FilterLogPath(), folder.Path(L"Kuvant\\kuv.log"));
   EXPECT_EQ(std::get<1>(hostFolder.Calls().at(0)), 0x23);
 }
 

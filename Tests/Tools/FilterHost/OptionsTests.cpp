@@ -24,7 +24,7 @@ std::vector<Row> Rows(const Options& options) {
   return rows;
 }
 
-TEST(FilterHostOptions, AskForEveryScenarioUnlessTold) {
+TEST(FilterHostOptions, DefaultToEveryScenario) {
   EXPECT_EQ(Rows(ParseOptions({})), (std::vector<Row>{{"logon", 1, 0},
                                                       {"unlock", 2, 0},
                                                       {"change-password", 3, 0},
@@ -33,7 +33,7 @@ TEST(FilterHostOptions, AskForEveryScenarioUnlessTold) {
                                                       {"plap", 5, 0}}));
 }
 
-TEST(FilterHostOptions, HaveTheirDefaults) {
+TEST(FilterHostOptions, HaveDefaults) {
   const Options options = ParseOptions({});
   EXPECT_TRUE(options.allow);
   EXPECT_EQ(options.dll, L"");
@@ -42,22 +42,22 @@ TEST(FilterHostOptions, HaveTheirDefaults) {
   EXPECT_FALSE(options.help || options.json || options.log);
 }
 
-TEST(FilterHostOptions, RestrictTheScenariosInTheOrderOfTheTable) {
+TEST(FilterHostOptions, SelectScenariosInTableOrder) {
   EXPECT_EQ(Rows(ParseOptions({L"--scenario", L"plap", L"--scenario", L"unlock"})),
             (std::vector<Row>{{"unlock", 2, 0}, {"plap", 5, 0}}));
 }
 
-TEST(FilterHostOptions, NameAScenarioTwiceToAskOnce) {
+TEST(FilterHostOptions, SelectARepeatedScenarioOnce) {
   EXPECT_EQ(Rows(ParseOptions({L"--scenario", L"plap", L"--scenario", L"plap"})),
             (std::vector<Row>{{"plap", 5, 0}}));
 }
 
-TEST(FilterHostOptions, ReplaceTheFlagsOfTheScenarios) {
+TEST(FilterHostOptions, ReplaceFlagsOfScenarios) {
   EXPECT_EQ(Rows(ParseOptions({L"--flags", L"5", L"--scenario", L"elevation", L"--scenario", L"plap"})),
             (std::vector<Row>{{"elevation", 4, 5}, {"plap", 5, 5}}));
 }
 
-TEST(FilterHostOptions, TakeFlagsInDecimalAndHexadecimal) {
+TEST(FilterHostOptions, AcceptDecimalAndHexadecimalFlags) {
   const std::pair<const wchar_t*, DWORD> rows[] = {
       {L"0", 0}, {L"256", 256}, {L"0x100", 256}, {L"0XfF", 255}, {L"010", 10}, {L"4294967295", 0xFFFFFFFF}};
   for (const auto& [text, flags] : rows) {
@@ -66,7 +66,7 @@ TEST(FilterHostOptions, TakeFlagsInDecimalAndHexadecimal) {
   }
 }
 
-TEST(FilterHostOptions, TakeTheOtherValues) {
+TEST(FilterHostOptions, ParseOtherValues) {
   const Options options =
       ParseOptions({L"--dll", L"a.dll", L"--providers", L"b.txt", L"--allow", L"0", L"--remote-credential",
                     L"{60b78e88-ead8-445c-9cfd-0b87f74ea6cd}", L"--json", L"--log"});
@@ -79,7 +79,7 @@ TEST(FilterHostOptions, TakeTheOtherValues) {
   EXPECT_TRUE(options.json && options.log);
 }
 
-TEST(FilterHostOptions, RefuseWhatTheyDoNotKnow) {
+TEST(FilterHostOptions, RejectWrongUsage) {
   struct {
     const char* name;
     std::vector<std::wstring> arguments;
@@ -90,21 +90,21 @@ TEST(FilterHostOptions, RefuseWhatTheyDoNotKnow) {
       {"a control character", {L"--b\n\x1B\x7Fx"}, "unknown option '--b???x'"},
       {"an unknown scenario",
        {L"--scenario", L"Logon"},
-       "--scenario takes one of logon, unlock, change-password, credui, elevation, plap, not 'Logon'"},
-      {"an allow flag of another kind", {L"--allow", L"2"}, "--allow takes 0 or 1, not '2'"},
-      {"a value that is missing", {L"--dll"}, "--dll needs a value"},
-      {"a value that is empty", {L"--providers", L""}, "--providers needs a value"},
+       "--scenario requires one of logon, unlock, change-password, credui, elevation, plap, not 'Logon'"},
+      {"an allow flag of another kind", {L"--allow", L"2"}, "--allow requires 0 or 1, not '2'"},
+      {"a value that is missing", {L"--dll"}, "--dll requires a value"},
+      {"a value that is empty", {L"--providers", L""}, "--providers requires a value"},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
     const HostRun run = RunHost(row.arguments);
     EXPECT_EQ(run.exitCode, 2);
-    EXPECT_EQ(run.err, "KuvFilterHost: " + std::string{row.message} + "; --help tells the options\n");
+    EXPECT_EQ(run.err, "KuvFilterHost: " + std::string{row.message} + "; see --help\n");
     EXPECT_EQ(run.out, "");
   }
 }
 
-TEST(FilterHostOptions, RefuseFlagsThatAreNoNumber) {
+TEST(FilterHostOptions, RejectInvalidFlags) {
   for (const char* const text :
        {"x", "0x", "-1", "+1", " 1", "1 ", "1x", "0x1g", "4294967296", "0x100000000"}) {
     SCOPED_TRACE(text);
@@ -112,12 +112,12 @@ TEST(FilterHostOptions, RefuseFlagsThatAreNoNumber) {
     const HostRun run = RunHost({L"--flags", {narrow.begin(), narrow.end()}});
     EXPECT_EQ(run.exitCode, 2);
     EXPECT_EQ(run.err,
-              "KuvFilterHost: --flags takes a number of 32 bits, decimal or 0x and hexadecimal, not '" +
-                  narrow + "'; --help tells the options\n");
+              "KuvFilterHost: --flags requires a 32-bit number, decimal or hexadecimal with 0x, not '" +
+                  narrow + "'; see --help\n");
   }
 }
 
-TEST(FilterHostOptions, RefuseAMalformedIdentifier) {
+TEST(FilterHostOptions, RejectMalformedIdentifiers) {
   for (const char* const text :
        {"PasswordProvider", "60B78E88-EAD8-445C-9CFD-0B87F74EA6CD", "{60B78E88-EAD8-445C-9CFD-0B87F74EA6C}",
         "{60B78E88-EAD8-445C-9CFD-0B87F74EA6CG}", "(60B78E88-EAD8-445C-9CFD-0B87F74EA6CD)",
@@ -131,7 +131,7 @@ TEST(FilterHostOptions, RefuseAMalformedIdentifier) {
   }
 }
 
-TEST(FilterHostOptions, HelpTellsEveryOption) {
+TEST(FilterHostOptions, ShowHelpForEveryOption) {
   const HostRun run = RunHost({L"--help", L"--bogus"});
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_EQ(run.err, "");
@@ -141,20 +141,20 @@ TEST(FilterHostOptions, HelpTellsEveryOption) {
   }
 }
 
-TEST(FilterHostOptions, HelpTellsEveryExitCode) {
+TEST(FilterHostOptions, ShowHelpForEveryExitCode) {
   EXPECT_THAT(RunHost({L"--help"}).out,
               ::testing::EndsWith("\nExit codes\n"
-                                  "  0  the filter answered\n"
-                                  "  1  another failure\n"
+                                  "  0  the filter returned its decisions\n"
+                                  "  1  other failure\n"
                                   "  2  unknown option or bad value\n"
                                   "  3  malformed identifier, in the providers file or "
                                   "on the command line\n"
-                                  "  4  file not readable\n"
-                                  "  5  no providers to ask about\n"
+                                  "  4  cannot read file\n"
+                                  "  5  no providers\n"
                                   "  6  filter not registered\n"
-                                  "  7  filter DLL not loadable\n"
+                                  "  7  cannot load filter DLL\n"
                                   "  8  DLL has no DllGetClassObject\n"
-                                  "  9  filter not created\n"));
+                                  "  9  cannot create filter\n"));
 }
 
 }  // namespace

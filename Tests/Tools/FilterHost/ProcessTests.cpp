@@ -15,7 +15,7 @@ namespace {
 
 using KuvTest::FilterDllPath;
 using KuvTest::FilterHostPath;
-using KuvTest::ReadBytes;
+using KuvTest::ReadFileBytes;
 using KuvTest::TestFolder;
 
 struct ProcessRun {
@@ -58,21 +58,21 @@ DWORD WaitForProcess(std::wstring commandLine, HANDLE out, HANDLE err) {
   return exitCode;
 }
 
-// Each run has files of its own: the console's process keeps those that it inherits open for a while.
+// Each run has its own files: the console process keeps inherited files open for a while.
 ProcessRun RunProcess(const TestFolder& folder, const std::wstring& commandLine) {
   static int number = 0;
-  const std::wstring path = folder.Path() + L"\\" + std::to_wstring(++number);
+  const std::wstring path = folder.Path(L"") + std::to_wstring(++number);
   ProcessRun run;
   run.exitCode =
       WaitForProcess(commandLine, CreateOutput(path + L".out").Get(), CreateOutput(path + L".err").Get());
-  run.out = ReadBytes(path + L".out");
-  run.err = ReadBytes(path + L".err");
+  run.out = ReadFileBytes(path + L".out");
+  run.err = ReadFileBytes(path + L".err");
   return run;
 }
 
-// The whole way: the DLL registers itself, the program reaches it through COM, the DLL goes again. The
-// settings of the prefix do not matter to this scenario.
-TEST(FilterHostProcess, ReachesTheRegisteredFilterAndMissesTheUnregisteredOne) {
+// End to end: registers the DLL, creates the filter through COM, and unregisters the DLL. The result of this
+// scenario does not depend on the settings of the prefix.
+TEST(FilterHostProcess, CreatesRegisteredFilterOnly) {
   if (!KuvTest::MayChangeTheMachine()) {
     GTEST_SKIP() << "registers the filter with this machine's logon; KUV_DISPOSABLE_MACHINE=1 allows it";
   }
@@ -95,13 +95,13 @@ TEST(FilterHostProcess, ReachesTheRegisteredFilterAndMissesTheUnregisteredOne) {
   EXPECT_EQ(table.exitCode, 0u);
   EXPECT_EQ(table.err, "");
   EXPECT_EQ(table.out, "Filter " + path +
-                           ", every provider passed in as allowed\n\n"
-                           "Provider         plap     Identifier\n"
-                           "Pass\xC3\xA4            ENABLED  {60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}\n"
-                           "Kuv              -        {5E1B7C30-9A42-4D6F-8C15-A3F02E76D418}\n"
+                           ", every provider passed as allowed\n\n"
+                           "Provider       plap     Identifier\n"
+                           "Pass\xC3\xA4          ENABLED  {60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}\n"
+                           "Kuv            -        {5E1B7C30-9A42-4D6F-8C15-A3F02E76D418}\n"
                            "\n"
-                           "Flags            0x0\n"
-                           "Filter's answer  written\n");
+                           "Flags          0x0\n"
+                           "Filter result  written\n");
 
   EXPECT_EQ(json.exitCode, 0u);
   Json::Value report;
@@ -115,15 +115,15 @@ TEST(FilterHostProcess, ReachesTheRegisteredFilterAndMissesTheUnregisteredOne) {
   EXPECT_EQ(missing.out, "");
   EXPECT_THAT(missing.err,
               ::testing::StartsWith("KuvFilterHost: the filter {3F6A1C92-7E40-4B1D-A6C3-52D9E07B11F4} "
-                                    "is not registered; regsvr32 KuvCredFilter.dll registers it"));
+                                    "is not registered; run regsvr32 KuvCredFilter.dll to register it"));
 }
 
-TEST(FilterHostProcess, TellsItsExitCode) {
+TEST(FilterHostProcess, ReturnsExitCode) {
   const TestFolder folder;
   const ProcessRun run = RunProcess(folder, L"\"" + FilterHostPath() + L"\" --bogus");
   EXPECT_EQ(run.exitCode, 2u);
   EXPECT_EQ(run.out, "");
-  EXPECT_EQ(run.err, "KuvFilterHost: unknown option '--bogus'; --help tells the options\n");
+  EXPECT_EQ(run.err, "KuvFilterHost: unknown option '--bogus'; see --help\n");
 }
 
 }  // namespace

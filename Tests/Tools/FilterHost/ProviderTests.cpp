@@ -51,77 +51,66 @@ class ProviderFile : public ::testing::Test {
   KuvTest::TestFolder folder;
 };
 
-TEST_F(ProviderFile, GivesIdentifiersAndNamesInOrder) {
-  EXPECT_EQ(
-      Read("{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD} Pass Word\n{11111111-2222-3333-4444-555555555555}\n"),
-      (Rows{{kFirst, "Pass Word"}, {kSecond, ""}}));
+TEST_F(ProviderFile, AcceptsIdentifiersWithOptionalNames) {
+  const std::string first = kFirst;
+  const std::string second = kSecond;
+  struct {
+    const char* name;
+    std::string text;
+    Rows rows;
+  } const rows[] = {
+      {"two lines", first + " Pass Word\n" + second + "\n", {{kFirst, "Pass Word"}, {kSecond, ""}}},
+      {"lowercase", "{60b78e88-ead8-445c-9cfd-0b87f74ea6cd}", {{kFirst, ""}}},
+      {"blank lines and comments", "# first\n\n \t \n  # second\n" + first + "\n", {{kFirst, ""}}},
+      {"hash in a name", first + " No #1\n", {{kFirst, "No #1"}}},
+      {"byte order mark, white space and CRLF",
+       "\xEF\xBB\xBF \t" + first + "\t \xC3\x84 \r\n" + second + "\r\n",
+       {{kFirst, "\xC3\x84"}, {kSecond, ""}}},
+  };
+  for (const auto& row : rows) EXPECT_EQ(Read(row.text), row.rows) << row.name;
 }
 
-TEST_F(ProviderFile, TakesAnIdentifierInLowerCase) {
-  EXPECT_EQ(Read("{60b78e88-ead8-445c-9cfd-0b87f74ea6cd}"), (Rows{{kFirst, ""}}));
-}
-
-TEST_F(ProviderFile, PassesOverBlankLinesAndComments) {
-  EXPECT_EQ(Read("# first\n\n \t \n  # second\n{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}\n"),
-            (Rows{{kFirst, ""}}));
-}
-
-TEST_F(ProviderFile, KeepsAHashInAName) {
-  EXPECT_EQ(Read("{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD} No #1\n"), (Rows{{kFirst, "No #1"}}));
-}
-
-TEST_F(ProviderFile, TrimsLinesOfEitherEnd) {
-  EXPECT_EQ(Read("\xEF\xBB\xBF \t{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}\t \xC3\x84 \r\n"
-                 "{11111111-2222-3333-4444-555555555555}\r\n"),
-            (Rows{{kFirst, "\xC3\x84"}, {kSecond, ""}}));
-}
-
-TEST_F(ProviderFile, TellsTheLineOfAMalformedIdentifier) {
-  ExpectMalformed("# comment\n{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}\n\n{60B78E88} Short\n",
+TEST_F(ProviderFile, ReportsLineOfMalformedIdentifier) {
+  ExpectMalformed("# comment\n" + std::string{kFirst} + "\n\n{60B78E88} Short\n",
                   ":4: '{60B78E88} Short' does not start with a braced identifier");
 }
 
-TEST_F(ProviderFile, RefusesEveryOtherForm) {
-  for (const char* const line :
-       {"PasswordProvider", "60B78E88-EAD8-445C-9CFD-0B87F74EA6CD", "{60B78E88-EAD8-445C-9CFD-0B87F74EA6CG}",
-        "{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}Name", "{60B78E88EEAD8-445C-9CFD-0B87F74EA6CD}"}) {
-    ExpectMalformed(line, ":1: '" + std::string{line} + "' does not start with a braced identifier");
-  }
+TEST_F(ProviderFile, RejectsOtherForms) {
+  const std::pair<std::string, std::string> rows[] = {
+      {"PasswordProvider", "PasswordProvider"},
+      {"60B78E88-EAD8-445C-9CFD-0B87F74EA6CD", "60B78E88-EAD8-445C-9CFD-0B87F74EA6CD"},
+      {"{60B78E88-EAD8-445C-9CFD-0B87F74EA6CG}", "{60B78E88-EAD8-445C-9CFD-0B87F74EA6CG}"},
+      {"{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}Name", "{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}Name"},
+      {"{60B78E88EEAD8-445C-9CFD-0B87F74EA6CD}", "{60B78E88EEAD8-445C-9CFD-0B87F74EA6CD}"},
+      // UTF-16, and text after a NUL.
+      {{"{\0006\0\r\0\n\0", 8}, std::string{"{?6?"} + "??"},
+      {{"{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}\0x", 40}, std::string{kFirst} + "?x"},
+  };
+  for (const auto& [text, shown] : rows)
+    ExpectMalformed(text, ":1: '" + shown + "' does not start with a braced identifier");
 }
 
-TEST_F(ProviderFile, RefusesUtf16OnOneLine) {
-  ExpectMalformed(std::string{"{\0006\0\r\0\n\0", 8},
-                  ":1: '{?6?"
-                  "?"
-                  "?' does not start with a braced identifier");
-}
-
-TEST_F(ProviderFile, RefusesWhatStandsBehindANul) {
-  ExpectMalformed(std::string{"{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}\0x", 40},
-                  ":1: '{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}?x' does not start with a braced identifier");
-}
-
-TEST_F(ProviderFile, RefusesAFileWithoutProviders) {
-  const std::wstring path = folder.Write(L"p.txt", "# nobody\n");
-  ExpectError(ExitCode::NoProviders, "'" + std::string{path.begin(), path.end()} + "' lists no providers",
+TEST_F(ProviderFile, RejectsFileWithoutProviders) {
+  const std::wstring path = folder.Write(L"p.txt", "# comment\n");
+  ExpectError(ExitCode::NoProviders, "'" + std::string{path.begin(), path.end()} + "' contains no providers",
               [&] { ReadProviderFile(path); });
 }
 
 class InstalledProviderList : public KuvTest::FilterHostFixture {};
 
-TEST_F(InstalledProviderList, HasTheNamesOfTheRegistry) {
+TEST_F(InstalledProviderList, UsesRegistryNames) {
   Install(L"{60b78e88-ead8-445c-9cfd-0b87f74ea6cd}", L"Password\u00C4");
   EXPECT_EQ(Texts(ReadInstalledProviders()), (Rows{{kFirst, "Password\xC3\x84"}}));
 }
 
-TEST_F(InstalledProviderList, HasEachProvider) {
+TEST_F(InstalledProviderList, ContainsEachProvider) {
   Install(L"{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}", L"P");
   Install(L"{11111111-2222-3333-4444-555555555555}", L"Q");
   EXPECT_THAT(Texts(ReadInstalledProviders()),
               ::testing::UnorderedElementsAre(std::pair{kFirst, "P"}, std::pair{kSecond, "Q"}));
 }
 
-TEST_F(InstalledProviderList, LeavesTheNameEmptyThatIsNoText) {
+TEST_F(InstalledProviderList, IgnoresNamesOfAnotherType) {
   InstalledProviders().Create();
   KuvTest::TestKey{HKEY_LOCAL_MACHINE,
                    L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Authentication\\Credential Providers\\"
@@ -130,16 +119,16 @@ TEST_F(InstalledProviderList, LeavesTheNameEmptyThatIsNoText) {
   EXPECT_EQ(Texts(ReadInstalledProviders()), (Rows{{kFirst, ""}}));
 }
 
-TEST_F(InstalledProviderList, PassesOverOtherKeys) {
+TEST_F(InstalledProviderList, IgnoresOtherKeys) {
   Install(L"Settings", L"no provider");
   Install(L"{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}", L"P");
   EXPECT_EQ(Texts(ReadInstalledProviders()), (Rows{{kFirst, "P"}}));
 }
 
-TEST_F(InstalledProviderList, IsNeverEmpty) {
+TEST_F(InstalledProviderList, RejectsMachineWithoutProviders) {
   const auto expectNone = [] {
     ExpectError(ExitCode::NoProviders,
-                "no providers are installed below "
+                "no credential providers are registered in "
                 "HKLM\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Authentication\\Credential Providers",
                 [] { ReadInstalledProviders(); });
   };
@@ -148,7 +137,7 @@ TEST_F(InstalledProviderList, IsNeverEmpty) {
   expectNone();
 }
 
-TEST_F(InstalledProviderList, TellsWhyTheRegistryCannotBeRead) {
+TEST_F(InstalledProviderList, ReportsUnreadableRegistry) {
   KUV_IMPORT_HOOK(open, RegOpenKeyExW);
   open.Answer([](HKEY, LPCWSTR, DWORD, REGSAM, PHKEY) { return LSTATUS{ERROR_ACCESS_DENIED}; });
   try {

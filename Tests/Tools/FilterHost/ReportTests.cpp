@@ -13,7 +13,7 @@ using KuvTest::RunHostJson;
 
 class FilterHostReport : public KuvTest::FilterHostFixture {
  protected:
-  // One whitelisted provider, the platform's smart cards, elevation protected as well as logon.
+  // One whitelisted provider, the smart card provider of Windows, and protected logon and elevation.
   FilterHostReport() {
     Configure();
     registry.Local().SetTexts(L"ProvidersWhitelist", {kForeignProvider});
@@ -38,14 +38,14 @@ class FilterHostReport : public KuvTest::FilterHostFixture {
 
   static std::string Heading(const std::string& passed) {
     const std::wstring path = KuvTest::FilterDllPath();
-    return "Filter " + std::string{path.begin(), path.end()} + ", every provider passed in as " + passed +
+    return "Filter " + std::string{path.begin(), path.end()} + ", every provider passed as " + passed +
            "\n\n";
   }
 
   std::wstring providers;
 };
 
-TEST_F(FilterHostReport, TableHasARowForEachProviderAndAColumnForEachScenario) {
+TEST_F(FilterHostReport, TableHasProvidersAndScenarios) {
   const HostRun run = Run({});
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_EQ(run.err, "");
@@ -58,11 +58,11 @@ TEST_F(FilterHostReport, TableHasARowForEachProviderAndAColumnForEachScenario) {
       "(no name)                      ENABLED  ENABLED  ENABLED          ENABLED  ENABLED    ENABLED  {11111111-2222-3333-4444-555555555555}\n"
       "\n"
       "Flags                          0x0      0x0      0x0              0x0      0x100      0x0\n"
-      "Filter's answer                written  written  written          written  written    written\n");
+      "Filter result                  written  written  written          written  written    written\n");
   // clang-format on
 }
 
-TEST_F(FilterHostReport, TableMarksAnUntouchedScenario) {
+TEST_F(FilterHostReport, TableMarksUntouchedScenario) {
   registry.Local().SetDword(L"ElevationProtectionMode", 1);
   const HostRun run = Run({L"--allow", L"0", L"--scenario", L"unlock", L"--scenario", L"elevation"});
   EXPECT_EQ(run.exitCode, 0);
@@ -75,12 +75,12 @@ TEST_F(FilterHostReport, TableMarksAnUntouchedScenario) {
       "(no name)                      -          ENABLED    {11111111-2222-3333-4444-555555555555}\n"
       "\n"
       "Flags                          0x0        0x100\n"
-      "Filter's answer                untouched  written\n");
+      "Filter result                  untouched  written\n");
   // clang-format on
 }
 
-// Every provider comes out as it went in, and yet the filter wrote: only the opposite question shows it.
-TEST_F(FilterHostReport, WrittenFlagsThatEqualThePassedOnesAreNotUntouched) {
+// The filter writes the same flags that it was passed. Only the opposite flags reveal that it wrote them.
+TEST_F(FilterHostReport, UnchangedButWrittenFlagsAreNotUntouched) {
   providers = folder.Write(L"kuv.txt", "{5E1B7C30-9A42-4D6F-8C15-A3F02E76D418}\n");
   for (const wchar_t* const allow : {L"0", L"1"}) {
     const Json::Value report = RunJson({L"--scenario", L"logon", L"--scenario", L"plap", L"--allow", allow});
@@ -89,7 +89,7 @@ TEST_F(FilterHostReport, WrittenFlagsThatEqualThePassedOnesAreNotUntouched) {
   }
 }
 
-TEST_F(FilterHostReport, UntouchedScenarioShowsWhatWasPassedIn) {
+TEST_F(FilterHostReport, UntouchedScenarioKeepsPassedFlags) {
   registry.Local().SetDword(L"ElevationProtectionMode", 1);
   for (const bool allow : {false, true}) {
     const Json::Value report = RunJson({L"--scenario", L"logon", L"--allow", allow ? L"1" : L"0"});
@@ -100,74 +100,61 @@ TEST_F(FilterHostReport, UntouchedScenarioShowsWhatWasPassedIn) {
   }
 }
 
-TEST_F(FilterHostReport, WithoutTheKuvProviderNothingIsTouched) {
+TEST_F(FilterHostReport, EveryScenarioIsUntouchedWithoutKuvProvider) {
   providers = folder.Write(L"none.txt", "{60b78e88-ead8-445c-9cfd-0b87f74ea6cd}\n");
   const Json::Value report = RunJson({});
   EXPECT_FALSE(report["scenarios"].empty());
   for (const Json::Value& scenario : report["scenarios"]) EXPECT_TRUE(scenario["untouched"].asBool());
 }
 
-TEST_F(FilterHostReport, FlagsReachTheFilter) {
+TEST_F(FilterHostReport, FlagsArePassedToFilter) {
   const Json::Value report = RunJson({L"--scenario", L"elevation", L"--flags", L"0"});
   EXPECT_EQ(report["scenarios"][0]["flags"], Json::Value{0});
   EXPECT_TRUE(report["providers"][0]["enabled"]["elevation"].asBool());
   EXPECT_FALSE(report["providers"][1]["enabled"]["elevation"].asBool());
 }
 
-TEST_F(FilterHostReport, AsksTheInstalledProviders) {
+TEST_F(FilterHostReport, UsesInstalledProvidersByDefault) {
   Install(kKuvProvider, L"Kuv");
   Install(kPasswordProvider, L"Password");
   const HostRun run = RunHost(WithDll({L"--scenario", L"logon"}));
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_THAT(run.out,
-              ::testing::HasSubstr("\nKuv              ENABLED  {5E1B7C30-9A42-4D6F-8C15-A3F02E76D418}\n"));
+              ::testing::HasSubstr("\nKuv            ENABLED  {5E1B7C30-9A42-4D6F-8C15-A3F02E76D418}\n"));
   EXPECT_THAT(run.out,
-              ::testing::HasSubstr("\nPassword         -        {60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}\n"));
+              ::testing::HasSubstr("\nPassword       -        {60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}\n"));
 }
 
-TEST_F(FilterHostReport, NamesKeepToTheirLine) {
+TEST_F(FilterHostReport, NamesHaveNoControlCharacters) {
   Install(kKuvProvider, L"a\nb\x1B[2J");
   EXPECT_THAT(RunHost(WithDll({L"--scenario", L"logon"})).out,
-              ::testing::HasSubstr("\na?b?[2J          ENABLED  {"));
+              ::testing::HasSubstr("\na?b?[2J        ENABLED  {"));
 }
 
-TEST_F(FilterHostReport, JsonTellsTheSameFacts) {
-  const Json::Value report = RunJson({L"--scenario", L"logon", L"--scenario", L"elevation"});
-  Json::Value expected;
+TEST_F(FilterHostReport, JsonHasTheSameResults) {
+  Json::Value report = RunJson({L"--scenario", L"logon", L"--scenario", L"elevation"});
   const std::wstring path = KuvTest::FilterDllPath();
-  expected["filter"] = std::string{path.begin(), path.end()};
-  expected["allow"] = true;
-  const auto row = [&](const char* clsid, const char* name, bool enabled) {
-    Json::Value provider;
-    provider["clsid"] = clsid;
-    provider["name"] = name;
-    provider["enabled"]["logon"] = enabled;
-    provider["enabled"]["elevation"] = enabled;
-    expected["providers"].append(provider);
-  };
-  row("{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}", "PasswordProvider", false);
-  row("{5E1B7C30-9A42-4D6F-8C15-A3F02E76D418}", "Kuv\xC3\xA9", true);
-  row("{8FD7E19C-3BF7-489B-A72C-846AB3678C96}", "Smartcard Credential Provider", true);
-  row("{11111111-2222-3333-4444-555555555555}", "", true);
-  const auto scenario = [&](const char* name, int usage, int flags) {
-    Json::Value value;
-    value["name"] = name;
-    value["usageScenario"] = usage;
-    value["flags"] = flags;
-    value["result"] = "0x00000000";
-    value["untouched"] = false;
-    expected["scenarios"].append(value);
-  };
-  scenario("logon", 1, 0);
-  scenario("elevation", 4, 256);
-  EXPECT_EQ(report, expected) << report;
+  EXPECT_EQ(report["filter"], (std::string{path.begin(), path.end()}));
+  report.removeMember("filter");
+  EXPECT_EQ(report, KuvTest::ParseJson(R"({"allow": true, "providers": [
+         {"clsid": "{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}", "name": "PasswordProvider",
+          "enabled": {"logon": false, "elevation": false}},
+         {"clsid": "{5E1B7C30-9A42-4D6F-8C15-A3F02E76D418}", "name": "Kuv\u00E9",
+          "enabled": {"logon": true, "elevation": true}},
+         {"clsid": "{8FD7E19C-3BF7-489B-A72C-846AB3678C96}", "name": "Smartcard Credential Provider",
+          "enabled": {"logon": true, "elevation": true}},
+         {"clsid": "{11111111-2222-3333-4444-555555555555}", "name": "",
+          "enabled": {"logon": true, "elevation": true}}], "scenarios": [
+         {"name": "logon", "usageScenario": 1, "flags": 0, "result": "0x00000000", "untouched": false},
+         {"name": "elevation", "usageScenario": 4, "flags": 256, "result": "0x00000000", "untouched": false}]})"))
+      << report;
 }
 
 TEST_F(FilterHostReport, JsonIsUtf8) {
   EXPECT_THAT(Run({L"--json"}).out, ::testing::HasSubstr("\"Kuv\xC3\xA9\""));
 }
 
-TEST_F(FilterHostReport, RemoteCredentialOfAPasswordGoesToTheKuvProvider) {
+TEST_F(FilterHostReport, RemoteCredentialOfPasswordGoesToKuvProvider) {
   const HostRun run = Run({L"--scenario", L"logon", L"--remote-credential", kPasswordProvider});
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_THAT(run.out,
@@ -176,42 +163,32 @@ TEST_F(FilterHostReport, RemoteCredentialOfAPasswordGoesToTheKuvProvider) {
                   "goes to {5E1B7C30-9A42-4D6F-8C15-A3F02E76D418} Kuv\xC3\xA9, content unchanged\n"));
 }
 
-TEST_F(FilterHostReport, RemoteCredentialGoesToAProviderThatIsNotInstalled) {
+TEST_F(FilterHostReport, RemoteCredentialCanGoToMissingProvider) {
   registry.Local().SetDword(L"WrapSmartCards", 1);
   EXPECT_THAT(Run({L"--remote-credential", L"{8FD7E19C-3BF7-489B-A72C-846AB3678C96}"}).out,
               ::testing::EndsWith("goes to {C27D40E9-16B3-4A8E-B7F2-094E6D1A35C8}, content unchanged\n"));
 }
 
-TEST_F(FilterHostReport, RemoteCredentialOfAnAllowedProviderStays) {
+TEST_F(FilterHostReport, RemoteCredentialOfAllowedProviderStays) {
   EXPECT_THAT(Run({L"--remote-credential", kForeignProvider}).out,
               ::testing::EndsWith("\nA remote credential for {11111111-2222-3333-4444-555555555555}\n"
-                                  "goes to its own provider\n"));
+                                  "stays with its provider\n"));
 }
 
-TEST_F(FilterHostReport, JsonTellsOfARemoteCredential) {
-  const Json::Value redirected = RunJson({L"--remote-credential", kPasswordProvider})["remoteCredential"];
-  Json::Value expected;
-  expected["meantFor"] = "{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}";
-  expected["result"] = "0x00000000";
-  expected["redirected"] = true;
-  expected["redirectedTo"] = "{5E1B7C30-9A42-4D6F-8C15-A3F02E76D418}";
-  expected["contentUnchanged"] = true;
-  EXPECT_EQ(redirected, expected);
-
-  const Json::Value kept = RunJson({L"--remote-credential", kForeignProvider})["remoteCredential"];
-  expected.clear();
-  expected["meantFor"] = "{11111111-2222-3333-4444-555555555555}";
-  expected["result"] = "0x80004001";
-  expected["redirected"] = false;
-  EXPECT_EQ(kept, expected);
+TEST_F(FilterHostReport, JsonHasTheRemoteCredential) {
+  EXPECT_EQ(RunJson({L"--remote-credential", kPasswordProvider})["remoteCredential"], KuvTest::ParseJson(R"({
+      "meantFor": "{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}", "result": "0x00000000", "redirected": true,
+      "redirectedTo": "{5E1B7C30-9A42-4D6F-8C15-A3F02E76D418}", "contentUnchanged": true})"));
+  EXPECT_EQ(RunJson({L"--remote-credential", kForeignProvider})["remoteCredential"], KuvTest::ParseJson(R"({
+      "meantFor": "{11111111-2222-3333-4444-555555555555}", "result": "0x80004001", "redirected": false})"));
 }
 
-TEST_F(FilterHostReport, RefusedRemoteCredentialTellsTheError) {
+TEST_F(FilterHostReport, RejectedRemoteCredentialHasError) {
   KuvTest::ImportHook<decltype(&::CoTaskMemAlloc)> allocate{dll.Get(), "CoTaskMemAlloc"};
   allocate.Answer([](SIZE_T) -> void* { return nullptr; });
   const HostRun run = Run({L"--remote-credential", kPasswordProvider});
   EXPECT_EQ(run.exitCode, 0);
-  EXPECT_THAT(run.out, ::testing::ContainsRegex("\nis refused: .*error 0x8007000E"));
+  EXPECT_THAT(run.out, ::testing::ContainsRegex("\nis rejected: .*error 0x8007000E"));
 }
 
 TEST_F(FilterHostReport, CopyOfARemoteCredentialIsFreed) {

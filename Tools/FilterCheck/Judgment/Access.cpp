@@ -174,21 +174,21 @@ OrdinaryAccess ReadFolderAccess(std::wstring folder) {
 }
 
 std::string Allowed(const OrdinaryAccess& access) {
-  return access.mayWrite ? (access.mayRead ? "read and written" : "written") : "read";
+  return access.mayWrite ? (access.mayRead ? "read and modify" : "modify") : "read";
 }
 
 void JudgeUnreadable(const OrdinaryAccess& access, const std::string& what, Findings& findings) {
   if (access.unreadable.empty()) return;
   findings.push_back({"access.unknown", Severity::Note, what,
-                      "Who may use " + what + " cannot be told: " + access.unreadable,
-                      "Run this as an administrator."});
+                      "The permissions of " + what + " cannot be read: " + access.unreadable,
+                      "Run KuvFilterCheck as an administrator."});
 }
 
 void JudgeOwner(const OrdinaryAccess& access, const std::string& what, Findings& findings) {
   if (access.owner.empty()) return;
   findings.push_back({"access.owner", Severity::Warning, what,
-                      what + " belongs to " + access.owner + ", who can open it to others at any time.",
-                      "Make Administrators its owner."});
+                      what + " is owned by " + access.owner + ", who can change its permissions at any time.",
+                      "Make Administrators the owner."});
 }
 
 void JudgeKey(const OrdinaryAccess& access, const StoredKey& stored, const char* path, Findings& findings) {
@@ -197,13 +197,13 @@ void JudgeKey(const OrdinaryAccess& access, const StoredKey& stored, const char*
   JudgeOwner(access, key, findings);
   if (!access.mayRead && !access.mayWrite) return;
   const bool secret = stored.Find("SKey") != nullptr;
-  std::string text = key + " may be " + Allowed(access) + " by ordinary users (" + access.who + ").";
-  if (access.mayWrite) text += " Who writes it can turn the second factor off.";
-  if (access.mayRead && secret) text += " Who reads it has the client key.";
+  std::string text =
+      "Users without administrative rights (" + access.who + ") can " + Allowed(access) + " " + key + ".";
+  if (access.mayWrite) text += " Anyone who can modify it can turn off the second factor.";
+  if (access.mayRead && secret) text += " Anyone who can read it has the client key.";
   const bool matters = access.mayWrite || secret;
-  findings.push_back(
-      {"access.key", matters ? Severity::Warning : Severity::Note, key, text,
-       "Let only SYSTEM and Administrators have the key, and take inherited permissions off it."});
+  findings.push_back({"access.key", matters ? Severity::Warning : Severity::Note, key, text,
+                      "Grant access to SYSTEM and Administrators only, and remove inherited permissions."});
 }
 
 }  // namespace
@@ -223,10 +223,10 @@ Findings JudgeAccess(const Access& access, const StoredKeys& keys) {
   if (access.logFolder.mayRead || access.logFolder.mayWrite) {
     findings.push_back(
         {"access.log-folder", Severity::Warning, access.logFolderPath,
-         "The log folder " + access.logFolderPath + " may be " + Allowed(access.logFolder) +
-             " by ordinary users (" + access.logFolder.who + ").",
-         "The filter closes the folder at the next start of its log. If it stays open, look for what "
-         "opens it, and who owns it."});
+         "Users without administrative rights (" + access.logFolder.who + ") can " +
+             Allowed(access.logFolder) + " the log folder " + access.logFolderPath + ".",
+         "The filter restricts the folder the next time it opens the log. If this finding stays, check what "
+         "changes the permissions and who owns the folder."});
   }
   return findings;
 }

@@ -25,21 +25,22 @@ void JudgeMissing(const JudgedSettings& settings, Findings& findings) {
     const std::string name{setting.name};
     findings.push_back(
         {"setting.missing", Severity::Problem, name,
-         name + " is not set, so the second factor is off: the filter takes the Kuv providers away "
-                "and leaves all others.",
+         name + " is not set, so the second factor is not required: the filter hides the Kuv providers "
+                "and shows all others.",
          "Set it by policy, or in HKLM\\Software\\Kuvant\\KuvCredProv."});
   }
 }
 
-void JudgeHidden(const JudgedSettings& settings, Findings& findings) {
+void JudgeOverridden(const JudgedSettings& settings, Findings& findings) {
   for (const JudgedSetting& judged : settings) {
     if (IsNumeric(*judged.state.setting) || !judged.policy.taken || !judged.local.taken) continue;
     if (!HoldsNothing(*judged.policy.value) || HoldsNothing(*judged.local.value)) continue;
     const std::string name{judged.state.setting->name};
-    findings.push_back(
-        {"setting.empty-policy-hides-local", Severity::Warning, name,
-         "The policy value of " + name + " is empty, and hides the local one.",
-         "Set the policy to not configured to let the local value count, or give it a value."});
+    findings.push_back({"setting.empty-policy-overrides-local", Severity::Warning, name,
+                        "The policy value of " + name + " is empty and overrides the local value.",
+                        "To use the local value, set the policy setting to Not Configured. Otherwise, enter "
+                        "a value in the policy "
+                        "setting."});
   }
 }
 
@@ -48,9 +49,9 @@ void JudgeOfflineUsers(const StoredKeys& keys, const JudgedSettings& settings, F
   if (!keys.policy.exists || judged.policy.taken || !judged.local.taken) return;
   findings.push_back({"offline-users.discarded", Severity::Warning, "OfflineMaxUsers",
                       "The local value of OfflineMaxUsers, " + std::to_string(NumberOf(*judged.local.value)) +
-                          ", does not count: as soon as the policy key exists, " + judged.state.effective +
-                          " is taken unless policy says otherwise.",
-                      "Set OfflineMaxUsers by policy too."});
+                          ", is ignored: because the policy key exists, " + judged.state.effective +
+                          " is used unless policy sets another value.",
+                      "Set OfflineMaxUsers by policy."});
 }
 
 void JudgeSmartCards(const JudgedSettings& settings, Findings& findings) {
@@ -58,9 +59,9 @@ void JudgeSmartCards(const JudgedSettings& settings, Findings& findings) {
     return;
   findings.push_back(
       {"smart-cards.wrap-without-enable", Severity::Warning, "WrapSmartCards",
-       "WrapSmartCards is on without EnableSmartCards, so it does nothing: no smart card provider "
-       "stays where the second factor protects.",
-       "Turn EnableSmartCards on as well, or WrapSmartCards off."});
+       "WrapSmartCards is on without EnableSmartCards, so it has no effect: the filter hides the smart card "
+       "providers where the second factor is required.",
+       "Turn on EnableSmartCards, or turn off WrapSmartCards."});
 }
 
 void JudgeDebug(const JudgedSettings& settings, Findings& findings) {
@@ -70,19 +71,19 @@ void JudgeDebug(const JudgedSettings& settings, Findings& findings) {
       NumberOf(*policy) != 0 || !judged.local.taken) {
     return;
   }
-  findings.push_back(
-      {"debug.zero-in-policy", Severity::Warning, "Debug",
-       "Debug is 0 in policy, which does not undo the local value: " + judged.state.effective + " counts.",
-       "Delete the local value."});
+  findings.push_back({"debug.zero-in-policy", Severity::Warning, "Debug",
+                      "Debug is 0 in policy, which does not override the local value: " +
+                          judged.state.effective + " is used.",
+                      "Delete the local value."});
 }
 
-void JudgeLogLimit(const JudgedSettings& settings, const std::string& set, const std::string& twin,
+void JudgeLogLimit(const JudgedSettings& settings, const std::string& set, const std::string& other,
                    Findings& findings) {
-  if (EffectiveOf(settings, set) == "0" || EffectiveOf(settings, twin) != "0") return;
+  if (EffectiveOf(settings, set) == "0" || EffectiveOf(settings, other) != "0") return;
   findings.push_back(
-      {"log-limit.without-twin", Severity::Warning, set,
-       set + " is set without " + twin + ", so it does nothing: the log file grows without limit.",
-       "Set " + twin + " as well."});
+      {"log-limit.incomplete", Severity::Warning, set,
+       set + " is set without " + other + ", so it has no effect: the log file grows without limit.",
+       "Set " + other + " as well."});
 }
 
 }  // namespace
@@ -90,7 +91,7 @@ void JudgeLogLimit(const JudgedSettings& settings, const std::string& set, const
 Findings JudgeCombinations(const StoredKeys& keys, const JudgedSettings& settings) {
   Findings findings;
   JudgeMissing(settings, findings);
-  JudgeHidden(settings, findings);
+  JudgeOverridden(settings, findings);
   JudgeOfflineUsers(keys, settings, findings);
   JudgeSmartCards(settings, findings);
   JudgeDebug(settings, findings);

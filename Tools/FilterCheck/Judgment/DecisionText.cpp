@@ -27,10 +27,10 @@ std::string NamesOf(const DecisionReport& report, const std::vector<bool>& chose
   for (std::size_t i = 0; i < chosen.size(); ++i) {
     if (chosen[i]) names.push_back(NameOf(report.providers[i]));
   }
-  return names.empty() ? "no provider at all" : Joined(names);
+  return names.empty() ? "no provider" : Joined(names);
 }
 
-// Why the second factor is off or not enforced here.
+// Why the second factor is not required here.
 std::string ReasonOf(const Decision& decision) {
   if (decision.decidedBy == kNoKuvProvider) return "no Kuv provider is installed";
   return decision.decidedBy + " is " + decision.value + " (" + SourceText(decision.source) + ")";
@@ -42,10 +42,10 @@ bool IsAnyEnabled(const Decision& decision) {
 
 std::string SeenUnderProtection(const DecisionReport& report, const Decision& decision,
                                 const std::string& names) {
-  if (!IsAnyEnabled(decision)) return "sees no provider at all, and cannot get in.";
-  return "sees " + names +
-         (AsksForSecondFactor(report, decision) ? ", and no other provider: the second factor protects this."
-                                                : ", and no provider that asks for the second factor.");
+  if (!IsAnyEnabled(decision)) return "sees no provider and cannot sign in.";
+  return "sees only " + names +
+         (AsksForSecondFactor(report, decision) ? ". The second factor is required."
+                                                : ". No provider asks for the second factor.");
 }
 
 // "sees ..." with the providers and the consequence.
@@ -55,9 +55,9 @@ std::string Seen(const DecisionReport& report, const Decision& decision) {
     case Outcome::Protected:
       return SeenUnderProtection(report, decision, names);
     case Outcome::Unprotected:
-      return "sees " + names + ", without the second factor, because " + ReasonOf(decision) + ".";
+      return "sees " + names + ". The second factor is not required, because " + ReasonOf(decision) + ".";
     default:
-      return "sees whatever Windows offers (" + names + "): the filter changes nothing, because " +
+      return "sees every provider that Windows offers (" + names + "). The filter changes nothing, because " +
              ReasonOf(decision) + ".";
   }
 }
@@ -71,16 +71,16 @@ const Decision& Find(const DecisionReport& report, std::string_view scenario, Se
 }  // namespace
 
 std::string ConsoleSentence(const DecisionReport& report) {
-  return "At the console a user " + Seen(report, Find(report, "logon", Session::Console));
+  return "At the console, a user " + Seen(report, Find(report, "logon", Session::Console));
 }
 
 std::string RemoteSentence(const DecisionReport& report) {
-  return "Over remote desktop a user " + Seen(report, Find(report, "logon", Session::Remote));
+  return "Over Remote Desktop, a user " + Seen(report, Find(report, "logon", Session::Remote));
 }
 
-// The filter does not ask for the kind of session here.
+// The filter does not query the kind of session here.
 std::string ElevationSentence(const DecisionReport& report) {
-  return "At an elevation prompt a user " + Seen(report, Find(report, "elevation", Session::Console));
+  return "At an elevation prompt, a user " + Seen(report, Find(report, "elevation", Session::Console));
 }
 
 bool AsksForSecondFactor(const DecisionReport& report, const Decision& decision) {

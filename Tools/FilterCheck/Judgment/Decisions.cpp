@@ -153,13 +153,14 @@ Findings JudgeDecisions(const DecisionReport& report) {
       });
   if (unguarded == report.decisions.end()) return {};
   if (KeepsEveryoneOut(report)) {
-    return {{"decision.nobody-gets-in", Severity::Problem, "logon screen",
-             "Where the filter protects, no provider at all is left: nobody can log on.",
-             "Install the Kuv credential provider, or take the filter off; the page Recovery tells how."}};
+    return {
+        {"decision.locked-out", Severity::Problem, "logon screen",
+         "The filter hides every provider where the second factor is required, so no one can sign in there.",
+         "Install the Kuv credential provider, or remove the filter. See the Recovery page."}};
   }
   return {{"decision.no-second-factor", Severity::Problem, "logon screen",
-           "Where the filter protects, no Kuv provider is left, so nobody is asked for the second factor.",
-           "Install the Kuv credential provider; its smart card provider alone stays only with "
+           "The filter shows no Kuv provider where the second factor is required, so no one is asked for it.",
+           "Install the Kuv credential provider. To use the Kuv smart card provider alone, turn on "
            "EnableSmartCards and WrapSmartCards."}};
 }
 

@@ -18,13 +18,13 @@ bool IsPort(const std::string& text) {
   return port >= 1 && port <= 65535;
 }
 
-bool IsAddressOfVersion6(const std::string& host) {
+bool IsIpv6Address(const std::string& host) {
   return host.find('[') != std::string::npos || std::count(host.begin(), host.end(), ':') > 1;
 }
 
 std::string ConsequenceOfPort() {
   const Configuration& record = *GetConfiguration();
-  return record.Port == 0 ? " is read as port 0, so the second factor is off."
+  return record.Port == 0 ? " is read as port 0, so the second factor is not required."
                           : " is read as port " + std::to_string(record.Port) + ".";
 }
 
@@ -32,19 +32,19 @@ Severity SeverityOfPort() {
   return GetConfiguration()->Port == 0 ? Severity::Problem : Severity::Warning;
 }
 
-Finding Version6(const std::string& host) {
+Finding Ipv6(const std::string& host) {
   return {"host.ipv6", SeverityOfPort(), "Host",
           "Host is " + PlainText(host) +
-              ", an address of IP version 6. The first colon separates the port: what stands behind it" +
+              ", an IPv6 address. The first colon separates the port, so the text after it" +
               ConsequenceOfPort(),
-          "Give the service's name instead."};
+          "Enter the host name of the service instead."};
 }
 
 Finding BadPort(const std::string& port) {
-  return {
-      "host.bad-port", SeverityOfPort(), "Host",
-      "The port of Host, '" + PlainText(port) + "', is no number from 1 to 65535. It" + ConsequenceOfPort(),
-      "Write a port from 1 to 65535 behind the colon, or leave out the colon for 443."};
+  return {"host.bad-port", SeverityOfPort(), "Host",
+          "The port of Host, '" + PlainText(port) + "', is not a number from 1 to 65535. It" +
+              ConsequenceOfPort(),
+          "Enter a port from 1 to 65535 after the colon, or omit the colon to use port 443."};
 }
 
 }  // namespace
@@ -56,14 +56,14 @@ Findings JudgeHost() {
   std::string bare = host;
   RemoveWhitespace(bare);
   if (bare != host && !bare.empty()) {
-    findings.push_back({"host.blanks", Severity::Warning, "Host",
-                        "Host is stored with blanks, '" + PlainText(host) +
-                            "'. They are removed: " + PlainText(bare) + " counts.",
-                        "Write it without blanks."});
+    findings.push_back({"host.white-space", Severity::Warning, "Host",
+                        "Host contains white space: '" + PlainText(host) +
+                            "'. The filter removes it and uses " + PlainText(bare) + ".",
+                        "Remove the white space."});
   }
   const std::size_t colon = bare.find(':');
-  if (IsAddressOfVersion6(bare)) {
-    findings.push_back(Version6(bare));
+  if (IsIpv6Address(bare)) {
+    findings.push_back(Ipv6(bare));
   } else if (colon != std::string::npos && !IsPort(bare.substr(colon + 1))) {
     findings.push_back(BadPort(bare.substr(colon + 1)));
   }

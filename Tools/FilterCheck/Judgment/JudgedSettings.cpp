@@ -32,7 +32,7 @@ bool IsTaken(const RawValue& value, const SettingInfo& setting, const char* path
     return false;
   const Kuv::OpenedKey key{registry, opened};
   if (!ReaderTakes(Kuv::SettingReader{registry, key.Get()}, setting)) return false;
-  // A number that does not come from the record must have its full size, and a 0 asks the log for nothing.
+  // A number that is not in the record must have its full size, and a log level of 0 is ignored.
   if (setting.effect == Effect::NextProcess) return true;
   return value.data.size() == sizeof(std::uint32_t) &&
          (setting.effect != Effect::NextClassObject || NumberOf(value) != 0);
@@ -45,7 +45,7 @@ StoredSetting FindStored(const StoredKey& key, const SettingInfo& setting, const
 
 Source SourceOf(const JudgedSetting& setting, const StoredKeys& keys) {
   if (setting.policy.taken) return Source::Policy;
-  // A policy key resets this one setting, whether it holds it or not.
+  // A policy key resets this one setting, whether or not it contains it.
   if (setting.state.setting->name == "OfflineMaxUsers" && keys.policy.exists) return Source::Default;
   return setting.local.taken ? Source::Local : Source::Default;
 }

@@ -11,7 +11,7 @@ namespace FilterCheck {
 
 namespace {
 
-// How many letters must be added, left out or changed to make one name of the other.
+// The edit distance: how many letters to insert, delete or replace to turn one name into the other.
 std::size_t Distance(const std::wstring& a, const std::wstring& b) {
   std::vector<std::size_t> row(b.size() + 1);
   std::iota(row.begin(), row.end(), std::size_t{0});
@@ -26,7 +26,7 @@ std::size_t Distance(const std::wstring& a, const std::wstring& b) {
   return row.back();
 }
 
-// Gives the setting that a name is most likely meant for; null if it is like none.
+// Returns the setting that a name is most likely meant for, or null if none is similar.
 const SettingInfo* Nearest(const std::wstring& name) {
   const SettingInfo* nearest = nullptr;
   std::size_t least = std::min<std::size_t>(4, name.size() / 2 + 1);
@@ -42,17 +42,17 @@ const SettingInfo* Nearest(const std::wstring& name) {
 
 Finding UnknownName(const std::wstring& name, const char* path) {
   const SettingInfo* const nearest = Nearest(name);
-  std::string advice = "Delete it, unless another program needs it.";
-  if (nearest != nullptr) advice = "If " + std::string{nearest->name} + " is meant, rename it.";
+  std::string advice = "Delete the value, unless another program needs it.";
+  if (nearest != nullptr) advice = "If you meant " + std::string{nearest->name} + ", rename the value.";
   return {"setting.unknown-name", nearest == nullptr ? Severity::Note : Severity::Warning, PlainText(name),
-          "HKLM\\" + std::string{path} + " holds a value '" + PlainText(name) +
-              "', which is no setting and is not read.",
+          "HKLM\\" + std::string{path} + " contains a value '" + PlainText(name) +
+              "', which is not a setting and is ignored.",
           advice};
 }
 
 void AddUnknownNames(const StoredKey& key, const char* path, Findings& findings) {
   for (const RawValue& value : key.values) {
-    // The value without a name is the key's own.
+    // The value without a name is the key's default value.
     if (!value.name.empty() && key.SettingOf(value) == nullptr)
       findings.push_back(UnknownName(value.name, path));
   }

@@ -13,7 +13,7 @@ namespace {
 using FilterHost::IdentifierText;
 using FilterHost::ParseIdentifier;
 
-// What a fault of the entry costs: the logon screen is a 64-bit program.
+// A fault of the 64-bit entry is more severe: the logon screen is a 64-bit program.
 Severity FaultOf(const RegisteredFilter& filter) noexcept {
   return filter.wow64 ? Severity::Warning : Severity::Problem;
 }
@@ -24,12 +24,13 @@ std::string ViewName(bool wow64) {
 
 std::string Consequence(const RegisteredFilter& filter) {
   return filter.wow64 ? " 32-bit programs that show the credential dialog are not filtered."
-                      : " Windows does not load the filter: the second factor is off.";
+                      : " Windows does not load the filter, so the second factor is not required.";
 }
 
 std::string RegisterAgain(const RegisteredFilter& filter) {
-  return filter.wow64 ? "Register the 32-bit DLL again: %SystemRoot%\\SysWOW64\\regsvr32.exe with its path."
-                      : "Register the filter again: regsvr32 with the path of KuvCredFilter.dll.";
+  return filter.wow64
+             ? "Register the 32-bit DLL again: run %SystemRoot%\\SysWOW64\\regsvr32.exe with its path."
+             : "Register the filter again: run regsvr32 with the path of KuvCredFilter.dll.";
 }
 
 void AddFault(const RegisteredFilter& filter, const char* id, const std::string& text, Findings& findings) {
@@ -37,51 +38,55 @@ void AddFault(const RegisteredFilter& filter, const char* id, const std::string&
       {id, FaultOf(filter), ViewName(filter.wow64), text + Consequence(filter), RegisterAgain(filter)});
 }
 
-// Tells of a view without a class key.
+// Reports a view without a class key.
 void JudgeAbsence(const RegisteredFilter& filter, const RegisteredFilter& otherView, Findings& findings) {
   if (filter.onlyForThisUser) {
-    AddFault(filter, "registration.class-of-user",
-             "The class key is there for the present user alone, which the logon process does not see.",
+    AddFault(filter, "registration.per-user-class",
+             "The class key exists for the current user only, where the logon process does not look.",
              findings);
   } else if (filter.inFilterList) {
     AddFault(filter, "registration.class-missing",
-             "The filter is in the list of filters, but its class key is gone.", findings);
+             "The filter is in the list of filters, but its class key is missing.", findings);
   } else if (!filter.wow64) {
     findings.push_back(
         {"registration.not-registered", Severity::Problem, ViewName(/*wow64=*/false),
-         otherView.module ? "The filter is registered for 32-bit programs only, and the logon screen is a "
-                            "64-bit one. Windows does not load the filter: the second factor is off."
-                          : "The filter is not registered. Windows does not load it: the second factor is "
-                            "off.",
-         "Register it: %SystemRoot%\\System32\\regsvr32.exe with the path of KuvCredFilter.dll."});
+         otherView.module
+             ? "The filter is registered for 32-bit programs only, but the logon screen is a 64-bit "
+               "program. Windows does not load the filter, so the second factor is not required."
+             : "The filter is not registered. Windows does not load it, so the second factor is "
+               "not required.",
+         "Register the filter: run %SystemRoot%\\System32\\regsvr32.exe with the path of "
+         "KuvCredFilter.dll."});
   } else if (otherView.module) {
     findings.push_back(
         {"registration.32-bit-missing", Severity::Note, ViewName(/*wow64=*/true),
          "The filter is not registered for 32-bit programs. Those that show the credential dialog are not "
-         "filtered: they offer the Kuv provider as well. The logon screen and elevation prompts are "
-         "64-bit programs.",
-         "If that matters, register the 32-bit DLL: %SystemRoot%\\SysWOW64\\regsvr32.exe with its path."});
+         "filtered and also offer the Kuv provider. The logon screen and elevation prompts are 64-bit "
+         "programs and are not affected.",
+         "If this matters to you, register the 32-bit DLL: run %SystemRoot%\\SysWOW64\\regsvr32.exe with its "
+         "path."});
   }
 }
 
 void JudgeModule(const RegisteredFilter& filter, Findings& findings) {
   const std::string& module = *filter.module;
   if (module.empty()) {
-    AddFault(filter, "registration.module-missing", "The class key names no module.", findings);
+    AddFault(filter, "registration.module-missing", "The class key does not name a module.", findings);
   } else if (!filter.moduleExists) {
-    AddFault(filter, "registration.module-missing", "The module is not there: " + module + ".", findings);
+    AddFault(filter, "registration.module-missing", "The module does not exist: " + module + ".", findings);
   } else if (!filter.architectureFits) {
     AddFault(filter, "registration.wrong-architecture",
-             "The module is no " + std::string{filter.wow64 ? "32" : "64"} +
-                 "-bit DLL, or cannot be read: " + module + ".",
+             "The module is not a " + std::string{filter.wow64 ? "32" : "64"} +
+                 "-bit DLL or cannot be read: " + module + ".",
              findings);
   } else if (filter.sameAsBeside == false) {
-    findings.push_back({"registration.other-module", Severity::Warning, ViewName(filter.wow64),
-                        "The registered module is not the DLL that came with this program, so it may be "
-                        "another version: " +
-                            module + ".",
-                        "Run the KuvFilterCheck of the installed version, or register the DLL beside this "
-                        "one."});
+    findings.push_back(
+        {"registration.other-module", Severity::Warning, ViewName(filter.wow64),
+         "The registered module is not the DLL that was installed with this program, so it may "
+         "be another version: " +
+             module + ".",
+         "Run the KuvFilterCheck of the installed version, or register the DLL next to this "
+         "program."});
   }
 }
 
@@ -92,18 +97,18 @@ void JudgeView(const RegisteredFilter& filter, const RegisteredFilter& otherView
   }
   if (!filter.inFilterList) {
     AddFault(filter, "registration.not-listed",
-             "The class key is there, but the filter is not in the list of filters.", findings);
+             "The class key exists, but the filter is not in the list of filters.", findings);
   }
   JudgeModule(filter, findings);
   if (ToLowerAscii(filter.threadingModel) != "apartment") {
-    findings.push_back({"registration.threading-model", Severity::Warning, ViewName(filter.wow64),
-                        "ThreadingModel of the class is '" + filter.threadingModel +
-                            "', not 'Apartment', for which the filter is made.",
-                        RegisterAgain(filter)});
+    findings.push_back(
+        {"registration.threading-model", Severity::Warning, ViewName(filter.wow64),
+         "ThreadingModel of the class is '" + filter.threadingModel + "'. The filter requires 'Apartment'.",
+         RegisterAgain(filter)});
   }
 }
 
-// The platform's own GenericFilter, which every machine has.
+// The GenericFilter of Windows, which every machine has.
 constexpr GUID kStockFilter{0xDDC0EED2, 0xADBE, 0x40B6, {0xA2, 0x17, 0xED, 0xE1, 0x6A, 0x79, 0xA0, 0xDE}};
 
 void JudgeOtherFilter(const OtherFilter& other, Findings& findings) {
@@ -111,42 +116,46 @@ void JudgeOtherFilter(const OtherFilter& other, Findings& findings) {
   const std::string where = "the list of filters of the " + ViewName(other.wow64);
   if (other.module.empty() || !other.moduleExists) {
     findings.push_back({"registration.stale-filter", Severity::Warning, subject,
-                        "This entry in " + where + " leads nowhere: " +
-                            (other.module.empty() ? "its class key is gone or names no module."
-                                                  : "its module is not there: " + other.module + "."),
-                        "If its product is removed, delete the entry from the list."});
+                        "This entry in " + where + " is not valid: " +
+                            (other.module.empty() ? "its class key is missing or does not name a module."
+                                                  : "its module does not exist: " + other.module + "."),
+                        "If its product is uninstalled, delete the entry from the list."});
   } else if (ParseIdentifier(other.identifier) != kStockFilter) {
-    findings.push_back(
-        {"registration.other-filter", Severity::Note, subject,
-         "Another filter is in " + where + ": " + other.module +
-             ". Windows asks one filter after the other, each with what the last one left. In a protected or "
-             "unprotected scenario the Kuv filter writes every provider, so it may show one that a filter "
-             "before it hid; a filter after it may hide a Kuv provider, or show one that it hid.",
-         "Look at the logon screen itself: what is said here is the Kuv filter's answer alone."});
+    findings.push_back({"registration.other-filter", Severity::Note, subject,
+                        "Another filter is in " + where + ": " + other.module +
+                            ". Windows calls the filters one after the other, and each can change the result "
+                            "of those before it. "
+                            "In a protected or unprotected scenario, the Kuv filter decides on every "
+                            "provider, so it may show "
+                            "one that an earlier filter hid. A later filter may hide a Kuv provider, or show "
+                            "one that the Kuv "
+                            "filter hid.",
+                        "Check the logon screen itself: this report covers the Kuv filter only."});
   }
 }
 
 void JudgePlatform(const Registration& registration, Findings& findings) {
   if (!registration.kuvProviderInstalled) {
-    findings.push_back(
-        {"provider.kuv-missing", Severity::Problem, IdentifierText(CLSID_KuvCredProv),
-         "The second-factor provider is not installed, so there is nothing to ask for a second "
-         "factor. Without any Kuv provider the filter leaves everything as it is.",
-         "Install the credential provider."});
+    findings.push_back({"provider.kuv-missing", Severity::Problem, IdentifierText(CLSID_KuvCredProv),
+                        "The Kuv credential provider is not installed, so no one is asked for the second "
+                        "factor. Without any "
+                        "Kuv provider, the filter changes nothing.",
+                        "Install the Kuv credential provider."});
   }
   if (registration.kuvProviderExcluded) {
     findings.push_back(
         {"platform.kuv-excluded", Severity::Problem, "ExcludedCredentialProviders",
-         "The policy takes the second-factor provider off. The filter writes every provider, so it may show "
-         "it again; where it does not, only whitelisted providers are left where the filter protects, and "
-         "without one nobody can log on.",
-         "Take " + IdentifierText(CLSID_KuvCredProv) + " out of the policy 'Exclude credential providers'."});
+         "The policy setting excludes the Kuv credential provider. The filter decides on every provider, so "
+         "it may show the provider again. If it does not, only whitelisted providers are shown where the "
+         "second factor is required, and without one, no one can sign in there.",
+         "Remove " + IdentifierText(CLSID_KuvCredProv) +
+             " from the policy setting 'Exclude credential providers'."});
   }
   if (registration.prohibitFallbacks == 1u) {
     findings.push_back(
         {"platform.fallbacks-prohibited", Severity::Note, "ProhibitFallbacks",
-         "The filter counts in safe mode as well: safe mode is no way in if nobody can log on.",
-         "Have another way of recovery ready: remote registry or the recovery environment."});
+         "Windows applies the filter in safe mode as well, so safe mode does not help if no one can sign in.",
+         "Prepare another way to recover: remote registry or the recovery environment."});
   }
 }
 
@@ -155,14 +164,14 @@ std::string NameOf(const GUID& provider) {
   return (stock.empty() ? std::string{} : std::string{stock} + " ") + IdentifierText(provider);
 }
 
-// The places where the filter takes the provider off the logon screen, as words.
+// The places where the filter hides the provider on the logon screen, as text.
 std::string HiddenAt(const DecisionReport& report, std::size_t provider) {
   std::string places;
   for (const Decision& decision : report.decisions) {
     const bool screen = decision.scenario.name == "logon" || decision.scenario.name == "unlock";
     if (!screen || decision.enabled[provider]) continue;
     places.append(places.empty() ? "" : ", ").append(decision.scenario.name);
-    places.append(decision.session == Session::Console ? " at the console" : " over remote desktop");
+    places.append(decision.session == Session::Console ? " at the console" : " over Remote Desktop");
   }
   return places;
 }
@@ -178,11 +187,12 @@ void JudgeDefaultProvider(const Registration& registration, const DecisionReport
   if (provider == providers.end()) return;
   const std::string places = HiddenAt(report, static_cast<std::size_t>(provider - providers.begin()));
   if (places.empty()) return;
-  findings.push_back({"platform.default-provider-hidden", Severity::Warning, "DefaultCredentialProvider",
-                      "Windows is to offer " + NameOf(*byDefault) + " first, but the filter takes it away: " +
-                          places + ". Users get another provider first.",
-                      "Set the policy 'Assign a default credential provider' to " +
-                          IdentifierText(CLSID_KuvCredProv) + ", or whitelist the provider."});
+  findings.push_back(
+      {"platform.default-provider-hidden", Severity::Warning, "DefaultCredentialProvider",
+       "Windows is set to select " + NameOf(*byDefault) + " first, but the filter hides it: " + places +
+           ". Windows selects another provider there.",
+       "Set the policy setting 'Assign a default credential provider' to " +
+           IdentifierText(CLSID_KuvCredProv) + ", or add the provider to ProvidersWhitelist."});
 }
 
 bool IsOn(const Situation& situation, std::string_view setting) {
@@ -198,7 +208,8 @@ void JudgeSmartCardProvider(const Registration& registration, const Situation& s
   findings.push_back({"provider.kuv-smart-card-missing", Severity::Warning,
                       IdentifierText(CLSID_KuvSmartCardCredProv),
                       "EnableSmartCards and WrapSmartCards are on, but the Kuv smart card provider is not "
-                      "installed: where the filter protects, nobody can log on with a smart card.",
+                      "installed, so no one can sign in with a smart card where the second factor is "
+                      "required.",
                       "Install the Kuv smart card provider, or set WrapSmartCards to 0."});
 }
 

@@ -27,24 +27,23 @@ std::string WhatWasFound(const Findings& findings) {
 Verdict Judge(const Report& report, const Situation& situation) {
   if (!IsLoadable(report.registration.filter[0])) {
     return {ExitCode::NotInForce,
-            "The second factor is NOT in force: Windows does not load the filter for the logon screen."};
+            "The second factor is NOT required: Windows does not load the filter for the logon screen."};
   }
   if (report.registration.kuvProviderExcluded) {
     return {ExitCode::NotInForce,
-            "The second factor counts as NOT in force: the policy ExcludedCredentialProviders may take its "
-            "provider off."};
+            "The second factor is treated as NOT required: the policy setting ExcludedCredentialProviders "
+            "may hide the Kuv credential provider."};
   }
   if (!situation.decision.inForce && KeepsEveryoneOut(situation.decision)) {
     return {ExitCode::NotInForce,
-            "The second factor CANNOT be given: no provider is left where the filter protects, so nobody can "
-            "log on there."};
+            "NO ONE CAN SIGN IN where the second factor is required: the filter hides every provider there."};
   }
   if (!situation.decision.inForce) {
-    return {ExitCode::NotInForce, "The second factor is NOT in force: no kind of logon is protected."};
+    return {ExitCode::NotInForce, "The second factor is NOT required at any kind of sign-in."};
   }
   const std::string found = WhatWasFound(AllFindings(report, situation));
-  if (found.empty()) return {ExitCode::Fine, "The second factor is in force, with nothing to mend."};
-  return {ExitCode::Found, "The second factor is in force, with " + found + "."};
+  if (found.empty()) return {ExitCode::Fine, "The second factor is required. No issues found."};
+  return {ExitCode::Found, "The second factor is required. Found " + found + "."};
 }
 
 const Situation& Subject(const Report& report) noexcept {

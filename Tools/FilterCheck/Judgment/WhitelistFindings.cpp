@@ -13,17 +13,16 @@ namespace {
 
 constexpr char kWhitelist[] = "ProvidersWhitelist";
 
-Finding NoIdentifier(const std::wstring& entry) {
-  return {"whitelist.no-identifier", Severity::Warning, kWhitelist,
-          "The entry '" + PlainText(entry) +
-              "' is no class identifier. It is passed over: that provider does not stay.",
-          "Write the identifier in braces, for example {D6886603-9D2F-4EB2-B667-1971041FA96B}."};
+Finding InvalidIdentifier(const std::wstring& entry) {
+  return {"whitelist.invalid-identifier", Severity::Warning, kWhitelist,
+          "The entry '" + PlainText(entry) + "' is not a class identifier, so the filter ignores it.",
+          "Enter the identifier in braces, for example {D6886603-9D2F-4EB2-B667-1971041FA96B}."};
 }
 
-Finding Repeated(const GUID& provider) {
-  return {"whitelist.repeated", Severity::Warning, kWhitelist,
+Finding Duplicate(const GUID& provider) {
+  return {"whitelist.duplicate", Severity::Warning, kWhitelist,
           "The entry " + FilterHost::IdentifierText(provider) +
-              " stands in the list more than once, and takes the place of others.",
+              " is in the list more than once and takes up space.",
           "Keep one of them."};
 }
 
@@ -31,10 +30,10 @@ Finding NotInstalled(const GUID& provider) {
   return {"whitelist.not-installed", Severity::Warning, kWhitelist,
           "The entry " + FilterHost::IdentifierText(provider) +
               " names a provider that is not installed on this machine, so it has no effect.",
-          "Check the identifier, install the provider, or take the entry off the list."};
+          "Check the identifier, install the provider, or remove the entry."};
 }
 
-// The platform's password provider, and the one of its old versions.
+// The password provider of Windows, and that of Windows 7 and earlier.
 constexpr GUID kPasswordProviders[] = {
     {0x60B78E88, 0xEAD8, 0x445C, {0x9C, 0xFD, 0x0B, 0x87, 0xF7, 0x4E, 0xA6, 0xCD}},
     {0x6F45DC1E, 0x5384, 0x457A, {0xBC, 0x13, 0x2C, 0xD8, 0x1B, 0x0D, 0x28, 0xED}},
@@ -46,11 +45,12 @@ bool AsksForAPasswordAlone(const GUID& provider) {
 }
 
 Finding Password(const GUID& provider) {
-  return {"whitelist.password", Severity::Warning, kWhitelist,
-          "The entry " + FilterHost::IdentifierText(provider) +
-              " is Windows' own password provider: where the second factor protects, a password alone gets "
-              "in.",
-          "Take the entry off the list."};
+  return {
+      "whitelist.password", Severity::Warning, kWhitelist,
+      "The entry " + FilterHost::IdentifierText(provider) +
+          " is the password provider of Windows: users can sign in with a password alone where the second "
+          "factor is required.",
+      "Remove the entry."};
 }
 
 bool IsInstalled(const GUID& identifier, const FilterHost::ProviderList& providers) {
@@ -67,12 +67,12 @@ Findings JudgeWhitelist(const JudgedSettings& settings, const FilterHost::Provid
   std::vector<GUID> seen;
   for (const std::wstring& entry : Strings(*list)) {
     GUID identifier{};
-    // What the library asks too.
+    // The library parses entries the same way.
     if (::CLSIDFromString(entry.c_str(), &identifier) != S_OK) {
-      findings.push_back(NoIdentifier(entry));
+      findings.push_back(InvalidIdentifier(entry));
       continue;
     }
-    if (std::count(seen.begin(), seen.end(), identifier) == 1) findings.push_back(Repeated(identifier));
+    if (std::count(seen.begin(), seen.end(), identifier) == 1) findings.push_back(Duplicate(identifier));
     if (std::count(seen.begin(), seen.end(), identifier) == 0) {
       if (!IsInstalled(identifier, providers)) {
         findings.push_back(NotInstalled(identifier));

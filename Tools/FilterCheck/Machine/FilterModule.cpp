@@ -30,7 +30,7 @@ std::wstring Expanded(const std::wstring& text) {
   return length == 0 || length > std::size(expanded) ? text : std::wstring{expanded};
 }
 
-// The variables that name another folder to a 32-bit program, as that program has them.
+// Replaces variables that have another value in a 32-bit program with those of such a program.
 std::wstring WithVariablesOf32Bit(std::wstring text) {
   for (const std::wstring_view variable : {L"%ProgramFiles%", L"%CommonProgramFiles%"}) {
     if (StartsWithoutCase(text, variable)) return text.insert(variable.size() - 1, L"(x86)");
@@ -60,14 +60,14 @@ std::wstring ThisProgramsFolder() {
   return path.substr(0, path.find_last_of(L'\\') + 1);
 }
 
-// The installer puts what is for 32-bit programs into the folder of the same name that these have.
+// The installer puts the 32-bit DLL in the folder of the same name below the 32-bit Program Files.
 std::wstring FolderOf32Bit(const std::wstring& folder) {
   const std::wstring native = Expanded(L"%ProgramW6432%\\");
   if (!StartsWithoutCase(folder, native)) return folder + L"x86\\";
   return Expanded(L"%ProgramFiles(x86)%\\") + folder.substr(native.size());
 }
 
-// Gives the machine type of a PE image; nothing if the bytes are none.
+// Returns the machine type of a PE image, or nothing if the bytes are not an image.
 std::optional<std::uint16_t> MachineOf(const std::string& image) {
   IMAGE_DOS_HEADER dos{};
   if (image.size() < sizeof(dos)) return std::nullopt;
@@ -84,7 +84,7 @@ std::optional<std::uint16_t> MachineOf(const std::string& image) {
   return headers.file.Machine;
 }
 
-// A file that nobody may read is none that could be loaded.
+// A file that cannot be read cannot be loaded either.
 std::optional<std::string> ImageBytes(const std::wstring& path) {
   try {
     return FilterHost::ReadFileFrom(path, /*start=*/0);

@@ -27,12 +27,11 @@ constexpr wchar_t kProviders[] =
 constexpr wchar_t kExclusionPolicies[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Policies\\System";
 constexpr wchar_t kSystemPolicies[] = L"SOFTWARE\\Policies\\Microsoft\\Windows\\System";
 
-// Where a view's entries lie for a 64-bit program, which sees both. The classes of 32-bit programs lie under
-// two names.
+// The paths of a view for a 64-bit program, which sees both. The classes of 32-bit programs have two paths.
 struct ViewPaths {
   const wchar_t* filters;
   const wchar_t* classes[2];
-  const wchar_t* classesOfUser;  ///< below HKEY_CLASSES_ROOT, which shows the user's own besides
+  const wchar_t* classesOfUser;  ///< below HKEY_CLASSES_ROOT, which includes the user's classes
 };
 
 constexpr ViewPaths kNativePaths{
@@ -58,7 +57,7 @@ bool IsAbsent(LSTATUS status) noexcept {
   return status == ERROR_FILE_NOT_FOUND || status == ERROR_PATH_NOT_FOUND;
 }
 
-// Nothing if there is no such key.
+// Returns nothing if the key does not exist.
 UniqueRegistryKey OpenKey(HKEY root, const std::wstring& path) {
   UniqueRegistryKey key;
   const LSTATUS status = ::RegOpenKeyExW(root, path.c_str(), /*ulOptions=*/0, KEY_READ, key.Put());
@@ -68,10 +67,10 @@ UniqueRegistryKey OpenKey(HKEY root, const std::wstring& path) {
 
 struct RegistryText {
   std::wstring text;
-  bool expand = false;  ///< stored as one with variables
+  bool expand = false;  ///< stored as REG_EXPAND_SZ
 };
 
-// Nothing if there is no key, no such value, or none that is a text.
+// Returns an empty text if the key or value does not exist, or if the value is not a text.
 RegistryText ReadText(const UniqueRegistryKey& key, const wchar_t* name) {
   if (!key) return {};
   std::wstring text(256, L'\0');
@@ -84,7 +83,7 @@ RegistryText ReadText(const UniqueRegistryKey& key, const wchar_t* name) {
     if (status == ERROR_SUCCESS) return {std::wstring{text.c_str()}, type == REG_EXPAND_SZ};
     if (status == ERROR_UNSUPPORTED_TYPE || IsAbsent(status)) return {};
     if (status != ERROR_MORE_DATA) ThrowCannotRead(std::wstring{L"value "} + name, status);
-    // It may grow meanwhile, and so does the place.
+    // The value may grow between two calls, so the buffer always grows.
     text.resize(std::max<std::size_t>(2 * text.size(), size / sizeof(wchar_t) + 1));
   }
 }
@@ -98,7 +97,7 @@ std::optional<std::uint32_t> ReadNumber(const UniqueRegistryKey& key, const wcha
   return status == ERROR_SUCCESS ? std::optional{std::uint32_t{number}} : std::nullopt;
 }
 
-// What a class key says.
+// The contents of a class key.
 struct ServerClass {
   bool exists = false;
   std::wstring name;
@@ -147,7 +146,7 @@ RegisteredFilter ReadFilter(View view) {
   return filter;
 }
 
-// Gives the name of a subkey, empty behind the last.
+// Returns the name of a subkey, or an empty text after the last.
 std::wstring SubkeyName(const UniqueRegistryKey& key, DWORD index) {
   wchar_t name[256] = {};
   auto length = static_cast<DWORD>(std::size(name));
@@ -179,7 +178,7 @@ bool IsInstalled(const CLSID& provider) {
       OpenKey(HKEY_LOCAL_MACHINE, std::wstring{kProviders} + L"\\" + Utf8ToWide(IdentifierText(provider))));
 }
 
-// Tells whether a list with commas names the second-factor provider.
+// Returns whether a comma-separated list contains the Kuv credential provider.
 bool NamesKuvProvider(const std::wstring& list) {
   std::istringstream entries{WideToUtf8(list)};
   for (std::string entry; std::getline(entries, entry, ',');) {
@@ -189,7 +188,7 @@ bool NamesKuvProvider(const std::wstring& list) {
   return false;
 }
 
-// The platform's policy template writes to the first key; the second holds the exclusions.
+// The policy template of Windows writes to the first key. The second key holds the exclusions.
 std::string DefaultProvider() {
   for (const wchar_t* const policies : {kSystemPolicies, kExclusionPolicies}) {
     const std::wstring provider =

@@ -14,13 +14,13 @@ namespace {
 
 void RequireRead(LSTATUS status, const char* path) {
   if (status == ERROR_SUCCESS) return;
-  const std::string advice = status == ERROR_ACCESS_DENIED ? "; run this as an administrator" : "";
+  const std::string advice = status == ERROR_ACCESS_DENIED ? "; run KuvFilterCheck as an administrator" : "";
   throw FilterHost::HostError{FilterHost::ExitCode::Failed,
                               std::string{"cannot read HKLM\\"} + path + ": " +
                                   FilterHost::DescribeError(static_cast<std::uint32_t>(status)) + advice};
 }
 
-// Gives a value by its number; nothing behind the last.
+// Returns a value by its index, or nothing after the last.
 std::optional<RawValue> ReadValue(HKEY key, DWORD index, DWORD mostNameUnits, DWORD mostBytes,
                                   const char* path) {
   RawValue value{std::wstring(mostNameUnits + 1, L'\0'), 0, std::vector<std::uint8_t>(mostBytes + 1)};

@@ -42,7 +42,7 @@ std::string HostWithPort() {
   return record.Host.empty() ? TextOrNotSet({}) : PlainText(record.Host) + ":" + std::to_string(record.Port);
 }
 
-// The key itself is shown nowhere.
+// The key itself is never shown.
 std::string SetOrNotSet() {
   return GetConfiguration()->SKey.empty() ? "not set" : "set";
 }
@@ -68,7 +68,7 @@ std::string RdpOnlyInForce() {
   return IsRdpOnly() ? "1" : "0";
 }
 
-// The library writes the level into the log of the process: here one without handlers, which nobody sees.
+// The library sets the level in the log of the process. Here that is a temporary log without handlers.
 std::string LogDetail() {
   auto log = std::make_shared<Kuv::LogSystem>();
   g_logSystem.swap(log);
@@ -86,9 +86,9 @@ std::string LogFiles() {
 }
 
 constexpr std::string_view kTextLimits =
-    "Blanks are removed. Another type, or more than 1,023 characters: counts as absent.";
+    "White space is removed. A value of another type or with more than 1,023 characters is ignored.";
 constexpr std::string_view kFlagLimits =
-    "Any number but 0 is on. Another type, or more than 4 bytes: counts as absent.";
+    "Any number except 0 means on. A value of another type or with more than 4 bytes is ignored.";
 
 constexpr SettingInfo Text(std::string_view name, std::string (*effective)(), std::string_view meaning,
                            std::string_view limits = kTextLimits) {
@@ -104,83 +104,94 @@ constexpr SettingInfo Flag(std::string_view name, std::string_view byDefault, st
 
 constexpr std::array kSettings{
     Text("Host", HostWithPort,
-         "Name of the second-factor service, with `:port` behind it if that is not 443. Without it the "
-         "second factor is off.",
-         "Blanks are removed. The first colon separates the port, so an IPv6 address cannot be given. A port "
-         "of 0 or without digits turns the second factor off; above 65,535 only the low 16 bits count. "
-         "Another type, or more than 1,023 characters: counts as absent."),
+         "Host name of the second-factor service, followed by `:port` if the port is not 443. Without this "
+         "setting, the second factor is not required.",
+         "White space is removed. The first colon separates the port, so an IPv6 address is not possible. "
+         "With a port of 0 or without digits, the second factor is not required. Of a port above 65,535, "
+         "only the low 16 bits are used. A value of another type or with more than 1,023 characters is "
+         "ignored."),
     Text("IKey", RecordText<&Configuration::IKey>,
-         "Client identifier at the service. Without it the second factor is off."),
+         "Client identifier at the service. Without this setting, the second factor is not required."),
     Text("SKey", SetOrNotSet,
-         "Client key that signs requests to the service: a secret. Without it the second factor is off."),
-    SettingInfo{"ElevationProtectionMode", SettingKind::Choice, 0, 2, Beyond::Default, "0", Effect::AtOnce,
-                ElevationInForce,
-                "What the second factor protects: 0 logon, unlock and change of password; 1 the elevation "
-                "prompt only; 2 both.",
-                "Above 2 counts as 0. Another type, or another size than 4 bytes: counts as absent."},
-    SettingInfo{"RdpOnly", SettingKind::ExactFlag, 0, 1, Beyond::Default, "0", Effect::AtOnce, RdpOnlyInForce,
-                "1: only logon over remote desktop is protected, at the console users log on without the "
-                "second factor. Elevation prompts are not touched by this.",
-                "Any number but 1 is off. Another type, or another size than 4 bytes: counts as absent."},
-    SettingInfo{"ProvidersWhitelist", SettingKind::Providers, 0, 0, Beyond::AsStored, "none",
-                Effect::NextProcess, Whitelist,
-                "Class identifiers, in braces, of further credential providers that stay on a protected "
-                "logon screen. Each is a way to log on without the second factor.",
-                "Another type, or more than 760 bytes (nine identifiers fit): the whole list counts as "
-                "absent. An entry that is no class identifier is passed over."},
+         "Client key that signs requests to the service. It is a secret. Without this setting, the second "
+         "factor is not required."),
+    SettingInfo{
+        "ElevationProtectionMode", SettingKind::Choice, 0, 2, Beyond::Default, "0", Effect::AtOnce,
+        ElevationInForce,
+        "Where the second factor is required: 0 at sign-in, unlock and password change; 1 at elevation "
+        "prompts only; 2 at both.",
+        "A number above 2 is treated as 0. A value of another type or size is ignored."},
+    SettingInfo{
+        "RdpOnly", SettingKind::ExactFlag, 0, 1, Beyond::Default, "0", Effect::AtOnce, RdpOnlyInForce,
+        "1: the second factor is required in Remote Desktop sessions only. At the console, users sign in "
+        "without it. Elevation prompts are not affected.",
+        "Any number except 1 means off. A value of another type or size is ignored."},
+    SettingInfo{
+        "ProvidersWhitelist", SettingKind::Providers, 0, 0, Beyond::AsStored, "none", Effect::NextProcess,
+        Whitelist,
+        "Class identifiers, in braces, of other credential providers that the filter shows where the second "
+        "factor is required. Each is a way to sign in without the second factor.",
+        "A list of another type or with more than 760 bytes (nine identifiers) is ignored as a whole. An "
+        "entry that is not a class identifier is ignored."},
     Flag("EnableSmartCards", "0", RecordFlag<&Configuration::EnableSmartCards>,
-         "1: one smart card provider stays on a protected logon screen, that of Windows unless "
-         "`WrapSmartCards` is on."),
+         "1: the filter shows one smart card provider where the second factor is required: that of Windows, "
+         "unless `WrapSmartCards` is on."),
     Flag("WrapSmartCards", "0", RecordFlag<&Configuration::WrapSmartCards>,
-         "1, together with `EnableSmartCards`: the smart card provider that stays is the Kuv one, which asks "
-         "for the second factor as well. Alone it does nothing."),
+         "1, together with `EnableSmartCards`: the filter shows the Kuv smart card provider, which also asks "
+         "for the second factor. Without `EnableSmartCards`, this setting has no effect."),
     Flag("FailOpen", "1", RecordFlag<&Configuration::FailOpen>,
-         "The fail mode, which the Kuv provider reads and the service is told: 1 open, 0 closed. The filter "
-         "decides without it."),
-    SettingInfo{"UsernameFormatForService", SettingKind::Choice, 0, 2, Beyond::Default, "1", Effect::AtOnce,
-                UsernameFormatInForce,
-                "How the service is told a user's name: 0 name alone, 1 DOMAIN\\name, 2 name@domain.",
-                "Above 2 counts as 1. Another type, or another size than 4 bytes: counts as absent."},
+         "Fail mode, which the Kuv provider reads and sends to the service: 1 open, 0 closed. The filter "
+         "does not use it."),
+    SettingInfo{
+        "UsernameFormatForService", SettingKind::Choice, 0, 2, Beyond::Default, "1", Effect::AtOnce,
+        UsernameFormatInForce,
+        "Format of the user name that is sent to the service: 0 name only, 1 DOMAIN\\name, 2 name@domain.",
+        "A number above 2 is treated as 1. A value of another type or size is ignored."},
     Flag("AutoPush", "0", RecordFlag<&Configuration::AutoPush>,
-         "For the Kuv provider; the filter does not use it."),
-    Flag(
-        "local_ip_fallback", "0", RecordFlag<&Configuration::local_ip_fallback>,
-        "1: for a user at the console the service is told this machine's own address; else it is told none."),
+         "For the Kuv provider. The filter does not use it."),
+    Flag("local_ip_fallback", "0", RecordFlag<&Configuration::local_ip_fallback>,
+         "1: for a user at the console, the IP address of the machine is sent to the service. 0: for such a "
+         "user, no address is sent."),
     Text("HttpProxyHost", RecordText<&Configuration::HttpProxyHost>,
-         "For the Kuv provider: name of the proxy between this machine and the service."),
-    SettingInfo{"HttpProxyPort", SettingKind::Number, 1, 65535, Beyond::AsStored, "0", Effect::NextProcess,
-                RecordNumber<&Configuration::HttpProxyPort>,
-                "For the Kuv provider: port of the proxy; 0 stands for none.",
-                "Any number is taken as it stands. Another type, or more than 4 bytes: counts as absent."},
+         "For the Kuv provider: host name of the proxy to the service."),
+    SettingInfo{
+        "HttpProxyPort", SettingKind::Number, 1, 65535, Beyond::AsStored, "0", Effect::NextProcess,
+        RecordNumber<&Configuration::HttpProxyPort>,
+        "For the Kuv provider: port of the proxy, or 0 for none.",
+        "Any number is used as stored. A value of another type or with more than 4 bytes is ignored."},
     Flag("OfflineAvailable", "1", RecordFlag<&Configuration::OfflineAvailable>,
          "For the Kuv provider: offline use. The filter does not use it."),
-    SettingInfo{"OfflineMaxUsers", SettingKind::Number, 0, 50, Beyond::Most, "5", Effect::NextProcess,
-                RecordNumber<&Configuration::OfflineMaxUsers>,
-                "For the Kuv provider: how many users may be offline. As soon as the policy key exists, a "
-                "local value does not count, even if policy does not name this setting.",
-                "Above 50 counts as 50. Another type, or more than 4 bytes: counts as absent."},
+    SettingInfo{
+        "OfflineMaxUsers", SettingKind::Number, 0, 50, Beyond::Most, "5", Effect::NextProcess,
+        RecordNumber<&Configuration::OfflineMaxUsers>,
+        "For the Kuv provider: maximum number of offline users. If the policy key exists, the local value is "
+        "ignored, even if the policy key does not contain this setting.",
+        "A number above 50 is treated as 50. A value of another type or with more than 4 bytes is ignored."},
     Flag("ElevationOfflineEnable", "1", RecordFlag<&Configuration::ElevationOfflineEnable>,
          "For the Kuv provider: offline use at elevation. The filter does not use it."),
     Flag("ElevationOfflineEnrollment", "0", RecordFlag<&Configuration::ElevationOfflineEnrollment>,
-         "For the Kuv provider: offline enrolment at elevation. The filter does not use it."),
-    SettingInfo{"InactivityTimeoutSeconds", SettingKind::Number, 0, kAny, Beyond::AsStored, "0",
-                Effect::NextProcess, RecordNumber<&Configuration::InactivityTimeoutSeconds>,
-                "For the Kuv provider: seconds of inactivity. The filter does not use it.",
-                "Any number is taken as it stands. Another type, or more than 4 bytes: counts as absent."},
-    SettingInfo{"Debug", SettingKind::Choice, 1, 2, Beyond::Most, "0", Effect::NextClassObject, LogDetail,
-                "Detail of the log: 1 each step of a decision, 2 calls and objects as well.",
-                "0 counts as absent, so a 0 in policy does not undo a local value. Above 2 counts as 2. "
-                "Another type, or another size than 4 bytes: counts as absent."},
-    SettingInfo{"LogFileMaxSizeMB", SettingKind::Number, 0, kMostLogMegabytes, Beyond::Most, "0",
-                Effect::NextLogStart, LogMegabytes,
-                "At this size, in megabytes, the log file is put aside at the next start of the log. Works "
-                "only together with `LogFileMaxCount`. 0: never.",
-                "Above 4,096 counts as 4,096. Another type, or another size than 4 bytes: counts as absent."},
-    SettingInfo{"LogFileMaxCount", SettingKind::Number, 0, kMostLogFiles, Beyond::Most, "0",
-                Effect::NextLogStart, LogFiles,
-                "How many log files that were put aside are kept. Works only together with "
-                "`LogFileMaxSizeMB`. 0: none is put aside.",
-                "Above 100 counts as 100. Another type, or another size than 4 bytes: counts as absent."},
+         "For the Kuv provider: offline enrollment at elevation. The filter does not use it."),
+    SettingInfo{
+        "InactivityTimeoutSeconds", SettingKind::Number, 0, kAny, Beyond::AsStored, "0", Effect::NextProcess,
+        RecordNumber<&Configuration::InactivityTimeoutSeconds>,
+        "For the Kuv provider: inactivity timeout in seconds. The filter does not use it.",
+        "Any number is used as stored. A value of another type or with more than 4 bytes is ignored."},
+    SettingInfo{
+        "Debug", SettingKind::Choice, 1, 2, Beyond::Most, "0", Effect::NextClassObject, LogDetail,
+        "Log level: 1 adds each step of a decision, 2 also adds calls and objects.",
+        "0 is ignored, so a 0 in policy does not override a local value. A number above 2 is treated as 2. A "
+        "value of another type or size is ignored."},
+    SettingInfo{
+        "LogFileMaxSizeMB", SettingKind::Number, 0, kMostLogMegabytes, Beyond::Most, "0",
+        Effect::NextLogStart, LogMegabytes,
+        "Size, in megabytes, at which the log file is rotated the next time the log is opened. Requires "
+        "`LogFileMaxCount`. 0: never.",
+        "A number above 4,096 is treated as 4,096. A value of another type or size is ignored."},
+    SettingInfo{
+        "LogFileMaxCount", SettingKind::Number, 0, kMostLogFiles, Beyond::Most, "0", Effect::NextLogStart,
+        LogFiles,
+        "Number of rotated log files to keep. Requires `LogFileMaxSizeMB`. 0: the log is not rotated.",
+        "A number above 100 is treated as 100. A value of another type or size is ignored."},
 };
 
 char Lowered(char letter) {

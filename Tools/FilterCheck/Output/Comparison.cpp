@@ -26,7 +26,7 @@ std::vector<const Decision*> DecisionsOf(const Situation& situation, Session ses
   return decisions;
 }
 
-// Whether both kinds of session get the same, for the same reason.
+// Returns whether both kinds of session have the same result for the same reason.
 bool SessionsAgree(const Situation& situation) {
   const std::vector<const Decision*> console = DecisionsOf(situation, Session::Console);
   const std::vector<const Decision*> remote = DecisionsOf(situation, Session::Remote);
@@ -64,9 +64,9 @@ bool IsSame(const Finding& left, const Finding& right) {
   return left.id == right.id && left.subject == right.subject && left.text == right.text;
 }
 
-bool Holds(const Findings& findings, const Finding& wanted) {
+bool Contains(const Findings& findings, const Finding& expected) {
   return std::any_of(findings.begin(), findings.end(),
-                     [&](const Finding& finding) { return IsSame(finding, wanted); });
+                     [&](const Finding& finding) { return IsSame(finding, expected); });
 }
 
 std::string YesOrNo(bool yes, const char* yesText, const char* noText) {
@@ -74,23 +74,24 @@ std::string YesOrNo(bool yes, const char* yesText, const char* noText) {
 }
 
 std::string FileText(const RegisteredFilter& filter) {
-  if (!filter.moduleExists) return "not there";
-  const std::string wanted = filter.wow64 ? "32-bit" : "64-bit";
-  std::string text = "there, ";
-  text.append(filter.architectureFits ? wanted : "but not " + wanted + " or not readable");
-  if (filter.sameAsBeside == true) text += ", same as beside this program";
-  if (filter.sameAsBeside == false) text += ", not the same as beside this program";
+  if (!filter.moduleExists) return "missing";
+  const std::string expected = filter.wow64 ? "32-bit" : "64-bit";
+  std::string text = "exists, ";
+  text.append(filter.architectureFits ? expected : "not " + expected + " or not readable");
+  if (filter.sameAsBeside == true) text += ", same as the DLL of this program";
+  if (filter.sameAsBeside == false) text += ", differs from the DLL of this program";
   return text;
 }
 
 void AppendView(const RegisteredFilter& filter, std::vector<Fact>& facts) {
   const std::string view = filter.wow64 ? "32-bit " : "64-bit ";
-  facts.push_back({view + "list of filters", YesOrNo(filter.inFilterList, "entered", "not entered")});
+  facts.push_back({view + "list of filters", YesOrNo(filter.inFilterList, "listed", "not listed")});
   if (!filter.module) {
-    facts.push_back({view + "class", YesOrNo(filter.onlyForThisUser, "for the present user only", "none")});
+    facts.push_back(
+        {view + "class", YesOrNo(filter.onlyForThisUser, "for the current user only", "not registered")});
     return;
   }
-  facts.push_back({view + "module", filter.module->empty() ? "none named" : *filter.module});
+  facts.push_back({view + "module", filter.module->empty() ? "not set" : *filter.module});
   if (!filter.module->empty()) facts.push_back({view + "file", FileText(filter)});
   facts.push_back(
       {view + "threading model", filter.threadingModel.empty() ? "not set" : filter.threadingModel});
@@ -127,10 +128,10 @@ std::vector<ComparedFinding> CompareFindings(const Report& report) {
   const Findings subject = AllFindings(report, Subject(report));
   std::vector<ComparedFinding> compared;
   for (const Finding& finding : subject) {
-    compared.push_back({finding, Holds(today, finding) ? Change::Same : Change::Appears});
+    compared.push_back({finding, Contains(today, finding) ? Change::Same : Change::Appears});
   }
   for (const Finding& finding : today) {
-    if (!Holds(subject, finding)) compared.push_back({finding, Change::Disappears});
+    if (!Contains(subject, finding)) compared.push_back({finding, Change::Disappears});
   }
   return compared;
 }
@@ -155,7 +156,7 @@ std::string_view NameOf(Severity severity) noexcept {
 }
 
 std::string_view PlaceOf(Session session) noexcept {
-  return session == Session::Console ? "at the console" : "over remote desktop";
+  return session == Session::Console ? "at the console" : "over Remote Desktop";
 }
 
 std::string ProviderName(const FilterHost::Provider& provider) {
@@ -169,7 +170,7 @@ std::vector<Fact> RegistrationFacts(const Registration& registration) {
     facts.push_back({other.wow64 ? "32-bit other filter" : "64-bit other filter",
                      (other.name.empty() ? other.identifier : other.name + " " + other.identifier) + ", " +
                          (other.module.empty() ? "no module" : other.module) +
-                         (other.module.empty() || other.moduleExists ? "" : ", not there")});
+                         (other.module.empty() || other.moduleExists ? "" : ", missing")});
   }
   facts.push_back({"Kuv provider", YesOrNo(registration.kuvProviderInstalled, "installed", "not installed")});
   facts.push_back({"Kuv smart card provider",

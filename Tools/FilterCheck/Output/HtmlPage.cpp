@@ -16,15 +16,15 @@ std::string Owned(std::string_view text) {
   return std::string{text};
 }
 
-// What a scenario is called in a heading.
+// The name of a scenario in a heading.
 std::string_view TitleOf(std::string_view scenario) {
   constexpr std::array<std::array<std::string_view, 2>, 6> kTitles{{
-      {"logon", "Log on"},
+      {"logon", "Sign in"},
       {"unlock", "Unlock"},
       {"change-password", "Change password"},
       {"credui", "Credential prompt"},
       {"elevation", "Elevation prompt"},
-      {"plap", "Before log on (VPN)"},
+      {"plap", "Before sign-in (VPN)"},
   }};
   for (const auto& [name, title] : kTitles) {
     if (name == scenario) return title;
@@ -46,7 +46,7 @@ void WriteHead(const Report& report, HtmlWriter& html) {
   html.Markup("<!DOCTYPE html>\n").Open("html", {{"lang", "en"}}).Open("head");
   html.Void("meta", {{"charset", "utf-8"}});
   html.Void("meta", {{"name", "viewport"}, {"content", "width=device-width, initial-scale=1"}});
-  // Should foreign text ever get out of its place, it can still do nothing.
+  // A second line of defense against injected text.
   html.Void("meta", {{"http-equiv", "Content-Security-Policy"},
                      {"content", "default-src 'none'; style-src 'unsafe-inline'"}});
   html.Element("title", "Kuv filter check of " + report.machine);
@@ -75,7 +75,7 @@ void WriteVerdict(const Report& report, HtmlWriter& html) {
             {{"class", "verdict " + Owned(look.kind)}, {"data-code", std::to_string(int(verdict.code))}});
   html.Element("span", look.sign, {{"class", "sign"}, {"aria-hidden", "true"}});
   html.Open("div");
-  html.Element("p", (report.assumed ? "As assumed: " : "") + verdict.text);
+  html.Element("p", (report.assumed ? "With these assumptions: " : "") + verdict.text);
   if (report.assumed) html.Element("p", "Today: " + Judge(report, report.now).text, {{"class", "quiet"}});
   html.Close().Close().Markup("\n");
 }
@@ -126,7 +126,7 @@ void WriteMatrixRow(const Matrix& matrix, const FilterHost::Provider& provider,
   html.Close().Markup("\n");
 }
 
-// A long name of several words may go on in the next line between them.
+// Allows a line break between the words of a long name.
 void WriteBreakable(std::string_view name, HtmlWriter& html) {
   std::size_t start = 0;
   for (std::size_t i = 1; i < name.size(); ++i) {
@@ -164,7 +164,7 @@ void WriteMatrix(const Report& report, const Matrix& matrix, HtmlWriter& html) {
   for (std::size_t i = 0; i < matrix.rows.size(); ++i) {
     WriteMatrixRow(matrix, providers[i], matrix.rows[i], html);
   }
-  html.Close().Open("tfoot").Open("tr").Element("th", "Outcome, and what decided it", {{"scope", "row"}});
+  html.Close().Open("tfoot").Open("tr").Element("th", "Outcome and reason", {{"scope", "row"}});
   for (const Decision* const decision : matrix.columns) WriteReason(*decision, html);
   html.Close().Close().Close().Markup("\n");
 }
@@ -173,7 +173,7 @@ void WriteDecision(const Report& report, HtmlWriter& html) {
   html.Open("section").Element("h2", "What users see");
   for (const Matrix& matrix : Matrices(report)) WriteMatrix(report, matrix, html);
   html.Close().Markup("\n");
-  html.Open("section", {{"class", "sentences"}}).Element("h2", "In words");
+  html.Open("section", {{"class", "sentences"}}).Element("h2", "Summary");
   const DecisionReport& decision = Subject(report).decision;
   for (const std::string& sentence : {decision.atConsole, decision.overRemoteDesktop, decision.atElevation}) {
     html.Open("p", {{"class", "any"}}).TextWithCode(sentence).Close();
@@ -194,7 +194,7 @@ void WriteFinding(const ComparedFinding& compared, HtmlWriter& html) {
   html.Element("code", finding.id, {{"class", "quiet"}}).Close();
   html.Open("p").TextWithCode(finding.text).Close();
   if (!finding.advice.empty()) {
-    html.Open("p").Element("strong", "Do:").Text(" ").TextWithCode(finding.advice).Close();
+    html.Open("p").Element("strong", "Recommended action:").Text(" ").TextWithCode(finding.advice).Close();
   }
   html.Close().Markup("\n");
 }
@@ -235,7 +235,7 @@ void WriteSetting(const ComparedSetting& compared, HtmlWriter& html) {
 void WriteSettings(const Report& report, HtmlWriter& html) {
   html.Open("section").Element("h2", "Settings").Open("table", {{"class", "list"}});
   html.Open("thead").Open("tr");
-  for (const std::string_view title : {"Setting", "Value", "From, and how it is stored"}) {
+  for (const std::string_view title : {"Setting", "Value", "Source and stored value"}) {
     html.Element("th", title, {{"scope", "col"}});
   }
   html.Close().Close().Open("tbody").Markup("\n");

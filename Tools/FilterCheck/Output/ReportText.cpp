@@ -30,7 +30,7 @@ std::string StoredText(const std::optional<StoredValue>& stored) {
   return stored ? TypeName(stored->type) + ", " + std::to_string(stored->bytes) + " bytes" : std::string{};
 }
 
-// Where both keys hold the setting, both are told.
+// If both keys contain the setting, both are shown.
 std::string StoredText(const SettingState& state) {
   const std::string policy = StoredText(state.policy);
   const std::string local = StoredText(state.local);
@@ -182,7 +182,8 @@ void WriteFindings(const Report& report, const Painter& painter) {
     painter.Write("[" + finding.id + "]", Style::Faint);
     painter.Write("\n");
     painter.WriteParagraph(finding.text, 2 * kIndentation);
-    if (!finding.advice.empty()) painter.WriteParagraph("Do: " + finding.advice, 2 * kIndentation);
+    if (!finding.advice.empty())
+      painter.WriteParagraph("Recommended action: " + finding.advice, 2 * kIndentation);
   }
 }
 
@@ -210,7 +211,7 @@ void PrintReport(const Report& report, bool colored, std::ostream& out) {
   WriteFindings(report, painter);
   painter.Write("\n");
   if (report.assumed) WriteVerdict(Judge(report, report.now), "Today: ", painter);
-  WriteVerdict(Judge(report, Subject(report)), report.assumed ? "As assumed: " : "", painter);
+  WriteVerdict(Judge(report, Subject(report)), report.assumed ? "With these assumptions: " : "", painter);
 }
 
 }  // namespace FilterCheck

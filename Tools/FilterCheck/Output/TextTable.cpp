@@ -20,7 +20,7 @@ std::string_view ColorOf(Style style) noexcept {
   return kColors[static_cast<std::size_t>(style)];
 }
 
-// A row's cells as lines, and the widths of its columns.
+// The cells of a row, each as lines.
 using Lines = std::vector<std::vector<std::string>>;
 
 Lines LinesOf(const std::vector<TextCell>& row) {
@@ -41,16 +41,16 @@ void WriteRow(const std::vector<TextCell>& row, const Lines& lines, const std::v
   std::size_t height = 0;
   for (const auto& cell : lines) height = std::max(height, cell.size());
   for (std::size_t line = 0; line < height; ++line) {
-    // Blanks are written only before a text, so that no line ends in them.
-    std::size_t blanks = indentation;
+    // Spaces are written only before text, so that no line ends in spaces.
+    std::size_t spaces = indentation;
     for (std::size_t column = 0; column < row.size(); ++column) {
       const std::string text = line < lines[column].size() ? lines[column][line] : std::string{};
       if (!text.empty()) {
-        painter.Write(std::string(blanks, ' '));
+        painter.Write(std::string(spaces, ' '));
         painter.Write(text, row[column].style);
-        blanks = 0;
+        spaces = 0;
       }
-      blanks += widths[column] - TextWidth(text) + kGap;
+      spaces += widths[column] - TextWidth(text) + kGap;
     }
     painter.Write("\n");
   }

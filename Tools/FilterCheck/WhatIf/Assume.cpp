@@ -36,7 +36,7 @@ Bytes NumberBytes(const Assumption& assumption) {
   if (!number) {
     throw FilterHost::HostError{
         FilterHost::ExitCode::Usage,
-        std::string{assumption.setting->name} + " takes a number of 32 bits, decimal or 0x and hexadecimal"};
+        std::string{assumption.setting->name} + " requires a 32-bit number, decimal or hexadecimal with 0x"};
   }
   Bytes bytes;
   for (int shift = 0; shift < 32; shift += 8) bytes.push_back(static_cast<std::uint8_t>(*number >> shift));

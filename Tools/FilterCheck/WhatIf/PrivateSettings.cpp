@@ -11,7 +11,7 @@ using Kuv::UniqueRegistryKey;
 void RequireView(LSTATUS status, const char* step) {
   if (status == ERROR_SUCCESS) return;
   throw FilterHost::HostError{FilterHost::ExitCode::Failed,
-                              std::string{"cannot look at a copy of the settings: "} + step + ": " +
+                              std::string{"cannot use a copy of the settings: "} + step + ": " +
                                   FilterHost::DescribeError(static_cast<std::uint32_t>(status))};
 }
 

@@ -1,4 +1,4 @@
-#include "Tools/FilterCheck/MadeUpReport.h"
+#include "Tools/FilterCheck/ExampleReport.h"
 
 #include "Common/Identifier.h"
 
@@ -23,8 +23,8 @@ std::vector<bool> EnabledBy(Outcome outcome) {
   return outcome == Outcome::Protected ? std::vector{false, true, false} : std::vector{true, false, true};
 }
 
-// Logon is protected but for sessions that are left out, nothing else is.
-Situation MadeUpSituation(bool consoleIsProtected) {
+// Only logon scenarios are protected, optionally without the console session.
+Situation ExampleSituation(bool consoleIsProtected) {
   Situation situation{};
   const StoredValue text{REG_SZ, 34, "auth.kuv.example"};
   situation.settings = {
@@ -52,20 +52,20 @@ Situation MadeUpSituation(bool consoleIsProtected) {
                                               byRdpOnly ? Source::Policy : Source::Default});
     }
   }
-  situation.decision.atConsole = "At the console a user sees one thing.";
-  situation.decision.overRemoteDesktop = "Over remote desktop a user sees another.";
-  situation.decision.atElevation = "At an elevation prompt a user sees a third.";
+  situation.decision.atConsole = "At the console, a user sees one thing.";
+  situation.decision.overRemoteDesktop = "Over Remote Desktop, a user sees another.";
+  situation.decision.atElevation = "At an elevation prompt, a user sees a third.";
   situation.decision.inForce = true;
   return situation;
 }
 
 }  // namespace
 
-FilterCheck::Report MadeUpReport() {
+FilterCheck::Report ExampleReport() {
   FilterCheck::Report report{};
   report.machine = "PC-17";
   report.time = "2026-11-21T09:30:00Z";
-  report.now = MadeUpSituation(/*consoleIsProtected=*/true);
+  report.now = ExampleSituation(/*consoleIsProtected=*/true);
   report.registration.filter[0] = {false, "C:\\K\\KuvCredFilter.dll", false, "Apartment", true, true, true,
                                    true};
   report.registration.filter[1].wow64 = true;
@@ -73,10 +73,10 @@ FilterCheck::Report MadeUpReport() {
   return report;
 }
 
-FilterCheck::Report MadeUpWhatIf() {
-  FilterCheck::Report report = MadeUpReport();
+FilterCheck::Report ExampleWhatIf() {
+  FilterCheck::Report report = ExampleReport();
   report.assumptions = {{FindSetting("RdpOnly"), L"1"}};
-  report.assumed = MadeUpSituation(/*consoleIsProtected=*/false);
+  report.assumed = ExampleSituation(/*consoleIsProtected=*/false);
   report.assumed->settings[2].local = StoredValue{REG_DWORD, 4, "1"};
   report.assumed->settings[2].effective = "1";
   report.assumed->settings[2].source = Source::Local;
