@@ -27,14 +27,14 @@ TEST(UsernameFormatName, NamesEachFormat) {
   EXPECT_EQ(UsernameFormatName(UsernameFormat::UPN), "UPN");
 }
 
-TEST(UsernameFormatName, HasOneNameForEveryOtherNumber) {
+TEST(UsernameFormatName, IsUnknownForEveryOtherNumber) {
   for (const std::uint32_t value : {3u, 4u, 0x80000000u, 0xFFFFFFFFu}) {
     SCOPED_TRACE(value);
     EXPECT_EQ(UsernameFormatName(static_cast<UsernameFormat>(value)), "Unknown");
   }
 }
 
-TEST(UsernameFormatFromValue, KnowsThreeNumbers) {
+TEST(UsernameFormatFromValue, ConvertsThreeNumbers) {
   const LogCapture log;
   EXPECT_EQ(UsernameFormatFromValue(0), UsernameFormat::SAM);
   EXPECT_EQ(UsernameFormatFromValue(1), UsernameFormat::NTLM);
@@ -42,7 +42,7 @@ TEST(UsernameFormatFromValue, KnowsThreeNumbers) {
   EXPECT_EQ(log.Lines(), LogLines{});
 }
 
-TEST(UsernameFormatFromValue, WarnsOfAnyOtherNumberAndFallsBack) {
+TEST(UsernameFormatFromValue, ReturnsNtlmWithAWarningForAnyOtherNumber) {
   for (const std::uint32_t value : {3u, 4u, 0x80000000u, 0xFFFFFFFFu}) {
     SCOPED_TRACE(value);
     const LogCapture log;
@@ -51,7 +51,7 @@ TEST(UsernameFormatFromValue, WarnsOfAnyOtherNumberAndFallsBack) {
   }
 }
 
-TEST(UsernameFormatFromName, KnowsThreeNames) {
+TEST(UsernameFormatFromName, ConvertsThreeNames) {
   const LogCapture log;
   EXPECT_EQ(UsernameFormatFromName("SAM"), UsernameFormat::SAM);
   EXPECT_EQ(UsernameFormatFromName("NTLM"), UsernameFormat::NTLM);
@@ -59,7 +59,7 @@ TEST(UsernameFormatFromName, KnowsThreeNames) {
   EXPECT_EQ(log.Lines(), LogLines{});
 }
 
-TEST(UsernameFormatFromName, WarnsOfAnyOtherTextAndFallsBack) {
+TEST(UsernameFormatFromName, ReturnsNtlmWithAWarningForAnyOtherText) {
   using namespace std::string_literals;
   for (const std::string& name :
        {""s, "ntlm"s, "upn"s, "Sam"s, "UP"s, "UPNX"s, " UPN"s, "UPN "s, "UPN\0"s, "Unknown"s, "0"s}) {
@@ -70,7 +70,7 @@ TEST(UsernameFormatFromName, WarnsOfAnyOtherTextAndFallsBack) {
   }
 }
 
-TEST(ElevationProtectionModeFromValue, TakesAnyNumberAboveTwoForLogonOnly) {
+TEST(ElevationProtectionModeFromValue, ReturnsLogonOnlyForAnyNumberAboveTwo) {
   EXPECT_EQ(ElevationProtectionModeFromValue(0), ElevationProtectionMode::LogonOnly);
   EXPECT_EQ(ElevationProtectionModeFromValue(1), ElevationProtectionMode::ElevationOnly);
   EXPECT_EQ(ElevationProtectionModeFromValue(2), ElevationProtectionMode::LogonAndElevation);
