@@ -9,7 +9,7 @@
 #include "KuvAuth/ServiceClient/KuvAuthUtil.h"
 #include "Support/LogCapture.h"
 
-// What Python's library made of thousands of random inputs (make_corpus.py), byte for byte.
+// The results of Python's library for thousands of random inputs (make_corpus.py), byte for byte.
 namespace {
 
 using Fields = std::vector<std::string>;
@@ -28,7 +28,7 @@ std::string ToText(const std::vector<std::uint8_t>& bytes) {
 
 class Corpus : public ::testing::Test {
  protected:
-  // Compares the last field of each case of a kind with what `compute` makes of the others.
+  // Compares the last field of each case of a kind with the result of `compute` for the others.
   void Compare(const std::string& kind, int count, const std::function<std::string(const Fields&)>& compute) {
     std::ifstream file{KUV_CORPUS};
     ASSERT_TRUE(file.is_open()) << KUV_CORPUS;

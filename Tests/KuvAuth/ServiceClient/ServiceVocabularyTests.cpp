@@ -8,7 +8,7 @@ namespace {
 
 using namespace Kuv::Util;
 
-// A value with the service's word for it.
+// A value with its text in the service protocol.
 template <typename Enumeration>
 struct Word {
   Enumeration constant;
@@ -65,7 +65,7 @@ TEST(AuthFactor, ConvertsInBothDirections) {
   ExpectWords(kFactors, AuthFactorToString, AuthFactorFromString);
 }
 
-TEST(AuthFactor, KnowsNoOtherText) {
+TEST(AuthFactor, RejectsAnyOtherText) {
   ExpectUnknown(AuthFactorFromString,
                 {"Push", " push", "push ", "", "pus", "pushed", "deny", std::string("sms\0", 4)});
 }
@@ -74,7 +74,7 @@ TEST(AuthResult, ConvertsInBothDirections) {
   ExpectWords(kResults, AuthResultToString, AuthResultFromString);
 }
 
-TEST(AuthResult, KnowsNoOtherText) {
+TEST(AuthResult, RejectsAnyOtherText) {
   ExpectUnknown(AuthResultFromString, {"Allow", " allow", "deny ", "", "answered", "enrol"});
 }
 
@@ -82,7 +82,7 @@ TEST(AuthStatus, ConvertsInBothDirections) {
   ExpectWords(kStatuses, AuthStatusToString, AuthStatusFromString);
 }
 
-TEST(AuthStatus, KnowsNoOtherText) {
+TEST(AuthStatus, RejectsAnyOtherText) {
   ExpectUnknown(AuthStatusFromString, {"Sent", " sent", "timeout ", "", "push", "lockedout", "waiting"});
 }
 

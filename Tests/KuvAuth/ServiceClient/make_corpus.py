@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Writes the corpus that the service client is compared with: random inputs and what Python's own
-library makes of them. Only the standard library is used, and the seed is fixed.
+"""Writes the corpus for the service client tests: random inputs with the results of Python's standard
+library. The seed is fixed.
 
     make_corpus.py FILE
 
@@ -35,7 +35,7 @@ def octets(longest, shortest=0):
 
 
 def token(longest, shortest=0):
-    """Bytes as they are common in requests, with some that are not."""
+    """Bytes that are common in requests, and some that are not."""
     alphabet = b"abcXYZ019-._~ /&=%+?:\xc3\xa4\x00\n"
     return bytes(rng.choice(alphabet) for _ in range(rng.randint(shortest, longest)))
 
