@@ -44,7 +44,7 @@ TEST_F(UniqueResource, ClosesOnceAtTheEndOfItsScope) {
   EXPECT_EQ(closed, Tokens{7});
 }
 
-TEST_F(UniqueResource, HoldsNothingAtFirstAndClosesNothing) {
+TEST_F(UniqueResource, IsEmptyByDefaultAndClosesNothing) {
   {
     const UniqueToken token;
     EXPECT_EQ(token.Get(), -1);
@@ -53,7 +53,7 @@ TEST_F(UniqueResource, HoldsNothingAtFirstAndClosesNothing) {
   EXPECT_EQ(closed, Tokens{});
 }
 
-TEST_F(UniqueResource, ClosesAZeroThatIsNotItsNone) {
+TEST_F(UniqueResource, ClosesAZeroThatIsNotItsEmptyValue) {
   { const UniqueToken token{0}; }
   EXPECT_EQ(closed, Tokens{0});
 }
@@ -77,7 +77,7 @@ TEST_F(UniqueResource, MovingLeavesTheSourceEmpty) {
   EXPECT_EQ(closed, Tokens{7});
 }
 
-TEST_F(UniqueResource, MoveAssignmentClosesWhatWasHeld) {
+TEST_F(UniqueResource, MoveAssignmentClosesTheOldValue) {
   {
     UniqueToken from{7};
     UniqueToken to{5};
@@ -89,7 +89,7 @@ TEST_F(UniqueResource, MoveAssignmentClosesWhatWasHeld) {
   EXPECT_EQ(closed, (Tokens{5, 7}));
 }
 
-TEST_F(UniqueResource, AssignmentToItselfKeepsWhatIsHeld) {
+TEST_F(UniqueResource, AssignmentToItselfKeepsTheValue) {
   UniqueToken token{7};
   UniqueToken& same = token;
   token = std::move(same);
@@ -97,7 +97,7 @@ TEST_F(UniqueResource, AssignmentToItselfKeepsWhatIsHeld) {
   EXPECT_EQ(closed, Tokens{});
 }
 
-TEST_F(UniqueResource, PutClosesWhatWasHeldAndTakesWhatIsWritten) {
+TEST_F(UniqueResource, PutClosesTheOldValueAndOwnsTheNewOne) {
   {
     UniqueToken token{5};
     int* const address = token.Put();
@@ -109,7 +109,7 @@ TEST_F(UniqueResource, PutClosesWhatWasHeldAndTakesWhatIsWritten) {
   EXPECT_EQ(closed, (Tokens{5, 7}));
 }
 
-TEST_F(UniqueResource, ReleaseGivesUpWithoutClosing) {
+TEST_F(UniqueResource, ReleaseReturnsTheValueWithoutClosing) {
   {
     UniqueToken token{7};
     EXPECT_EQ(token.Release(), 7);
@@ -118,7 +118,7 @@ TEST_F(UniqueResource, ReleaseGivesUpWithoutClosing) {
   EXPECT_EQ(closed, Tokens{});
 }
 
-TEST_F(UniqueResource, ResetTakesTheNewAndClosesTheOld) {
+TEST_F(UniqueResource, ResetClosesTheOldValueAndOwnsTheNewOne) {
   UniqueToken token{5};
   token.Reset(7);
   EXPECT_EQ(token.Get(), 7);
@@ -140,7 +140,7 @@ TEST(UniqueRegistryKey, IsClosedWithRegCloseKey) {
   EXPECT_EQ(close.Calls(), (std::vector<std::tuple<HKEY>>{{opened}}));
 }
 
-TEST(UniqueFile, HoldsNoFileAsTheInvalidHandle) {
+TEST(UniqueFile, IsEmptyWithTheInvalidHandle) {
   KUV_IMPORT_HOOK(close, CloseHandle);
   {
     const Kuv::UniqueFile file;
