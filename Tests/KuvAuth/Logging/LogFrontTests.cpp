@@ -21,19 +21,12 @@ constexpr LogRecord Record(LogLevel level) {
   return {level, "file.cpp", 42};
 }
 
-TEST(LogLevelName, NamesSixLevels) {
-  EXPECT_STREQ(LogLevelName(LogLevel{1}), L"Trace");
-  EXPECT_STREQ(LogLevelName(LogLevel{2}), L"Debug");
-  EXPECT_STREQ(LogLevelName(LogLevel{3}), L"Info");
-  EXPECT_STREQ(LogLevelName(LogLevel{4}), L"Warning");
-  EXPECT_STREQ(LogLevelName(LogLevel{5}), L"Error");
-  EXPECT_STREQ(LogLevelName(LogLevel{6}), L"Critical");
-}
-
-TEST(LogLevelName, IsEmptyForEveryOtherValue) {
-  for (const int level : {0, -1, 7, 8, 100, 2147483647, -2147483647}) {
-    EXPECT_STREQ(LogLevelName(LogLevel{level}), L"") << level;
-  }
+TEST(LogLevelName, NamesSixLevelsAndIsEmptyForEveryOtherValue) {
+  const std::pair<int, const wchar_t*> rows[] = {
+      {1, L"Trace"},    {2, L"Debug"},     {3, L"Info"},      {4, L"Warning"}, {5, L"Error"},
+      {6, L"Critical"}, {0, L""},          {-1, L""},         {7, L""},        {8, L""},
+      {100, L""},       {2147483647, L""}, {-2147483647, L""}};
+  for (const auto& [level, name] : rows) EXPECT_STREQ(LogLevelName(LogLevel{level}), name) << level;
 }
 
 TEST(LogLevel, PlainIsSeven) {

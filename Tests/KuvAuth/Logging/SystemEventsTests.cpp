@@ -103,11 +103,6 @@ TEST_F(EventLog, RecordsAnEmptyTextAsOneEmptyString) {
   EXPECT_EQ(narrow, (std::vector<std::string>{""}));
 }
 
-TEST_F(EventLog, IsRecordedWithoutALogSystem) {
-  EXPECT_EQ(RecordSystemEvent(1, std::wstring{L"text"}), 1);
-  EXPECT_EQ(wide.size(), 1u);
-}
-
 TEST_F(EventLog, IsLoggedEvenWithoutASource) {
   hasSource = false;
   LogCapture log;

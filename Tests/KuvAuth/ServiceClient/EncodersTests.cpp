@@ -131,24 +131,36 @@ TEST_F(Base64Encode, UsesTheWholeStandardAlphabet) {
   EXPECT_EQ(Base64(groups), "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/");
 }
 
-TEST_F(Base64Encode, NullOrNoBytesReturnNothingWithoutALine) {
+TEST_F(Encoders, ReturnNothingWithoutALineForNullOrNoBytes) {
   EXPECT_EQ(Util::Base64Encode(nullptr, 5), "");
   EXPECT_EQ(Util::Base64Encode("x", 0), "");
   EXPECT_EQ(Util::Base64Encode(nullptr, 0), "");
+  EXPECT_EQ(Util::AtlHexEncode(nullptr, 5), "");
+  EXPECT_EQ(Util::AtlHexEncode("x", 0), "");
+  // The low half of this length is 0.
+  EXPECT_EQ(TextOf(Util::AtlHexEncode, 0x100000000), "");
   EXPECT_EQ(log.Lines(), LogLines{});
 }
 
-TEST_F(Base64Encode, LengthWhoseFourfoldExceeds31BitsThrows) {
+TEST_F(Encoders, UseOnlyTheLowHalfOfTheLength) {
+  EXPECT_EQ(TextOf(Util::Base64Encode, 0x700000001), "qw==");
+  EXPECT_EQ(TextOf(Util::AtlHexEncode, 0x700000001), "AB");
+}
+
+TEST_F(Encoders, ThrowForATextOfMoreThan31BitsAndAcceptTheLongestBelow) {
   for (const std::uint64_t length :
        {0x20000000ull, 0x20000001ull, 0x40000000ull, 0x7FFFFFFFull, 0x120000000ull, 0xFFFFFFFF7FFFFFFFull}) {
     SCOPED_TRACE(length);
     EXPECT_EQ(StatusOf(Util::Base64Encode, length), 0x80004005ul);
   }
-  EXPECT_EQ(log.Lines(), LogLines{});
-}
-
-TEST_F(Base64Encode, LargestLengthIsAccepted) {
   EXPECT_EQ(AllocatedSize(Util::Base64Encode, 0x1FFFFFFF), 715827884u + 1);
+  for (const std::uint64_t length :
+       {0x40000000ull, 0x7FFFFFFFull, 0x80000000ull, 0xBFFFFFFFull, 0x140000000ull, 0xFFFFFFFFBFFFFFFFull}) {
+    SCOPED_TRACE(length);
+    EXPECT_EQ(StatusOf(Util::AtlHexEncode, length), 0x80004005ul);
+  }
+  EXPECT_EQ(AllocatedSize(Util::AtlHexEncode, 0x3FFFFFFF), 0x7FFFFFFEu + 1);
+  EXPECT_EQ(log.Lines(), LogLines{});
 }
 
 TEST_F(Base64Encode, LengthWhoseLowHalfIsZeroOrNegativeIsLogged) {
@@ -159,10 +171,6 @@ TEST_F(Base64Encode, LengthWhoseLowHalfIsZeroOrNegativeIsLogged) {
     EXPECT_EQ(TextOf(Util::Base64Encode, length), "");
     EXPECT_EQ(log.Lines(), (LogLines{{LogLevel::Error, "Base64Encode failed"}}));
   }
-}
-
-TEST_F(Base64Encode, UsesOnlyTheLowHalfOfTheLength) {
-  EXPECT_EQ(TextOf(Util::Base64Encode, 0x700000001), "qw==");
 }
 
 TEST_F(AtlHexEncode, WritesTwoUpperCaseDigitsForEachByte) {
@@ -186,25 +194,6 @@ TEST_F(AtlHexEncode, EncodesEveryByteValue) {
   EXPECT_EQ(Util::BytesToHexString(bytes.data(), bytes.size()), expected);
 }
 
-TEST_F(AtlHexEncode, NullOrNoBytesReturnNothingWithoutALine) {
-  EXPECT_EQ(Util::AtlHexEncode(nullptr, 5), "");
-  EXPECT_EQ(Util::AtlHexEncode("x", 0), "");
-  EXPECT_EQ(log.Lines(), LogLines{});
-}
-
-TEST_F(AtlHexEncode, LengthWhoseDoubleDoesNotFitThrows) {
-  for (const std::uint64_t length :
-       {0x40000000ull, 0x7FFFFFFFull, 0x80000000ull, 0xBFFFFFFFull, 0x140000000ull, 0xFFFFFFFFBFFFFFFFull}) {
-    SCOPED_TRACE(length);
-    EXPECT_EQ(StatusOf(Util::AtlHexEncode, length), 0x80004005ul);
-  }
-  EXPECT_EQ(log.Lines(), LogLines{});
-}
-
-TEST_F(AtlHexEncode, LargestLengthIsAccepted) {
-  EXPECT_EQ(AllocatedSize(Util::AtlHexEncode, 0x3FFFFFFF), 0x7FFFFFFEu + 1);
-}
-
 TEST_F(AtlHexEncode, SmallNegativeLengthIsLogged) {
   for (const std::uint64_t length : {0xC0000000ull, 0xFFFFFFFFull, 0x5C0000000ull, 0xFFFFFFFFFFFFFFFFull}) {
     SCOPED_TRACE(length);
@@ -212,15 +201,6 @@ TEST_F(AtlHexEncode, SmallNegativeLengthIsLogged) {
     EXPECT_EQ(TextOf(Util::AtlHexEncode, length), "");
     EXPECT_EQ(log.Lines(), (LogLines{{LogLevel::Error, "AtlHexEncode failed"}}));
   }
-}
-
-TEST_F(AtlHexEncode, LengthWhoseLowHalfIsZeroReturnsNothingWithoutALine) {
-  EXPECT_EQ(TextOf(Util::AtlHexEncode, 0x100000000), "");
-  EXPECT_EQ(log.Lines(), LogLines{});
-}
-
-TEST_F(AtlHexEncode, UsesOnlyTheLowHalfOfTheLength) {
-  EXPECT_EQ(TextOf(Util::AtlHexEncode, 0x700000001), "AB");
 }
 
 TEST_F(BytesToHexString, WritesTwoUpperCaseDigitsForEachByte) {

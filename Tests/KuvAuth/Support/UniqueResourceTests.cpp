@@ -34,28 +34,19 @@ class UniqueResource : public ::testing::Test {
   const Tokens& closed = TokenTraits::closed;
 };
 
-TEST_F(UniqueResource, ClosesOnceAtTheEndOfItsScope) {
+TEST_F(UniqueResource, ClosesOnceAtTheEndOfItsScopeUnlessEmpty) {
   {
+    const UniqueToken empty;
+    EXPECT_EQ(empty.Get(), -1);
+    EXPECT_FALSE(empty);
     const UniqueToken token{7};
     EXPECT_EQ(token.Get(), 7);
     EXPECT_TRUE(token);
     EXPECT_EQ(closed, Tokens{});
   }
   EXPECT_EQ(closed, Tokens{7});
-}
-
-TEST_F(UniqueResource, IsEmptyByDefaultAndClosesNothing) {
-  {
-    const UniqueToken token;
-    EXPECT_EQ(token.Get(), -1);
-    EXPECT_FALSE(token);
-  }
-  EXPECT_EQ(closed, Tokens{});
-}
-
-TEST_F(UniqueResource, ClosesAZeroThatIsNotItsEmptyValue) {
-  { const UniqueToken token{0}; }
-  EXPECT_EQ(closed, Tokens{0});
+  { const UniqueToken zero{0}; }
+  EXPECT_EQ(closed, (Tokens{7, 0})) << "zero is not the empty value";
 }
 
 TEST_F(UniqueResource, ClosingKeepsTheLastError) {
@@ -140,20 +131,13 @@ TEST(UniqueRegistryKey, IsClosedWithRegCloseKey) {
   EXPECT_EQ(close.Calls(), (std::vector<std::tuple<HKEY>>{{opened}}));
 }
 
-TEST(UniqueFile, IsEmptyWithTheInvalidHandle) {
-  KUV_IMPORT_HOOK(close, CloseHandle);
-  {
-    const Kuv::UniqueFile file;
-    EXPECT_EQ(file.Get(), INVALID_HANDLE_VALUE);
-    EXPECT_FALSE(file);
-  }
-  EXPECT_EQ(close.CallCount(), 0u);
-}
-
-TEST(UniqueFile, IsClosedWithCloseHandle) {
+TEST(UniqueFile, IsEmptyWithTheInvalidHandleAndClosedWithCloseHandle) {
   HANDLE opened = nullptr;
   KUV_IMPORT_HOOK(close, CloseHandle);
   {
+    const Kuv::UniqueFile none;
+    EXPECT_EQ(none.Get(), INVALID_HANDLE_VALUE);
+    EXPECT_FALSE(none);
     const Kuv::UniqueFile file{
         ::CreateFileW(L"NUL", GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr)};
     ASSERT_TRUE(file);
