@@ -164,16 +164,11 @@ TEST_F(ConfigurationLoad, UsesOnlyTheGivenRegistry) {
   EXPECT_EQ(open.CallCount(), 0u);
 }
 
-TEST_F(ConfigurationLoad, FillsTheRecordItIsCalledOn) {
+TEST_F(ConfigurationLoad, FillsAndRefreshesOnlyItsOwnRecord) {
   SetCredentials();
   EXPECT_TRUE(record.Load(fake));
   EXPECT_TRUE(record.IsConfigured());
   EXPECT_EQ(Describe(*GetConfiguration()), Describe(Configuration{}));
-}
-
-TEST_F(ConfigurationLoad, RefreshesACompleteRecord) {
-  SetCredentials();
-  ASSERT_TRUE(record.Load(fake));
   fake.SetText(kLocalPath, "IKey", "NEW");
   EXPECT_TRUE(record.Load(fake));
   EXPECT_EQ(record.IKey, "NEW");

@@ -153,15 +153,7 @@ TEST_F(FileLoggerTest, WritesNothingForEmptyOrNullTextOrWideTextOutsideAscii) {
   EXPECT_EQ(write.CallCount(), 0u);
 }
 
-TEST_F(FileLoggerTest, WritesTheNextLineAfterOneThatIsDropped) {
-  const auto logger = OpenFileLogger(path, 0, 0);
-  logger->LogWrite(LogLevel::Info, L"one\r\n");
-  logger->LogWrite(LogLevel::Info, L"two caf\xE9\r\n");
-  logger->LogWrite(LogLevel::Info, L"3\r\n");
-  EXPECT_EQ(Content(), "one\r\n3\r\n");
-}
-
-TEST_F(FileLoggerTest, DropsALineThatTheDebuggerStreamShows) {
+TEST_F(FileLoggerTest, DropsALineOutsideAsciiThatTheDebuggerStreamShowsAndWritesTheNext) {
   DebuggerStream stream;
   Kuv::LogSystem system;
   system.AddHandler(std::make_shared<DebugLogger>());
@@ -170,6 +162,10 @@ TEST_F(FileLoggerTest, DropsALineThatTheDebuggerStreamShows) {
   ASSERT_EQ(stream.wide.size(), 1u);
   EXPECT_TRUE(stream.wide[0].ends_with(L"[Info] caf\xE9\r\n"));
   EXPECT_EQ(Content(), "");
+  system.WriteRaw(LogLevel::Info, L"one\r\n");
+  system.WriteRaw(LogLevel::Info, L"two caf\xE9\r\n");
+  system.WriteRaw(LogLevel::Info, L"3\r\n");
+  EXPECT_EQ(Content(), "one\r\n3\r\n");
 }
 
 TEST_F(FileLoggerTest, WritesNarrowTextOfAnyLengthUnchanged) {

@@ -67,7 +67,7 @@ class EventLog : public ::testing::Test {
   KuvTest::ImportHook<decltype(&::DeregisterEventSource)> deregister_{"DeregisterEventSource"};
 };
 
-TEST_F(EventLog, RecordsAnEventOfEitherWidth) {
+TEST_F(EventLog, RecordsAnEventOfEitherWidthWithoutALogSystem) {
   EXPECT_EQ(RecordSystemEvent(EVENTLOG_WARNING_TYPE, std::wstring{L"caf\xE9 100%"}), 1);
   EXPECT_EQ(RecordSystemEvent(EVENTLOG_ERROR_TYPE, std::string{"text 100%"}), 1);
   EXPECT_EQ(events,
