@@ -16,7 +16,7 @@ using Calls = std::vector<std::string>;
 
 constexpr wchar_t kProvider[] = L"{11111111-2222-3333-4444-555555555555}";
 
-// What one pass over a key asks of the registry, from the first call to the last.
+// The registry calls of one pass over a key, in order.
 Calls CallsOfPass(const std::string& path) {
   return {
       "OpenKeyA HKLM\\" + path + " options 0 access 0x1",
@@ -47,7 +47,7 @@ Calls CallsOfPass(const std::string& path) {
 
 class ConfigurationLoad : public KuvTest::RecordFixture {
  protected:
-  // Gives every setting a value other than the initial one.
+  // Stores a value other than the default for every setting.
   void SetEverything(const KuvTest::TestKey& key) {
     key.SetDword(L"Debug", 1);
     key.SetText(L"Host", L"API.Example.com:8443");
@@ -89,18 +89,16 @@ class ConfigurationLoad : public KuvTest::RecordFixture {
   Registry platform;
 };
 
-TEST_F(ConfigurationLoad, ReadsEverySettingOfTheLocalKey) {
-  SetEverything(registry.Local());
-  EXPECT_TRUE(record.Load(platform));
-  EXPECT_EQ(Describe(record), everything);
-  EXPECT_EQ(log.Lines(), everythingLogged);
-}
-
-TEST_F(ConfigurationLoad, ReadsEverySettingOfThePolicyKey) {
-  SetEverything(registry.Policy());
-  EXPECT_TRUE(record.Load(platform));
-  EXPECT_EQ(Describe(record), everything);
-  EXPECT_EQ(log.Lines(), everythingLogged);
+TEST_F(ConfigurationLoad, ReadsEverySettingOfEitherKey) {
+  for (const auto& key : {registry.Local(), registry.Policy()}) {
+    SetEverything(key);
+    record = {};
+    log.Clear();
+    EXPECT_TRUE(record.Load(platform));
+    EXPECT_EQ(Describe(record), everything);
+    EXPECT_EQ(log.Lines(), everythingLogged);
+    key.Delete();
+  }
 }
 
 TEST_F(ConfigurationLoad, LogsTheLocalPassBeforeThePolicyPass) {
@@ -113,7 +111,7 @@ TEST_F(ConfigurationLoad, LogsTheLocalPassBeforeThePolicyPass) {
                                    Info("IKey: PolicyKey"), kNotConfigured}));
 }
 
-TEST_F(ConfigurationLoad, AsksForTheSettingsInTheirOrderAndClosesEachKey) {
+TEST_F(ConfigurationLoad, QueriesTheSettingsInOrderAndClosesEachKey) {
   fake.CreateKey(kLocalPath);
   fake.CreateKey(kPolicyPath);
   EXPECT_FALSE(record.Load(fake));
@@ -123,7 +121,7 @@ TEST_F(ConfigurationLoad, AsksForTheSettingsInTheirOrderAndClosesEachKey) {
   EXPECT_EQ(fake.Calls(), expected);
 }
 
-TEST_F(ConfigurationLoad, AsksTheSameWhateverItFinds) {
+TEST_F(ConfigurationLoad, MakesTheSameQueriesWhateverItFinds) {
   SetCredentials(kLocalPath);
   fake.SetDword(kLocalPath, "Debug", 2);
   fake.SetText(kLocalPath, "FailOpen", "0");
@@ -132,7 +130,7 @@ TEST_F(ConfigurationLoad, AsksTheSameWhateverItFinds) {
   EXPECT_EQ(fake.Calls(), CallsOfPass(kLocalPath));
 }
 
-TEST_F(ConfigurationLoad, OpensEachKeyTwiceAndClosesItTwiceOnThePlatform) {
+TEST_F(ConfigurationLoad, OpensAndClosesEachPlatformKeyTwice) {
   SetEverything(registry.Local());
   SetEverything(registry.Policy());
   std::vector<HKEY> opened;
@@ -159,35 +157,30 @@ TEST_F(ConfigurationLoad, OpensEachKeyTwiceAndClosesItTwiceOnThePlatform) {
   EXPECT_EQ(close.Calls(), expected);
 }
 
-TEST_F(ConfigurationLoad, UsesTheGivenRegistryAlone) {
+TEST_F(ConfigurationLoad, UsesOnlyTheGivenRegistry) {
   SetEverything(registry.Local());
   KUV_IMPORT_HOOK(open, RegOpenKeyExA);
   EXPECT_FALSE(record.Load(fake));
   EXPECT_EQ(open.CallCount(), 0u);
 }
 
-TEST_F(ConfigurationLoad, FillsTheRecordItIsCalledOn) {
+TEST_F(ConfigurationLoad, FillsAndRefreshesOnlyItsOwnRecord) {
   SetCredentials();
   EXPECT_TRUE(record.Load(fake));
   EXPECT_TRUE(record.IsConfigured());
   EXPECT_EQ(Describe(*GetConfiguration()), Describe(Configuration{}));
-}
-
-TEST_F(ConfigurationLoad, RefreshesACompleteRecord) {
-  SetCredentials();
-  ASSERT_TRUE(record.Load(fake));
   fake.SetText(kLocalPath, "IKey", "NEW");
   EXPECT_TRUE(record.Load(fake));
   EXPECT_EQ(record.IKey, "NEW");
 }
 
-TEST_F(ConfigurationLoad, WithoutAnyKeyLeavesTheInitialValuesAndSaysSo) {
+TEST_F(ConfigurationLoad, WithoutAnyKeyKeepsTheDefaultsAndLogsAnError) {
   EXPECT_FALSE(record.Load(platform));
   EXPECT_EQ(Describe(record), Describe(Configuration{}));
   EXPECT_EQ(log.Lines(), LogLines{kNotConfigured});
 }
 
-TEST_F(ConfigurationLoad, WithoutAnyKeyEmptiesTheListAlone) {
+TEST_F(ConfigurationLoad, WithoutAnyKeyClearsOnlyTheList) {
   SetEverything(registry.Local());
   ASSERT_TRUE(record.Load(platform));
   Configuration expected = record;
@@ -199,35 +192,25 @@ TEST_F(ConfigurationLoad, WithoutAnyKeyEmptiesTheListAlone) {
   EXPECT_EQ(log.Lines(), LogLines{});
 }
 
-TEST_F(ConfigurationLoad, FailsForEachSettingThatIsMissing) {
-  for (const char* const name : {"Host", "IKey", "SKey"}) {
-    SCOPED_TRACE(name);
-    KuvTest::FakeRegistry other;
-    for (const char* const present : {"Host", "IKey", "SKey"}) {
-      if (present != name) other.SetText(kLocalPath, present, "value");
-    }
-    record = {};
-    log.Clear();
-    EXPECT_FALSE(record.Load(other));
-    EXPECT_EQ(log.Lines().back(), kNotConfigured);
-  }
-}
-
-TEST_F(ConfigurationLoad, FailsForEachSettingThatIsEmpty) {
-  for (const char* const name : {"Host", "IKey", "SKey"}) {
-    for (const char* const text : {"", " ", "\t\r\n "}) {
-      SCOPED_TRACE(name);
-      SetCredentials();
-      fake.SetText(kLocalPath, name, text);
+TEST_F(ConfigurationLoad, FailsForEachRequiredSettingThatIsMissingOrEmpty) {
+  constexpr const char* kRequired[] = {"Host", "IKey", "SKey"};
+  for (const char* const name : kRequired) {
+    for (const char* const text : {static_cast<const char*>(nullptr), "", " ", "\t\r\n "}) {
+      SCOPED_TRACE(::testing::Message() << name << " '" << (text == nullptr ? "missing" : text) << "'");
+      KuvTest::FakeRegistry values;
+      for (const char* const present : kRequired) {
+        if (present != name) values.SetText(kLocalPath, present, "value");
+      }
+      if (text != nullptr) values.SetText(kLocalPath, name, text);
       record = {};
       log.Clear();
-      EXPECT_FALSE(record.Load(fake));
+      EXPECT_FALSE(record.Load(values));
       EXPECT_EQ(log.Lines().back(), kNotConfigured);
     }
   }
 }
 
-TEST_F(ConfigurationLoad, LaterLoadKeepsWhatAFailedOneFound) {
+TEST_F(ConfigurationLoad, LaterLoadKeepsTheValuesOfAFailedOne) {
   fake.SetText(kLocalPath, "Host", "found");
   fake.SetDword(kLocalPath, "FailOpen", 0);
   fake.SetDword(kLocalPath, "HttpProxyPort", 7);
@@ -243,7 +226,7 @@ TEST_F(ConfigurationLoad, LaterLoadKeepsWhatAFailedOneFound) {
   EXPECT_EQ(Describe(record), Describe(expected));
 }
 
-TEST_F(ConfigurationLoad, NeverLogsTheKeyOfTheService) {
+TEST_F(ConfigurationLoad, NeverLogsTheSecretKey) {
   for (const bool local : {true, false}) {
     SCOPED_TRACE(local);
     const KuvTest::TestKey key = local ? registry.Local() : registry.Policy();
@@ -259,7 +242,7 @@ TEST_F(ConfigurationLoad, NeverLogsTheKeyOfTheService) {
   }
 }
 
-TEST_F(ConfigurationLoad, NamesTheKeyOfTheServiceOnlyWhereItIsMissing) {
+TEST_F(ConfigurationLoad, NamesTheSecretKeyOnlyIfTheRecordIsIncomplete) {
   fake.SetText(kLocalPath, "SKey", "SecretOfTheService");
   EXPECT_FALSE(record.Load(fake));
   EXPECT_EQ(log.Lines(), LogLines{kNotConfigured});
@@ -299,7 +282,7 @@ TEST_F(ConfigurationLoad, KeyThatCannotBeOpenedChangesNothing) {
   }
 }
 
-TEST_F(ConfigurationLoad, LocalKeyThatIsDeniedLeavesThePolicyKeyInForce) {
+TEST_F(ConfigurationLoad, PolicyKeyAppliesIfTheLocalKeyIsDenied) {
   SetCredentials(kPolicyPath);
   fake.SetText(kLocalPath, "HttpProxyHost", "proxy");
   fake.FailOpen(1, ERROR_ACCESS_DENIED);
@@ -317,7 +300,7 @@ TEST_F(ConfigurationLoad, ReadsTheSettingsEvenIfTheLogLevelCannotBeRead) {
   EXPECT_EQ(fake.CountCalls("CloseKey"), 1u);
 }
 
-TEST_F(ConfigurationLoad, DoesNotMindAKeyThatFailsToClose) {
+TEST_F(ConfigurationLoad, IgnoresAFailedClose) {
   SetCredentials();
   fake.AnswerClose(ERROR_INVALID_HANDLE);
   EXPECT_TRUE(record.Load(fake));

@@ -31,45 +31,43 @@ class ConfigurationPrecedence : public KuvTest::RecordFixture {
                                              "InactivityTimeoutSeconds"};
 };
 
-// What the record is when each setting stands in one key alone.
-std::string ReadAlone(const std::string& path, const char* name, bool isText, std::uint32_t number) {
-  KuvTest::FakeRegistry alone;
-  if (isText) {
-    alone.SetText(path, name, std::to_string(number));
-  } else {
-    alone.SetDword(path, name, number);
+// A setting with its number in each key; -1 for none.
+struct SettingNumbers {
+  const char* name;
+  bool isText;
+  int local;
+  int policy;
+};
+
+std::string Loaded(const SettingNumbers& setting) {
+  KuvTest::FakeRegistry values;
+  for (const auto& [path, number] : {std::pair{kLocalPath, setting.local}, {kPolicyPath, setting.policy}}) {
+    if (number < 0) continue;
+    if (setting.isText) {
+      values.SetText(path, setting.name, std::to_string(number));
+    } else {
+      values.SetDword(path, setting.name, static_cast<std::uint32_t>(number));
+    }
   }
   Configuration record;
-  record.Load(alone);
+  record.Load(values);
   return Describe(record);
 }
 
 TEST_F(ConfigurationPrecedence, PolicyValueWinsForEverySetting) {
-  for (const bool isText : {true, false}) {
-    for (const char* const name : isText
-                                      ? std::vector<const char*>(std::begin(kTexts), std::end(kTexts))
-                                      : std::vector<const char*>(std::begin(kNumbers), std::end(kNumbers))) {
-      for (const std::uint32_t local : {0u, 1u}) {
-        SCOPED_TRACE(::testing::Message() << name << ", local " << local);
-        KuvTest::FakeRegistry both;
-        const std::uint32_t policy = 1 - local;
-        if (isText) {
-          both.SetText(kLocalPath, name, std::to_string(local));
-          both.SetText(kPolicyPath, name, std::to_string(policy));
-        } else {
-          both.SetDword(kLocalPath, name, local);
-          both.SetDword(kPolicyPath, name, policy);
-        }
-        Configuration loaded;
-        loaded.Load(both);
-        EXPECT_EQ(Describe(loaded), ReadAlone(kPolicyPath, name, isText, policy));
-        EXPECT_NE(Describe(loaded), ReadAlone(kLocalPath, name, isText, local));
-      }
+  const auto check = [](const char* name, bool isText) {
+    for (const int local : {0, 1}) {
+      SCOPED_TRACE(::testing::Message() << name << ", local " << local);
+      const std::string both = Loaded({name, isText, local, 1 - local});
+      EXPECT_EQ(both, Loaded({name, isText, -1, 1 - local}));
+      EXPECT_NE(both, Loaded({name, isText, local, -1}));
     }
-  }
+  };
+  for (const char* const name : kTexts) check(name, /*isText=*/true);
+  for (const char* const name : kNumbers) check(name, /*isText=*/false);
 }
 
-TEST_F(ConfigurationPrecedence, LocalValueHoldsIfThePolicyKeyLacksIt) {
+TEST_F(ConfigurationPrecedence, LocalValueAppliesIfThePolicyKeyHasNone) {
   fake.SetDword(kLocalPath, "FailOpen", 0);
   fake.SetDword(kLocalPath, "UsernameFormatForService", 2);
   fake.SetText(kLocalPath, "HttpProxyHost", "proxy");
@@ -85,7 +83,7 @@ TEST_F(ConfigurationPrecedence, LocalValueHoldsIfThePolicyKeyLacksIt) {
   EXPECT_EQ(record.HttpProxyHost, "proxy");
 }
 
-TEST_F(ConfigurationPrecedence, IsPerValueAndNotPerKey) {
+TEST_F(ConfigurationPrecedence, AppliesToEachValueAlone) {
   fake.SetText(kPolicyPath, "IKey", "POLICY");
   fake.SetText(kPolicyPath, "HttpProxyHost", "proxy");
   Load();
@@ -133,7 +131,7 @@ TEST_F(ConfigurationPrecedence, EmptyPolicyTextHidesTheLocalOne) {
   }
 }
 
-TEST_F(ConfigurationPrecedence, PolicyModeOutOfRangeStillHidesTheLocalOne) {
+TEST_F(ConfigurationPrecedence, PolicyNumberOutOfRangeHidesTheLocalOne) {
   fake.SetDword(kLocalPath, "ElevationProtectionMode", 1);
   fake.SetDword(kPolicyPath, "ElevationProtectionMode", 3);
   fake.SetDword(kLocalPath, "UsernameFormatForService", 2);
@@ -145,32 +143,21 @@ TEST_F(ConfigurationPrecedence, PolicyModeOutOfRangeStillHidesTheLocalOne) {
 
 TEST_F(ConfigurationPrecedence, PolicyKeyWithoutOfflineMaxUsersDiscardsTheLocalValue) {
   fake.SetDword(kLocalPath, "OfflineMaxUsers", 10);
+  Load();
+  EXPECT_EQ(record.OfflineMaxUsers, 10u) << "no policy key";
   fake.CreateKey(kPolicyPath);
   Load();
-  EXPECT_EQ(record.OfflineMaxUsers, 5u);
-}
-
-TEST_F(ConfigurationPrecedence, PolicyOfflineMaxUsersOfAnotherTypeDiscardsTheLocalValue) {
-  fake.SetDword(kLocalPath, "OfflineMaxUsers", 10);
+  EXPECT_EQ(record.OfflineMaxUsers, 5u) << "no value";
   fake.SetText(kPolicyPath, "OfflineMaxUsers", "7");
+  record = {};
   Load();
-  EXPECT_EQ(record.OfflineMaxUsers, 5u);
-}
-
-TEST_F(ConfigurationPrecedence, PolicyOfflineMaxUsersWins) {
-  fake.SetDword(kLocalPath, "OfflineMaxUsers", 10);
+  EXPECT_EQ(record.OfflineMaxUsers, 5u) << "another type";
   fake.SetDword(kPolicyPath, "OfflineMaxUsers", 7);
   Load();
-  EXPECT_EQ(record.OfflineMaxUsers, 7u);
+  EXPECT_EQ(record.OfflineMaxUsers, 7u) << "a number";
 }
 
-TEST_F(ConfigurationPrecedence, LocalOfflineMaxUsersHoldsIfThePolicyKeyCannotBeOpened) {
-  fake.SetDword(kLocalPath, "OfflineMaxUsers", 10);
-  Load();
-  EXPECT_EQ(record.OfflineMaxUsers, 10u);
-}
-
-TEST_F(ConfigurationPrecedence, LocalOfflineMaxUsersHoldsIfThePolicyKeyIsDenied) {
+TEST_F(ConfigurationPrecedence, LocalOfflineMaxUsersAppliesIfThePolicyKeyIsDenied) {
   fake.SetDword(kLocalPath, "OfflineMaxUsers", 10);
   fake.SetDword(kPolicyPath, "OfflineMaxUsers", 7);
   fake.FailOpen(3, ERROR_ACCESS_DENIED);
@@ -178,7 +165,7 @@ TEST_F(ConfigurationPrecedence, LocalOfflineMaxUsersHoldsIfThePolicyKeyIsDenied)
   EXPECT_EQ(record.OfflineMaxUsers, 10u);
 }
 
-TEST_F(ConfigurationPrecedence, HoldsInThePlatformsRegistry) {
+TEST_F(ConfigurationPrecedence, IsTheSameInThePlatformsRegistry) {
   Registry platform;
   for (const auto& key : {registry.Local(), registry.Policy()}) key.SetText(L"SKey", L"s");
   registry.Local().SetText(L"Host", L"local");

@@ -22,10 +22,10 @@ class ConfigurationRecord : public KuvTest::KuvFixture {
   Configuration& record = *GetConfiguration();
 };
 
-// The initial values are there before any code has run.
+// Initialized before any code runs.
 constinit const Configuration g_initial;
 
-TEST(InitialConfiguration, LetsNobodyInAndKeepsTheDefaults) {
+TEST(InitialConfiguration, IsNotConfiguredAndHasTheDefaults) {
   EXPECT_EQ(Describe(g_initial),
             "Host= Port=0 IKey= SKey= HttpProxyHost= HttpProxyPort=0 OfflineMaxUsers=5 "
             "InactivityTimeoutSeconds=0 ProvidersWhitelist= FailOpen=1 AutoPush=0 local_ip_fallback=0 "
@@ -63,7 +63,7 @@ TEST_F(ConfigurationRecord, KeepsTheOrderOfItsFields) {
   }
 }
 
-TEST_F(ConfigurationRecord, IsConfiguredByHostPortAndBothKeys) {
+TEST_F(ConfigurationRecord, IsConfiguredWithHostPortAndBothKeys) {
   for (unsigned present = 0; present < 16; ++present) {
     SCOPED_TRACE(present);
     record = {};
@@ -75,14 +75,14 @@ TEST_F(ConfigurationRecord, IsConfiguredByHostPortAndBothKeys) {
   }
 }
 
-TEST_F(ConfigurationRecord, IsOneInTheProcessAndGettingItReadsNothing) {
+TEST_F(ConfigurationRecord, IsASingletonThatIsReturnedWithoutReading) {
   KUV_IMPORT_HOOK(open, RegOpenKeyExA);
   EXPECT_EQ(GetConfiguration(), &record);
   EXPECT_NE(GetConfiguration(), nullptr);
   EXPECT_EQ(open.CallCount(), 0u);
 }
 
-TEST_F(ConfigurationRecord, TakesServiceCredentialsWithoutRegistryOrLog) {
+TEST_F(ConfigurationRecord, AcceptsServiceCredentialsWithoutRegistryOrLog) {
   KUV_IMPORT_HOOK(open, RegOpenKeyExA);
   EXPECT_TRUE(SetServiceCredentials("API.Example.com:8443", " Ikey ", " Skey\t"));
   EXPECT_EQ(record.Host, "api.example.com");
@@ -93,29 +93,34 @@ TEST_F(ConfigurationRecord, TakesServiceCredentialsWithoutRegistryOrLog) {
   EXPECT_EQ(log.Lines(), LogLines{});
 }
 
-TEST_F(ConfigurationRecord, KeepsTheWhitespaceOfAHostThatIsSet) {
-  EXPECT_TRUE(SetServiceCredentials(" API x ", "i", "s"));
-  EXPECT_EQ(record.Host, " api x ");
-  EXPECT_EQ(record.Port, 443u);
+TEST_F(ConfigurationRecord, SetServiceCredentialsSplitsTheHostAndReportsCompleteness) {
+  const struct {
+    const char* host;
+    const char* ikey;
+    const char* skey;
+    bool complete;
+    const char* expectedHost;
+    std::uint16_t expectedPort;
+  } rows[] = {
+      {" API x ", "i", "s", true, " api x ", 443},
+      {"", "i", "s", false, "", 443},
+      {"h", "", "s", false, "h", 443},
+      {"h", "i", "", false, "h", 443},
+      {"h:0", "i", "s", false, "h", 0},
+      {"h:65536", "i", "s", false, "h", 0},
+      {"h", "i", "s", true, "h", 443},
+      {"h:70000", "i", "s", true, "h", 4464},
+      {"h:-1", "i", "s", true, "h", 65535},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(::testing::Message() << row.host << ", " << row.ikey << ", " << row.skey);
+    EXPECT_EQ(SetServiceCredentials(row.host, row.ikey, row.skey), row.complete);
+    EXPECT_EQ(record.Host, row.expectedHost);
+    EXPECT_EQ(record.Port, row.expectedPort);
+  }
 }
 
-TEST_F(ConfigurationRecord, AnswersWhetherServiceCredentialsCompleteIt) {
-  EXPECT_FALSE(SetServiceCredentials("", "i", "s"));
-  EXPECT_FALSE(SetServiceCredentials("h", "", "s"));
-  EXPECT_FALSE(SetServiceCredentials("h", "i", ""));
-  EXPECT_FALSE(SetServiceCredentials("h:0", "i", "s"));
-  EXPECT_FALSE(SetServiceCredentials("h:65536", "i", "s"));
-  EXPECT_TRUE(SetServiceCredentials("h", "i", "s"));
-}
-
-TEST_F(ConfigurationRecord, KeepsTheLow16BitsOfAPort) {
-  EXPECT_TRUE(SetServiceCredentials("h:70000", "i", "s"));
-  EXPECT_EQ(record.Port, 4464u);
-  EXPECT_TRUE(SetServiceCredentials("h:-1", "i", "s"));
-  EXPECT_EQ(record.Port, 65535u);
-}
-
-TEST_F(ConfigurationRecord, TakesServiceCredentialsFromItsOwnFields) {
+TEST_F(ConfigurationRecord, AcceptsServiceCredentialsFromItsOwnFields) {
   record.Host = "HOST.example.com:99";
   record.IKey = "a client identifier of some length";
   record.SKey = "a key that is longer than a short string";
@@ -126,7 +131,7 @@ TEST_F(ConfigurationRecord, TakesServiceCredentialsFromItsOwnFields) {
   EXPECT_EQ(record.SKey, "a key that is longer than a short string");
 }
 
-TEST_F(ConfigurationRecord, LeavesAllElseToTheRegistry) {
+TEST_F(ConfigurationRecord, SetServiceCredentialsChangesNoOtherField) {
   record.FailOpen = false;
   record.OfflineMaxUsers = 20;
   record.HttpProxyHost = "proxy";

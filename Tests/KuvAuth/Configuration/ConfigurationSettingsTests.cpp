@@ -9,7 +9,7 @@ using KuvTest::Info;
 using KuvTest::kNotConfigured;
 using KuvTest::LogLines;
 
-// How each setting is treated once it is accepted, on the platform's own registry.
+// What becomes of each accepted value, on the platform's registry.
 class ConfigurationSettings : public KuvTest::RecordFixture {
  protected:
   void ReadLocalKey() {
@@ -21,13 +21,13 @@ class ConfigurationSettings : public KuvTest::RecordFixture {
   const KuvTest::TestKey key = registry.Local();
 };
 
-struct HostRow {
+const struct {
   const wchar_t* stored;
   const char* host;
   std::uint16_t port;
   const char* line;
-};
-constexpr HostRow kHosts[] = {
+  bool complete = true;
+} kHosts[] = {
     {L"API.Example.COM", "api.example.com", 443, "Host: api.example.com"},
     {L"host:8443", "host", 8443, "Host: host:8443"},
     {L"HOST:8443", "host", 8443, "Host: host:8443"},
@@ -39,47 +39,31 @@ constexpr HostRow kHosts[] = {
     {L"host:80:90", "host", 80, "Host: host:80:90"},
     {L"  A p i . E x : 8 0  ", "api.ex", 80, "Host: api.ex:80"},
     {L"\ta\r\nb\v\fc", "abc", 443, "Host: abc"},
+    {L"host:", "host", 0, "Host: host:", false},
+    {L"host:abc", "host", 0, "Host: host:abc", false},
+    {L"host:0", "host", 0, "Host: host:0", false},
+    {L"host:65536", "host", 0, "Host: host:65536", false},
+    {L"host::80", "host", 0, "Host: host::80", false},
+    {L"[::1]:8443", "[", 0, "Host: [::1]:8443", false},
+    {L":443", "", 443, "Host: :443", false},
+    {L"", "", 443, "Host: ", false},
+    {L"   ", "", 443, "Host: ", false},
 };
 
-TEST_F(ConfigurationSettings, HostIsLoweredStrippedLoggedAndSplit) {
+TEST_F(ConfigurationSettings, HostIsLoweredStrippedLoggedAndSplitAndNeedsNameAndPort) {
   key.SetText(L"IKey", L"i");
   key.SetText(L"SKey", L"s");
-  for (const HostRow& row : kHosts) {
+  for (const auto& row : kHosts) {
     SCOPED_TRACE(row.line);
     key.SetText(L"Host", row.stored);
     log.Clear();
     record = {};
-    EXPECT_TRUE(record.Load(platform));
+    EXPECT_EQ(record.Load(platform), row.complete);
     EXPECT_EQ(record.Host, row.host);
     EXPECT_EQ(record.Port, row.port);
-    EXPECT_EQ(log.Lines(), (LogLines{Info(row.line), Info("IKey: i")}));
-  }
-}
-
-constexpr HostRow kUselessHosts[] = {
-    {L"host:", "host", 0, "Host: host:"},
-    {L"host:abc", "host", 0, "Host: host:abc"},
-    {L"host:0", "host", 0, "Host: host:0"},
-    {L"host:65536", "host", 0, "Host: host:65536"},
-    {L"host::80", "host", 0, "Host: host::80"},
-    {L"[::1]:8443", "[", 0, "Host: [::1]:8443"},
-    {L":443", "", 443, "Host: :443"},
-    {L"", "", 443, "Host: "},
-    {L"   ", "", 443, "Host: "},
-};
-
-TEST_F(ConfigurationSettings, HostWithoutNameOrPortFailsTheLoad) {
-  key.SetText(L"IKey", L"i");
-  key.SetText(L"SKey", L"s");
-  for (const HostRow& row : kUselessHosts) {
-    SCOPED_TRACE(row.line);
-    key.SetText(L"Host", row.stored);
-    log.Clear();
-    record = {};
-    EXPECT_FALSE(record.Load(platform));
-    EXPECT_EQ(record.Host, row.host);
-    EXPECT_EQ(record.Port, row.port);
-    EXPECT_EQ(log.Lines(), (LogLines{Info(row.line), Info("IKey: i"), kNotConfigured}));
+    LogLines expected{Info(row.line), Info("IKey: i")};
+    if (!row.complete) expected.push_back(kNotConfigured);
+    EXPECT_EQ(log.Lines(), expected);
   }
 }
 
@@ -90,7 +74,7 @@ TEST_F(ConfigurationSettings, IKeyIsStrippedAndLoggedWithItsCase) {
   EXPECT_EQ(log.Lines(), LogLines{Info("IKey: AbCd:1")});
 }
 
-TEST_F(ConfigurationSettings, SKeyIsStrippedAndKeepsItsCaseUnlogged) {
+TEST_F(ConfigurationSettings, SKeyIsStrippedButKeepsItsCaseAndIsNotLogged) {
   key.SetText(L"SKey", L" Ab Cd:1\t");
   ReadLocalKey();
   EXPECT_EQ(record.SKey, "AbCd:1");
@@ -139,30 +123,24 @@ TEST_F(ConfigurationSettings, EachFlagIsTrueForAnyNumberButZero) {
   }
 }
 
-TEST_F(ConfigurationSettings, UsernameFormatIsOneOfThree) {
-  const UsernameFormat formats[] = {UsernameFormat::SAM, UsernameFormat::NTLM, UsernameFormat::UPN};
-  for (std::uint32_t number = 0; number < 3; ++number) {
+TEST_F(ConfigurationSettings, UnknownUsernameFormatBecomesNtlmWithAWarning) {
+  const std::pair<std::uint32_t, UsernameFormat> rows[] = {{0, UsernameFormat::SAM},
+                                                           {1, UsernameFormat::NTLM},
+                                                           {2, UsernameFormat::UPN},
+                                                           {3, UsernameFormat::NTLM},
+                                                           {0xFFFFFFFF, UsernameFormat::NTLM}};
+  const LogLines warning{{LogLevel::Warning, "Unrecognized Kuv username format; defaulting to NTLM"}};
+  for (const auto& [number, format] : rows) {
     SCOPED_TRACE(number);
+    record.UsernameFormat = format == UsernameFormat::UPN ? UsernameFormat::SAM : UsernameFormat::UPN;
     key.SetDword(L"UsernameFormatForService", number);
     ReadLocalKey();
-    EXPECT_EQ(record.UsernameFormat, formats[number]);
-    EXPECT_EQ(log.Lines(), LogLines{});
+    EXPECT_EQ(record.UsernameFormat, format);
+    EXPECT_EQ(log.Lines(), number < 3 ? LogLines{} : warning);
   }
 }
 
-TEST_F(ConfigurationSettings, UnknownUsernameFormatIsWarnedOfAndBecomesNtlm) {
-  for (const std::uint32_t number : {3u, 0xFFFFFFFFu}) {
-    SCOPED_TRACE(number);
-    record.UsernameFormat = UsernameFormat::UPN;
-    key.SetDword(L"UsernameFormatForService", number);
-    ReadLocalKey();
-    EXPECT_EQ(record.UsernameFormat, UsernameFormat::NTLM);
-    EXPECT_EQ(log.Lines(),
-              (LogLines{{LogLevel::Warning, "Unrecognized Kuv username format; defaulting to NTLM"}}));
-  }
-}
-
-TEST_F(ConfigurationSettings, NumbersWithoutABoundAreStoredAsTheyStand) {
+TEST_F(ConfigurationSettings, NumbersWithoutALimitAreStoredUnchanged) {
   const struct {
     std::uint32_t number;
     const char* printed;
@@ -193,14 +171,11 @@ TEST_F(ConfigurationSettings, OfflineMaxUsersIsAtMostFifty) {
   }
 }
 
-TEST_F(ConfigurationSettings, OfflineMaxUsersReturnsToFiveWithoutTheValue) {
+TEST_F(ConfigurationSettings, OfflineMaxUsersIsFiveWithoutANumber) {
   key.Create();
   record.OfflineMaxUsers = 20;
   ReadLocalKey();
   EXPECT_EQ(record.OfflineMaxUsers, 5u);
-}
-
-TEST_F(ConfigurationSettings, OfflineMaxUsersReturnsToFiveForAnotherType) {
   key.SetText(L"OfflineMaxUsers", L"9");
   record.OfflineMaxUsers = 20;
   ReadLocalKey();
@@ -226,7 +201,7 @@ TEST_F(ConfigurationSettings, ElevationProtectionModeAboveTwoBecomesLogonOnly) {
   }
 }
 
-TEST_F(ConfigurationSettings, NamesOfOtherSettingsAreNotRead) {
+TEST_F(ConfigurationSettings, IgnoresValuesOfOtherNames) {
   key.SetDword(L"RdpOnly", 1);
   key.SetDword(L"UsernameFormat", 2);
   key.SetDword(L"Port", 8080);

@@ -25,19 +25,18 @@ using BoolSetting = DirectQuery;
 using RdpOnly = DirectQuery;
 using ElevationMode = DirectQuery;
 
-TEST_F(DwordSetting, GivesTheDefaultWithoutAnyKey) {
-  EXPECT_EQ(GetDwordSetting("Number", 0), 0u);
-  EXPECT_EQ(GetDwordSetting("Number", 42), 42u);
-  EXPECT_EQ(GetDwordSetting("Number", 0xFFFFFFFF), 0xFFFFFFFFu);
-}
-
-TEST_F(DwordSetting, GivesTheDefaultWithoutTheValue) {
+TEST_F(DwordSetting, ReturnsTheDefaultWithoutTheValue) {
+  for (const std::uint32_t number : {0u, 42u, 0xFFFFFFFFu})
+    EXPECT_EQ(GetDwordSetting("Number", number), number);
   local.SetDword(L"Other", 1);
   policy.SetDword(L"Other", 2);
   EXPECT_EQ(GetDwordSetting("Number", 42), 42u);
+  local.SetText(L"Number", L"1");
+  policy.SetBytes(L"Number", REG_DWORD, "\1", 1);
+  EXPECT_EQ(GetDwordSetting("Number", 42), 42u);
 }
 
-TEST_F(DwordSetting, GivesTheNumberOfEitherKey) {
+TEST_F(DwordSetting, ReturnsTheNumberOfEitherKey) {
   for (const std::uint32_t number : {0u, 1u, 0x80000000u, 0xFFFFFFFFu}) {
     SCOPED_TRACE(number);
     local.SetDword(L"Local", number);
@@ -47,7 +46,7 @@ TEST_F(DwordSetting, GivesTheNumberOfEitherKey) {
   }
 }
 
-TEST_F(DwordSetting, PolicyWinsAlsoWithTheNumberThatIsTheDefault) {
+TEST_F(DwordSetting, PolicyWinsEvenIfItsNumberIsTheDefault) {
   local.SetDword(L"Number", 1);
   policy.SetDword(L"Number", 7);
   EXPECT_EQ(GetDwordSetting("Number", 42), 7u);
@@ -55,35 +54,24 @@ TEST_F(DwordSetting, PolicyWinsAlsoWithTheNumberThatIsTheDefault) {
   EXPECT_EQ(GetDwordSetting("Number", 42), 42u);
 }
 
-TEST_F(DwordSetting, AnotherTypeFallsThrough) {
-  constexpr BYTE data[4] = {9};
-  local.SetDword(L"Number", 1);
-  for (const DWORD type : {REG_NONE, REG_SZ, REG_BINARY, REG_DWORD_BIG_ENDIAN, REG_QWORD}) {
-    SCOPED_TRACE(type);
-    policy.SetBytes(L"Number", type, data, sizeof(data));
-    EXPECT_EQ(GetDwordSetting("Number", 42), 1u);
-  }
-}
-
-TEST_F(DwordSetting, AnotherSizeFallsThrough) {
+TEST_F(DwordSetting, PolicyValueOfAnotherTypeOrSizeIsIgnored) {
   constexpr BYTE data[8] = {9};
+  const std::pair<DWORD, std::size_t> rows[] = {
+      {REG_NONE, 4},  {REG_SZ, 4},    {REG_BINARY, 4}, {REG_DWORD_BIG_ENDIAN, 4},
+      {REG_QWORD, 4}, {REG_DWORD, 0}, {REG_DWORD, 1},  {REG_DWORD, 2},
+      {REG_DWORD, 3}, {REG_DWORD, 5}, {REG_DWORD, 8}};
   local.SetDword(L"Number", 1);
-  for (const std::size_t size : {0u, 1u, 2u, 3u, 5u, 8u}) {
-    SCOPED_TRACE(size);
-    policy.SetBytes(L"Number", REG_DWORD, data, size);
+  for (const auto& [type, size] : rows) {
+    SCOPED_TRACE(::testing::Message() << "type " << type << ", " << size << " bytes");
+    policy.SetBytes(L"Number", type, data, size);
     EXPECT_EQ(GetDwordSetting("Number", 42), 1u);
   }
 }
 
-TEST_F(DwordSetting, GivesTheDefaultIfNeitherValueIsANumber) {
-  local.SetText(L"Number", L"1");
-  policy.SetBytes(L"Number", REG_DWORD, "\1", 1);
-  EXPECT_EQ(GetDwordSetting("Number", 42), 42u);
-}
-
-TEST_F(DwordSetting, QueryThatFailsCountsForNothing) {
+TEST_F(DirectQuery, FailedQueryReturnsTheDefaultWhateverIsInTheBuffer) {
   local.SetDword(L"Number", 1);
   policy.SetDword(L"Number", 2);
+  local.SetText(L"Text", L"text");
   KUV_IMPORT_HOOK(query, RegQueryValueExA);
   query.Answer([&](HKEY key, const char* name, DWORD* reserved, DWORD* type, BYTE* data, DWORD* size) {
     query.Original(key, name, reserved, type, data, size);
@@ -91,9 +79,10 @@ TEST_F(DwordSetting, QueryThatFailsCountsForNothing) {
   });
   EXPECT_EQ(GetDwordSetting("Number", 42), 42u);
   EXPECT_EQ(query.CallCount(), 2u);
+  EXPECT_EQ(GetStringSetting("Text", "default"), "default");
 }
 
-TEST_F(DwordSetting, SeesAChangeAtTheNextCall) {
+TEST_F(DwordSetting, ReadsTheRegistryAtEachCall) {
   local.SetDword(L"Number", 1);
   ASSERT_EQ(GetDwordSetting("Number", 42), 1u);
   local.SetDword(L"Number", 2);
@@ -102,7 +91,7 @@ TEST_F(DwordSetting, SeesAChangeAtTheNextCall) {
   EXPECT_EQ(GetDwordSetting("Number", 42), 42u);
 }
 
-// Follows the calls of the platform and the keys that stand open.
+// Records the platform calls.
 class DirectQueryCalls : public DirectQuery {
  protected:
   DirectQueryCalls() {
@@ -111,7 +100,7 @@ class DirectQueryCalls : public DirectQuery {
       EXPECT_EQ(options, 0u);
       EXPECT_EQ(access, 0x0001u);
       const LSTATUS status = open.Original(root, path, options, access, result);
-      calls.push_back(std::string{"open "} + path + (status == ERROR_SUCCESS ? "" : " in vain"));
+      calls.push_back(std::string{"open "} + path + (status == ERROR_SUCCESS ? "" : " failed"));
       if (status == ERROR_SUCCESS) opened = *result;
       return status;
     });
@@ -137,8 +126,13 @@ class DirectQueryCalls : public DirectQuery {
 
 using Calls = std::vector<std::string>;
 
-// Writing into a key closes it too, so what counts are the calls from here on.
-TEST_F(DirectQueryCalls, SearchEndsWithThePolicyKeyIfItHasTheValue) {
+const std::string kOpenPolicy = "open Software\\Policies\\Kuvant\\KuvCredProv";
+const std::string kOpenLocal = "open Software\\Kuvant\\KuvCredProv";
+const std::string kQueryNumber = "query Number type 4 size 4";
+const std::string kQueryText = "query Text type 1 size 1024";
+
+// Writing a value closes its key too, so the recorded calls are cleared after it.
+TEST_F(DirectQueryCalls, StopWithThePolicyKeyIfItHasTheValue) {
   policy.SetDword(L"Number", 0);
   policy.SetText(L"Text", L"");
   local.SetDword(L"Number", 1);
@@ -147,48 +141,40 @@ TEST_F(DirectQueryCalls, SearchEndsWithThePolicyKeyIfItHasTheValue) {
   EXPECT_EQ(GetDwordSetting("Number", 0), 0u);
   std::string text;
   EXPECT_TRUE(TryGetStringSetting("Text", text));
-  EXPECT_EQ(calls,
-            (Calls{"open Software\\Policies\\Kuvant\\KuvCredProv", "query Number type 4 size 4", "close",
-                   "open Software\\Policies\\Kuvant\\KuvCredProv", "query Text type 1 size 1024", "close"}));
+  EXPECT_EQ(calls, (Calls{kOpenPolicy, kQueryNumber, "close", kOpenPolicy, kQueryText, "close"}));
 }
 
-TEST_F(DirectQueryCalls, SearchGoesOnWithTheLocalKey) {
+TEST_F(DirectQueryCalls, ContinueWithTheLocalKey) {
   policy.Create();
   local.Create();
   calls.clear();
   EXPECT_EQ(GetDwordSetting("Number", 0), 0u);
-  EXPECT_EQ(calls,
-            (Calls{"open Software\\Policies\\Kuvant\\KuvCredProv", "query Number type 4 size 4", "close",
-                   "open Software\\Kuvant\\KuvCredProv", "query Number type 4 size 4", "close"}));
+  EXPECT_EQ(calls, (Calls{kOpenPolicy, kQueryNumber, "close", kOpenLocal, kQueryNumber, "close"}));
   calls.clear();
   std::string text;
   EXPECT_FALSE(TryGetStringSetting("Text", text));
-  EXPECT_EQ(calls,
-            (Calls{"open Software\\Policies\\Kuvant\\KuvCredProv", "query Text type 1 size 1024", "close",
-                   "open Software\\Kuvant\\KuvCredProv", "query Text type 1 size 1024", "close"}));
+  EXPECT_EQ(calls, (Calls{kOpenPolicy, kQueryText, "close", kOpenLocal, kQueryText, "close"}));
 }
 
-TEST_F(DirectQueryCalls, KeyThatCannotBeOpenedIsPassedOver) {
+TEST_F(DirectQueryCalls, SkipAKeyThatCannotBeOpened) {
   local.SetDword(L"Number", 1);
   calls.clear();
   EXPECT_EQ(GetDwordSetting("Number", 0), 1u);
-  EXPECT_EQ(calls, (Calls{"open Software\\Policies\\Kuvant\\KuvCredProv in vain",
-                          "open Software\\Kuvant\\KuvCredProv", "query Number type 4 size 4", "close"}));
+  EXPECT_EQ(calls, (Calls{kOpenPolicy + " failed", kOpenLocal, kQueryNumber, "close"}));
   local.Delete();
   calls.clear();
   EXPECT_EQ(GetDwordSetting("Number", 5), 5u);
-  EXPECT_EQ(calls, (Calls{"open Software\\Policies\\Kuvant\\KuvCredProv in vain",
-                          "open Software\\Kuvant\\KuvCredProv in vain"}));
+  EXPECT_EQ(calls, (Calls{kOpenPolicy + " failed", kOpenLocal + " failed"}));
 }
 
-TEST_F(StringSetting, IsTakenAsItStands) {
+TEST_F(StringSetting, IsReturnedUnchanged) {
   local.SetText(L"Text", L" Mixed Case\tand blanks ");
   std::string text;
   EXPECT_TRUE(TryGetStringSetting("Text", text));
   EXPECT_EQ(text, " Mixed Case\tand blanks ");
 }
 
-TEST_F(StringSetting, MissingTextLeavesTheOutputAlone) {
+TEST_F(StringSetting, MissingTextDoesNotChangeTheOutput) {
   std::string text = "before";
   EXPECT_FALSE(TryGetStringSetting("Text", text));
   local.SetDword(L"Text", 1);
@@ -197,26 +183,18 @@ TEST_F(StringSetting, MissingTextLeavesTheOutputAlone) {
   EXPECT_EQ(text, "before");
 }
 
-TEST_F(StringSetting, PolicyWins) {
+TEST_F(StringSetting, PolicyTextWinsEvenIfItIsEmpty) {
   local.SetText(L"Text", L"local");
   policy.SetText(L"Text", L"policy");
   EXPECT_EQ(GetStringSetting("Text", "default"), "policy");
-}
-
-TEST_F(StringSetting, EmptyPolicyTextHidesTheLocalOne) {
-  local.SetText(L"Text", L"local");
   policy.SetText(L"Text", L"");
   EXPECT_EQ(GetStringSetting("Text", "default"), "");
 }
 
-TEST_F(StringSetting, TextOfNoBytesFallsThrough) {
+TEST_F(StringSetting, PolicyValueOfNoBytesOrAnotherTypeIsIgnored) {
   local.SetText(L"Text", L"local");
   policy.SetBytes(L"Text", REG_SZ, L"", 0);
   EXPECT_EQ(GetStringSetting("Text", "default"), "local");
-}
-
-TEST_F(StringSetting, AnotherTypeFallsThrough) {
-  local.SetText(L"Text", L"local");
   for (const DWORD type : {REG_NONE, REG_EXPAND_SZ, REG_BINARY, REG_DWORD, REG_MULTI_SZ}) {
     SCOPED_TRACE(type);
     policy.SetBytes(L"Text", type, L"a", 4);
@@ -224,12 +202,12 @@ TEST_F(StringSetting, AnotherTypeFallsThrough) {
   }
 }
 
-TEST_F(StringSetting, MayFillItsBufferOfOneThousandAndTwentyFourBytes) {
+TEST_F(StringSetting, MayHave1023CharactersAndANul) {
   local.SetText(L"Text", std::wstring(1023, L'a'));
   EXPECT_EQ(GetStringSetting("Text", "default"), std::string(1023, 'a'));
 }
 
-TEST_F(StringSetting, TextThatIsTooLongFallsThrough) {
+TEST_F(StringSetting, TextThatIsTooLongIsIgnored) {
   local.SetText(L"Text", L"local");
   for (const std::size_t length : {1024u, 1025u, 5000u}) {
     SCOPED_TRACE(length);
@@ -245,7 +223,7 @@ TEST_F(StringSetting, EndsAtItsFirstNul) {
   EXPECT_EQ(GetStringSetting("Text", "default"), "abc");
 }
 
-TEST_F(StringSetting, FullBufferWithoutTerminatorIsTakenAsFarAsItGoes) {
+TEST_F(StringSetting, FullBufferWithoutTerminatorIsReturnedWhole) {
   local.Create();
   KUV_IMPORT_HOOK(query, RegQueryValueExA);
   query.Answer([](HKEY, const char*, DWORD*, DWORD* type, BYTE* data, DWORD* size) {
@@ -268,17 +246,7 @@ TEST_F(StringSetting, BufferIsZeroBeforeTheQuery) {
   EXPECT_EQ(GetStringSetting("Text", "default"), "a");
 }
 
-TEST_F(StringSetting, QueryThatFailsCountsForNothing) {
-  local.SetText(L"Text", L"text");
-  KUV_IMPORT_HOOK(query, RegQueryValueExA);
-  query.Answer([&](HKEY key, const char* name, DWORD* reserved, DWORD* type, BYTE* data, DWORD* size) {
-    query.Original(key, name, reserved, type, data, size);
-    return ERROR_ACCESS_DENIED;
-  });
-  EXPECT_EQ(GetStringSetting("Text", "default"), "default");
-}
-
-TEST_F(StringSetting, GivesTheDefaultWithoutAnyKey) {
+TEST_F(StringSetting, ReturnsTheDefaultWithoutAnyKey) {
   EXPECT_EQ(GetStringSetting("Text", ""), "");
   EXPECT_EQ(GetStringSetting("Text", " The Default "), " The Default ");
 }
@@ -295,7 +263,7 @@ TEST_F(BoolSetting, IsTrueForExactlyOne) {
   }
 }
 
-TEST_F(BoolSetting, GivesTheDefaultWithoutTheValue) {
+TEST_F(BoolSetting, ReturnsTheDefaultWithoutANumber) {
   EXPECT_TRUE(GetBoolSetting("Flag", true));
   EXPECT_FALSE(GetBoolSetting("Flag", false));
   local.SetText(L"Flag", L"1");
@@ -303,58 +271,43 @@ TEST_F(BoolSetting, GivesTheDefaultWithoutTheValue) {
   EXPECT_FALSE(GetBoolSetting("Flag", false));
 }
 
-TEST_F(RdpOnly, IsOffByDefault) {
+TEST_F(RdpOnly, IsOnForExactlyOneAndOffByDefault) {
   EXPECT_FALSE(IsRdpOnly());
-}
-
-TEST_F(RdpOnly, IsOnForExactlyOne) {
-  local.SetDword(L"RdpOnly", 1);
-  EXPECT_TRUE(IsRdpOnly());
-  for (const std::uint32_t number : {0u, 2u, 0xFFFFFFFFu}) {
+  for (const std::uint32_t number : {0u, 1u, 2u, 0xFFFFFFFFu}) {
     SCOPED_TRACE(number);
     local.SetDword(L"RdpOnly", number);
-    EXPECT_FALSE(IsRdpOnly());
+    EXPECT_EQ(IsRdpOnly(), number == 1);
   }
 }
 
-TEST_F(RdpOnly, PolicyOffEndsTheSearch) {
+TEST_F(RdpOnly, PolicyNumberHidesTheLocalOneButPolicyTextDoesNot) {
+  local.SetDword(L"RdpOnly", 1);
   policy.SetDword(L"RdpOnly", 0);
-  local.SetDword(L"RdpOnly", 1);
   EXPECT_FALSE(IsRdpOnly());
-}
-
-TEST_F(RdpOnly, PolicyTextFallsThrough) {
   policy.SetText(L"RdpOnly", L"0");
-  local.SetDword(L"RdpOnly", 1);
   EXPECT_TRUE(IsRdpOnly());
 }
 
-TEST_F(ElevationMode, IsLogonOnlyByDefault) {
+TEST_F(ElevationMode, IsLogonOnlyByDefaultAndAboveTwo) {
   EXPECT_EQ(GetElevationProtectionMode(), ElevationProtectionMode::LogonOnly);
-}
-
-TEST_F(ElevationMode, AboveTwoIsLogonOnly) {
-  const ElevationProtectionMode modes[] = {ElevationProtectionMode::LogonOnly,
-                                           ElevationProtectionMode::ElevationOnly,
-                                           ElevationProtectionMode::LogonAndElevation};
-  for (std::uint32_t number = 0; number < 3; ++number) {
-    local.SetDword(L"ElevationProtectionMode", number);
-    EXPECT_EQ(GetElevationProtectionMode(), modes[number]);
-  }
-  for (const std::uint32_t number : {3u, 0x80000001u, 0xFFFFFFFFu}) {
+  const std::pair<std::uint32_t, ElevationProtectionMode> rows[] = {
+      {0, ElevationProtectionMode::LogonOnly},          {1, ElevationProtectionMode::ElevationOnly},
+      {2, ElevationProtectionMode::LogonAndElevation},  {3, ElevationProtectionMode::LogonOnly},
+      {0x80000001, ElevationProtectionMode::LogonOnly}, {0xFFFFFFFF, ElevationProtectionMode::LogonOnly}};
+  for (const auto& [number, mode] : rows) {
     SCOPED_TRACE(number);
     local.SetDword(L"ElevationProtectionMode", number);
-    EXPECT_EQ(GetElevationProtectionMode(), ElevationProtectionMode::LogonOnly);
+    EXPECT_EQ(GetElevationProtectionMode(), mode);
   }
 }
 
-TEST_F(ElevationMode, PolicyOutOfRangeEndsTheSearch) {
+TEST_F(ElevationMode, PolicyNumberOutOfRangeHidesTheLocalOne) {
   policy.SetDword(L"ElevationProtectionMode", 3);
   local.SetDword(L"ElevationProtectionMode", 1);
   EXPECT_EQ(GetElevationProtectionMode(), ElevationProtectionMode::LogonOnly);
 }
 
-TEST_F(ElevationMode, IsReadAtTheMomentAndNotFromTheRecord) {
+TEST_F(ElevationMode, IsReadFromTheRegistryAndNotFromTheRecord) {
   GetConfiguration()->ElevationProtectionMode = ElevationProtectionMode::LogonAndElevation;
   EXPECT_EQ(GetElevationProtectionMode(), ElevationProtectionMode::LogonOnly);
   local.SetDword(L"ElevationProtectionMode", 1);

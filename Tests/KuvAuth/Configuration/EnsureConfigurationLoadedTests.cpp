@@ -26,7 +26,7 @@ class EnsureLoaded : public KuvTest::RecordFixture {
   Configuration& global = *GetConfiguration();
 };
 
-TEST_F(EnsureLoaded, FillsTheRecordOfTheProcessFromTheGivenRegistry) {
+TEST_F(EnsureLoaded, FillsTheProcessRecordFromTheGivenRegistry) {
   SetCredentials();
   KUV_IMPORT_HOOK(open, RegOpenKeyExA);
   EXPECT_TRUE(EnsureConfigurationLoaded(fake));
@@ -37,14 +37,14 @@ TEST_F(EnsureLoaded, FillsTheRecordOfTheProcessFromTheGivenRegistry) {
   EXPECT_EQ(open.CallCount(), 0u);
 }
 
-TEST_F(EnsureLoaded, ReadsThePlatformsRegistryByItself) {
+TEST_F(EnsureLoaded, ReadsThePlatformsRegistryByDefault) {
   SetRealCredentials();
   EXPECT_TRUE(EnsureConfigurationLoaded());
   EXPECT_EQ(global.Host, "api.example.com");
   EXPECT_EQ(log.Lines(), (LogLines{Info("Host: api.example.com"), Info("IKey: IKEY")}));
 }
 
-TEST_F(EnsureLoaded, CompleteRecordMakesNoCallOfTheGivenRegistry) {
+TEST_F(EnsureLoaded, CompleteRecordMakesNoCallToTheGivenRegistry) {
   SetCredentials();
   ASSERT_TRUE(EnsureConfigurationLoaded(fake));
   fake.ClearCalls();
@@ -56,7 +56,7 @@ TEST_F(EnsureLoaded, CompleteRecordMakesNoCallOfTheGivenRegistry) {
   EXPECT_EQ(log.Lines(), LogLines{});
 }
 
-TEST_F(EnsureLoaded, CompleteRecordMakesNoCallOfThePlatform) {
+TEST_F(EnsureLoaded, CompleteRecordMakesNoCallToThePlatform) {
   SetRealCredentials();
   registry.Local().SetTexts(L"ProvidersWhitelist", {kProvider});
   ASSERT_TRUE(EnsureConfigurationLoaded());
@@ -93,7 +93,7 @@ TEST_F(EnsureLoaded, FailedLoadIsRepeatedAndLoggedEachTime) {
   }
 }
 
-TEST_F(EnsureLoaded, FailedLoadOfThePlatformsRegistryIsRepeated) {
+TEST_F(EnsureLoaded, FailedLoadFromThePlatformsRegistryIsRepeated) {
   KUV_IMPORT_HOOK(open, RegOpenKeyExA);
   EXPECT_FALSE(EnsureConfigurationLoaded());
   EXPECT_FALSE(EnsureConfigurationLoaded());
@@ -101,7 +101,7 @@ TEST_F(EnsureLoaded, FailedLoadOfThePlatformsRegistryIsRepeated) {
   EXPECT_EQ(log.Lines(), (LogLines{kNotConfigured, kNotConfigured}));
 }
 
-TEST_F(EnsureLoaded, RetryCompletesWhatAnAdministratorMended) {
+TEST_F(EnsureLoaded, LoadsAgainAfterAnAdministratorFixesTheSettings) {
   SetCredentials();
   fake.SetText(kLocalPath, "SKey", "");
   ASSERT_FALSE(EnsureConfigurationLoaded(fake));
@@ -110,7 +110,7 @@ TEST_F(EnsureLoaded, RetryCompletesWhatAnAdministratorMended) {
   EXPECT_EQ(global.SKey, "SKEY");
 }
 
-TEST_F(EnsureLoaded, EachMissingFieldOfACompleteRecordBringsTheLoadBack) {
+TEST_F(EnsureLoaded, LoadsAgainIfAnyRequiredFieldIsMissing) {
   SetCredentials();
   for (int field = 0; field < 4; ++field) {
     SCOPED_TRACE(field);

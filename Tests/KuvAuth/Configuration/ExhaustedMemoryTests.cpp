@@ -9,11 +9,11 @@ namespace {
 
 using namespace KuvTest;
 
-// Longer than what a string keeps within itself.
+// Too long for a string's inline buffer.
 constexpr wchar_t kLocalHost[] = L"a-host-of-the-local-key.example.com";
 constexpr wchar_t kPolicyHost[] = L"a-host-of-the-policy-key.example.com";
 
-// The log is silent, so that all memory is asked for by the load.
+// The log drops every line, so that only the load allocates memory.
 class ExhaustedMemoryAtLoad : public KuvFixture {
  protected:
   ExhaustedMemoryAtLoad() {
@@ -25,7 +25,7 @@ class ExhaustedMemoryAtLoad : public KuvFixture {
     registry.Policy().SetTexts(L"ProvidersWhitelist", {L"{11111111-2222-3333-4444-555555555555}"});
   }
 
-  // Loads anew with memory for that many allocations less one. Gives whether it ran out.
+  // Loads with memory for one allocation less than given. Returns whether it ran out.
   bool LoadWithMemoryFor(std::size_t allocations) {
     record = Configuration{};
     const MemoryExhaustion exhaustion{allocations};
@@ -40,13 +40,13 @@ class ExhaustedMemoryAtLoad : public KuvFixture {
   Configuration& record = *GetConfiguration();
 };
 
-TEST_F(ExhaustedMemoryAtLoad, LeavesARecordThatTheNextCallLoadsAgainThePolicyIncluded) {
+TEST_F(ExhaustedMemoryAtLoad, LeavesAnIncompleteRecordThatTheNextCallLoadsWithThePolicy) {
   std::size_t allocation = 1;
-  std::size_t behindTheLocalKey = 0;
+  std::size_t afterTheLocalKey = 0;
   for (; allocation < 100 && LoadWithMemoryFor(allocation); ++allocation) {
     SCOPED_TRACE(allocation);
-    // The local key alone holds all that a record needs to count as complete.
-    if (record.IKey == "IKEY") ++behindTheLocalKey;
+    // The local key alone has all required settings.
+    if (record.IKey == "IKEY") ++afterTheLocalKey;
     EXPECT_EQ(record.SKey, "");
     EXPECT_FALSE(record.IsConfigured());
     EXPECT_TRUE(EnsureConfigurationLoaded());
@@ -54,7 +54,7 @@ TEST_F(ExhaustedMemoryAtLoad, LeavesARecordThatTheNextCallLoadsAgainThePolicyInc
     EXPECT_EQ(record.SKey, "SKEY");
     EXPECT_EQ(record.ProvidersWhitelist.size(), 1u);
   }
-  EXPECT_GE(behindTheLocalKey, 2u);
+  EXPECT_GE(afterTheLocalKey, 2u);
   EXPECT_LT(allocation, 100u);
 }
 

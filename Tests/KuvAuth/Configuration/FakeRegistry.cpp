@@ -73,7 +73,7 @@ LSTATUS FakeRegistry::QueryValueW(HKEY key, const wchar_t* valueName, DWORD* res
 LSTATUS FakeRegistry::Query(HKEY key, const std::string& name, DWORD* type, BYTE* data, DWORD* size) {
   const auto opened = opened_.find(key);
   if (opened == opened_.end()) {
-    ADD_FAILURE() << name << " was asked of a key that is not open";
+    ADD_FAILURE() << name << " was queried in a key that is not open";
     return ERROR_INVALID_HANDLE;
   }
   const Key& values = keys_[opened->second];

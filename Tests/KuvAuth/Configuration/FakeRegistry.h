@@ -12,9 +12,9 @@
 
 namespace KuvTest {
 
-/// A registry in memory that keeps the platform's manners: it knows which keys are open, tells type and
-/// size of a value, refuses a buffer that is too small, and leaves rubbish behind where the platform may
-/// leave anything. Texts are held in the width in which they are asked for. Every call leaves a line:
+/// A registry in memory that behaves as the platform's: it tracks the open keys, reports type and size of
+/// a value, rejects a buffer that is too small, and fills output buffers with garbage where the platform
+/// may. Text is stored in the width in which it is queried. Records every call as a line:
 ///
 ///   OpenKeyA HKLM\Software\Kuvant\KuvCredProv options 0 access 0x1
 ///   QueryValueA Host type 1 size 1024
@@ -29,17 +29,17 @@ class FakeRegistry final : public IRegistry {
   /// Writes a `REG_SZ` value with its terminator.
   void SetText(const std::string& path, const std::string& name, std::string_view text);
 
-  /// Every query of this value fills buffer, type and size as for success, and answers this status.
+  /// Lets every query of this value fill buffer, type and size as on success, but return this status.
   void FailQuery(const std::string& name, LSTATUS status) { queryFailures_[name] = status; }
-  /// The n-th `OpenKeyA` (the first is 1) answers this status.
+  /// Lets the n-th `OpenKeyA` (the first is 1) return this status.
   void FailOpen(std::size_t number, LSTATUS status) { openFailures_[number] = status; }
-  /// Every `CloseKey` closes and answers this status.
+  /// Lets every `CloseKey` close the key and return this status.
   void AnswerClose(LSTATUS status) { closeStatus_ = status; }
 
-  /// The calls so far.
+  /// Returns the calls so far.
   const std::vector<std::string>& Calls() const { return calls_; }
   void ClearCalls() { calls_.clear(); }
-  /// How many of the calls so far begin with this text.
+  /// Returns the number of calls so far that begin with this text.
   std::size_t CountCalls(std::string_view start) const;
 
   LSTATUS QueryValueA(HKEY key, const char* valueName, DWORD* reserved, DWORD* type, BYTE* data,

@@ -7,13 +7,14 @@ namespace {
 
 using KuvTest::Info;
 using KuvTest::kLocalPath;
+using KuvTest::LogLine;
 using KuvTest::LogLines;
 
 using Calls = std::vector<std::string>;
 
 constexpr LogLevel kBefore = LogLevel::Warning;
-const KuvTest::LogLine kDebugLine = Info("Debug logging level enabled");
-const KuvTest::LogLine kTraceLine = Info("Trace logging level enabled");
+const LogLine kDebugLine = Info("Debug logging level enabled");
+const LogLine kTraceLine = Info("Trace logging level enabled");
 
 class LogLevelSetting : public KuvTest::RecordFixture {
  protected:
@@ -36,76 +37,66 @@ class LogLevelSetting : public KuvTest::RecordFixture {
                        "QueryValueW Debug type 4 size 4", "CloseKey Software\\Kuvant\\KuvCredProv"};
 };
 
-TEST_F(LogLevelSetting, OneIsDebug) {
-  fake.SetDword(kLocalPath, "Debug", 1);
-  EXPECT_EQ(Apply(), ERROR_SUCCESS);
-  EXPECT_EQ(log.System().minLevel, LogLevel::Debug);
-  EXPECT_EQ(log.Lines(), LogLines{kDebugLine});
-}
+struct ValueRow {
+  const char* name;
+  DWORD type;
+  std::vector<BYTE> data;
+  LogLevel expected;
+};
+const ValueRow kValues[] = {
+    {"zero", REG_DWORD, {0, 0, 0, 0}, kBefore},
+    {"one", REG_DWORD, {1, 0, 0, 0}, LogLevel::Debug},
+    {"two", REG_DWORD, {2, 0, 0, 0}, LogLevel::Trace},
+    {"three", REG_DWORD, {3, 0, 0, 0}, LogLevel::Trace},
+    {"highest bit", REG_DWORD, {0, 0, 0, 0x80}, LogLevel::Trace},
+    {"largest", REG_DWORD, {0xFF, 0xFF, 0xFF, 0xFF}, LogLevel::Trace},
+    {"no type", REG_NONE, {1, 0, 0, 0}, kBefore},
+    {"text", REG_SZ, {1, 0, 0, 0}, kBefore},
+    {"binary", REG_BINARY, {1, 0, 0, 0}, kBefore},
+    {"big endian", REG_DWORD_BIG_ENDIAN, {1, 0, 0, 0}, kBefore},
+    {"QWORD type", REG_QWORD, {1, 0, 0, 0}, kBefore},
+    {"no bytes", REG_DWORD, {}, kBefore},
+    {"one byte", REG_DWORD, {1}, kBefore},
+    {"two bytes", REG_DWORD, {1, 0}, kBefore},
+    {"three bytes", REG_DWORD, {1, 0, 0}, kBefore},
+    {"five bytes", REG_DWORD, {1, 0, 0, 0, 0}, kBefore},
+    {"eight bytes", REG_DWORD, {1, 0, 0, 0, 0, 0, 0, 0}, kBefore},
+};
 
-TEST_F(LogLevelSetting, MoreIsTrace) {
-  for (const std::uint32_t number : {2u, 3u, 0x80000000u, 0xFFFFFFFFu}) {
-    SCOPED_TRACE(number);
+TEST_F(LogLevelSetting, OnlyADwordAboveZeroSetsTheLevel) {
+  for (const ValueRow& row : kValues) {
+    SCOPED_TRACE(row.name);
     Restart();
-    fake.SetDword(kLocalPath, "Debug", number);
+    fake.Set(kLocalPath, "Debug", row.type, row.data.data(), row.data.size());
     EXPECT_EQ(Apply(), ERROR_SUCCESS);
-    EXPECT_EQ(log.System().minLevel, LogLevel::Trace);
-    EXPECT_EQ(log.Lines(), LogLines{kTraceLine});
+    EXPECT_EQ(log.System().minLevel, row.expected);
+    const LogLine line = row.expected == LogLevel::Debug ? kDebugLine : kTraceLine;
+    EXPECT_EQ(log.Lines(), row.expected == kBefore ? LogLines{} : LogLines{line});
+    EXPECT_EQ(fake.Calls(), allCalls);
   }
 }
 
-TEST_F(LogLevelSetting, ZeroLeavesTheLevel) {
-  fake.SetDword(kLocalPath, "Debug", 0);
+TEST_F(LogLevelSetting, MissingOrUnreadableValueKeepsTheLevel) {
+  fake.CreateKey(kLocalPath);
   EXPECT_EQ(Apply(), ERROR_SUCCESS);
   ExpectNothingChanged();
+  EXPECT_EQ(fake.Calls(), allCalls);
+  Restart();
+  fake.SetDword(kLocalPath, "Debug", 1);
+  fake.FailQuery("Debug", ERROR_ACCESS_DENIED);
+  EXPECT_EQ(Apply(), ERROR_SUCCESS);
+  ExpectNothingChanged();
+  EXPECT_EQ(fake.Calls(), allCalls);
 }
 
-TEST_F(LogLevelSetting, OneRaisesALevelThatIsTrace) {
+TEST_F(LogLevelSetting, OneRaisesALevelThatIsTraceAndIsLoggedAgain) {
   log.System().minLevel = LogLevel::Trace;
   fake.SetDword(kLocalPath, "Debug", 1);
   EXPECT_EQ(Apply(), ERROR_SUCCESS);
   EXPECT_EQ(log.System().minLevel, LogLevel::Debug);
   EXPECT_EQ(log.Lines(), LogLines{kDebugLine});
-}
-
-TEST_F(LogLevelSetting, IsLoggedAgainIfNothingChanges) {
-  fake.SetDword(kLocalPath, "Debug", 1);
-  Apply();
   Apply();
   EXPECT_EQ(log.Lines(), (LogLines{kDebugLine, kDebugLine}));
-}
-
-TEST_F(LogLevelSetting, MissingValueLeavesTheLevel) {
-  fake.CreateKey(kLocalPath);
-  EXPECT_EQ(Apply(), ERROR_SUCCESS);
-  ExpectNothingChanged();
-}
-
-TEST_F(LogLevelSetting, AnotherTypeLeavesTheLevel) {
-  constexpr BYTE data[4] = {1};
-  for (const DWORD type : {REG_NONE, REG_SZ, REG_BINARY, REG_DWORD_BIG_ENDIAN, REG_QWORD}) {
-    SCOPED_TRACE(type);
-    fake.Set(kLocalPath, "Debug", type, data, sizeof(data));
-    EXPECT_EQ(Apply(), ERROR_SUCCESS);
-    ExpectNothingChanged();
-  }
-}
-
-TEST_F(LogLevelSetting, AnotherSizeLeavesTheLevel) {
-  constexpr BYTE data[8] = {1};
-  for (const std::size_t size : {0u, 1u, 2u, 3u, 5u, 8u}) {
-    SCOPED_TRACE(size);
-    fake.Set(kLocalPath, "Debug", REG_DWORD, data, size);
-    EXPECT_EQ(Apply(), ERROR_SUCCESS);
-    ExpectNothingChanged();
-  }
-}
-
-TEST_F(LogLevelSetting, QueryThatFailsLeavesTheLevel) {
-  fake.SetDword(kLocalPath, "Debug", 1);
-  fake.FailQuery("Debug", ERROR_ACCESS_DENIED);
-  EXPECT_EQ(Apply(), ERROR_SUCCESS);
-  ExpectNothingChanged();
 }
 
 TEST_F(LogLevelSetting, DoesNothingWithoutALog) {
@@ -120,39 +111,18 @@ TEST_F(LogLevelSetting, DoesNothingWithoutALog) {
   }
 }
 
-TEST_F(LogLevelSetting, AsksForTheValueAndClosesTheKeyOnceOnEveryPath) {
-  const auto expectCalls = [&](const char* path) {
-    SCOPED_TRACE(path);
-    Restart();
-    EXPECT_EQ(Apply(), ERROR_SUCCESS);
-    EXPECT_EQ(fake.Calls(), allCalls);
-  };
-  fake.CreateKey(kLocalPath);
-  expectCalls("no value");
-  fake.SetText(kLocalPath, "Debug", "1");
-  expectCalls("another type");
-  fake.SetDword(kLocalPath, "Debug", 0);
-  expectCalls("zero");
+TEST_F(LogLevelSetting, ReturnsTheStatusOfAFailedOpen) {
+  EXPECT_EQ(Apply(), ERROR_FILE_NOT_FOUND);
+  ExpectNothingChanged();
   fake.SetDword(kLocalPath, "Debug", 1);
-  expectCalls("one");
-  fake.FailQuery("Debug", ERROR_ACCESS_DENIED);
-  expectCalls("denied");
-}
-
-TEST_F(LogLevelSetting, GivesTheStatusOfAnOpenThatFails) {
-  fake.SetDword(kLocalPath, "Debug", 1);
-  fake.FailOpen(1, ERROR_ACCESS_DENIED);
+  fake.FailOpen(2, ERROR_ACCESS_DENIED);
+  fake.ClearCalls();
   EXPECT_EQ(Apply(), ERROR_ACCESS_DENIED);
   ExpectNothingChanged();
   EXPECT_EQ(fake.Calls(), Calls{allCalls[0]});
 }
 
-TEST_F(LogLevelSetting, GivesTheStatusOfAMissingKey) {
-  EXPECT_EQ(Apply(), ERROR_FILE_NOT_FOUND);
-  ExpectNothingChanged();
-}
-
-TEST_F(LogLevelSetting, GivesTheStatusOfTheClose) {
+TEST_F(LogLevelSetting, ReturnsTheStatusOfTheClose) {
   fake.AnswerClose(1234);
   fake.CreateKey(kLocalPath);
   EXPECT_EQ(Apply(), 1234);
@@ -190,39 +160,35 @@ void SetDebug(const KuvTest::TestKey& key, int number) {
   if (number >= 0) key.SetDword(L"Debug", static_cast<std::uint32_t>(number));
 }
 
+// By itself and as part of a load of the configuration.
 TEST_F(LogLevelSetting, LastKeyWithANumberDecides) {
-  for (const Pair& pair : kPairs) {
-    SCOPED_TRACE(::testing::Message() << "local " << pair.local << ", policy " << pair.policy);
-    Restart();
-    SetDebug(registry.Local(), pair.local);
-    SetDebug(registry.Policy(), pair.policy);
-    ApplyConfiguredLogLevel();
-    EXPECT_EQ(log.System().minLevel, pair.level);
-    EXPECT_EQ(log.Lines(), pair.lines);
-  }
-}
-
-TEST_F(LogLevelSetting, LoadOfTheConfigurationSetsItInTheSameManner) {
   Registry platform;
   for (const Pair& pair : kPairs) {
-    SCOPED_TRACE(::testing::Message() << "local " << pair.local << ", policy " << pair.policy);
-    Restart();
-    SetDebug(registry.Local(), pair.local);
-    SetDebug(registry.Policy(), pair.policy);
-    EXPECT_FALSE(record.Load(platform));
-    EXPECT_EQ(log.System().minLevel, pair.level);
-    LogLines expected = pair.lines;
-    expected.push_back(KuvTest::kNotConfigured);
-    EXPECT_EQ(log.Lines(), expected);
+    for (const bool load : {false, true}) {
+      SCOPED_TRACE(::testing::Message()
+                   << "local " << pair.local << ", policy " << pair.policy << (load ? ", by a load" : ""));
+      Restart();
+      SetDebug(registry.Local(), pair.local);
+      SetDebug(registry.Policy(), pair.policy);
+      LogLines expected = pair.lines;
+      if (load) {
+        EXPECT_FALSE(record.Load(platform));
+        expected.push_back(KuvTest::kNotConfigured);
+      } else {
+        ApplyConfiguredLogLevel();
+      }
+      EXPECT_EQ(log.System().minLevel, pair.level);
+      EXPECT_EQ(log.Lines(), expected);
+    }
   }
 }
 
-TEST_F(LogLevelSetting, WithoutKeysChangesNothing) {
+TEST_F(LogLevelSetting, ChangesNothingWithoutKeys) {
   ApplyConfiguredLogLevel();
   ExpectNothingChanged();
 }
 
-TEST_F(LogLevelSetting, AsksThePlatformForTheLocalKeyFirst) {
+TEST_F(LogLevelSetting, ReadsTheLocalKeyBeforeThePolicyKey) {
   registry.Local().SetDword(L"Debug", 1);
   registry.Policy().SetDword(L"Debug", 2);
   KUV_IMPORT_HOOK(open, RegOpenKeyExA);
@@ -245,7 +211,7 @@ TEST_F(LogLevelSetting, AsksThePlatformForTheLocalKeyFirst) {
   EXPECT_EQ(std::get<0>(close.Calls()[1]), std::get<0>(query.Calls()[1]));
 }
 
-TEST_F(LogLevelSetting, PolicyKeyIsReadEvenIfTheLocalOneIsDenied) {
+TEST_F(LogLevelSetting, ReadsThePolicyKeyEvenIfTheLocalKeyIsDenied) {
   registry.Policy().SetDword(L"Debug", 2);
   KUV_IMPORT_HOOK(open, RegOpenKeyExA);
   open.AnswerCall(1, [](auto...) { return ERROR_ACCESS_DENIED; });

@@ -10,7 +10,7 @@ namespace KuvTest {
 inline const std::string kLocalPath = "Software\\Kuvant\\KuvCredProv";
 inline const std::string kPolicyPath = "Software\\Policies\\Kuvant\\KuvCredProv";
 
-/// What an incomplete load logs as its last line.
+/// The last line of an incomplete load.
 inline const LogLine kNotConfigured{
     LogLevel::Error,
     "Kuv WinLogon MFA not configured properly. Please check 'Host', 'IKey' and 'SKey' settings."};
@@ -19,13 +19,13 @@ inline LogLine Info(const std::string& text) {
   return {LogLevel::Info, text};
 }
 
-/// Gives every field of a record as text, so that two records can be compared and printed.
+/// Returns every field of a record as text, so that two records can be compared and printed.
 std::string Describe(const Configuration& record);
 
-/// Beside the empty real registry, one in memory and a record of the test's own.
+/// Adds a registry in memory and a local record to the empty platform registry.
 class RecordFixture : public KuvFixture {
  protected:
-  /// Writes what a record needs to be complete into the local key of the memory.
+  /// Writes the required settings to the local key of the registry in memory.
   void SetCredentials() { SetCredentials(kLocalPath); }
   void SetCredentials(const std::string& path) {
     fake.SetText(path, "Host", "api.example.com");

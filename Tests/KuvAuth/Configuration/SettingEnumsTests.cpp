@@ -8,6 +8,7 @@
 
 namespace {
 
+using namespace std::string_literals;
 using KuvTest::LogCapture;
 using KuvTest::LogLines;
 
@@ -21,46 +22,30 @@ static_assert(static_cast<int>(ElevationProtectionMode::LogonAndElevation) == 2)
 
 const LogLines kWarning{{LogLevel::Warning, "Unrecognized Kuv username format; defaulting to NTLM"}};
 
-TEST(UsernameFormatName, NamesEachFormat) {
-  EXPECT_EQ(UsernameFormatName(UsernameFormat::SAM), "SAM");
-  EXPECT_EQ(UsernameFormatName(UsernameFormat::NTLM), "NTLM");
-  EXPECT_EQ(UsernameFormatName(UsernameFormat::UPN), "UPN");
-}
-
-TEST(UsernameFormatName, HasOneNameForEveryOtherNumber) {
-  for (const std::uint32_t value : {3u, 4u, 0x80000000u, 0xFFFFFFFFu}) {
-    SCOPED_TRACE(value);
-    EXPECT_EQ(UsernameFormatName(static_cast<UsernameFormat>(value)), "Unknown");
-  }
-}
-
-TEST(UsernameFormatFromValue, KnowsThreeNumbers) {
+TEST(UsernameFormat, ConvertsThreeFormatsWithoutALine) {
+  const std::pair<UsernameFormat, std::string> rows[] = {
+      {UsernameFormat::SAM, "SAM"}, {UsernameFormat::NTLM, "NTLM"}, {UsernameFormat::UPN, "UPN"}};
   const LogCapture log;
-  EXPECT_EQ(UsernameFormatFromValue(0), UsernameFormat::SAM);
-  EXPECT_EQ(UsernameFormatFromValue(1), UsernameFormat::NTLM);
-  EXPECT_EQ(UsernameFormatFromValue(2), UsernameFormat::UPN);
+  for (const auto& [format, name] : rows) {
+    SCOPED_TRACE(name);
+    EXPECT_EQ(UsernameFormatName(format), name);
+    EXPECT_EQ(UsernameFormatFromValue(static_cast<std::uint32_t>(format)), format);
+    EXPECT_EQ(UsernameFormatFromName(name), format);
+  }
   EXPECT_EQ(log.Lines(), LogLines{});
 }
 
-TEST(UsernameFormatFromValue, WarnsOfAnyOtherNumberAndFallsBack) {
+TEST(UsernameFormat, ConvertsAnyOtherNumberToNtlmWithAWarningAndHasNoNameForIt) {
   for (const std::uint32_t value : {3u, 4u, 0x80000000u, 0xFFFFFFFFu}) {
     SCOPED_TRACE(value);
     const LogCapture log;
+    EXPECT_EQ(UsernameFormatName(static_cast<UsernameFormat>(value)), "Unknown");
     EXPECT_EQ(UsernameFormatFromValue(value), UsernameFormat::NTLM);
     EXPECT_EQ(log.Lines(), kWarning);
   }
 }
 
-TEST(UsernameFormatFromName, KnowsThreeNames) {
-  const LogCapture log;
-  EXPECT_EQ(UsernameFormatFromName("SAM"), UsernameFormat::SAM);
-  EXPECT_EQ(UsernameFormatFromName("NTLM"), UsernameFormat::NTLM);
-  EXPECT_EQ(UsernameFormatFromName("UPN"), UsernameFormat::UPN);
-  EXPECT_EQ(log.Lines(), LogLines{});
-}
-
-TEST(UsernameFormatFromName, WarnsOfAnyOtherTextAndFallsBack) {
-  using namespace std::string_literals;
+TEST(UsernameFormat, ConvertsAnyOtherTextToNtlmWithAWarning) {
   for (const std::string& name :
        {""s, "ntlm"s, "upn"s, "Sam"s, "UP"s, "UPNX"s, " UPN"s, "UPN "s, "UPN\0"s, "Unknown"s, "0"s}) {
     SCOPED_TRACE(::testing::PrintToString(name));
@@ -70,13 +55,13 @@ TEST(UsernameFormatFromName, WarnsOfAnyOtherTextAndFallsBack) {
   }
 }
 
-TEST(ElevationProtectionModeFromValue, TakesAnyNumberAboveTwoForLogonOnly) {
+TEST(ElevationProtectionModeFromValue, ReturnsLogonOnlyForAnyNumberAboveTwo) {
   EXPECT_EQ(ElevationProtectionModeFromValue(0), ElevationProtectionMode::LogonOnly);
   EXPECT_EQ(ElevationProtectionModeFromValue(1), ElevationProtectionMode::ElevationOnly);
   EXPECT_EQ(ElevationProtectionModeFromValue(2), ElevationProtectionMode::LogonAndElevation);
-  EXPECT_EQ(ElevationProtectionModeFromValue(3), ElevationProtectionMode::LogonOnly);
-  EXPECT_EQ(ElevationProtectionModeFromValue(0x80000001), ElevationProtectionMode::LogonOnly);
-  EXPECT_EQ(ElevationProtectionModeFromValue(0xFFFFFFFF), ElevationProtectionMode::LogonOnly);
+  for (const std::uint32_t value : {3u, 0x80000001u, 0xFFFFFFFFu}) {
+    EXPECT_EQ(ElevationProtectionModeFromValue(value), ElevationProtectionMode::LogonOnly) << value;
+  }
 }
 
 }  // namespace

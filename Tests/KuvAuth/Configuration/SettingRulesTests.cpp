@@ -18,7 +18,7 @@ constexpr std::size_t kBuffer = 1024;
 struct TextSetting {
   const char* name;
   std::string Configuration::*field;
-  const char* line;  // what stands before the text in the log; null for none
+  const char* line;  // the start of its log line; null for none
 };
 constexpr TextSetting kTexts[] = {
     {"Host", &Configuration::Host, "Host: "},
@@ -41,10 +41,10 @@ constexpr const char* kNumbers[] = {"FailOpen",
                                     "ElevationOfflineEnrollment",
                                     "InactivityTimeoutSeconds"};
 
-// Which values are accepted at all, and what counts as absent.
+// Which values are accepted, and which count as absent.
 class SettingRules : public KuvTest::RecordFixture {
  protected:
-  // A record that no accepted value of these tests leaves as it is.
+  // Sets a record that every accepted value of these tests changes.
   void Prepare() {
     record = {};
     for (const TextSetting& setting : kTexts) record.*setting.field = "before";
@@ -87,56 +87,36 @@ class SettingRules : public KuvTest::RecordFixture {
   }
 };
 
-TEST_F(SettingRules, TextEndsAtItsFirstNul) {
+TEST_F(SettingRules, TextEndsAtItsFirstNulOrWithItsDataOfUpTo1024Bytes) {
+  const std::string longest(kBuffer - 1, 'a');
+  const std::pair<std::string, std::string> rows[] = {
+      {"abc\0"s, "abc"},
+      {"abc\0def\0"s, "abc"},
+      {"\0def\0"s, ""},
+      {"\0"s, ""},
+      {"abc", "abc"},
+      {"a", "a"},
+      {longest + '\0', longest},
+      {longest + 'a', longest + 'a'},
+  };
   for (const TextSetting& setting : kTexts) {
-    ExpectAccepted(setting, REG_SZ, "abc\0"s, "abc");
-    ExpectAccepted(setting, REG_SZ, "abc\0def\0"s, "abc");
-    ExpectAccepted(setting, REG_SZ, "\0def\0"s, "");
+    for (const auto& [data, text] : rows) ExpectAccepted(setting, REG_SZ, data, text);
   }
 }
 
-TEST_F(SettingRules, TextWithoutTerminatorEndsWithItsData) {
-  for (const TextSetting& setting : kTexts) {
-    ExpectAccepted(setting, REG_SZ, "abc", "abc");
-    ExpectAccepted(setting, REG_SZ, "a", "a");
-  }
-}
-
-TEST_F(SettingRules, EmptyTextIsAccepted) {
-  for (const TextSetting& setting : kTexts) ExpectAccepted(setting, REG_SZ, "\0"s, "");
-}
-
-TEST_F(SettingRules, TextOfNoBytesIsAbsent) {
-  for (const TextSetting& setting : kTexts) ExpectAbsent(setting.name, REG_SZ, "", 0);
-}
-
-TEST_F(SettingRules, TextMayFillTheBufferToItsLastByte) {
-  const std::string ended = std::string(kBuffer - 1, 'a') + '\0';
-  const std::string unended(kBuffer, 'a');
-  for (const TextSetting& setting : kTexts) {
-    ExpectAccepted(setting, REG_SZ, ended, std::string(kBuffer - 1, 'a'));
-    ExpectAccepted(setting, REG_SZ, unended, unended);
-  }
-}
-
-TEST_F(SettingRules, TextThatIsTooLongIsAbsent) {
+TEST_F(SettingRules, EmptyOrTooLongTextOrAnotherTypeIsAbsent) {
   const std::string text(100'000, 'a');
   for (const TextSetting& setting : kTexts) {
-    for (const std::size_t size : {kBuffer + 1, kBuffer + 2, 2 * kBuffer, text.size()}) {
+    for (const std::size_t size : {std::size_t{0}, kBuffer + 1, kBuffer + 2, 2 * kBuffer, text.size()}) {
       ExpectAbsent(setting.name, REG_SZ, text.data(), size);
     }
-  }
-}
-
-TEST_F(SettingRules, TextOfAnotherTypeIsAbsent) {
-  for (const TextSetting& setting : kTexts) {
     for (const DWORD type : {REG_NONE, REG_EXPAND_SZ, REG_BINARY, REG_DWORD, REG_MULTI_SZ, REG_QWORD}) {
       ExpectAbsent(setting.name, type, "abc", 4);
     }
   }
 }
 
-TEST_F(SettingRules, TextOfThePlatformsRegistryObeysTheSameLimits) {
+TEST_F(SettingRules, TextInThePlatformsRegistryHasTheSameLimits) {
   Registry platform;
   const KuvTest::TestKey key = registry.Local();
   const std::wstring longest(kBuffer - 1, L'a');
@@ -155,7 +135,7 @@ TEST_F(SettingRules, TextOfThePlatformsRegistryObeysTheSameLimits) {
     ExpectAbsent(platform);
     key.SetDword(name, 1);
     ExpectAbsent(platform);
-    // Where a NUL follows the data the platform would store it too.
+    // The platform stores a NUL that follows the data too, so another character follows here.
     key.SetBytes(name, REG_SZ, L"abcd", 6);
     Prepare();
     Read(platform);
@@ -164,28 +144,21 @@ TEST_F(SettingRules, TextOfThePlatformsRegistryObeysTheSameLimits) {
   }
 }
 
-TEST_F(SettingRules, NumberOfAnotherTypeIsAbsent) {
-  constexpr BYTE data[4] = {1};
+TEST_F(SettingRules, NumberOfAnotherTypeOrTooLongIsAbsent) {
+  constexpr BYTE one[64] = {1};
+  constexpr BYTE zero[4] = {0};
   for (const char* const name : kNumbers) {
     for (const DWORD type :
          {REG_NONE, REG_SZ, REG_EXPAND_SZ, REG_BINARY, REG_DWORD_BIG_ENDIAN, REG_MULTI_SZ, REG_QWORD}) {
-      for (const BYTE low : {BYTE{0}, BYTE{1}}) {
-        const BYTE value[4] = {low};
-        ExpectAbsent(name, type, value, sizeof(value));
-      }
-      ExpectAbsent(name, type, data, 2);
+      ExpectAbsent(name, type, zero, 4);
+      ExpectAbsent(name, type, one, 4);
+      ExpectAbsent(name, type, one, 2);
     }
+    for (const std::size_t size : {5u, 8u, 64u}) ExpectAbsent(name, REG_DWORD, one, size);
   }
 }
 
-TEST_F(SettingRules, NumberThatIsTooLongIsAbsent) {
-  constexpr BYTE data[64] = {1};
-  for (const char* const name : kNumbers) {
-    for (const std::size_t size : {5u, 8u, 64u}) ExpectAbsent(name, REG_DWORD, data, size);
-  }
-}
-
-TEST_F(SettingRules, TextInThePlaceOfAFlagLeavesTheFlag) {
+TEST_F(SettingRules, TextStoredForAFlagKeepsTheFlag) {
   const KuvTest::TestKey key = registry.Local();
   Registry platform;
   key.SetText(L"FailOpen", L"0");
@@ -195,7 +168,7 @@ TEST_F(SettingRules, TextInThePlaceOfAFlagLeavesTheFlag) {
   EXPECT_FALSE(record.AutoPush);
 }
 
-// A number's size is not looked at: what a short one lacks is as it was before the query.
+// The size of a number is not checked: a short one leaves its high bytes as they were before the query.
 TEST_F(SettingRules, ShortNumberFillsTheLowBytes) {
   constexpr BYTE data[] = {2, 3, 4};
   for (const auto& [size, expected] : {std::pair{0u, 0u}, {1u, 2u}, {2u, 0x302u}, {3u, 0x40302u}}) {
@@ -230,7 +203,7 @@ TEST_F(SettingRules, EmptyUsernameFormatIsNtlm) {
   }
 }
 
-TEST_F(SettingRules, StatusIsLookedAtBeforeAnythingElse) {
+TEST_F(SettingRules, FailedQueryIsAbsentWhateverItsTypeAndData) {
   constexpr DWORD one = 1;
   for (const LSTATUS status : {ERROR_FILE_NOT_FOUND, ERROR_ACCESS_DENIED, ERROR_MORE_DATA, LSTATUS{-1}}) {
     SCOPED_TRACE(status);

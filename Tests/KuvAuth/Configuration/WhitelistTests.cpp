@@ -62,7 +62,7 @@ class Whitelist : public KuvTest::RecordFixture {
     record.Load(fake);
   }
 
-  // The list as the first fields of its identifiers; the other fields are checked here.
+  // Returns the first field of each identifier in the list and checks the others.
   Digits List() const {
     Digits digits;
     for (const GUID& provider : record.ProvidersWhitelist) {
@@ -73,94 +73,73 @@ class Whitelist : public KuvTest::RecordFixture {
     return digits;
   }
 
+  // Reads this value from the platform's registry.
+  void ReadStored(const Texts& texts) {
+    registry.Local().SetTexts(L"ProvidersWhitelist", texts);
+    ReadLocalKey(platform);
+  }
+
+  // The lines that add these identifiers to the list.
+  static LogLines FoundAndAdded(const Digits& digits) {
+    LogLines lines{kFound};
+    for (const unsigned number : digits) lines.push_back(Added(NarrowIdentifier(number)));
+    return lines;
+  }
+
   Registry platform;
 };
 
-TEST_F(Whitelist, TakesTheIdentifiersInTheirOrder) {
-  registry.Local().SetTexts(L"ProvidersWhitelist", {Identifier(2), Identifier(1), Identifier(3)});
-  ReadLocalKey(platform);
-  EXPECT_EQ(List(), (Digits{2, 1, 3}));
-  EXPECT_EQ(log.Lines(), (LogLines{kFound, Added("{00000002-2222-3333-4444-ABCDEF012345}"),
-                                   Added("{00000001-2222-3333-4444-ABCDEF012345}"),
-                                   Added("{00000003-2222-3333-4444-ABCDEF012345}")}));
-}
-
-TEST_F(Whitelist, TakesNineIdentifiers) {
-  Texts texts;
-  LogLines expected{kFound};
-  Digits digits;
-  for (unsigned number = 1; number <= 9; ++number) {
-    texts.push_back(Identifier(number));
-    digits.push_back(number);
-    expected.push_back(Added(NarrowIdentifier(number)));
+TEST_F(Whitelist, KeepsOrderAndDuplicatesOfUpToNineIdentifiers) {
+  for (const Digits& digits : {Digits{2, 1, 3}, Digits{1, 2, 1}, Digits{1, 2, 3, 4, 5, 6, 7, 8, 9}}) {
+    SCOPED_TRACE(::testing::PrintToString(digits));
+    Texts texts;
+    for (const unsigned number : digits) texts.push_back(Identifier(number));
+    ReadStored(texts);
+    EXPECT_EQ(List(), digits);
+    EXPECT_EQ(log.Lines(), FoundAndAdded(digits));
   }
-  registry.Local().SetTexts(L"ProvidersWhitelist", texts);
-  ReadLocalKey(platform);
-  EXPECT_EQ(List(), digits);
-  EXPECT_EQ(log.Lines(), expected);
 }
 
-TEST_F(Whitelist, TenIdentifiersAreTooManyAndLeaveTheListAlone) {
-  registry.Local().SetTexts(L"ProvidersWhitelist", {Identifier(7)});
-  ReadLocalKey(platform);
-  registry.Local().SetTexts(L"ProvidersWhitelist", Texts(10, Identifier(1)));
-  ReadLocalKey(platform);
+TEST_F(Whitelist, TenIdentifiersAreTooLongAndKeepTheList) {
+  ReadStored({Identifier(7)});
+  ReadStored(Texts(10, Identifier(1)));
   EXPECT_EQ(List(), Digits{7});
   EXPECT_EQ(log.Lines(), LogLines{});
 }
 
-TEST_F(Whitelist, EndsAtItsLimitToTheByte) {
+TEST_F(Whitelist, HasALimitOf760Bytes) {
   const std::wstring units = Identifier(1) + L'\0' + std::wstring(1000, L'\0');
-  for (const std::size_t size : {kLimit - 1, kLimit}) {
+  for (const std::size_t size : {kLimit - 1, kLimit, kLimit + 1, kLimit + 2, 2 * kLimit}) {
     SCOPED_TRACE(size);
     record = {};
     SetList(kLocalPath, units, size);
     ReadLocalKey();
-    EXPECT_EQ(List(), Digits{1});
-  }
-  for (const std::size_t size : {kLimit + 1, kLimit + 2, 2 * kLimit}) {
-    SCOPED_TRACE(size);
-    record = {};
-    SetList(kLocalPath, units, size);
-    ReadLocalKey();
-    EXPECT_EQ(List(), Digits{});
-    EXPECT_EQ(log.Lines(), LogLines{});
+    EXPECT_EQ(List(), size <= kLimit ? Digits{1} : Digits{});
+    EXPECT_EQ(log.Lines(), size <= kLimit ? FoundAndAdded({1}) : LogLines{});
   }
 }
 
-TEST_F(Whitelist, KeepsDuplicates) {
-  registry.Local().SetTexts(L"ProvidersWhitelist", {Identifier(1), Identifier(2), Identifier(1)});
-  ReadLocalKey(platform);
-  EXPECT_EQ(List(), (Digits{1, 2, 1}));
-}
-
-TEST_F(Whitelist, TakesLowerCaseAndLogsItAsItStands) {
+TEST_F(Whitelist, AcceptsLowerCaseAndLogsItUnchanged) {
   SetList(L"{00000001-2222-3333-4444-abcdef012345}\0\0"s);
   ReadLocalKey();
   EXPECT_EQ(List(), Digits{1});
   EXPECT_EQ(log.Lines(), (LogLines{kFound, Added("{00000001-2222-3333-4444-abcdef012345}")}));
 }
 
-TEST_F(Whitelist, SkipsABadEntryAmongGoodOnes) {
-  registry.Local().SetTexts(L"ProvidersWhitelist", {Identifier(1), L"KuvCredProv", Identifier(2)});
-  ReadLocalKey(platform);
+TEST_F(Whitelist, IgnoresInvalidEntries) {
+  ReadStored({Identifier(1), L"KuvCredProv", Identifier(2)});
   EXPECT_EQ(List(), (Digits{1, 2}));
   EXPECT_EQ(log.Lines(), (LogLines{kFound, Added(NarrowIdentifier(1)), Ignored("KuvCredProv"),
                                    Added(NarrowIdentifier(2))}));
-}
-
-TEST_F(Whitelist, IsEmptyIfEveryEntryIsBad) {
-  registry.Local().SetTexts(L"ProvidersWhitelist", {L"{}", L" {00000001-2222-3333-4444-ABCDEF012345}",
-                                                    L"{00000001-2222-3333-4444-ABCDEF01234}",
-                                                    L"{00000001-2222-3333-4444-ABCDEF01234G}"});
-  ReadLocalKey(platform);
+  ReadStored({L"{}", L" {00000001-2222-3333-4444-ABCDEF012345}", L"{00000001-2222-3333-4444-ABCDEF01234}",
+              L"{00000001-2222-3333-4444-ABCDEF01234G}"});
   EXPECT_EQ(List(), Digits{});
   EXPECT_EQ(log.Lines(), (LogLines{kFound, Ignored("{}"), Ignored(" {00000001-2222-3333-4444-ABCDEF012345}"),
                                    Ignored("{00000001-2222-3333-4444-ABCDEF01234}"),
                                    Ignored("{00000001-2222-3333-4444-ABCDEF01234G}")}));
 }
 
-TEST_F(Whitelist, LeavesTheDecisionToThePlatform) {
+TEST_F(Whitelist, ValidatesEntriesWithThePlatform) {
   std::vector<std::wstring> asked;
   KUV_IMPORT_HOOK(parse, CLSIDFromString);
   parse.Answer([&](const wchar_t* text, CLSID* provider) -> HRESULT {
@@ -189,102 +168,92 @@ TEST_F(Whitelist, EmptyValueEmptiesTheList) {
   }
 }
 
-TEST_F(Whitelist, EmptyValueOfThePlatformEmptiesTheList) {
+TEST_F(Whitelist, EmptyValueInThePlatformsRegistryEmptiesTheList) {
   record.ProvidersWhitelist.assign(2, GUID{});
-  registry.Local().SetTexts(L"ProvidersWhitelist", {});
-  ReadLocalKey(platform);
+  ReadStored({});
   EXPECT_EQ(List(), Digits{});
   EXPECT_EQ(log.Lines(), LogLines{kFound});
-}
-
-TEST_F(Whitelist, ReadsNothingBehindTheFirstEmptyString) {
-  SetList(Identifier(1) + L'\0' + L'\0' + Identifier(2) + L'\0' + L'\0');
-  ReadLocalKey();
-  EXPECT_EQ(List(), Digits{1});
-  EXPECT_EQ(log.Lines(), (LogLines{kFound, Added(NarrowIdentifier(1))}));
-  SetList(L'\0' + Identifier(2) + L'\0' + L'\0');
-  ReadLocalKey();
-  EXPECT_EQ(List(), Digits{});
-  EXPECT_EQ(log.Lines(), LogLines{kFound});
-}
-
-TEST_F(Whitelist, DoesWithoutTerminators) {
-  SetList(Identifier(1));
-  ReadLocalKey();
-  EXPECT_EQ(List(), Digits{1});
-  SetList(Identifier(1) + L'\0' + Identifier(2));
-  ReadLocalKey();
-  EXPECT_EQ(List(), (Digits{1, 2}));
-}
-
-TEST_F(Whitelist, TakesHalfAUnitAtItsEndAsOne) {
-  const std::wstring units = Identifier(1) + L'\0' + L"Z";
-  SetList(kLocalPath, units, units.size() * sizeof(wchar_t) - 1);
-  ReadLocalKey();
-  EXPECT_EQ(List(), Digits{1});
-  EXPECT_EQ(log.Lines(), (LogLines{kFound, Added(NarrowIdentifier(1)), Ignored("Z")}));
 }
 
 // 760 bytes are 380 units: 29 and a NUL, eight identifiers of 39 units, one of 38 and no NUL at all.
-TEST_F(Whitelist, ReadsAFullBufferWithoutTerminatorToItsLastUnit) {
+std::wstring FullBuffer() {
   std::wstring units = std::wstring(29, L'x') + L'\0';
   for (unsigned number = 1; number <= 8; ++number) units += Identifier(number) + L'\0';
-  units += Identifier(9);
-  ASSERT_EQ(units.size() * sizeof(wchar_t), kLimit);
-  SetList(units);
-  ReadLocalKey();
-  EXPECT_EQ(List(), (Digits{1, 2, 3, 4, 5, 6, 7, 8, 9}));
-  EXPECT_EQ(log.Lines().back(), Added(NarrowIdentifier(9)));
+  return units + Identifier(9);
 }
 
-TEST_F(Whitelist, TakesAFullBufferOfOneTextAsFarAsItGoes) {
-  SetList(std::wstring(kLimit / sizeof(wchar_t), L'y'));
-  ReadLocalKey();
-  EXPECT_EQ(List(), Digits{});
-  EXPECT_EQ(log.Lines(), (LogLines{kFound, Ignored(std::string(380, 'y'))}));
+TEST_F(Whitelist, EndsAtTheFirstEmptyEntryOrWithItsData) {
+  const auto bytes = [](const std::wstring& units) { return units.size() * sizeof(wchar_t); };
+  const std::wstring one = Identifier(1);
+  const std::wstring two = L'\0' + Identifier(2);
+  const std::wstring half = one + L'\0' + L"Z";
+  const std::wstring full = FullBuffer();
+  ASSERT_EQ(bytes(full), kLimit);
+  const std::wstring longest(kLimit / sizeof(wchar_t), L'y');
+  const LogLine ignored = Ignored(std::string(29, 'x'));
+  LogLines fullLines = FoundAndAdded({1, 2, 3, 4, 5, 6, 7, 8, 9});
+  fullLines.insert(fullLines.begin() + 1, ignored);
+  const struct {
+    const char* name;
+    std::wstring units;
+    std::size_t size;
+    Digits digits;
+    LogLines lines;
+  } rows[] = {
+      {"empty entry", one + L'\0' + two + L"\0\0"s, bytes(one + L'\0' + two) + 4, {1}, FoundAndAdded({1})},
+      {"empty entry first", two + L"\0\0"s, bytes(two) + 4, {}, {kFound}},
+      {"no terminator", one, bytes(one), {1}, FoundAndAdded({1})},
+      {"no last terminator", one + two, bytes(one + two), {1, 2}, FoundAndAdded({1, 2})},
+      {"half a unit", half, bytes(half) - 1, {1}, {kFound, Added(NarrowIdentifier(1)), Ignored("Z")}},
+      {"full buffer", full, kLimit, {1, 2, 3, 4, 5, 6, 7, 8, 9}, fullLines},
+      {"full buffer of one text", longest, kLimit, {}, {kFound, Ignored(std::string(380, 'y'))}},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    SetList(kLocalPath, row.units, row.size);
+    ReadLocalKey();
+    EXPECT_EQ(List(), row.digits);
+    EXPECT_EQ(log.Lines(), row.lines);
+  }
 }
 
-TEST_F(Whitelist, ReadsAFullBufferOfThePlatform) {
-  std::wstring units = std::wstring(29, L'x') + L'\0';
-  for (unsigned number = 1; number <= 8; ++number) units += Identifier(number) + L'\0';
-  units += Identifier(9);
-  units += L'x';  // Where a NUL follows the data the platform would store it too.
+TEST_F(Whitelist, ReadsAFullBufferFromThePlatformsRegistry) {
+  // The platform stores a NUL that follows the data too, so another character follows here.
+  const std::wstring units = FullBuffer() + L'x';
   registry.Local().SetBytes(L"ProvidersWhitelist", REG_MULTI_SZ, units.data(), kLimit);
   ReadLocalKey(platform);
   EXPECT_EQ(List(), (Digits{1, 2, 3, 4, 5, 6, 7, 8, 9}));
 }
 
-TEST_F(Whitelist, ValueOfAnotherTypeLeavesTheListAlone) {
+TEST_F(Whitelist, AnotherTypeOrAFailedQueryKeepsTheList) {
   const std::wstring units = Identifier(1) + L'\0' + L'\0';
+  record.ProvidersWhitelist.assign(2, GUID{});
   for (const DWORD type : {REG_NONE, REG_SZ, REG_EXPAND_SZ, REG_BINARY, REG_DWORD, REG_LINK, REG_QWORD}) {
     SCOPED_TRACE(type);
-    record.ProvidersWhitelist.assign(2, GUID{});
     fake.Set(kLocalPath, "ProvidersWhitelist", type, units.data(), units.size() * sizeof(wchar_t));
     ReadLocalKey();
     EXPECT_EQ(record.ProvidersWhitelist.size(), 2u);
     EXPECT_EQ(log.Lines(), LogLines{});
   }
-}
-
-TEST_F(Whitelist, ValueThatCannotBeReadLeavesTheListAlone) {
-  SetList(Identifier(1) + L'\0' + L'\0');
-  record.ProvidersWhitelist.assign(2, GUID{});
+  SetList(units);
   fake.FailQuery("ProvidersWhitelist", ERROR_ACCESS_DENIED);
   ReadLocalKey();
   EXPECT_EQ(record.ProvidersWhitelist.size(), 2u);
   EXPECT_EQ(log.Lines(), LogLines{});
 }
 
-TEST_F(Whitelist, PolicyListReplacesTheLocalOneAsAWhole) {
+TEST_F(Whitelist, PolicyListReplacesTheWholeLocalList) {
   SetList(kLocalPath, Identifier(1) + L'\0' + Identifier(2) + L'\0' + L'\0');
   SetList(kPolicyPath, Identifier(3) + L'\0' + L'\0');
   Load();
   EXPECT_EQ(List(), Digits{3});
-  EXPECT_EQ(log.Lines(), (LogLines{kFound, Added(NarrowIdentifier(1)), Added(NarrowIdentifier(2)), kFound,
-                                   Added(NarrowIdentifier(3)), KuvTest::kNotConfigured}));
+  LogLines expected = FoundAndAdded({1, 2});
+  for (const LogLine& line : FoundAndAdded({3})) expected.push_back(line);
+  expected.push_back(KuvTest::kNotConfigured);
+  EXPECT_EQ(log.Lines(), expected);
 }
 
-TEST_F(Whitelist, PolicyListWithoutAGoodEntryStillReplacesTheLocalOne) {
+TEST_F(Whitelist, PolicyListWithoutAValidEntryReplacesTheLocalList) {
   for (const std::wstring& policy : {L""s, L"\0"s, L"bad\0worse\0\0"s}) {
     SCOPED_TRACE(::testing::PrintToString(policy));
     SetList(kLocalPath, Identifier(1) + L'\0' + L'\0');
@@ -294,24 +263,20 @@ TEST_F(Whitelist, PolicyListWithoutAGoodEntryStillReplacesTheLocalOne) {
   }
 }
 
-TEST_F(Whitelist, LocalListHoldsIfThePolicyKeyHasNone) {
+TEST_F(Whitelist, LocalListAppliesIfThePolicyListIsMissingOfAnotherTypeOrTooLong) {
   SetList(Identifier(1) + L'\0' + L'\0');
   fake.CreateKey(kPolicyPath);
   Load();
-  EXPECT_EQ(List(), Digits{1});
-}
-
-TEST_F(Whitelist, LocalListHoldsIfThePolicyListIsOfAnotherTypeOrTooLong) {
-  SetList(Identifier(1) + L'\0' + L'\0');
+  EXPECT_EQ(List(), Digits{1}) << "missing";
   fake.SetText(kPolicyPath, "ProvidersWhitelist", "x");
   Load();
-  EXPECT_EQ(List(), Digits{1});
+  EXPECT_EQ(List(), Digits{1}) << "of another type";
   SetList(kPolicyPath, std::wstring(381, L'\0'));
   Load();
-  EXPECT_EQ(List(), Digits{1});
+  EXPECT_EQ(List(), Digits{1}) << "too long";
 }
 
-TEST_F(Whitelist, SecondPassOverTheSameDataGivesTheSameList) {
+TEST_F(Whitelist, SecondReadReturnsTheSameList) {
   SetList(Identifier(1) + L'\0' + Identifier(2) + L'\0' + L'\0');
   ReadLocalKey();
   const LogLines first = log.Lines();
@@ -320,14 +285,14 @@ TEST_F(Whitelist, SecondPassOverTheSameDataGivesTheSameList) {
   EXPECT_EQ(log.Lines(), first);
 }
 
-TEST_F(Whitelist, LoadDropsAListThatIsGone) {
+TEST_F(Whitelist, LoadClearsAListThatIsNoLongerStored) {
   record.ProvidersWhitelist.assign(2, GUID{});
   fake.CreateKey(kLocalPath);
   Load();
   EXPECT_EQ(List(), Digits{});
 }
 
-TEST_F(Whitelist, BadListDoesNotFailTheLoad) {
+TEST_F(Whitelist, InvalidListDoesNotFailTheLoad) {
   SetCredentials();
   SetList(L"bad\0\0"s);
   EXPECT_TRUE(record.Load(fake));

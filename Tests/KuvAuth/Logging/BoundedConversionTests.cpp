@@ -19,8 +19,7 @@ using KuvTest::GuardedBuffer;
 
 constexpr std::size_t kZeros = 8192;
 
-// Both references take the conversion's steps one by one, on a text with zeros behind it, as a line
-// buffer has them.
+// Both references perform the conversion step by step on a text followed by zeros, as in a line buffer.
 
 int Convert(wchar_t* destination, int capacity, const std::string& text) {
   std::vector<char> source(text.begin(), text.end());
@@ -50,7 +49,7 @@ int Run(char* destination, int capacity, const wchar_t* text) {
   return WideToUtf8Buffer(destination, capacity, text);
 }
 
-// Source and destination both end where readable memory ends.
+// Source and destination both end at unreadable memory.
 template <typename To, typename From>
 class Comparison {
  public:
@@ -67,11 +66,11 @@ class Comparison {
     const auto units = static_cast<std::size_t>(result);
     ASSERT_TRUE(std::equal(destination, destination + units, expected.begin())) << Describe(capacity, text);
     if (result > 0) ++converted;
-    if (result == 0) ++refused;
+    if (result == 0) ++rejected;
   }
 
   int converted = 0;
-  int refused = 0;
+  int rejected = 0;
 
  private:
   static constexpr std::size_t kGuarded = 8192;
@@ -123,9 +122,9 @@ const std::vector<std::wstring>& WidePieces() {
   return pieces;
 }
 
-// Every piece at every place around the bound, with short and long texts before and behind it.
+// Every piece at every position around the limit, with short and long texts before and after it.
 template <typename Check, typename Text>
-void CheckPiecesAroundTheBound(Check& check, const std::vector<Text>& pieces) {
+void CheckPiecesAroundTheLimit(Check& check, const std::vector<Text>& pieces) {
   using Unit = typename Text::value_type;
   for (const int capacity : {1, 2, 3, 4, 5, 7, 8, 16, 33}) {
     const auto bound = static_cast<std::size_t>(capacity);
@@ -154,20 +153,20 @@ void CheckRandomTexts(Check& check, const std::vector<Text>& pieces) {
   }
 }
 
-TEST(Utf8ToWideBuffer, EqualsItsStepsAroundTheBound) {
+TEST(Utf8ToWideBuffer, MatchesTheReferenceAroundTheLimit) {
   Utf8ToWideComparison comparison;
-  CheckPiecesAroundTheBound(comparison, Utf8Pieces());
+  CheckPiecesAroundTheLimit(comparison, Utf8Pieces());
   EXPECT_GT(comparison.converted, 5000);
-  EXPECT_EQ(comparison.refused, 0);
+  EXPECT_EQ(comparison.rejected, 0);
 }
 
-TEST(Utf8ToWideBuffer, EqualsItsStepsOnRandomTexts) {
+TEST(Utf8ToWideBuffer, MatchesTheReferenceOnRandomTexts) {
   Utf8ToWideComparison comparison;
   CheckRandomTexts(comparison, Utf8Pieces());
   EXPECT_EQ(comparison.converted, 20000);
 }
 
-TEST(Utf8ToWideBuffer, EqualsItsStepsAtTheLengthOfALine) {
+TEST(Utf8ToWideBuffer, MatchesTheReferenceAtTheLengthOfALine) {
   Utf8ToWideComparison comparison;
   for (const int capacity : {2018, 2019, 2046}) {
     for (const std::size_t length : {2017u, 2018u, 2019u, 2045u, 2046u, 2047u, 5000u}) {
@@ -182,21 +181,21 @@ TEST(Utf8ToWideBuffer, EqualsItsStepsAtTheLengthOfALine) {
   }
 }
 
-TEST(WideToUtf8Buffer, EqualsItsStepsAroundTheBound) {
+TEST(WideToUtf8Buffer, MatchesTheReferenceAroundTheLimit) {
   WideToUtf8Comparison comparison;
-  CheckPiecesAroundTheBound(comparison, WidePieces());
+  CheckPiecesAroundTheLimit(comparison, WidePieces());
   EXPECT_GT(comparison.converted, 1000);
-  EXPECT_GT(comparison.refused, 1000);
+  EXPECT_GT(comparison.rejected, 1000);
 }
 
-TEST(WideToUtf8Buffer, EqualsItsStepsOnRandomTexts) {
+TEST(WideToUtf8Buffer, MatchesTheReferenceOnRandomTexts) {
   WideToUtf8Comparison comparison;
   CheckRandomTexts(comparison, WidePieces());
   EXPECT_GT(comparison.converted, 1000);
-  EXPECT_GT(comparison.refused, 1000);
+  EXPECT_GT(comparison.rejected, 1000);
 }
 
-TEST(WideToUtf8Buffer, EqualsItsStepsAtTheSizeOfTheScratchBuffer) {
+TEST(WideToUtf8Buffer, MatchesTheReferenceAtTheSizeOfTheScratchBuffer) {
   WideToUtf8Comparison comparison;
   for (const std::size_t length : {1365u, 2047u, 4093u, 4094u, 4095u, 4096u, 4097u, 6000u}) {
     const std::wstring text(length, L'x');
@@ -211,32 +210,41 @@ TEST(WideToUtf8Buffer, EqualsItsStepsAtTheSizeOfTheScratchBuffer) {
   }
 }
 
-TEST(Utf8ToWideBuffer, CountsTheTerminatorOfAnAsciiText) {
-  wchar_t buffer[8];
-  EXPECT_EQ(Utf8ToWideBuffer(buffer, 8, "abc"), 4);
-  EXPECT_STREQ(buffer, L"abc");
+// Converts with this capacity and compares the result and the text.
+template <typename To, typename From>
+void ExpectConverted(int capacity, const From* text, int expected, const To* expectedText) {
+  SCOPED_TRACE(::testing::Message() << ::testing::PrintToString(text) << " into " << capacity);
+  To buffer[64];
+  std::fill(std::begin(buffer), std::end(buffer), To{'#'});
+  EXPECT_EQ(Run(buffer, capacity, text), expected);
+  EXPECT_STREQ(buffer, expectedText);
 }
 
-TEST(Utf8ToWideBuffer, CutsAsciiBelowItsCapacity) {
-  wchar_t buffer[4];
-  EXPECT_EQ(Utf8ToWideBuffer(buffer, 4, "abc"), 4);
-  EXPECT_STREQ(buffer, L"abc");
-  EXPECT_EQ(Utf8ToWideBuffer(buffer, 4, "abcd"), 4);
-  EXPECT_STREQ(buffer, L"abc");
-  EXPECT_EQ(Utf8ToWideBuffer(buffer, 1, "abcd"), 1);
-  EXPECT_STREQ(buffer, L"");
+// Rejects a null or zero argument and does not touch the destination.
+template <typename To, typename From>
+void ExpectRejectsNullAndZero(const From* text) {
+  To buffer[2] = {To{'#'}, To{'#'}};
+  EXPECT_EQ(Run(static_cast<To*>(nullptr), 2, text), 0);
+  EXPECT_EQ(Run(buffer, 0, text), 0);
+  EXPECT_EQ(Run(buffer, -1, text), 0);
+  EXPECT_EQ(Run(buffer, 2, static_cast<const From*>(nullptr)), 0);
+  EXPECT_EQ(buffer[0], To{'#'});
+}
+
+TEST(Utf8ToWideBuffer, TruncatesAsciiAndCountsItsTerminator) {
+  ExpectConverted(8, "abc", 4, L"abc");
+  ExpectConverted(4, "abc", 4, L"abc");
+  ExpectConverted(4, "abcd", 4, L"abc");
+  ExpectConverted(1, "abcd", 1, L"");
 }
 
 TEST(Utf8ToWideBuffer, LosesTheTailOfATextWithLongerSequences) {
-  wchar_t buffer[16];
-  EXPECT_EQ(Utf8ToWideBuffer(buffer, 16, "\xC3\xA9"), 1);
-  EXPECT_STREQ(buffer, L"");
+  ExpectConverted(16, "\xC3\xA9", 1, L"");
   // Six units are needed, so six bytes are read, "caf", two for one unit, and "s", the last.
-  EXPECT_EQ(Utf8ToWideBuffer(buffer, 16, "caf\xC3\xA9s"), 5);
-  EXPECT_STREQ(buffer, L"caf\xE9");
+  ExpectConverted(16, "caf\xC3\xA9s", 5, L"caf\xE9");
 }
 
-TEST(Utf8ToWideBuffer, LeavesAnEmptyTextIfThePlatformRefuses) {
+TEST(Utf8ToWideBuffer, ReturnsAnEmptyTextIfThePlatformFails) {
   KUV_IMPORT_HOOK(convert, MultiByteToWideChar);
   convert.Answer([](UINT, DWORD, const char*, int, wchar_t*, int) { return 0; });
   wchar_t buffer[16] = L"earlier";
@@ -244,44 +252,22 @@ TEST(Utf8ToWideBuffer, LeavesAnEmptyTextIfThePlatformRefuses) {
   EXPECT_STREQ(buffer, L"");
 }
 
-TEST(Utf8ToWideBuffer, RefusesWhatIsNullOrZero) {
-  wchar_t buffer[2] = {L'#', L'#'};
-  EXPECT_EQ(Utf8ToWideBuffer(nullptr, 2, "a"), 0);
-  EXPECT_EQ(Utf8ToWideBuffer(buffer, 0, "a"), 0);
-  EXPECT_EQ(Utf8ToWideBuffer(buffer, -1, "a"), 0);
-  EXPECT_EQ(Utf8ToWideBuffer(buffer, 2, nullptr), 0);
-  EXPECT_EQ(buffer[0], L'#');
-}
-
-TEST(WideToUtf8Buffer, CountsTheTerminatorOfAnAsciiText) {
-  char buffer[8];
-  EXPECT_EQ(WideToUtf8Buffer(buffer, 8, L"abc"), 4);
-  EXPECT_STREQ(buffer, "abc");
-}
-
-TEST(WideToUtf8Buffer, CutsAsciiBelowItsCapacity) {
-  char buffer[4];
-  EXPECT_EQ(WideToUtf8Buffer(buffer, 4, L"abc"), 4);
-  EXPECT_STREQ(buffer, "abc");
-  EXPECT_EQ(WideToUtf8Buffer(buffer, 4, L"abcd"), 4);
-  EXPECT_STREQ(buffer, "abc");
+TEST(WideToUtf8Buffer, TruncatesAsciiAndCountsItsTerminator) {
+  ExpectConverted(8, L"abc", 4, "abc");
+  ExpectConverted(4, L"abc", 4, "abc");
+  ExpectConverted(4, L"abcd", 4, "abc");
 }
 
 TEST(WideToUtf8Buffer, FailsForATextWithAnyOtherCharacter) {
   char buffer[64];
-  EXPECT_EQ(WideToUtf8Buffer(buffer, 64, L"\xE9"), 0);
-  EXPECT_EQ(WideToUtf8Buffer(buffer, 64, L"caf\xE9 au lait"), 0);
-  EXPECT_EQ(WideToUtf8Buffer(buffer, 64, L"\xD83D\xDE00"), 0);
-  EXPECT_EQ(WideToUtf8Buffer(buffer, 64, L"\xD83D"), 0);
+  for (const wchar_t* const text : {L"\xE9", L"caf\xE9 au lait", L"\xD83D\xDE00", L"\xD83D"}) {
+    EXPECT_EQ(WideToUtf8Buffer(buffer, 64, text), 0) << ::testing::PrintToString(text);
+  }
 }
 
-TEST(WideToUtf8Buffer, RefusesWhatIsNullOrZero) {
-  char buffer[2] = {'#', '#'};
-  EXPECT_EQ(WideToUtf8Buffer(nullptr, 2, L"a"), 0);
-  EXPECT_EQ(WideToUtf8Buffer(buffer, 0, L"a"), 0);
-  EXPECT_EQ(WideToUtf8Buffer(buffer, -1, L"a"), 0);
-  EXPECT_EQ(WideToUtf8Buffer(buffer, 2, nullptr), 0);
-  EXPECT_EQ(buffer[0], '#');
+TEST(BoundedConversion, RejectsNullAndZero) {
+  ExpectRejectsNullAndZero<wchar_t>("a");
+  ExpectRejectsNullAndZero<char>(L"a");
 }
 
 }  // namespace

@@ -6,15 +6,15 @@
 
 namespace KuvTest {
 
-/// Stops the clock of the log at 2 June 2025, 12:59:52, for the life of the object, so that the start
-/// of a line is known to the unit.
+/// Fixes the clock of the log at 2 June 2025, 12:59:52, for the lifetime of the object, so that tests know
+/// the start of a line exactly.
 class LineClock {
  public:
   LineClock() {
     hook_.Answer([this](SYSTEMTIME* time) { *time = now; });
   }
 
-  /// The start of a line, up to and with the ids, in the calling thread.
+  /// Returns the start of a line up to and including the ids, for the calling thread.
   static std::wstring TimeAndIds() {
     return L"06/02/25 12:59:52 [" + std::to_wstring(::GetCurrentProcessId()) + L"](" +
            std::to_wstring(::GetCurrentThreadId()) + L") ";

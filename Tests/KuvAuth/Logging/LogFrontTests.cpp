@@ -21,19 +21,12 @@ constexpr LogRecord Record(LogLevel level) {
   return {level, "file.cpp", 42};
 }
 
-TEST(LogLevelName, NamesSixLevels) {
-  EXPECT_STREQ(LogLevelName(LogLevel{1}), L"Trace");
-  EXPECT_STREQ(LogLevelName(LogLevel{2}), L"Debug");
-  EXPECT_STREQ(LogLevelName(LogLevel{3}), L"Info");
-  EXPECT_STREQ(LogLevelName(LogLevel{4}), L"Warning");
-  EXPECT_STREQ(LogLevelName(LogLevel{5}), L"Error");
-  EXPECT_STREQ(LogLevelName(LogLevel{6}), L"Critical");
-}
-
-TEST(LogLevelName, IsEmptyForEveryOtherValue) {
-  for (const int level : {0, -1, 7, 8, 100, 2147483647, -2147483647}) {
-    EXPECT_STREQ(LogLevelName(LogLevel{level}), L"") << level;
-  }
+TEST(LogLevelName, NamesSixLevelsAndIsEmptyForEveryOtherValue) {
+  const std::pair<int, const wchar_t*> rows[] = {
+      {1, L"Trace"},    {2, L"Debug"},     {3, L"Info"},      {4, L"Warning"}, {5, L"Error"},
+      {6, L"Critical"}, {0, L""},          {-1, L""},         {7, L""},        {8, L""},
+      {100, L""},       {2147483647, L""}, {-2147483647, L""}};
+  for (const auto& [level, name] : rows) EXPECT_STREQ(LogLevelName(LogLevel{level}), name) << level;
 }
 
 TEST(LogLevel, PlainIsSeven) {
@@ -44,7 +37,7 @@ TEST(LogFront, StartsWithoutALogSystem) {
   EXPECT_EQ(g_logSystem, nullptr);
 }
 
-TEST(LogFront, GivesTheMainLogItself) {
+TEST(LogFront, ReturnsTheMainLogByReference) {
   EXPECT_EQ(&GetLogSystem(), &g_logSystem);
 }
 
@@ -64,7 +57,7 @@ TEST(IsLogLevelEnabled, IsFalseForEveryLevelWithoutALogSystem) {
   }
 }
 
-TEST(IsLogLevelEnabled, ComparesSignedWithTheLowestLevel) {
+TEST(IsLogLevelEnabled, ComparesLevelsAsSigned) {
   LogCapture log{LogLevel::Info};
   for (const int level : {-2147483647, -1, 0, 1, 2})
     EXPECT_FALSE(IsLogLevelEnabled(LogLevel{level})) << level;
@@ -86,34 +79,22 @@ TEST(LogFormat, WritesOneLineForEitherWidth) {
   EXPECT_TRUE(log.NarrowTexts().empty());
 }
 
-TEST(LogFormat, StopsOnANullFormat) {
-  LogCapture log;
+TEST(LogFormat, DropsANullFormatAndWhatIsBelowTheMinimumLevel) {
+  LogCapture log{LogLevel::Info};
   const char* const narrow = nullptr;
   const wchar_t* const wide = nullptr;
   LogFormat(Record(LogLevel::Info), narrow);
   LogFormat(Record(LogLevel::Info), wide);
-  EXPECT_TRUE(log.RawLines().empty());
-}
-
-TEST(LogFormat, DropsWhatIsBelowTheLowestLevel) {
-  LogCapture log{LogLevel::Info};
-  LogFormat(Record(LogLevel::Debug), "dropped");
-  LogFormat(Record(LogLevel::Debug), L"dropped");
+  // A formatted call would read this as text.
+  const char* const noText = reinterpret_cast<const char*>(std::uintptr_t{1});
+  LogFormat(Record(LogLevel::Debug), "%s", noText);
+  LogFormat(Record(LogLevel::Debug), L"%S", noText);
   LogFormat(Record(LogLevel::Info), "kept");
   LogFormat(Record(LogLevel::Warning), L"kept");
   EXPECT_EQ(log.Lines(), (LogLines{{LogLevel::Info, "kept"}, {LogLevel::Warning, "kept"}}));
 }
 
-TEST(LogFormat, FormatsNothingForAFilteredCall) {
-  LogCapture log{LogLevel::Info};
-  // The formatter would read this as text.
-  const char* const noText = reinterpret_cast<const char*>(std::uintptr_t{1});
-  LogFormat(Record(LogLevel::Debug), "%s", noText);
-  LogFormat(Record(LogLevel::Debug), L"%S", noText);
-  EXPECT_TRUE(log.RawLines().empty());
-}
-
-TEST(LogFormat, StillWritesALineForAnEmptyText) {
+TEST(LogFormat, WritesALineForAnEmptyText) {
   const LineClock clock;
   LogCapture log;
   LogFormat(Record(LogLevel::Info), "%s", "");
@@ -122,7 +103,7 @@ TEST(LogFormat, StillWritesALineForAnEmptyText) {
   EXPECT_EQ(log.RawLines(), (std::vector<std::wstring>{line, line}));
 }
 
-TEST(LogFormat, WritesALineWithoutMessageIfTheFormatterRefuses) {
+TEST(LogFormat, WritesALineWithoutMessageIfFormattingFails) {
   LogCapture log;
   // An 8-bit text cannot take this character in the "C" locale.
   LogFormat(Record(LogLevel::Info), "before %ls after", L"\x2603");
@@ -131,25 +112,31 @@ TEST(LogFormat, WritesALineWithoutMessageIfTheFormatterRefuses) {
   EXPECT_EQ(log.Lines(), (LogLines{{LogLevel::Info, ""}, {LogLevel::Warning, ""}}));
 }
 
-TEST(LogFormat, CutsALongMessage) {
+TEST(LogFormatAndLogString, TruncateALongMessageToALine) {
   const LineClock clock;
   const std::wstring prefix = LineClock::TimeAndIds() + L"[Info] ";
+  const std::string narrow(5000, 'n');
+  const std::wstring wide(5000, L'w');
   LogCapture log;
-  LogFormat(Record(LogLevel::Info), "%s", std::string(5000, 'n').c_str());
-  LogFormat(Record(LogLevel::Info), L"%s", std::wstring(5000, L'w').c_str());
-  const std::size_t p = prefix.size();
-  EXPECT_EQ(log.RawLines(), (std::vector<std::wstring>{prefix + std::wstring(2045 - p, L'n') + L"\r\n",
-                                                       prefix + std::wstring(2045 - 2 * p, L'w') + L"\r\n"}));
+  LogFormat(Record(LogLevel::Info), "%s", narrow.c_str());
+  LogFormat(Record(LogLevel::Info), L"%s", wide.c_str());
+  LogString(Record(LogLevel::Info), narrow);
+  LogString(Record(LogLevel::Info), wide);
+  const std::wstring narrowLine = prefix + std::wstring(2045 - prefix.size(), L'n') + L"\r\n";
+  const std::wstring wideLine = prefix + std::wstring(2045 - 2 * prefix.size(), L'w') + L"\r\n";
+  EXPECT_EQ(log.RawLines(), (std::vector<std::wstring>{narrowLine, wideLine, narrowLine, wideLine}));
 }
 
-TEST(LogFormat, HandsOnFileAndLine) {
+TEST(LogFormatAndLogString, PassFileAndLineOn) {
   const LineClock clock;
   LogCapture log;
   log.System().locationLevel = LogLevel::Info;
   LogFormat(Record(LogLevel::Info), "narrow");
   LogFormat(Record(LogLevel::Info), L"wide");
+  LogString(Record(LogLevel::Info), std::string{"text"});
   const std::wstring start = LineClock::TimeAndIds() + L"file.cpp(42) [Info] ";
-  EXPECT_EQ(log.RawLines(), (std::vector<std::wstring>{start + L"narrow\r\n", start + L"wide\r\n"}));
+  EXPECT_EQ(log.RawLines(),
+            (std::vector<std::wstring>{start + L"narrow\r\n", start + L"wide\r\n", start + L"text\r\n"}));
 }
 
 TEST(KuvLog, RecordsTheCallersFileAndLine) {
@@ -162,7 +149,7 @@ TEST(KuvLog, RecordsTheCallersFileAndLine) {
   EXPECT_TRUE(log.RawLines()[0].ends_with(L"LogFrontTests.cpp(" + line + L") [Info] text\r\n"));
 }
 
-TEST(KuvLog, EvaluatesNoArgumentOfAFilteredCall) {
+TEST(KuvLog, DoesNotEvaluateArgumentsOfAFilteredCall) {
   LogCapture log{LogLevel::Info};
   int evaluated = 0;
   const auto argument = [&] { return ++evaluated; };
@@ -173,45 +160,15 @@ TEST(KuvLog, EvaluatesNoArgumentOfAFilteredCall) {
   EXPECT_EQ(evaluated, 1);
 }
 
-TEST(LogString, WritesTheTextUnformatted) {
-  LogCapture log;
+TEST(LogString, WritesTextUnformattedUnlessItIsEmptyOrBelowTheMinimumLevel) {
+  LogCapture log{LogLevel::Info};
   LogString(Record(LogLevel::Info), std::string{"100%s %d"});
   LogString(Record(LogLevel::Info), std::wstring{L"100%s %d"});
-  EXPECT_EQ(log.Lines(), (LogLines{{LogLevel::Info, "100%s %d"}, {LogLevel::Info, "100%s %d"}}));
-}
-
-TEST(LogString, WritesNothingForAnEmptyText) {
-  LogCapture log;
   LogString(Record(LogLevel::Info), std::string{});
   LogString(Record(LogLevel::Info), std::wstring{});
-  EXPECT_TRUE(log.RawLines().empty());
-}
-
-TEST(LogString, DropsWhatIsBelowTheLowestLevel) {
-  LogCapture log{LogLevel::Info};
   LogString(Record(LogLevel::Debug), std::string{"dropped"});
   LogString(Record(LogLevel::Debug), std::wstring{L"dropped"});
-  EXPECT_TRUE(log.RawLines().empty());
-}
-
-TEST(LogString, CutsALongTextAsALine) {
-  const LineClock clock;
-  const std::wstring prefix = LineClock::TimeAndIds() + L"[Info] ";
-  LogCapture log;
-  LogString(Record(LogLevel::Info), std::string(5000, 'n'));
-  LogString(Record(LogLevel::Info), std::wstring(5000, L'w'));
-  const std::size_t p = prefix.size();
-  EXPECT_EQ(log.RawLines(), (std::vector<std::wstring>{prefix + std::wstring(2045 - p, L'n') + L"\r\n",
-                                                       prefix + std::wstring(2045 - 2 * p, L'w') + L"\r\n"}));
-}
-
-TEST(LogString, HandsOnFileAndLine) {
-  const LineClock clock;
-  LogCapture log;
-  log.System().locationLevel = LogLevel::Info;
-  LogString(Record(LogLevel::Info), std::string{"text"});
-  EXPECT_EQ(log.RawLines(),
-            (std::vector<std::wstring>{LineClock::TimeAndIds() + L"file.cpp(42) [Info] text\r\n"}));
+  EXPECT_EQ(log.Lines(), (LogLines{{LogLevel::Info, "100%s %d"}, {LogLevel::Info, "100%s %d"}}));
 }
 
 TEST(LogTo, WritesToTheGivenSystemOnly) {
@@ -224,14 +181,14 @@ TEST(LogTo, WritesToTheGivenSystemOnly) {
   EXPECT_TRUE(main.RawLines().empty());
 }
 
-TEST(LogTo, StopsOnNullOrFilteredText) {
+TEST(LogTo, DropsNullAndWhatIsBelowTheMinimumLevel) {
   RecordedSystem other{LogLevel::Info};
   LogTo(Record(LogLevel::Info), other.system, nullptr);
   LogTo(Record(LogLevel::Debug), other.system, L"dropped");
   EXPECT_TRUE(other.handler->wide.empty());
 }
 
-TEST(LogTo, StillWritesALineForAnEmptyText) {
+TEST(LogTo, WritesALineForAnEmptyText) {
   const LineClock clock;
   RecordedSystem other;
   LogTo(Record(LogLevel::Info), other.system, L"");
@@ -247,14 +204,14 @@ TEST(LogFormatTo, WritesToTheGivenSystemOnly) {
   EXPECT_TRUE(main.RawLines().empty());
 }
 
-TEST(LogFormatTo, StopsOnANullFormatOrAFilteredLevel) {
+TEST(LogFormatTo, DropsANullFormatAndWhatIsBelowTheMinimumLevel) {
   RecordedSystem other{LogLevel::Info};
   LogFormatTo(Record(LogLevel::Info), other.system, nullptr);
   LogFormatTo(Record(LogLevel::Debug), other.system, L"%S", reinterpret_cast<const char*>(std::uintptr_t{1}));
   EXPECT_TRUE(other.handler->wide.empty());
 }
 
-TEST(LogFormatTo, CutsAsTheMainLogDoes) {
+TEST(LogFormatTo, TruncatesALongMessageToALine) {
   const LineClock clock;
   const std::wstring prefix = LineClock::TimeAndIds() + L"[Info] ";
   RecordedSystem other;
@@ -262,7 +219,7 @@ TEST(LogFormatTo, CutsAsTheMainLogDoes) {
   EXPECT_EQ(other.Line(), prefix + std::wstring(2045 - 2 * prefix.size(), L'w') + L"\r\n");
 }
 
-TEST(LogFormatTo, WritesALineWithoutMessageIfTheFormatterRefuses) {
+TEST(LogFormatTo, WritesALineWithoutMessageIfFormattingFails) {
   const LineClock clock;
   RecordedSystem other;
   const wchar_t* const unfinished = L"before %";

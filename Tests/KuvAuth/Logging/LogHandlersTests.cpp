@@ -35,7 +35,7 @@ class FileLoggerTest : public ::testing::Test {
   std::wstring path = folder.Path(L"kuv.log");
 };
 
-TEST(DebugLogger, HandsEitherWidthToTheDebuggerStream) {
+TEST(DebugLogger, WritesEitherWidthToTheDebuggerStream) {
   DebuggerStream stream;
   DebugLogger logger;
   logger.LogWrite(LogLevel::Trace, L"caf\xE9\r\n");
@@ -73,12 +73,13 @@ TEST_F(FileLoggerTest, OpensForSharedAppendingWithWriteThrough) {
   const auto logger = OpenFileLogger(path, 0, 0);
   ASSERT_EQ(create.CallCount(), 1u);
   EXPECT_EQ(opened, path);
-  EXPECT_EQ(std::get<1>(create.Calls()[0]), 4u);  // FILE_APPEND_DATA alone
-  EXPECT_EQ(std::get<2>(create.Calls()[0]), 7u);  // read, write, delete
-  EXPECT_EQ(std::get<3>(create.Calls()[0]), nullptr);
-  EXPECT_EQ(std::get<4>(create.Calls()[0]), 4u);           // OPEN_ALWAYS
-  EXPECT_EQ(std::get<5>(create.Calls()[0]), 0x80000080u);  // write-through, normal
-  EXPECT_EQ(std::get<6>(create.Calls()[0]), nullptr);
+  const auto& [name, access, share, attributes, disposition, flags, pattern] = create.Calls()[0];
+  EXPECT_EQ(access, 4u);  // FILE_APPEND_DATA alone
+  EXPECT_EQ(share, 7u);   // read, write, delete
+  EXPECT_EQ(attributes, nullptr);
+  EXPECT_EQ(disposition, 4u);     // OPEN_ALWAYS
+  EXPECT_EQ(flags, 0x80000080u);  // write-through, normal
+  EXPECT_EQ(pattern, nullptr);
 }
 
 TEST_F(FileLoggerTest, StartsWithAnOpenFileAndAZeroedBuffer) {
@@ -98,7 +99,7 @@ TEST_F(FileLoggerTest, IsNotOpenedForAnEmptyPath) {
   EXPECT_EQ(attributes.CallCount(), 0u);
 }
 
-TEST_F(FileLoggerTest, IsNullWithoutAWordIfTheFileCannotBeOpened) {
+TEST_F(FileLoggerTest, IsNullWithoutALineIfTheFileCannotBeOpened) {
   const DebuggerStream stream;
   const KuvTest::LogCapture log;
   EXPECT_EQ(OpenFileLogger(folder.Path(L"missing\\kuv.log"), 0, 0), nullptr);
@@ -107,14 +108,14 @@ TEST_F(FileLoggerTest, IsNullWithoutAWordIfTheFileCannotBeOpened) {
   EXPECT_TRUE(log.RawLines().empty());
 }
 
-TEST_F(FileLoggerTest, IsNullIfAnotherHandleSharesNothing) {
+TEST_F(FileLoggerTest, IsNullIfAnotherHandleAllowsNoSharing) {
   const Kuv::UniqueFile other{::CreateFileW(path.c_str(), GENERIC_WRITE, /*dwShareMode=*/0, nullptr,
                                             CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr)};
   ASSERT_TRUE(other);
   EXPECT_EQ(OpenFileLogger(path, 0, 0), nullptr);
 }
 
-TEST_F(FileLoggerTest, WritesAnAsciiLineAsItsBytes) {
+TEST_F(FileLoggerTest, WritesAnAsciiLineUnchanged) {
   const auto logger = OpenFileLogger(path, 0, 0);
   logger->LogWrite(LogLevel::Trace, L"06/02/25 text\r\n");
   EXPECT_EQ(Content(), "06/02/25 text\r\n");
@@ -122,7 +123,7 @@ TEST_F(FileLoggerTest, WritesAnAsciiLineAsItsBytes) {
   EXPECT_EQ(Content(), "06/02/25 text\r\nnext\r\n");
 }
 
-TEST_F(FileLoggerTest, HandsTheLengthWithoutTerminatorToOneWrite) {
+TEST_F(FileLoggerTest, WritesEachTextWithOneCallAndWithoutItsTerminator) {
   const auto logger = OpenFileLogger(path, 0, 0);
   KUV_IMPORT_HOOK(write, WriteFile);
   logger->LogWrite(LogLevel::Info, L"abc\r\n");
@@ -140,25 +141,19 @@ TEST_F(FileLoggerTest, HandsTheLengthWithoutTerminatorToOneWrite) {
   EXPECT_EQ(std::get<4>(write.Calls()[1]), nullptr);
 }
 
-TEST_F(FileLoggerTest, WritesNothingForAWideTextWithAnyOtherCharacter) {
+TEST_F(FileLoggerTest, WritesNothingForEmptyOrNullTextOrWideTextOutsideAscii) {
   const auto logger = OpenFileLogger(path, 0, 0);
   KUV_IMPORT_HOOK(write, WriteFile);
   for (const wchar_t* const text :
-       {L"caf\xE9\r\n", L"\xE9", L"start \x20AC end\r\n", L"\xD83D\xDE00", L"x\x80"}) {
+       {L"caf\xE9\r\n", L"\xE9", L"start \x20AC end\r\n", L"\xD83D\xDE00", L"x\x80", L"", kNoWideText}) {
     logger->LogWrite(LogLevel::Info, text);
   }
+  logger->LogWrite(LogLevel::Info, "");
+  logger->LogWrite(LogLevel::Info, kNoNarrowText);
   EXPECT_EQ(write.CallCount(), 0u);
 }
 
-TEST_F(FileLoggerTest, WritesTheNextLineAfterOneThatIsMissing) {
-  const auto logger = OpenFileLogger(path, 0, 0);
-  logger->LogWrite(LogLevel::Info, L"one\r\n");
-  logger->LogWrite(LogLevel::Info, L"two caf\xE9\r\n");
-  logger->LogWrite(LogLevel::Info, L"3\r\n");
-  EXPECT_EQ(Content(), "one\r\n3\r\n");
-}
-
-TEST_F(FileLoggerTest, MissesALineThatTheDebuggerStreamShows) {
+TEST_F(FileLoggerTest, DropsALineOutsideAsciiThatTheDebuggerStreamShowsAndWritesTheNext) {
   DebuggerStream stream;
   Kuv::LogSystem system;
   system.AddHandler(std::make_shared<DebugLogger>());
@@ -167,23 +162,22 @@ TEST_F(FileLoggerTest, MissesALineThatTheDebuggerStreamShows) {
   ASSERT_EQ(stream.wide.size(), 1u);
   EXPECT_TRUE(stream.wide[0].ends_with(L"[Info] caf\xE9\r\n"));
   EXPECT_EQ(Content(), "");
+  system.WriteRaw(LogLevel::Info, L"one\r\n");
+  system.WriteRaw(LogLevel::Info, L"two caf\xE9\r\n");
+  system.WriteRaw(LogLevel::Info, L"3\r\n");
+  EXPECT_EQ(Content(), "one\r\n3\r\n");
 }
 
-TEST_F(FileLoggerTest, WritesNarrowTextUnchanged) {
-  const auto logger = OpenFileLogger(path, 0, 0);
-  const std::string text = "caf\xC3\xA9 \xE2\x82\xAC \xFF no line end";
-  logger->LogWrite(LogLevel::Info, text.c_str());
-  EXPECT_EQ(Content(), text);
+TEST_F(FileLoggerTest, WritesNarrowTextOfAnyLengthUnchanged) {
+  for (const std::string& text :
+       {std::string{"caf\xC3\xA9 \xE2\x82\xAC \xFF no line end"}, std::string(100000, 'x')}) {
+    WriteFileBytes(path, "");
+    OpenFileLogger(path, 0, 0)->LogWrite(LogLevel::Info, text.c_str());
+    EXPECT_EQ(Content(), text);
+  }
 }
 
-TEST_F(FileLoggerTest, WritesNarrowTextOfAnyLength) {
-  const auto logger = OpenFileLogger(path, 0, 0);
-  const std::string text(100000, 'x');
-  logger->LogWrite(LogLevel::Info, text.c_str());
-  EXPECT_EQ(Content(), text);
-}
-
-TEST_F(FileLoggerTest, CutsWideTextAt4095Bytes) {
+TEST_F(FileLoggerTest, TruncatesWideTextTo4095Bytes) {
   for (const std::size_t length : {4094u, 4095u, 4096u, 4097u, 9000u}) {
     SCOPED_TRACE(length);
     WriteFileBytes(path, "");
@@ -194,17 +188,7 @@ TEST_F(FileLoggerTest, CutsWideTextAt4095Bytes) {
   }
 }
 
-TEST_F(FileLoggerTest, WritesNothingForAnEmptyOrNullText) {
-  const auto logger = OpenFileLogger(path, 0, 0);
-  KUV_IMPORT_HOOK(write, WriteFile);
-  logger->LogWrite(LogLevel::Info, L"");
-  logger->LogWrite(LogLevel::Info, "");
-  logger->LogWrite(LogLevel::Info, kNoWideText);
-  logger->LogWrite(LogLevel::Info, kNoNarrowText);
-  EXPECT_EQ(write.CallCount(), 0u);
-}
-
-TEST_F(FileLoggerTest, LosesALineThatCannotBeWrittenAndTriesTheNext) {
+TEST_F(FileLoggerTest, DropsALineThatCannotBeWrittenAndWritesTheNext) {
   const auto logger = OpenFileLogger(path, 0, 0);
   {
     KUV_IMPORT_HOOK(write, WriteFile);
@@ -229,7 +213,7 @@ TEST_F(FileLoggerTest, FlushFlushesTheFileAndIgnoresFailure) {
   EXPECT_EQ(std::get<0>(flush.Calls()[0]), logger->file);
 }
 
-TEST_F(FileLoggerTest, FlushesThenClosesOnceAtItsEnd) {
+TEST_F(FileLoggerTest, FlushesThenClosesOnceWhenDestroyed) {
   auto logger = OpenFileLogger(path, 0, 0);
   const HANDLE file = logger->file;
   std::vector<std::string> events;
@@ -260,13 +244,13 @@ TEST(FileLogger, CallsNothingWithoutAFile) {
   EXPECT_EQ(write.CallCount() + flush.CallCount() + close.CallCount(), 0u);
 }
 
-TEST_F(FileLoggerTest, AppendsToWhatIsThere) {
+TEST_F(FileLoggerTest, AppendsToAnExistingFile) {
   WriteFileBytes(path, "earlier\r\n");
   OpenFileLogger(path, 0, 0)->LogWrite(LogLevel::Info, L"later\r\n");
   EXPECT_EQ(Content(), "earlier\r\nlater\r\n");
 }
 
-TEST_F(FileLoggerTest, AddsAtTheEndAfterAnotherWroteToTheFile) {
+TEST_F(FileLoggerTest, AppendsAfterAnotherHandleWroteToTheFile) {
   const auto first = OpenFileLogger(path, 0, 0);
   const auto second = OpenFileLogger(path, 0, 0);
   ASSERT_NE(second, nullptr);
@@ -277,7 +261,7 @@ TEST_F(FileLoggerTest, AddsAtTheEndAfterAnotherWroteToTheFile) {
   EXPECT_EQ(Content(), "1 long line\r\n2\r\n3\r\n4\r\n");
 }
 
-TEST_F(FileLoggerTest, LeavesTheOtherHandleWorkingAtItsEnd) {
+TEST_F(FileLoggerTest, KeepsTheOtherHandleOpenWhenDestroyed) {
   const auto other = OpenFileLogger(path, 0, 0);
   auto logger = OpenFileLogger(path, 0, 0);
   logger->LogWrite(LogLevel::Info, L"1\r\n");
@@ -287,7 +271,7 @@ TEST_F(FileLoggerTest, LeavesTheOtherHandleWorkingAtItsEnd) {
   EXPECT_EQ(Content(), "1\r\n2\r\n");
 }
 
-TEST_F(FileLoggerTest, GoesOnWritingAFileThatWasMovedAway) {
+TEST_F(FileLoggerTest, ContinuesToWriteAFileThatWasMoved) {
   const auto logger = OpenFileLogger(path, 0, 0);
   const std::wstring moved = folder.Path(L"moved.log");
   ASSERT_NE(::MoveFileExW(path.c_str(), moved.c_str(), 0), FALSE);
@@ -296,7 +280,7 @@ TEST_F(FileLoggerTest, GoesOnWritingAFileThatWasMovedAway) {
   EXPECT_EQ(folder.Names(), (std::vector<std::wstring>{L"moved.log"}));
 }
 
-TEST_F(FileLoggerTest, IsClosedWhenItsLogSystemEnds) {
+TEST_F(FileLoggerTest, IsClosedWithItsLogSystem) {
   KUV_IMPORT_HOOK(close, CloseHandle);
   {
     Kuv::LogSystem system;

@@ -27,7 +27,7 @@ std::wstring Prefix(LogLevel level, const char* file = "file.cpp", bool withLoca
   return buffer;
 }
 
-// The platform's formatter on the format that a line starts with.
+// The start of a line by the platform's formatter.
 std::wstring PlatformPrefix(const SYSTEMTIME& time) {
   wchar_t buffer[256];
   const auto format = [&buffer](const wchar_t* text, ...) {
@@ -41,7 +41,7 @@ std::wstring PlatformPrefix(const SYSTEMTIME& time) {
   return buffer;
 }
 
-TEST(FormatLinePrefix, ReadsAsFixed) {
+TEST(FormatLinePrefix, HasTimeIdsAndTag) {
   const LineClock clock;
   EXPECT_EQ(Prefix(LogLevel::Info), L"06/02/25 12:59:52 [" + std::to_wstring(::GetCurrentProcessId()) +
                                         L"](" + std::to_wstring(::GetCurrentThreadId()) + L") [Info] ");
@@ -61,7 +61,7 @@ TEST(FormatLinePrefix, TagsEachLevel) {
   }
 }
 
-TEST(FormatLinePrefix, TakesTheYearModuloAThousand) {
+TEST(FormatLinePrefix, PrintsTheYearModulo1000) {
   LineClock clock;
   const std::pair<WORD, const wchar_t*> years[] = {{2025, L"06/02/25 "},  {2100, L"06/02/100 "},
                                                    {2005, L"06/02/05 "},  {2000, L"06/02/00 "},
@@ -72,7 +72,7 @@ TEST(FormatLinePrefix, TakesTheYearModuloAThousand) {
   }
 }
 
-TEST(FormatLinePrefix, EqualsThePlatformsFormatter) {
+TEST(FormatLinePrefix, MatchesThePlatformsFormatter) {
   LineClock clock;
   constexpr WORD kValues[] = {0, 1, 9, 10, 31, 59, 99, 100, 999, 1000, 9999, 10000, 32767, 32768, 65535};
   WORD SYSTEMTIME::*const fields[] = {&SYSTEMTIME::wYear, &SYSTEMTIME::wMonth,  &SYSTEMTIME::wDay,
@@ -107,7 +107,7 @@ TEST(FormatLinePrefix, PutsTheLocationBeforeTheTag) {
   EXPECT_EQ(Prefix(LogLevelPlain, "Src/File.cpp", true), LineClock::TimeAndIds() + L"Src/File.cpp(42) ");
 }
 
-TEST(AppendFormat, GivesTheUnitsWritten) {
+TEST(AppendFormat, ReturnsTheUnitsWritten) {
   wchar_t buffer[16];
   EXPECT_EQ(AppendFormat(buffer, 16, L"%s|%S|%u", L"ab", "cd", 7u), 7u);
   EXPECT_STREQ(buffer, L"ab|cd|7");
@@ -115,7 +115,7 @@ TEST(AppendFormat, GivesTheUnitsWritten) {
   EXPECT_STREQ(buffer, L"");
 }
 
-TEST(AppendFormat, CutsBelowItsCapacity) {
+TEST(AppendFormat, TruncatesBelowItsCapacity) {
   wchar_t buffer[8];
   EXPECT_EQ(AppendFormat(buffer, 8, L"%s", L"1234567"), 7u);
   EXPECT_STREQ(buffer, L"1234567");
@@ -128,7 +128,7 @@ TEST(AppendFormat, CutsBelowItsCapacity) {
   EXPECT_EQ(buffer[4], L'#');
 }
 
-TEST(AppendFormat, RefusesWhatIsNullOrZero) {
+TEST(AppendFormat, RejectsNullAndZero) {
   wchar_t buffer[2] = {L'#', L'#'};
   EXPECT_EQ(AppendFormat(nullptr, 2, L"a"), 0u);
   EXPECT_EQ(AppendFormat(buffer, 2, nullptr), 0u);
@@ -140,7 +140,7 @@ TEST(AppendFormat, RefusesWhatIsNullOrZero) {
 const std::size_t kLengths[] = {1900, 1950, 2000, 2040, 2044, 2045, 2046, 2047, 2048, 2049, 4095, 4096, 5000};
 
 template <typename Text>
-void CheckCuts(std::size_t limit) {
+void CheckTruncation(std::size_t limit) {
   using Unit = typename Text::value_type;
   const std::wstring prefix = LineClock::TimeAndIds() + L"[Info] ";
   std::vector<std::size_t> lengths{std::begin(kLengths), std::end(kLengths)};
@@ -148,42 +148,34 @@ void CheckCuts(std::size_t limit) {
   for (const std::size_t length : lengths) {
     SCOPED_TRACE(length);
     RecordedSystem recorded;
-    // The last unit of each text differs, so that the cut shows.
+    // The last unit of each text differs, so that truncation shows.
     recorded.system.Write(LogLevel::Info, "file.cpp", 1, (Text(length - 1, Unit{'m'}) + Unit{'e'}).c_str());
     const std::wstring message = std::wstring(length - 1, L'm') + L'e';
     EXPECT_EQ(recorded.Line(), prefix + message.substr(0, limit) + L"\r\n");
   }
 }
 
-TEST(LogLine, CutsANarrowMessageWherePrefixAndMessageHold2045Units) {
+TEST(LogLine, TruncatesANarrowMessageAt2045UnitsWithItsPrefix) {
   const LineClock clock;
-  CheckCuts<std::string>(2045 - Prefix(LogLevel::Info).size());
+  CheckTruncation<std::string>(2045 - Prefix(LogLevel::Info).size());
 }
 
-TEST(LogLine, CutsAWideMessageEarlierByTheLengthOfThePrefix) {
+TEST(LogLine, TruncatesAWideMessageEarlierByTheLengthOfThePrefix) {
   const LineClock clock;
-  CheckCuts<std::wstring>(2045 - 2 * Prefix(LogLevel::Info).size());
+  CheckTruncation<std::wstring>(2045 - 2 * Prefix(LogLevel::Info).size());
 }
 
-TEST(LogLine, HasNothingButThePrefixForOneTwoByteSequence) {
+TEST(LogLine, LosesTheTailOfANarrowMessageThatIsNotAsciiButOfNoWideOne) {
   const LineClock clock;
-  RecordedSystem recorded;
-  recorded.system.Write(LogLevel::Info, "file.cpp", 1, "\xC3\xA9");
-  EXPECT_EQ(recorded.Line(), LineClock::TimeAndIds() + L"[Info] \r\n");
-}
-
-TEST(LogLine, LosesTheTailOfANarrowMessageThatIsNotAscii) {
-  const LineClock clock;
-  RecordedSystem recorded;
-  recorded.system.Write(LogLevel::Info, "file.cpp", 1, "na\xC3\xAFve text");
-  EXPECT_EQ(recorded.Line(), LineClock::TimeAndIds() + L"[Info] na\xEFve tex\r\n");
-}
-
-TEST(LogLine, KeepsAWideMessageThatIsNotAscii) {
-  const LineClock clock;
-  RecordedSystem recorded;
-  recorded.system.Write(LogLevel::Info, "file.cpp", 1, L"na\xEFve \x20AC");
-  EXPECT_EQ(recorded.Line(), LineClock::TimeAndIds() + L"[Info] na\xEFve \x20AC\r\n");
+  const auto line = [](const auto* text) {
+    RecordedSystem recorded;
+    recorded.system.Write(LogLevel::Info, "file.cpp", 1, text);
+    return recorded.Line();
+  };
+  const std::wstring prefix = LineClock::TimeAndIds() + L"[Info] ";
+  EXPECT_EQ(line("\xC3\xA9"), prefix + L"\r\n");
+  EXPECT_EQ(line("na\xC3\xAFve text"), prefix + L"na\xEFve tex\r\n");
+  EXPECT_EQ(line(L"na\xEFve \x20AC"), prefix + L"na\xEFve \x20AC\r\n");
 }
 
 TEST(LogLine, HasAnEmptyMessageIfItsConversionFails) {
@@ -214,8 +206,8 @@ TEST(LogLine, ShowsTheLocationAtOrBelowTheLocationLevel) {
   EXPECT_EQ(recorded.handler->wide, expected);
 }
 
-// What a line is for a location of any length: every piece is cut where the buffer of 2,048 units or
-// the message's own limit ends.
+// The line for a location of any length: each part is truncated at the end of the buffer of 2,048 units or
+// at the limit of the message.
 template <typename Unit>
 std::wstring ExpectedLine(std::size_t fileLength, std::size_t messageLength) {
   std::wstring line = LineClock::TimeAndIds() + std::wstring(fileLength, L'f') + L"(42) ";
@@ -239,11 +231,8 @@ void CheckLocationsOfEveryLength() {
   }
 }
 
-TEST(LogLine, HoldsALocationOfAnyLengthWithANarrowMessage) {
+TEST(LogLine, AcceptsALocationOfAnyLength) {
   CheckLocationsOfEveryLength<char>();
-}
-
-TEST(LogLine, HoldsALocationOfAnyLengthWithAWideMessage) {
   CheckLocationsOfEveryLength<wchar_t>();
 }
 

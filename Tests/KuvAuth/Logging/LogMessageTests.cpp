@@ -22,7 +22,7 @@ std::basic_string<Unit> Format(const Unit* format, ...) {
   return message;
 }
 
-TEST(FormatLogMessage, TakesTextOfItsOwnWidth) {
+TEST(FormatLogMessage, FormatsTextOfItsOwnWidth) {
   EXPECT_EQ(Format("%s|%S|%d|0x%08X", "narrow", L"wide", -7, 0xABCu), "narrow|wide|-7|0x00000ABC");
   EXPECT_EQ(Format(L"%s|%S|%d|0x%08X", L"wide", "narrow", -7, 0xABCu), L"wide|narrow|-7|0x00000ABC");
 }
@@ -32,7 +32,7 @@ TEST(FormatLogMessage, IsEmptyForAnEmptyFormat) {
   EXPECT_EQ(Format(L""), L"");
 }
 
-TEST(FormatLogMessage, CutsAt2047Units) {
+TEST(FormatLogMessage, TruncatesTo2047Units) {
   for (const std::size_t length : {2045u, 2046u, 2047u, 2048u, 2049u, 4095u, 4096u, 5000u}) {
     SCOPED_TRACE(length);
     const std::string narrow = std::string(length - 1, 'm') + 'e';
@@ -42,7 +42,7 @@ TEST(FormatLogMessage, CutsAt2047Units) {
   }
 }
 
-TEST(FormatLogMessage, IsEmptyIfTheFormatterRefuses) {
+TEST(FormatLogMessage, IsEmptyIfFormattingFails) {
   // An 8-bit text cannot take this character in the "C" locale.
   EXPECT_EQ(Format("before %S after", L"\x2603"), "");
   const std::string longStart(2000, 'x');
@@ -51,7 +51,7 @@ TEST(FormatLogMessage, IsEmptyIfTheFormatterRefuses) {
   EXPECT_EQ(Format(unfinished), L"");
 }
 
-TEST(FormatLogMessage, KeepsACutMessageThatHoldsANul) {
+TEST(FormatLogMessage, KeepsATruncatedMessageWithANul) {
   EXPECT_EQ(Format("ab%c%03000d", '\0', 1), "ab");
   EXPECT_EQ(Format(L"ab%c%03000d", L'\0', 1), L"ab");
 }
@@ -64,12 +64,12 @@ std::basic_string<Unit> WithLineEnd(std::size_t length) {
   return buffer;
 }
 
-TEST(AppendLineEnd, StandsBehindTheText) {
+TEST(AppendLineEnd, FollowsTheText) {
   EXPECT_EQ(WithLineEnd<char>(0), "\r\n");
   EXPECT_EQ(WithLineEnd<wchar_t>(3), L"###\r\n");
 }
 
-TEST(AppendLineEnd, IsCutAtTheEndOfTheBuffer) {
+TEST(AppendLineEnd, IsTruncatedAtTheEndOfTheBuffer) {
   EXPECT_EQ(WithLineEnd<char>(2045), std::string(2045, '#') + "\r\n");
   EXPECT_EQ(WithLineEnd<char>(2046), std::string(2046, '#') + "\r");
   EXPECT_EQ(WithLineEnd<char>(2047), std::string(2047, '#'));

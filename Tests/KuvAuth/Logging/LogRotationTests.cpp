@@ -1,6 +1,7 @@
 #include "KuvAuth/Logging/LogRotation.h"
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -21,7 +22,7 @@ using KuvTest::WriteFileBytes;
 
 using Names = std::vector<std::wstring>;
 
-// The live file always holds 2,048 bytes here, so that a limit of 2 rotates it and one of 3 does not.
+// The live file has 2,048 bytes, so a limit of 2 KB rotates it.
 class LogRotation : public ::testing::Test {
  protected:
   void Put(const wchar_t* name, std::string_view bytes) const { WriteFileBytes(folder.Path(name), bytes); }
@@ -35,7 +36,7 @@ class LogRotation : public ::testing::Test {
   DebuggerStream stream;
 };
 
-// Answers in place of the file system and writes the calls down.
+// Replaces the file system and records the calls.
 class RecordedFileCalls {
  public:
   RecordedFileCalls() {
@@ -68,128 +69,115 @@ class RecordedFileCalls {
   KuvTest::ImportHook<decltype(&::MoveFileExW)> move_{"MoveFileExW"};
 };
 
-TEST_F(LogRotation, MovesEachFileUpByOneAndDeletesTheOldest) {
-  PutLive();
-  Put(L"kuv01.log", "one");
-  Put(L"kuv02.log", "two");
-  Put(L"kuv03.log", "three");
-  Rotate(3);
-  EXPECT_EQ(folder.Names(), (Names{L"kuv01.log", L"kuv02.log", L"kuv03.log"}));
-  EXPECT_EQ(Get(L"kuv01.log"), std::string(2048, 'x'));
-  EXPECT_EQ(Get(L"kuv02.log"), "one");
-  EXPECT_EQ(Get(L"kuv03.log"), "two");
-}
+// The files "kuv.log" and "kuvNN.log" by name with their content, which the live file has for "live".
+using Files = std::map<std::wstring, std::string>;
 
-TEST_F(LogRotation, TellsTheDebuggerStreamPieceByPiece) {
-  PutLive();
-  Put(L"kuv01.log", "one");
-  Put(L"kuv02.log", "two");
-  Rotate(2);
-  EXPECT_EQ(stream.wide,
-            (Names{L"Deleting logfile ", folder.Path(L"kuv02.log"), L"\r\n", L"Rotating logfile ",
-                   folder.Path(L"kuv01.log"), L" -> ", folder.Path(L"kuv02.log"), L"\r\n"}));
-  EXPECT_TRUE(stream.narrow.empty());
-}
+struct RotationRow {
+  const char* name;
+  std::uint64_t maxCount;
+  Files before;
+  Files after;
+  std::vector<std::pair<const wchar_t*, const wchar_t*>>
+      steps;  // reported, with a null target for a deletion
+};
+const RotationRow kRotations[] = {
+    {"each file moves up by one and the oldest is deleted",
+     3,
+     {{L"kuv.log", "live"}, {L"kuv01.log", "one"}, {L"kuv02.log", "two"}, {L"kuv03.log", "three"}},
+     {{L"kuv01.log", "live"}, {L"kuv02.log", "one"}, {L"kuv03.log", "two"}},
+     {{L"kuv03.log", nullptr}, {L"kuv02.log", L"kuv03.log"}, {L"kuv01.log", L"kuv02.log"}}},
+    {"a count of two",
+     2,
+     {{L"kuv.log", "live"}, {L"kuv01.log", "one"}, {L"kuv02.log", "two"}},
+     {{L"kuv01.log", "live"}, {L"kuv02.log", "one"}},
+     {{L"kuv02.log", nullptr}, {L"kuv01.log", L"kuv02.log"}}},
+    {"the move of the live file is not reported", 3, {{L"kuv.log", "live"}}, {{L"kuv01.log", "live"}}, {}},
+    {"a count of one moves the live file only",
+     1,
+     {{L"kuv.log", "live"}, {L"kuv01.log", "one"}, {L"kuv02.log", "two"}},
+     {{L"kuv01.log", "live"}, {L"kuv02.log", "two"}},
+     {{L"kuv01.log", nullptr}}},
+    {"nothing moves without a live file",
+     2,
+     {{L"kuv01.log", "one"}, {L"kuv02.log", "two"}},
+     {{L"kuv01.log", "one"}, {L"kuv02.log", "two"}},
+     {}},
+    {"a gap moves up",
+     5,
+     {{L"kuv.log", "live"}, {L"kuv02.log", "two"}, {L"kuv04.log", "four"}},
+     {{L"kuv01.log", "live"}, {L"kuv03.log", "two"}, {L"kuv05.log", "four"}},
+     {{L"kuv04.log", L"kuv05.log"}, {L"kuv02.log", L"kuv03.log"}}},
+    {"a file above the count stays",
+     2,
+     {{L"kuv.log", "live"}, {L"kuv01.log", "one"}, {L"kuv03.log", "three"}},
+     {{L"kuv01.log", "live"}, {L"kuv02.log", "one"}, {L"kuv03.log", "three"}},
+     {{L"kuv01.log", L"kuv02.log"}}},
+};
 
-TEST_F(LogRotation, TellsTheLogNothing) {
-  PutLive();
-  Put(L"kuv01.log", "one");
-  const KuvTest::LogCapture log;
-  Rotate(2);
-  EXPECT_TRUE(log.RawLines().empty());
-  EXPECT_TRUE(log.NarrowTexts().empty());
-}
-
-TEST_F(LogRotation, TellsNothingOfTheMoveOfTheLiveFile) {
-  PutLive();
-  Rotate(3);
-  EXPECT_EQ(folder.Names(), (Names{L"kuv01.log"}));
-  EXPECT_TRUE(stream.wide.empty());
-}
-
-TEST_F(LogRotation, MovesOnlyTheLiveFileWithACountOfOne) {
-  PutLive();
-  Put(L"kuv01.log", "one");
-  Put(L"kuv02.log", "two");
-  Rotate(1);
-  EXPECT_EQ(folder.Names(), (Names{L"kuv01.log", L"kuv02.log"}));
-  EXPECT_EQ(Get(L"kuv01.log"), std::string(2048, 'x'));
-  EXPECT_EQ(Get(L"kuv02.log"), "two");
-  EXPECT_EQ(stream.wide, (Names{L"Deleting logfile ", folder.Path(L"kuv01.log"), L"\r\n"}));
-}
-
-TEST_F(LogRotation, LeavesAFileBelowTheLimit) {
-  for (const std::size_t size : {0u, 1u, 2047u}) {
-    Put(L"kuv.log", std::string(size, 'x'));
-    Rotate(3);
-    EXPECT_EQ(folder.Names(), (Names{L"kuv.log"})) << size;
+TEST(RotateLogFile, MovesFilesAndReportsToTheDebuggerStreamButNotToTheLog) {
+  const std::string live(2048, 'x');
+  for (const RotationRow& row : kRotations) {
+    SCOPED_TRACE(row.name);
+    const TempFolder folder;
+    const DebuggerStream stream;
+    const KuvTest::LogCapture log;
+    for (const auto& [name, content] : row.before)
+      WriteFileBytes(folder.Path(name), content == "live" ? live : content);
+    RotateLogFile(folder.Path(L"kuv.log"), 2, row.maxCount);
+    Files after;
+    for (const std::wstring& name : folder.Names()) {
+      const std::string content = ReadFileBytes(folder.Path(name));
+      after[name] = content == live ? "live" : content;
+    }
+    EXPECT_EQ(after, row.after);
+    Names pieces;
+    for (const auto& [from, to] : row.steps) {
+      const Names step =
+          to == nullptr ? Names{L"Deleting logfile ", folder.Path(from), L"\r\n"}
+                        : Names{L"Rotating logfile ", folder.Path(from), L" -> ", folder.Path(to), L"\r\n"};
+      pieces.insert(pieces.end(), step.begin(), step.end());
+    }
+    EXPECT_EQ(stream.wide, pieces);
+    EXPECT_TRUE(stream.narrow.empty());
+    EXPECT_TRUE(log.RawLines().empty());
+    EXPECT_TRUE(log.NarrowTexts().empty());
   }
 }
 
-TEST_F(LogRotation, RotatesAFileAtOrAboveTheLimit) {
-  for (const std::size_t size : {2048u, 2049u, 100000u}) {
+TEST_F(LogRotation, RotatesAFileAtOrAboveTheLimitOnly) {
+  for (const std::size_t size : {0u, 1u, 2047u, 2048u, 2049u, 100000u}) {
+    SCOPED_TRACE(size);
     Put(L"kuv.log", std::string(size, 'x'));
     Rotate(1);
-    EXPECT_EQ(folder.Names(), (Names{L"kuv01.log"})) << size;
-    EXPECT_EQ(Get(L"kuv01.log").size(), size);
+    const wchar_t* const name = size < 2048 ? L"kuv.log" : L"kuv01.log";
+    EXPECT_EQ(folder.Names(), (Names{name}));
+    EXPECT_EQ(Get(name).size(), size);
   }
-}
-
-TEST_F(LogRotation, TouchesNothingIfTheLiveFileIsMissing) {
-  Put(L"kuv01.log", "one");
-  Put(L"kuv02.log", "two");
-  Rotate(2);
-  EXPECT_EQ(folder.Names(), (Names{L"kuv01.log", L"kuv02.log"}));
-  EXPECT_EQ(Get(L"kuv02.log"), "two");
-}
-
-TEST_F(LogRotation, MovesAGapUp) {
-  PutLive();
-  Put(L"kuv02.log", "two");
-  Put(L"kuv04.log", "four");
-  Rotate(5);
-  EXPECT_EQ(folder.Names(), (Names{L"kuv01.log", L"kuv03.log", L"kuv05.log"}));
-  EXPECT_EQ(Get(L"kuv03.log"), "two");
-  EXPECT_EQ(Get(L"kuv05.log"), "four");
-  EXPECT_EQ(stream.wide, (Names{L"Rotating logfile ", folder.Path(L"kuv04.log"), L" -> ",
-                                folder.Path(L"kuv05.log"), L"\r\n", L"Rotating logfile ",
-                                folder.Path(L"kuv02.log"), L" -> ", folder.Path(L"kuv03.log"), L"\r\n"}));
-}
-
-TEST_F(LogRotation, NeverTouchesAFileAboveTheCount) {
-  PutLive();
-  Put(L"kuv01.log", "one");
-  Put(L"kuv03.log", "three");
-  Rotate(2);
-  EXPECT_EQ(folder.Names(), (Names{L"kuv01.log", L"kuv02.log", L"kuv03.log"}));
-  EXPECT_EQ(Get(L"kuv03.log"), "three");
 }
 
 TEST_F(LogRotation, LosesNoFileIfTheOldestCannotBeDeleted) {
-  PutLive();
-  Put(L"kuv01.log", "one");
-  Put(L"kuv02.log", "two");
-  ASSERT_NE(::SetFileAttributesW(folder.Path(L"kuv02.log").c_str(), FILE_ATTRIBUTE_READONLY), FALSE);
-  Rotate(2);
-  EXPECT_EQ(folder.Names(), (Names{L"kuv.log", L"kuv01.log", L"kuv02.log"}));
-  EXPECT_EQ(Get(L"kuv.log").size(), 2048u);
-  EXPECT_EQ(Get(L"kuv01.log"), "one");
+  const std::wstring oldest = folder.Path(L"kuv02.log");
+  for (const bool isFolder : {true, false}) {
+    SCOPED_TRACE(isFolder ? "a folder" : "a read-only file");
+    PutLive();
+    Put(L"kuv01.log", "one");
+    if (isFolder) {
+      ASSERT_NE(::CreateDirectoryW(oldest.c_str(), nullptr), FALSE);
+    } else {
+      ASSERT_NE(::RemoveDirectoryW(oldest.c_str()), FALSE);
+      Put(L"kuv02.log", "two");
+      ASSERT_NE(::SetFileAttributesW(oldest.c_str(), FILE_ATTRIBUTE_READONLY), FALSE);
+    }
+    Rotate(2);
+    EXPECT_EQ(folder.Names(), (Names{L"kuv.log", L"kuv01.log", L"kuv02.log"}));
+    EXPECT_EQ(Get(L"kuv.log").size(), 2048u);
+    EXPECT_EQ(Get(L"kuv01.log"), "one");
+    EXPECT_TRUE(stream.wide.empty());
+  }
   EXPECT_EQ(Get(L"kuv02.log"), "two");
-  EXPECT_TRUE(stream.wide.empty());
 }
 
-TEST_F(LogRotation, LosesNoFileIfAFolderIsInTheWay) {
-  PutLive();
-  Put(L"kuv01.log", "one");
-  ASSERT_NE(::CreateDirectoryW(folder.Path(L"kuv02.log").c_str(), nullptr), FALSE);
-  Rotate(2);
-  EXPECT_EQ(folder.Names(), (Names{L"kuv.log", L"kuv01.log", L"kuv02.log"}));
-  EXPECT_EQ(Get(L"kuv.log").size(), 2048u);
-  EXPECT_EQ(Get(L"kuv01.log"), "one");
-  EXPECT_TRUE(stream.wide.empty());
-}
-
-TEST_F(LogRotation, MovesAFolderLikeAFile) {
+TEST_F(LogRotation, MovesAFolderAsAFile) {
   PutLive();
   ASSERT_NE(::CreateDirectoryW(folder.Path(L"kuv01.log").c_str(), nullptr), FALSE);
   Rotate(2);
@@ -197,20 +185,13 @@ TEST_F(LogRotation, MovesAFolderLikeAFile) {
   EXPECT_EQ(Get(L"kuv01.log").size(), 2048u);
 }
 
-TEST_F(LogRotation, LeavesALiveFileThatCannotBeMoved) {
+TEST_F(LogRotation, KeepsALiveFileThatCannotBeMoved) {
   PutLive();
   const Kuv::UniqueFile held{::CreateFileW(folder.Path(L"kuv.log").c_str(), GENERIC_READ, FILE_SHARE_READ,
                                            nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr)};
   ASSERT_TRUE(held);
   Rotate(2);
   EXPECT_EQ(folder.Names(), (Names{L"kuv.log"}));
-}
-
-TEST_F(LogRotation, NumbersAPathWithoutADotAtItsEnd) {
-  RecordedFileCalls files;
-  files.size = 2048;
-  RotateLogFile(L"C:\\folder\\log", 2, 1);
-  EXPECT_EQ(files.calls, (Names{L"delete C:\\folder\\log01", L"C:\\folder\\log -> C:\\folder\\log01 8"}));
 }
 
 TEST_F(LogRotation, SplitsAtTheLastOfSeveralDots) {
@@ -230,7 +211,7 @@ TEST_F(LogRotation, SplitsAtTheDotOfAFolder) {
                                 folder.Path(L"a.b\\log") + L" -> " + folder.Path(L"a01.b\\log") + L" 8"}));
 }
 
-TEST_F(LogRotation, LeavesALiveFileWhoseNumberedNameLiesInNoFolder) {
+TEST_F(LogRotation, KeepsALiveFileWhoseNumberedPathHasNoFolder) {
   ASSERT_NE(::CreateDirectoryW(folder.Path(L"a.b").c_str(), nullptr), FALSE);
   PutLive(L"a.b\\log");
   Rotate(2, L"a.b\\log");
@@ -238,16 +219,17 @@ TEST_F(LogRotation, LeavesALiveFileWhoseNumberedNameLiesInNoFolder) {
   EXPECT_EQ(Get(L"a.b\\log").size(), 2048u);
 }
 
-TEST_F(LogRotation, TakesADotAtEitherEndOfThePath) {
+TEST_F(LogRotation, InsertsTheNumberAtTheLastDotOrTheEndOfThePath) {
   RecordedFileCalls files;
   files.size = 2048;
   RotateLogFile(L"log.", 2, 1);
   RotateLogFile(L".log", 2, 1);
-  EXPECT_EQ(files.calls,
-            (Names{L"delete log01.", L"log. -> log01. 8", L"delete 01.log", L".log -> 01.log 8"}));
+  RotateLogFile(L"C:\\folder\\log", 2, 1);
+  EXPECT_EQ(files.calls, (Names{L"delete log01.", L"log. -> log01. 8", L"delete 01.log", L".log -> 01.log 8",
+                                L"delete C:\\folder\\log01", L"C:\\folder\\log -> C:\\folder\\log01 8"}));
 }
 
-TEST_F(LogRotation, CallsThePlatformInItsOrderWithWriteThroughMoves) {
+TEST_F(LogRotation, CallsThePlatformInOrderWithWriteThroughMoves) {
   RecordedFileCalls files;
   files.size = 2048;
   RotateLogFile(L"C:\\kuv.log", 2, 3);
@@ -266,7 +248,7 @@ TEST_F(LogRotation, NumbersHaveTwoDigitsOrMore) {
   EXPECT_EQ(files.calls[100], L"kuv.log -> kuv01.log 8");
 }
 
-TEST_F(LogRotation, CountsTheHighHalfOfTheSize) {
+TEST_F(LogRotation, UsesBothHalvesOfTheSize) {
   RecordedFileCalls files;
   files.size = 0x1'0000'0000;
   RotateLogFile(L"kuv.log", 4194304, 1);
@@ -280,7 +262,7 @@ TEST_F(LogRotation, CountsTheHighHalfOfTheSize) {
   EXPECT_EQ(files.calls.size(), 2u);
 }
 
-TEST_F(LogRotation, TakesAFileThatCannotBeReadAsEmpty) {
+TEST_F(LogRotation, TreatsAnUnreadableFileAsEmpty) {
   RecordedFileCalls files;
   files.size = 1 << 30;
   files.HideTheFile();

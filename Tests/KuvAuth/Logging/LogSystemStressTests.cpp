@@ -25,7 +25,7 @@ using KuvTest::Together;
 constexpr int kThreads = 8;
 constexpr int kLinesPerThread = 5000;
 
-// Collects lines without a guard of its own, and notices a second call inside the first.
+// Collects lines without a lock and counts calls that overlap.
 struct CollectingHandler : Kuv::ILogHandler {
   virtual ~CollectingHandler() = default;
 
@@ -42,7 +42,7 @@ struct CollectingHandler : Kuv::ILogHandler {
   std::atomic<int> overlaps{0};
 };
 
-// Whether every line is whole, each thread's lines stand in their order and none is missing.
+// Checks that every line is complete, each thread's lines are in order and none is missing.
 void CheckLines(std::string_view text) {
   std::vector<int> next(kThreads, 0);
   while (!text.empty()) {
@@ -65,7 +65,7 @@ void CheckLines(std::string_view text) {
   EXPECT_EQ(next, std::vector<int>(kThreads, kLinesPerThread));
 }
 
-TEST(LogSystemStress, EightThreadsTearAndLoseNoLine) {
+TEST(LogSystemStress, EightThreadsWriteEveryLineCompletely) {
   const TempFolder folder;
   const std::wstring path = folder.Path(L"stress.log");
   const auto collector = std::make_shared<CollectingHandler>();
@@ -84,7 +84,7 @@ TEST(LogSystemStress, EightThreadsTearAndLoseNoLine) {
   EXPECT_TRUE(ReadFileBytes(path) == collector->bytes);
 }
 
-TEST(LogSystemStress, ManyThreadsMayLogWhileHandlersComeAndGo) {
+TEST(LogSystemStress, ManyThreadsCanLogWhileHandlersAreAddedAndRemoved) {
   Kuv::LogSystem system;
   const auto collector = std::make_shared<CollectingHandler>();
   const auto guest = std::make_shared<CollectingHandler>();
@@ -107,7 +107,7 @@ TEST(LogSystemStress, ManyThreadsMayLogWhileHandlersComeAndGo) {
   EXPECT_EQ(collector->overlaps + guest->overlaps, 0);
 }
 
-TEST(LogSystemStress, AnotherThreadMayLogAfterAHandlerThrew) {
+TEST(LogSystemStress, AnotherThreadCanLogAfterAHandlerThrows) {
   struct ThrowingHandler : Kuv::ILogHandler {
     virtual ~ThrowingHandler() = default;
     void LogWrite(LogLevel, const wchar_t*) override { throw 1; }
@@ -124,7 +124,7 @@ TEST(LogSystemStress, AnotherThreadMayLogAfterAHandlerThrew) {
   EXPECT_EQ(std::count(collector->bytes.begin(), collector->bytes.end(), '\n'), 2);
 }
 
-TEST(AllocationCounter, SeesEveryWayToAllocate) {
+TEST(AllocationCounter, CountsEveryKindOfAllocation) {
   AllocationCounter counter;
   const auto text = std::make_unique<std::string>(100, 'x');
   const std::size_t allocations = counter.Stop();

@@ -24,22 +24,22 @@ using KuvTest::RecordingHandler;
 
 using Events = std::vector<std::string>;
 
-// Tells each call, and its own end, to a list that several handlers share.
-class TellingHandler : public Kuv::ILogHandler {
+// Records each call and its destruction in a list that several handlers share.
+class EventHandler : public Kuv::ILogHandler {
  public:
-  TellingHandler(Events& events, std::string name) : events_(events), name_(std::move(name)) {}
-  virtual ~TellingHandler() { events_.push_back(name_ + " destroyed"); }
+  EventHandler(Events& events, std::string name) : events_(events), name_(std::move(name)) {}
+  virtual ~EventHandler() { events_.push_back(name_ + " destroyed"); }
 
-  void LogWrite(LogLevel, const wchar_t*) override { Tell("wide"); }
-  void LogWrite(LogLevel, const char*) override { Tell("narrow"); }
-  void Flush() override { Tell("flush"); }
+  void LogWrite(LogLevel, const wchar_t*) override { Record("wide"); }
+  void LogWrite(LogLevel, const char*) override { Record("narrow"); }
+  void Flush() override { Record("flush"); }
 
   bool throws = false;
 
  private:
-  void Tell(const char* call) {
+  void Record(const char* call) {
     events_.push_back(name_ + " " + call);
-    if (throws) throw std::runtime_error{"a handler's trouble"};
+    if (throws) throw std::runtime_error{"handler failed"};
   }
 
   Events& events_;
@@ -57,7 +57,7 @@ TEST(LogSystem, StartsEmptyAtInfoWithoutLocations) {
   EXPECT_TRUE(system.handlers.empty());
 }
 
-TEST(LogSystem, DropsTraceAndDebugUntilItsLowestLevelIsOne) {
+TEST(LogSystem, DropsTraceAndDebugUntilTheMinimumLevelIsTrace) {
   RecordedSystem recorded{LogLevel::Info};
   Write(recorded.system, LogLevel::Trace);
   Write(recorded.system, LogLevel::Debug);
@@ -76,22 +76,18 @@ TEST(LogSystem, ComparesLevelsSigned) {
   EXPECT_EQ(passed, (std::vector<int>{-2, 0, 3, 2147483647}));
 }
 
-TEST(LogSystem, WritesALineOfLevelSevenWithoutATag) {
+TEST(LogSystem, WritesNoTagForLevelSevenAndAnEmptyTagForLevelZero) {
   const LineClock clock;
-  RecordedSystem recorded{LogLevel::Critical};
-  Write(recorded.system, LogLevel{7});
-  EXPECT_EQ(recorded.Line(), LineClock::TimeAndIds() + L"text\r\n");
+  RecordedSystem plain{LogLevel::Critical};
+  Write(plain.system, LogLevel{7});
+  EXPECT_EQ(plain.Line(), LineClock::TimeAndIds() + L"text\r\n");
+  // Level 0 is not above the default location level, so the line has its location too.
+  RecordedSystem zero{LogLevel{0}};
+  Write(zero.system, LogLevel{0});
+  EXPECT_EQ(zero.Line(), LineClock::TimeAndIds() + L"file.cpp(1) [] text\r\n");
 }
 
-TEST(LogSystem, WritesALineOfLevelZeroWithAnEmptyTag) {
-  const LineClock clock;
-  RecordedSystem recorded{LogLevel{0}};
-  // Not above the location level of a new system, it also shows where it comes from.
-  Write(recorded.system, LogLevel{0});
-  EXPECT_EQ(recorded.Line(), LineClock::TimeAndIds() + L"file.cpp(1) [] text\r\n");
-}
-
-TEST(LogSystem, HandsEitherWidthOverAsWideText) {
+TEST(LogSystem, PassesEitherWidthOnAsWideText) {
   const LineClock clock;
   RecordedSystem recorded;
   recorded.system.Write(LogLevel::Info, "file.cpp", 1, "narrow");
@@ -103,8 +99,8 @@ TEST(LogSystem, HandsEitherWidthOverAsWideText) {
   EXPECT_TRUE(recorded.handler->narrow.empty());
 }
 
-TEST(LogSystem, WritesNothingForANullText) {
-  RecordedSystem recorded;
+TEST(LogSystem, DropsNullTextAndRawTextBelowTheMinimumLevel) {
+  RecordedSystem recorded{LogLevel::Info};
   const char* const narrow = nullptr;
   const wchar_t* const wide = nullptr;
   recorded.system.Write(LogLevel::Info, "file.cpp", 1, narrow);
@@ -113,11 +109,13 @@ TEST(LogSystem, WritesNothingForANullText) {
   recorded.system.WriteRaw(LogLevel::Info, wide);
   recorded.system.WriteUnfiltered(LogLevel::Info, narrow);
   recorded.system.WriteUnfiltered(LogLevel::Info, wide);
+  recorded.system.WriteRaw(LogLevel::Debug, "dropped");
+  recorded.system.WriteRaw(LogLevel::Debug, L"dropped");
   EXPECT_TRUE(recorded.handler->wide.empty());
   EXPECT_TRUE(recorded.handler->narrow.empty());
 }
 
-TEST(LogSystem, WritesRawTextAsItStands) {
+TEST(LogSystem, WritesRawTextUnchanged) {
   RecordedSystem recorded;
   const std::string longText(5000, 'n');
   recorded.system.WriteRaw(LogLevel::Info, "no line end");
@@ -131,14 +129,6 @@ TEST(LogSystem, WritesRawTextAsItStands) {
   EXPECT_EQ(recorded.handler->wide, wide);
 }
 
-TEST(LogSystem, FiltersRawText) {
-  RecordedSystem recorded{LogLevel::Info};
-  recorded.system.WriteRaw(LogLevel::Debug, "dropped");
-  recorded.system.WriteRaw(LogLevel::Debug, L"dropped");
-  EXPECT_TRUE(recorded.handler->narrow.empty());
-  EXPECT_TRUE(recorded.handler->wide.empty());
-}
-
 TEST(LogSystem, WritesUnfilteredTextWhateverItsLevel) {
   RecordedSystem recorded{LogLevel::Info};
   recorded.system.WriteUnfiltered(LogLevel{-9}, "narrow");
@@ -149,11 +139,11 @@ TEST(LogSystem, WritesUnfilteredTextWhateverItsLevel) {
   EXPECT_EQ(recorded.handler->wide, wide);
 }
 
-TEST(LogSystem, CallsItsHandlersInTheOrderOfAdding) {
+TEST(LogSystem, CallsItsHandlersInTheOrderTheyWereAdded) {
   Events events;
   Kuv::LogSystem system;
   for (const char* const name : {"c", "a", "b"})
-    system.AddHandler(std::make_shared<TellingHandler>(events, name));
+    system.AddHandler(std::make_shared<EventHandler>(events, name));
   Write(system);
   system.WriteRaw(LogLevel::Info, "text");
   system.WriteUnfiltered(LogLevel::Info, L"text");
@@ -162,16 +152,14 @@ TEST(LogSystem, CallsItsHandlersInTheOrderOfAdding) {
                             "a wide", "b wide", "c flush", "a flush", "b flush"}));
 }
 
-TEST(LogSystem, IgnoresAnEmptyHandler) {
+TEST(LogSystem, AcceptsAHandlerTwiceAndIgnoresNullAndUnknownHandlers) {
   RecordedSystem recorded;
   recorded.system.AddHandler(nullptr);
   EXPECT_EQ(recorded.system.handlers.size(), 1u);
   recorded.system.RemoveHandler(nullptr);
   EXPECT_EQ(recorded.system.handlers.size(), 1u);
-}
-
-TEST(LogSystem, TakesAHandlerTwice) {
-  RecordedSystem recorded;
+  recorded.system.RemoveHandler(std::make_shared<RecordingHandler>());
+  EXPECT_EQ(recorded.system.handlers.size(), 1u);
   recorded.system.AddHandler(recorded.handler);
   Write(recorded.system);
   EXPECT_EQ(recorded.handler->wide.size(), 2u);
@@ -180,22 +168,22 @@ TEST(LogSystem, TakesAHandlerTwice) {
 TEST(LogSystem, RemovesEveryEntryOfAHandlerAndKeepsTheOrderOfTheRest) {
   Events events;
   Kuv::LogSystem system;
-  const auto twice = std::make_shared<TellingHandler>(events, "twice");
+  const auto twice = std::make_shared<EventHandler>(events, "twice");
   system.AddHandler(twice);
-  system.AddHandler(std::make_shared<TellingHandler>(events, "first"));
+  system.AddHandler(std::make_shared<EventHandler>(events, "first"));
   system.AddHandler(twice);
-  system.AddHandler(std::make_shared<TellingHandler>(events, "second"));
+  system.AddHandler(std::make_shared<EventHandler>(events, "second"));
   system.RemoveHandler(twice);
   EXPECT_EQ(system.handlers.size(), 2u);
   Write(system);
   EXPECT_EQ(events, (Events{"first wide", "second wide"}));
 }
 
-TEST(LogSystem, RemovesAHandlerThatIsNamedByItsOwnEntry) {
+TEST(LogSystem, RemovesAHandlerGivenByAReferenceToItsEntry) {
   Events events;
   Kuv::LogSystem system;
-  system.AddHandler(std::make_shared<TellingHandler>(events, "twice"));
-  system.AddHandler(std::make_shared<TellingHandler>(events, "other"));
+  system.AddHandler(std::make_shared<EventHandler>(events, "twice"));
+  system.AddHandler(std::make_shared<EventHandler>(events, "other"));
   system.AddHandler(system.handlers.front());
   system.RemoveHandler(system.handlers.front());
   EXPECT_EQ(events, (Events{"twice destroyed"}));
@@ -204,19 +192,13 @@ TEST(LogSystem, RemovesAHandlerThatIsNamedByItsOwnEntry) {
   EXPECT_EQ(events.back(), "other wide");
 }
 
-TEST(LogSystem, LeavesAForeignHandlerAlone) {
-  RecordedSystem recorded;
-  recorded.system.RemoveHandler(std::make_shared<RecordingHandler>());
-  EXPECT_EQ(recorded.system.handlers.size(), 1u);
-}
-
-TEST(LogSystem, SharesTheOwnershipOfItsHandlers) {
+TEST(LogSystem, SharesOwnershipOfItsHandlers) {
   Events events;
-  auto kept = std::make_shared<TellingHandler>(events, "kept");
+  auto kept = std::make_shared<EventHandler>(events, "kept");
   {
     Kuv::LogSystem system;
     system.AddHandler(kept);
-    system.AddHandler(std::make_shared<TellingHandler>(events, "given"));
+    system.AddHandler(std::make_shared<EventHandler>(events, "given"));
     EXPECT_EQ(kept.use_count(), 2);
   }
   EXPECT_EQ(events, (Events{"given destroyed"}));
@@ -226,10 +208,10 @@ TEST(LogSystem, SharesTheOwnershipOfItsHandlers) {
 TEST(LogSystem, CallsTheNextHandlerAfterOneThatThrows) {
   Events events;
   Kuv::LogSystem system;
-  const auto first = std::make_shared<TellingHandler>(events, "first");
+  const auto first = std::make_shared<EventHandler>(events, "first");
   first->throws = true;
   system.AddHandler(first);
-  system.AddHandler(std::make_shared<TellingHandler>(events, "next"));
+  system.AddHandler(std::make_shared<EventHandler>(events, "next"));
   EXPECT_NO_THROW(Write(system));
   EXPECT_NO_THROW(system.WriteRaw(LogLevel::Info, "text"));
   EXPECT_NO_THROW(system.WriteUnfiltered(LogLevel::Info, L"text"));
@@ -238,7 +220,7 @@ TEST(LogSystem, CallsTheNextHandlerAfterOneThatThrows) {
                             "next wide", "first flush", "next flush"}));
 }
 
-// The calls that concern the lock of one log system, among the events that its handlers tell.
+// The lock calls of one log system, among the events of its handlers.
 class LockEvents {
  public:
   LockEvents() {
@@ -272,20 +254,20 @@ class LockEvents {
   KuvTest::ImportHook<decltype(&::DeleteCriticalSection)> delete_{"DeleteCriticalSection"};
 };
 
-TEST(LogSystemLock, IsMadeWithItsSpinCountAndReleasesHandlersInside) {
+TEST(LogSystemLock, IsCreatedWithItsSpinCountAndHeldWhileHandlersAreReleased) {
   LockEvents lock;
   {
     Kuv::LogSystem system;
-    system.AddHandler(std::make_shared<TellingHandler>(lock.events, "handler"));
+    system.AddHandler(std::make_shared<EventHandler>(lock.events, "handler"));
   }
   EXPECT_EQ(lock.events,
             (Events{"create 1000", "enter", "leave", "enter", "handler destroyed", "leave", "delete"}));
 }
 
-TEST(LogSystemLock, IsHeldOverTheCallsOfEveryOperation) {
+TEST(LogSystemLock, IsHeldDuringTheHandlerCallsOfEveryOperation) {
   LockEvents lock;
   Kuv::LogSystem system;
-  const auto handler = std::make_shared<TellingHandler>(lock.events, "handler");
+  const auto handler = std::make_shared<EventHandler>(lock.events, "handler");
   system.AddHandler(handler);
   const std::pair<std::function<void()>, Events> operations[] = {
       {[&] { Write(system); }, {"enter", "handler wide", "leave"}},
@@ -305,7 +287,7 @@ TEST(LogSystemLock, IsHeldOverTheCallsOfEveryOperation) {
   }
 }
 
-TEST(LogSystemLock, IsNotTakenForWhatIsDropped) {
+TEST(LogSystemLock, IsNotAcquiredForADroppedCall) {
   LockEvents lock;
   Kuv::LogSystem system;
   lock.events.clear();
@@ -317,10 +299,10 @@ TEST(LogSystemLock, IsNotTakenForWhatIsDropped) {
   EXPECT_EQ(lock.events, Events{});
 }
 
-TEST(LogSystemLock, IsFreeAfterAHandlerThrew) {
+TEST(LogSystemLock, IsReleasedAfterAHandlerThrows) {
   LockEvents lock;
   Kuv::LogSystem system;
-  const auto handler = std::make_shared<TellingHandler>(lock.events, "handler");
+  const auto handler = std::make_shared<EventHandler>(lock.events, "handler");
   handler->throws = true;
   system.AddHandler(handler);
   lock.events.clear();
@@ -328,17 +310,17 @@ TEST(LogSystemLock, IsFreeAfterAHandlerThrew) {
   EXPECT_EQ(lock.events, (Events{"enter", "handler wide", "leave"}));
 }
 
-TEST(LogSystemLock, IsFreeAfterAHandlerCouldNotBeAdded) {
+TEST(LogSystemLock, IsReleasedAfterAHandlerCouldNotBeAdded) {
   LockEvents lock;
   lock.events.reserve(100);
   Kuv::LogSystem system;
-  const auto handler = std::make_shared<TellingHandler>(lock.events, "handler");
+  const auto handler = std::make_shared<EventHandler>(lock.events, "handler");
   std::size_t entered = 0;
   std::size_t left = 0;
   KUV_IMPORT_HOOK(enter, EnterCriticalSection);
   KUV_IMPORT_HOOK(leave, LeaveCriticalSection);
   std::unique_ptr<KuvTest::AllocationCounter> counter;
-  // Between the two calls only the growing list allocates.
+  // Between the two calls, only the growing list allocates.
   enter.Answer([&](CRITICAL_SECTION*) {
     ++entered;
     counter = std::make_unique<KuvTest::AllocationCounter>(1);
@@ -354,7 +336,7 @@ TEST(LogSystemLock, IsFreeAfterAHandlerCouldNotBeAdded) {
   EXPECT_EQ(handler.use_count(), 1);
 }
 
-TEST(LogSystemLock, IsNotHeldWhileALineIsMade) {
+TEST(LogSystemLock, IsNotHeldWhileALineIsFormatted) {
   LockEvents lock;
   KUV_IMPORT_HOOK(clock, GetLocalTime);
   clock.Answer([&](SYSTEMTIME* time) {
@@ -362,7 +344,7 @@ TEST(LogSystemLock, IsNotHeldWhileALineIsMade) {
     *time = {};
   });
   Kuv::LogSystem system;
-  system.AddHandler(std::make_shared<TellingHandler>(lock.events, "handler"));
+  system.AddHandler(std::make_shared<EventHandler>(lock.events, "handler"));
   lock.events.clear();
   Write(system);
   EXPECT_EQ(lock.events, (Events{"clock", "enter", "handler wide", "leave"}));

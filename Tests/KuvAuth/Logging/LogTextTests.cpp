@@ -18,64 +18,44 @@ using KuvTest::LogCapture;
 using Narrow = std::vector<std::string>;
 using Wide = std::vector<std::wstring>;
 
-TEST(LogText, WritesTextThatEndsInALineFeedOnce) {
-  LogCapture log;
-  LogText(LogLevel::Info, "one\ntwo\n");
-  LogText(LogLevel::Info, L"one\r\ntwo\r\n");
-  EXPECT_EQ(log.NarrowTexts(), (Narrow{"one\ntwo\n"}));
-  EXPECT_EQ(log.RawLines(), (Wide{L"one\r\ntwo\r\n"}));
+TEST(LogText, AddsALineEndUnlessTheTextEndsInALineFeed) {
+  const std::string longText(100000, 'x');
+  const std::pair<std::string, Narrow> rows[] = {
+      {"one\ntwo\n", {"one\ntwo\n"}},
+      {"one\r\ntwo\r\n", {"one\r\ntwo\r\n"}},
+      {"\n", {"\n"}},
+      {"text", {"text", "\r\n"}},
+      {"\r", {"\r", "\r\n"}},
+      {"text\n\r", {"text\n\r", "\r\n"}},
+      {longText, {longText, "\r\n"}},
+      {"", {}},
+  };
+  for (const auto& [text, expected] : rows) {
+    SCOPED_TRACE(::testing::PrintToString(text.substr(0, 20)));
+    LogCapture log;
+    LogText(LogLevel::Info, text.c_str());
+    EXPECT_EQ(log.NarrowTexts(), expected);
+    EXPECT_TRUE(log.RawLines().empty());
+    log.Clear();
+    LogText(LogLevel::Info, std::wstring{text.begin(), text.end()}.c_str());
+    Wide wide;
+    for (const std::string& piece : expected) wide.emplace_back(piece.begin(), piece.end());
+    EXPECT_EQ(log.RawLines(), wide);
+    EXPECT_TRUE(log.NarrowTexts().empty());
+  }
 }
 
-TEST(LogText, WritesALineEndBehindAnyOtherText) {
-  LogCapture log;
-  LogText(LogLevel::Info, "text");
-  LogText(LogLevel::Info, L"text");
-  EXPECT_EQ(log.NarrowTexts(), (Narrow{"text", "\r\n"}));
-  EXPECT_EQ(log.RawLines(), (Wide{L"text", L"\r\n"}));
-}
-
-TEST(LogText, TakesTheLockForEachOfItsTwoWrites) {
+TEST(LogText, AcquiresTheLockForEachOfItsTwoWrites) {
   const LogCapture log;
   KUV_IMPORT_HOOK(enter, EnterCriticalSection);
   LogText(LogLevel::Info, "text");
   EXPECT_EQ(enter.CallCount(), 2u);
 }
 
-TEST(LogText, TakesACarriageReturnForNoLineEnd) {
-  LogCapture log;
-  LogText(LogLevel::Info, "\r");
-  LogText(LogLevel::Info, L"text\n\r");
-  EXPECT_EQ(log.NarrowTexts(), (Narrow{"\r", "\r\n"}));
-  EXPECT_EQ(log.RawLines(), (Wide{L"text\n\r", L"\r\n"}));
-}
-
-TEST(LogText, WritesALoneLineFeedOnce) {
-  LogCapture log;
-  LogText(LogLevel::Info, "\n");
-  LogText(LogLevel::Info, L"\n");
-  EXPECT_EQ(log.NarrowTexts(), (Narrow{"\n"}));
-  EXPECT_EQ(log.RawLines(), (Wide{L"\n"}));
-}
-
-TEST(LogText, CutsNothing) {
-  LogCapture log;
-  const std::string text(100000, 'x');
-  LogText(LogLevel::Info, text.c_str());
-  EXPECT_EQ(log.NarrowTexts(), (Narrow{text, "\r\n"}));
-}
-
-TEST(LogText, WritesNothingForNullOrEmptyText) {
-  LogCapture log;
+TEST(LogText, DropsNullAndWhatIsBelowTheMinimumLevel) {
+  LogCapture log{LogLevel::Info};
   LogText(LogLevel::Info, static_cast<const char*>(nullptr));
   LogText(LogLevel::Info, static_cast<const wchar_t*>(nullptr));
-  LogText(LogLevel::Info, "");
-  LogText(LogLevel::Info, L"");
-  EXPECT_TRUE(log.NarrowTexts().empty());
-  EXPECT_TRUE(log.RawLines().empty());
-}
-
-TEST(LogText, DropsWhatIsBelowTheLowestLevel) {
-  LogCapture log{LogLevel::Info};
   LogText(LogLevel::Debug, "dropped");
   LogText(LogLevel::Debug, L"dropped");
   EXPECT_TRUE(log.NarrowTexts().empty());
@@ -105,8 +85,8 @@ TEST(LogJson, WritesAScalarAsOneLine) {
   EXPECT_EQ(log.NarrowTexts()[0], "null\r\n");
 }
 
-TEST(LogJson, PutsASecondCarriageReturnBeforeALineFeedThatHasOne) {
-  // Of all that a value holds only a comment reaches the text with its own line ends.
+TEST(LogJson, AddsACarriageReturnBeforeEveryLineFeed) {
+  // Only a comment reaches the text with its own line ends.
   Json::Value value{7};
   value.setComment(std::string{"// first\r\n\n// second"}, Json::commentBefore);
   std::string expected;
@@ -118,7 +98,7 @@ TEST(LogJson, PutsASecondCarriageReturnBeforeALineFeedThatHasOne) {
   EXPECT_NE(expected.find("\r\r\n"), std::string::npos);
 }
 
-TEST(LogJson, DropsWhatIsBelowTheLowestLevel) {
+TEST(LogJson, DropsWhatIsBelowTheMinimumLevel) {
   LogCapture log{LogLevel::Info};
   LogJson(LogLevel::Debug, Json::Value{1});
   EXPECT_TRUE(log.NarrowTexts().empty());

@@ -30,7 +30,7 @@ class PlainLog : public ::testing::Test {
   DebuggerStream stream;
 };
 
-// A plain log that collects what would go to the file.
+// A plain log with a recording handler in place of the file.
 class RecordedPlainLog : public ::testing::Test {
  protected:
   RecordedPlainLog() {
@@ -48,24 +48,12 @@ TEST_F(PlainLog, StartsWithADebuggerHandlerThenAFileHandler) {
   ASSERT_EQ(g_plainLog->handlers.size(), 2u);
   EXPECT_NE(dynamic_cast<Kuv::DebugLogger*>(g_plainLog->handlers[0].get()), nullptr);
   EXPECT_NE(dynamic_cast<Kuv::FileLogger*>(g_plainLog->handlers[1].get()), nullptr);
+  EXPECT_EQ(g_logSystem, nullptr) << "the main log does not change";
 }
 
-TEST_F(PlainLog, LeavesTheMainLogAlone) {
-  StartPlainLog(path);
-  EXPECT_EQ(g_logSystem, nullptr);
-}
-
-TEST_F(PlainLog, DoesNotStartWithAnEmptyPath) {
+TEST_F(PlainLog, DoesNotStartWithoutAFile) {
   EXPECT_FALSE(StartPlainLog(L""));
   EXPECT_EQ(g_plainLog, nullptr);
-}
-
-TEST_F(PlainLog, IsInPlaceForAnEmptyPathOnceItRuns) {
-  ASSERT_TRUE(StartPlainLog(path));
-  EXPECT_TRUE(StartPlainLog(L""));
-}
-
-TEST_F(PlainLog, DoesNotStartIfTheFileCannotBeOpened) {
   EXPECT_FALSE(StartPlainLog(folder.Path(L"missing\\plain.log")));
   EXPECT_EQ(g_plainLog, nullptr);
 }
@@ -74,6 +62,7 @@ TEST_F(PlainLog, KeepsItsFirstFile) {
   ASSERT_TRUE(StartPlainLog(path));
   Kuv::LogSystem* const system = g_plainLog.get();
   EXPECT_TRUE(StartPlainLog(folder.Path(L"other.log")));
+  EXPECT_TRUE(StartPlainLog(L""));
   EXPECT_EQ(g_plainLog.get(), system);
   EXPECT_EQ(folder.Names(), (std::vector<std::wstring>{L"plain.log"}));
 }
@@ -95,7 +84,7 @@ TEST_F(PlainLog, WritesLinesWithoutAPrefix) {
   EXPECT_EQ(stream.wide, (std::vector<std::wstring>{L"wide narrow\r\n"}));
 }
 
-TEST_F(PlainLog, WritesNarrowBytesUnchangedAndNoWideTextThatIsNotAscii) {
+TEST_F(PlainLog, WritesNarrowTextUnchangedAndNoWideTextOutsideAscii) {
   StartPlainLog(path);
   PlainLogFormat("caf\xC3\xA9");
   PlainLogFormat(L"caf\xE9");
@@ -103,7 +92,7 @@ TEST_F(PlainLog, WritesNarrowBytesUnchangedAndNoWideTextThatIsNotAscii) {
   EXPECT_EQ(stream.wide, (std::vector<std::wstring>{L"caf\xE9\r\n"}));
 }
 
-TEST_F(PlainLog, DropsEveryCallUntilItRuns) {
+TEST_F(PlainLog, DropsEveryCallUntilItIsStarted) {
   PlainLogFormat("text");
   PlainLogFormat(L"text");
   // The formatter would read this as text.
@@ -123,12 +112,12 @@ TEST_F(PlainLog, StopFlushesAndClosesItsFile) {
   EXPECT_EQ(close.Calls(), (std::vector<std::tuple<HANDLE>>{{file}}));
 }
 
-TEST_F(PlainLog, StopDoesNothingIfItDoesNotRun) {
+TEST_F(PlainLog, StopDoesNothingIfItIsNotStarted) {
   StopPlainLog();
   EXPECT_EQ(g_plainLog, nullptr);
 }
 
-TEST_F(PlainLog, StartsAgainAfterItsStop) {
+TEST_F(PlainLog, CanBeStartedAgain) {
   StartPlainLog(path);
   PlainLogFormat("one");
   StopPlainLog();
@@ -137,7 +126,7 @@ TEST_F(PlainLog, StartsAgainAfterItsStop) {
   EXPECT_EQ(Content(), "one\r\ntwo\r\n");
 }
 
-TEST_F(RecordedPlainLog, PassesEveryFilter) {
+TEST_F(RecordedPlainLog, IgnoresTheMinimumLevel) {
   g_plainLog->minLevel = LogLevel::Critical;
   PlainLogFormat("narrow");
   PlainLogFormat(L"wide");
@@ -147,7 +136,7 @@ TEST_F(RecordedPlainLog, PassesEveryFilter) {
   EXPECT_EQ(static_cast<int>(handler->wide[0].first), 7);
 }
 
-TEST_F(RecordedPlainLog, CutsTextAndThenItsLineEnd) {
+TEST_F(RecordedPlainLog, TruncatesTextAndThenItsLineEnd) {
   for (const std::size_t length : {2044u, 2045u, 2046u, 2047u, 2048u, 2049u, 4095u, 4096u, 5000u}) {
     SCOPED_TRACE(length);
     handler->narrow.clear();
@@ -163,22 +152,17 @@ TEST_F(RecordedPlainLog, CutsTextAndThenItsLineEnd) {
   }
 }
 
-TEST_F(RecordedPlainLog, WritesALineEndForAnEmptyText) {
+TEST_F(RecordedPlainLog, WritesALineEndForAnEmptyTextAndNothingForANullFormat) {
+  const char* const narrow = nullptr;
+  const wchar_t* const wide = nullptr;
+  PlainLogFormat(narrow);
+  PlainLogFormat(wide);
   PlainLogFormat("%s", "");
   PlainLogFormat(L"%s", L"");
   ASSERT_EQ(handler->narrow.size(), 1u);
   ASSERT_EQ(handler->wide.size(), 1u);
   EXPECT_EQ(handler->narrow[0].second, "\r\n");
   EXPECT_EQ(handler->wide[0].second, L"\r\n");
-}
-
-TEST_F(RecordedPlainLog, SurvivesANullFormat) {
-  const char* const narrow = nullptr;
-  const wchar_t* const wide = nullptr;
-  PlainLogFormat(narrow);
-  PlainLogFormat(wide);
-  EXPECT_TRUE(handler->narrow.empty());
-  EXPECT_TRUE(handler->wide.empty());
 }
 
 }  // namespace

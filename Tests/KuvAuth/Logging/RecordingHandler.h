@@ -9,7 +9,7 @@
 
 namespace KuvTest {
 
-/// Collects what a log system hands to it.
+/// Records what a log system passes to it.
 struct RecordingHandler : Kuv::ILogHandler {
   virtual ~RecordingHandler() = default;
 
@@ -22,14 +22,14 @@ struct RecordingHandler : Kuv::ILogHandler {
   int flushes = 0;
 };
 
-/// A log system that passes everything above `minLevel` to one recording handler.
+/// A log system that passes everything at or above `minLevel` to one recording handler.
 struct RecordedSystem {
   explicit RecordedSystem(LogLevel minLevel = LogLevel::Trace) {
     system.minLevel = minLevel;
     system.AddHandler(handler);
   }
 
-  /// The only line so far, or a text that no line equals.
+  /// Returns the only line so far, or "not one line".
   std::wstring Line() const { return handler->wide.size() == 1 ? handler->wide[0].second : L"not one line"; }
 
   std::shared_ptr<RecordingHandler> handler = std::make_shared<RecordingHandler>();

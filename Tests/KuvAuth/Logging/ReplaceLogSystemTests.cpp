@@ -14,19 +14,19 @@ namespace {
 
 using Events = std::vector<std::string>;
 
-// Tells what it sees of the main log.
+// Records each call and whether the main log is still the watched one.
 class ObservingHandler : public Kuv::ILogHandler {
  public:
   ObservingHandler(Events& events, std::string name) : events_(events), name_(std::move(name)) {}
-  virtual ~ObservingHandler() { Tell("destroyed"); }
+  virtual ~ObservingHandler() { Record("destroyed"); }
   void LogWrite(LogLevel, const wchar_t*) override {}
   void LogWrite(LogLevel, const char*) override {}
-  void Flush() override { Tell("flush"); }
+  void Flush() override { Record("flush"); }
 
   const Kuv::LogSystem* watched = nullptr;
 
  private:
-  void Tell(const char* event) {
+  void Record(const char* event) {
     const char* const place = g_logSystem.get() == watched ? ", in place" : ", replaced";
     events_.push_back(name_ + " " + event + place);
   }
@@ -45,7 +45,7 @@ std::shared_ptr<Kuv::LogSystem> ObservedSystem(Events& events, std::initializer_
   return system;
 }
 
-TEST(ReplaceLogSystem, FlushesTheOldSystemAndDestroysItWhenTheNewOneIsInPlace) {
+TEST(ReplaceLogSystem, FlushesTheOldSystemAndDestroysItAfterTheNewOneIsInPlace) {
   Events events;
   const auto fresh = std::make_shared<Kuv::LogSystem>();
   g_logSystem = ObservedSystem(events, {"a", "b"});
@@ -57,7 +57,7 @@ TEST(ReplaceLogSystem, FlushesTheOldSystemAndDestroysItWhenTheNewOneIsInPlace) {
   g_logSystem.reset();
 }
 
-TEST(ReplaceLogSystem, LeavesAnOldSystemAliveThatHasAnotherOwner) {
+TEST(ReplaceLogSystem, DoesNotDestroyAnOldSystemWithAnotherOwner) {
   Events events;
   auto old = ObservedSystem(events, {"a"});
   g_logSystem = old;
@@ -85,7 +85,7 @@ TEST(ReplaceLogSystem, FlushesInsideTheOldSystemsLock) {
             (Events{"enter", "a flush, in place", "leave", "enter", "a destroyed, replaced", "leave"}));
 }
 
-TEST(ReplaceLogSystem, FlushesNothingOfTheNewSystem) {
+TEST(ReplaceLogSystem, DoesNotFlushTheNewSystem) {
   Events events;
   const auto fresh = ObservedSystem(events, {"a"});
   ReplaceLogSystem(fresh);

@@ -14,7 +14,7 @@ namespace {
 using KuvTest::LogCapture;
 using KuvTest::LogLines;
 
-TEST(LogSocketFailure, NamesTheOperationAndTheCode) {
+TEST(LogSocketFailure, LogsTheOperationAndTheCode) {
   KUV_IMPORT_HOOK(lastError, WSAGetLastError);
   lastError.Script({[] { return 10093; }, [] { return -1; }});
   LogCapture log;
@@ -24,7 +24,7 @@ TEST(LogSocketFailure, NamesTheOperationAndTheCode) {
                                    {LogLevel::Error, "Failure in socket operation 'getnameinfo' (-1)"}}));
 }
 
-TEST(LogSocketFailure, ReadsTheCodeBeforeAnythingElse) {
+TEST(LogSocketFailure, ReadsTheCodeBeforeItLogs) {
   std::vector<std::string> events;
   KUV_IMPORT_HOOK(lastError, WSAGetLastError);
   KUV_IMPORT_HOOK(clock, GetLocalTime);

@@ -18,7 +18,7 @@ using Events = std::vector<std::string>;
 
 const HANDLE kSource = reinterpret_cast<HANDLE>(std::uintptr_t{0x1234});
 
-// Plays the event log and checks what it is told.
+// Replaces the event log and checks its arguments.
 class EventLog : public ::testing::Test {
  protected:
   EventLog() {
@@ -28,20 +28,8 @@ class EventLog : public ::testing::Test {
       EXPECT_STREQ(source, L"Kuvant");
       return hasSource ? kSource : nullptr;
     });
-    reportWide_.Answer([this](HANDLE source, WORD type, WORD category, DWORD identifier, void* user,
-                              WORD count, DWORD size, const wchar_t** strings, void* data) {
-      events.push_back("report wide");
-      CheckReport(source, type, category, identifier, user, count, size, data);
-      wide.emplace_back(strings[0]);
-      return result;
-    });
-    reportNarrow_.Answer([this](HANDLE source, WORD type, WORD category, DWORD identifier, void* user,
-                                WORD count, DWORD size, const char** strings, void* data) {
-      events.push_back("report narrow");
-      CheckReport(source, type, category, identifier, user, count, size, data);
-      narrow.emplace_back(strings[0]);
-      return result;
-    });
+    reportWide_.Answer([this](auto... arguments) { return Report("report wide", wide, arguments...); });
+    reportNarrow_.Answer([this](auto... arguments) { return Report("report narrow", narrow, arguments...); });
     deregister_.Answer([this](HANDLE source) {
       events.push_back("deregister");
       EXPECT_EQ(source, kSource);
@@ -57,8 +45,10 @@ class EventLog : public ::testing::Test {
   BOOL result = TRUE;
 
  private:
-  void CheckReport(HANDLE source, WORD type, WORD category, DWORD identifier, const void* user, WORD count,
-                   DWORD size, const void* data) {
+  template <typename Texts, typename Unit>
+  BOOL Report(const char* event, Texts& texts, HANDLE source, WORD type, WORD category, DWORD identifier,
+              const void* user, WORD count, DWORD size, const Unit** strings, const void* data) {
+    events.push_back(event);
     EXPECT_EQ(source, kSource);
     types.push_back(type);
     EXPECT_EQ(category, 0u);
@@ -67,6 +57,8 @@ class EventLog : public ::testing::Test {
     EXPECT_EQ(count, 1u);
     EXPECT_EQ(size, 0u);
     EXPECT_EQ(data, nullptr);
+    texts.emplace_back(strings[0]);
+    return result;
   }
 
   KuvTest::ImportHook<decltype(&::RegisterEventSourceW)> register_{"RegisterEventSourceW"};
@@ -75,26 +67,22 @@ class EventLog : public ::testing::Test {
   KuvTest::ImportHook<decltype(&::DeregisterEventSource)> deregister_{"DeregisterEventSource"};
 };
 
-TEST_F(EventLog, TakesAWideEvent) {
+TEST_F(EventLog, RecordsAnEventOfEitherWidthWithoutALogSystem) {
   EXPECT_EQ(RecordSystemEvent(EVENTLOG_WARNING_TYPE, std::wstring{L"caf\xE9 100%"}), 1);
-  EXPECT_EQ(events, (Events{"register", "report wide", "deregister"}));
-  EXPECT_EQ(wide, (std::vector<std::wstring>{L"caf\xE9 100%"}));
-  EXPECT_EQ(types, (std::vector<WORD>{2}));
-}
-
-TEST_F(EventLog, TakesANarrowEvent) {
   EXPECT_EQ(RecordSystemEvent(EVENTLOG_ERROR_TYPE, std::string{"text 100%"}), 1);
-  EXPECT_EQ(events, (Events{"register", "report narrow", "deregister"}));
+  EXPECT_EQ(events,
+            (Events{"register", "report wide", "deregister", "register", "report narrow", "deregister"}));
+  EXPECT_EQ(wide, (std::vector<std::wstring>{L"caf\xE9 100%"}));
   EXPECT_EQ(narrow, (std::vector<std::string>{"text 100%"}));
-  EXPECT_EQ(types, (std::vector<WORD>{1}));
+  EXPECT_EQ(types, (std::vector<WORD>{2, 1}));
 }
 
-TEST_F(EventLog, TakesAnyTypeAsItIs) {
+TEST_F(EventLog, PassesAnyTypeOn) {
   for (const WORD type : {WORD{0}, WORD{0x10}, WORD{0xFFFF}}) RecordSystemEvent(type, std::string{"text"});
   EXPECT_EQ(types, (std::vector<WORD>{0, 0x10, 0xFFFF}));
 }
 
-TEST_F(EventLog, GivesThePlatformsResult) {
+TEST_F(EventLog, ReturnsThePlatformsResult) {
   for (const BOOL answer : {0, 1, 42, -1}) {
     result = answer;
     EXPECT_EQ(RecordSystemEvent(1, std::string{"text"}), answer);
@@ -108,19 +96,14 @@ TEST_F(EventLog, DeregistersAfterAFailedReport) {
   EXPECT_EQ(events, (Events{"register", "report wide", "deregister"}));
 }
 
-TEST_F(EventLog, TakesAnEmptyTextAsOneEmptyString) {
+TEST_F(EventLog, RecordsAnEmptyTextAsOneEmptyString) {
   EXPECT_EQ(RecordSystemEvent(1, std::wstring{}), 1);
   EXPECT_EQ(RecordSystemEvent(1, std::string{}), 1);
   EXPECT_EQ(wide, (std::vector<std::wstring>{L""}));
   EXPECT_EQ(narrow, (std::vector<std::string>{""}));
 }
 
-TEST_F(EventLog, IsToldWithoutALogSystem) {
-  EXPECT_EQ(RecordSystemEvent(1, std::wstring{L"text"}), 1);
-  EXPECT_EQ(wide.size(), 1u);
-}
-
-TEST_F(EventLog, StillShowsInTheLogIfThereIsNoSource) {
+TEST_F(EventLog, IsLoggedEvenWithoutASource) {
   hasSource = false;
   LogCapture log;
   EXPECT_EQ(RecordSystemEvent(1, std::string{"narrow"}), 0);
@@ -130,7 +113,7 @@ TEST_F(EventLog, StillShowsInTheLogIfThereIsNoSource) {
   EXPECT_EQ(events, (Events{"register", "register"}));
 }
 
-TEST_F(EventLog, ShowsInTheLogAsTextOfItsOwnWidth) {
+TEST_F(EventLog, IsLoggedAsTextOfItsOwnWidth) {
   LogCapture log;
   RecordSystemEvent(1, std::wstring{L"caf\xE9"});
   // The log loses the tail of an 8-bit text outside ASCII, the event does not.
@@ -140,7 +123,7 @@ TEST_F(EventLog, ShowsInTheLogAsTextOfItsOwnWidth) {
   EXPECT_EQ(narrow, (std::vector<std::string>{"caf\xC3\xA9"}));
 }
 
-TEST_F(EventLog, IsToldAfterTheLog) {
+TEST_F(EventLog, IsRecordedAfterItIsLogged) {
   KUV_IMPORT_HOOK(clock, GetLocalTime);
   clock.Answer([&](SYSTEMTIME* time) {
     events.push_back("log");

@@ -35,7 +35,7 @@ inline std::string SidText(PSID sid) {
   return ::ConvertSidToStringSidW(sid, text.Put()) == FALSE ? "no SID" : WideToUtf8(text.Get());
 }
 
-/// Takes a list apart; every entry is taken for one of the allowing or denying kind.
+/// Returns the entries of a list; treats every entry as an allowing or denying one.
 inline AclEntries ReadAcl(ACL* acl) {
   AclEntries entries;
   for (DWORD index = 0; acl != nullptr && index < acl->AceCount; ++index) {
@@ -48,14 +48,14 @@ inline AclEntries ReadAcl(ACL* acl) {
   return entries;
 }
 
-/// The list that the folder and the keys get, entry by entry: the creator for what lies below it, the
-/// local system, the administrators.
+/// Returns the list of the folder and the keys, entry by entry: the creator for what is below it, the local
+/// system, the administrators.
 inline AclEntries AdminOnlyEntries() {
   return {
       {"S-1-3-0", 0x000F003F, 0xA, 0}, {"S-1-5-18", 0x100F003F, 3, 0}, {"S-1-5-32-544", 0x100F003F, 3, 0}};
 }
 
-/// Checks every part of the administrators-only descriptor: its list, present and protected, and
+/// Checks every part of the administrators-only descriptor: it has its list, present and protected, and
 /// nothing else.
 inline void ExpectAdminOnly(SECURITY_DESCRIPTOR* descriptor) {
   ASSERT_NE(descriptor, nullptr);

@@ -29,8 +29,7 @@ using KuvTest::TempFolder;
 using Events = std::vector<std::string>;
 using Calls = std::vector<std::string>;
 
-// A machine whose common application data folder is a temporary one. The calls that protect are taken
-// apart while they run.
+// The common application data folder is a temporary one. The platform calls check their arguments.
 class ProtectedFolder : public ::testing::Test {
  protected:
   ProtectedFolder() {
@@ -68,8 +67,13 @@ class ProtectedFolder : public ::testing::Test {
   }
 
   std::wstring Kuvant() const { return folder.Path(L"Kuvant"); }
-  // The program's own folder, made past the hook.
-  void MakeFolder() const { ASSERT_NE(create.Original(Kuvant().c_str(), nullptr), FALSE); }
+  // The error line of a folder that cannot be created.
+  static LogLines CreateFailure(const std::wstring& path, int code) {
+    return {{LogLevel::Error, "Failure creating Kuv AppData folder " + WideToUtf8(path) +
+                                  " for filename 'kuv.log'. {error: " + std::to_string(code) + "}"}};
+  }
+  // Creates the folder without the hook.
+  void CreateFolder() const { ASSERT_NE(create.Original(Kuvant().c_str(), nullptr), FALSE); }
 
   TempFolder folder;
   std::wstring appDataPath = folder.Path();
@@ -90,34 +94,30 @@ bool IsFolder(const std::wstring& path) {
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
-TEST_F(ProtectedFolder, IsCreatedWithTheDescriptorIfItIsMissing) {
+TEST_F(ProtectedFolder, IsCreatedWithTheDescriptorIfItIsMissingButNotTheFile) {
   EXPECT_EQ(GetAppDataFilePath(L"kuv.log"), Kuvant() + L"\\kuv.log");
   EXPECT_EQ(events, (Events{"find", "create"}));
   EXPECT_TRUE(IsFolder(Kuvant()));
+  EXPECT_EQ(::GetFileAttributesW((Kuvant() + L"\\kuv.log").c_str()), INVALID_FILE_ATTRIBUTES);
   EXPECT_EQ(log.Lines(), LogLines{});
 }
 
 TEST_F(ProtectedFolder, IsProtectedOnEveryCallIfItExists) {
-  MakeFolder();
+  CreateFolder();
   EXPECT_EQ(GetAppDataFilePath(L"a.log"), Kuvant() + L"\\a.log");
   EXPECT_EQ(GetAppDataFilePath(L"b.log"), Kuvant() + L"\\b.log");
   EXPECT_EQ(events, (Events{"find", "protect", "find", "protect"}));
   EXPECT_EQ(log.Lines(), LogLines{});
 }
 
-TEST_F(ProtectedFolder, LeavesTheFileAlone) {
-  const std::wstring path = GetAppDataFilePath(L"kuv.log");
-  EXPECT_EQ(::GetFileAttributesW(path.c_str()), INVALID_FILE_ATTRIBUTES);
-}
-
-TEST_F(ProtectedFolder, GivesThePathOfAnyFileName) {
+TEST_F(ProtectedFolder, ReturnsThePathOfAnyFileName) {
   EXPECT_EQ(GetAppDataFilePath(L""), Kuvant() + L"\\");
   EXPECT_EQ(GetAppDataFilePath(L"caf\xE9 100%s.log"), Kuvant() + L"\\caf\xE9 100%s.log");
   const std::wstring longName(2000, L'x');
   EXPECT_EQ(GetAppDataFilePath(longName), Kuvant() + L"\\" + longName);
 }
 
-TEST_F(ProtectedFolder, FitsTheLongestApplicationDataFolder) {
+TEST_F(ProtectedFolder, AcceptsTheLongestApplicationDataFolder) {
   appDataPath = L"C:\\" + std::wstring(256, L'x');
   createAnswer = [] { return TRUE; };
   EXPECT_EQ(GetAppDataFilePath(L"kuv.log"), appDataPath + L"\\Kuvant\\kuv.log");
@@ -137,9 +137,9 @@ TEST_F(ProtectedFolder, FailsWithoutADescriptor) {
                        "{reason Failed to create security descriptor}"}}));
 }
 
-TEST_F(ProtectedFolder, LetsAnyOtherExceptionThrough) {
+TEST_F(ProtectedFolder, PassesAnyOtherExceptionOn) {
   KUV_IMPORT_HOOK(isValid, IsValidSecurityDescriptor);
-  isValid.Answer([](void*) -> BOOL { throw std::runtime_error{"trouble"}; });
+  isValid.Answer([](void*) -> BOOL { throw std::runtime_error{"failed"}; });
   EXPECT_THROW(GetAppDataFilePath(L"kuv.log"), std::runtime_error);
   EXPECT_EQ(log.Lines(), LogLines{});
 }
@@ -156,13 +156,13 @@ TEST_F(ProtectedFolder, FailsWithoutTheApplicationDataFolder) {
   EXPECT_FALSE(IsFolder(Kuvant()));
 }
 
-TEST_F(ProtectedFolder, TakesAPositiveResultForSuccess) {
+TEST_F(ProtectedFolder, TreatsAPositiveResultAsSuccess) {
   appDataResult = S_FALSE;
   EXPECT_EQ(GetAppDataFilePath(L"kuv.log"), Kuvant() + L"\\kuv.log");
 }
 
-TEST_F(ProtectedFolder, IsUsedIfItCannotBeProtected) {
-  MakeFolder();
+TEST_F(ProtectedFolder, IsUsedEvenIfItCannotBeProtected) {
+  CreateFolder();
   protectStatus = ERROR_ACCESS_DENIED;
   EXPECT_EQ(GetAppDataFilePath(L"kuv.log"), Kuvant() + L"\\kuv.log");
   EXPECT_EQ(
@@ -177,31 +177,25 @@ TEST_F(ProtectedFolder, FailsIfItCannotBeCreated) {
     return FALSE;
   };
   EXPECT_EQ(GetAppDataFilePath(L"kuv.log"), L"");
-  EXPECT_EQ(log.Lines(),
-            (LogLines{{LogLevel::Error, "Failure creating Kuv AppData folder " + WideToUtf8(Kuvant()) +
-                                            " for filename 'kuv.log'. {error: 5}"}}));
+  EXPECT_EQ(log.Lines(), CreateFailure(Kuvant(), 5));
 }
 
-TEST_F(ProtectedFolder, FailsIfAPlainFileHasItsName) {
+TEST_F(ProtectedFolder, FailsIfAFileHasItsName) {
   KuvTest::WriteFileBytes(Kuvant(), "a file");
   EXPECT_EQ(GetAppDataFilePath(L"kuv.log"), L"");
   EXPECT_EQ(events, (Events{"find", "create"}));
-  EXPECT_EQ(log.Lines(),
-            (LogLines{{LogLevel::Error, "Failure creating Kuv AppData folder " + WideToUtf8(Kuvant()) +
-                                            " for filename 'kuv.log'. {error: 183}"}}));
+  EXPECT_EQ(log.Lines(), CreateFailure(Kuvant(), 183));
   EXPECT_EQ(KuvTest::ReadFileBytes(Kuvant()), "a file");
 }
 
-TEST_F(ProtectedFolder, IsMadeOneLevelDeepOnly) {
+TEST_F(ProtectedFolder, IsCreatedOnlyOneLevelDeep) {
   appDataPath = folder.Path(L"missing");
   EXPECT_EQ(GetAppDataFilePath(L"kuv.log"), L"");
-  EXPECT_EQ(log.Lines(),
-            (LogLines{{LogLevel::Error, "Failure creating Kuv AppData folder " + WideToUtf8(appDataPath) +
-                                            "\\Kuvant for filename 'kuv.log'. {error: 3}"}}));
+  EXPECT_EQ(log.Lines(), CreateFailure(appDataPath + L"\\Kuvant", 3));
 }
 
-TEST_F(ProtectedFolder, ReleasesTheDescriptorOnEveryWay) {
-  const std::pair<const char*, std::function<void()>> ways[] = {
+TEST_F(ProtectedFolder, ReleasesTheDescriptorOnEveryPath) {
+  const std::pair<const char*, std::function<void()>> paths[] = {
       {"created", [] {}},
       {"protected", [] {}},
       {"not protected", [this] { protectStatus = ERROR_ACCESS_DENIED; }},
@@ -213,7 +207,7 @@ TEST_F(ProtectedFolder, ReleasesTheDescriptorOnEveryWay) {
          createAnswer = [] { return FALSE; };
        }},
   };
-  for (const auto& [name, prepare] : ways) {
+  for (const auto& [name, prepare] : paths) {
     SCOPED_TRACE(name);
     prepare();
     SecurityCalls platform;
@@ -224,7 +218,7 @@ TEST_F(ProtectedFolder, ReleasesTheDescriptorOnEveryWay) {
             (Events{"find", "create", "find", "protect", "find", "protect", "find", "find", "create"}));
 }
 
-TEST_F(ProtectedFolder, IsFoundOnlyWithADescriptorInHand) {
+TEST_F(ProtectedFolder, IsLookedUpAfterTheDescriptorIsCreated) {
   KUV_IMPORT_HOOK(isValid, IsValidSecurityDescriptor);
   isValid.Answer([&](void* descriptor) {
     events.push_back("descriptor");

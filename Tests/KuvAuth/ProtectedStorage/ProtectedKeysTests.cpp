@@ -28,7 +28,7 @@ using Events = std::vector<std::string>;
 constexpr char kLocal[] = "Software\\Kuvant\\KuvCredProv";
 constexpr char kPolicy[] = "Software\\Policies\\Kuvant\\KuvCredProv";
 
-// The calls that protect a key, in their order. A key is told by the path with which it was opened.
+// Records the calls that protect a key. A key is identified by the path with which it was opened.
 class ProtectedKeys : public ::testing::Test {
  protected:
   ProtectedKeys() {
@@ -65,6 +65,7 @@ class ProtectedKeys : public ::testing::Test {
     return {};
   }
 
+  static Events Opened(const std::string& path) { return {"open " + path}; }
   static Events Protected(const std::string& path) {
     return {"open " + path, "protect " + path, "close " + path};
   }
@@ -85,15 +86,47 @@ Events operator+(Events events, const Events& more) {
   return events;
 }
 
-TEST_F(ProtectedKeys, AreBothProtectedInSilence) {
-  registry.Local().Create();
-  registry.Policy().Create();
-  EXPECT_TRUE(ProtectSettingsKeys());
-  EXPECT_EQ(events, Protected(kLocal) + Protected(kPolicy));
-  EXPECT_EQ(log.Lines(), LogLines{});
+struct KeysRow {
+  const char* name;
+  bool localExists;
+  bool policyExists;
+  LSTATUS openStatus;
+  const char* protectFailing;
+  Events events;
+  LogLines lines;
+};
+
+TEST_F(ProtectedKeys, AreBothProtectedAndOnlyAMissingPolicyKeyIsNotLogged) {
+  const auto info = [](const std::string& text) { return LogLines{{LogLevel::Info, text}}; };
+  const KeysRow rows[] = {
+      {"both", true, true, 0, "", Protected(kLocal) + Protected(kPolicy), {}},
+      {"no policy key", true, false, 0, "", Protected(kLocal) + Opened(kPolicy), {}},
+      {"no local key", false, true, 0, "", Opened(kLocal) + Protected(kPolicy),
+       info("RegOpenKeyEx Error 2 for key Software\\Kuvant\\KuvCredProv")},
+      {"both denied", true, true, ERROR_ACCESS_DENIED, "", Opened(kLocal) + Opened(kPolicy),
+       info("RegOpenKeyEx Error 5 for key Software\\Kuvant\\KuvCredProv")},
+      {"local key not protected", true, true, 0, kLocal, Protected(kLocal) + Protected(kPolicy),
+       info("RegSetKeySecurity Error 5 for key Software\\Kuvant\\KuvCredProv")},
+      {"policy key not protected", true, true, 0, kPolicy, Protected(kLocal) + Protected(kPolicy),
+       info("RegSetKeySecurity Error 5 for key Software\\Policies\\Kuvant\\KuvCredProv")},
+  };
+  for (const KeysRow& row : rows) {
+    SCOPED_TRACE(row.name);
+    if (row.localExists) registry.Local().Create();
+    if (row.policyExists) registry.Policy().Create();
+    openStatus = row.openStatus;
+    protectFailing = row.protectFailing;
+    events.clear();
+    log.Clear();
+    EXPECT_EQ(ProtectSettingsKeys(), std::string{row.name} == "both");
+    EXPECT_EQ(events, row.events);
+    EXPECT_EQ(log.Lines(), row.lines);
+    if (row.localExists) registry.Local().Delete();
+    if (row.policyExists) registry.Policy().Delete();
+  }
 }
 
-TEST_F(ProtectedKeys, CarryTheListAfterwards) {
+TEST_F(ProtectedKeys, HaveTheAccessListAfterwards) {
   registry.Local().Create();
   registry.Policy().Create();
   ASSERT_TRUE(ProtectSettingsKeys());
@@ -112,50 +145,6 @@ TEST_F(ProtectedKeys, CarryTheListAfterwards) {
   }
 }
 
-TEST_F(ProtectedKeys, MissThePolicyKeyInSilence) {
-  registry.Local().Create();
-  EXPECT_FALSE(ProtectSettingsKeys());
-  EXPECT_EQ(events, Protected(kLocal) + Events{std::string{"open "} + kPolicy});
-  EXPECT_EQ(log.Lines(), LogLines{});
-}
-
-TEST_F(ProtectedKeys, MissTheLocalKeyWithALineAndGoOn) {
-  registry.Policy().Create();
-  EXPECT_FALSE(ProtectSettingsKeys());
-  EXPECT_EQ(events, Events{std::string{"open "} + kLocal} + Protected(kPolicy));
-  EXPECT_EQ(log.Lines(),
-            (LogLines{{LogLevel::Info, "RegOpenKeyEx Error 2 for key Software\\Kuvant\\KuvCredProv"}}));
-}
-
-TEST_F(ProtectedKeys, TellTheCodeOfTheLocalKeyOnly) {
-  openStatus = ERROR_ACCESS_DENIED;
-  EXPECT_FALSE(ProtectSettingsKeys());
-  EXPECT_EQ(events, (Events{std::string{"open "} + kLocal, std::string{"open "} + kPolicy}));
-  EXPECT_EQ(log.Lines(),
-            (LogLines{{LogLevel::Info, "RegOpenKeyEx Error 5 for key Software\\Kuvant\\KuvCredProv"}}));
-}
-
-TEST_F(ProtectedKeys, TellIfTheLocalKeyCannotBeProtectedAndGoOn) {
-  registry.Local().Create();
-  registry.Policy().Create();
-  protectFailing = kLocal;
-  EXPECT_FALSE(ProtectSettingsKeys());
-  EXPECT_EQ(events, Protected(kLocal) + Protected(kPolicy));
-  EXPECT_EQ(log.Lines(),
-            (LogLines{{LogLevel::Info, "RegSetKeySecurity Error 5 for key Software\\Kuvant\\KuvCredProv"}}));
-}
-
-TEST_F(ProtectedKeys, TellIfThePolicyKeyCannotBeProtected) {
-  registry.Local().Create();
-  registry.Policy().Create();
-  protectFailing = kPolicy;
-  EXPECT_FALSE(ProtectSettingsKeys());
-  EXPECT_EQ(events, Protected(kLocal) + Protected(kPolicy));
-  EXPECT_EQ(log.Lines(),
-            (LogLines{{LogLevel::Info,
-                       "RegSetKeySecurity Error 5 for key Software\\Policies\\Kuvant\\KuvCredProv"}}));
-}
-
 TEST_F(ProtectedKeys, AreNotOpenedWithoutADescriptor) {
   registry.Local().Create();
   SecurityCalls platform;
@@ -169,9 +158,9 @@ TEST_F(ProtectedKeys, AreNotOpenedWithoutADescriptor) {
                  "Unable to create security descriptor: Failed to create security descriptor"}}));
 }
 
-TEST_F(ProtectedKeys, LetAnyOtherExceptionThrough) {
+TEST_F(ProtectedKeys, PassAnyOtherExceptionOn) {
   KUV_IMPORT_HOOK(isValid, IsValidSecurityDescriptor);
-  isValid.Answer([](void*) -> BOOL { throw std::runtime_error{"trouble"}; });
+  isValid.Answer([](void*) -> BOOL { throw std::runtime_error{"failed"}; });
   EXPECT_THROW(ProtectSettingsKeys(), std::runtime_error);
   EXPECT_EQ(events, Events{});
   EXPECT_EQ(log.Lines(), LogLines{});

@@ -10,8 +10,8 @@
 
 namespace KuvTest {
 
-/// The platform calls that make and release a security descriptor, in the order in which they come.
-/// Each goes on to the platform, save for the one that is to fail.
+/// Records the platform calls that create and release a security descriptor, in order, and passes each on
+/// except for the one that is to fail.
 class SecurityCalls {
  public:
   SecurityCalls() {
@@ -77,12 +77,12 @@ class SecurityCalls {
     });
   }
 
-  /// Lets the call of this number (the first is 1) fail.
+  /// Lets the n-th call (the first is 1) fail.
   void Fail(std::size_t call) { failing_ = call; }
 
   DWORD failureCode = 1314;
   std::vector<std::string> calls;
-  /// The releases, each with the number of the block in the order of making.
+  /// The releases, each with the number of its block in the order of creation.
   std::vector<std::string> releases;
   std::vector<EXPLICIT_ACCESS_W> entries;
   std::vector<std::string> sids;

@@ -38,7 +38,7 @@ TEST(SecurityDescriptor, StartsEmpty) {
   EXPECT_EQ(object.descriptor.Dacl, nullptr);
 }
 
-TEST(SecurityDescriptor, AdmitsSystemAdministratorsAndTheCreatorBelow) {
+TEST(SecurityDescriptor, GrantsAccessToSystemAdministratorsAndTheCreatorBelow) {
   CSecurityDescriptor object;
   SECURITY_DESCRIPTOR* const descriptor = object.GetAdminOnlyDescriptor();
   EXPECT_EQ(descriptor, &object.descriptor);
@@ -46,7 +46,7 @@ TEST(SecurityDescriptor, AdmitsSystemAdministratorsAndTheCreatorBelow) {
   ExpectAdminOnly(descriptor);
 }
 
-TEST(SecurityDescriptor, HoldsItsParts) {
+TEST(SecurityDescriptor, OwnsItsParts) {
   CSecurityDescriptor object;
   object.GetAdminOnlyDescriptor();
   EXPECT_TRUE(object.initialised);
@@ -55,7 +55,7 @@ TEST(SecurityDescriptor, HoldsItsParts) {
   EXPECT_EQ(KuvTest::SidText(object.administratorsSid), "S-1-5-32-544");
 }
 
-TEST(SecurityDescriptor, HandsThreeEntriesToThePlatformInOrder) {
+TEST(SecurityDescriptor, PassesThreeEntriesToThePlatformInOrder) {
   SecurityCalls platform;
   CSecurityDescriptor object;
   object.GetAdminOnlyDescriptor();
@@ -82,23 +82,16 @@ TEST(SecurityDescriptor, HandsThreeEntriesToThePlatformInOrder) {
   }
 }
 
-TEST(SecurityDescriptor, CallsThePlatformInItsOrderAndLogsNothing) {
+TEST(SecurityDescriptor, CallsThePlatformInOrderOnceAndLogsNothing) {
   SecurityCalls platform;
   const LogCapture log;
   CSecurityDescriptor object;
-  object.GetAdminOnlyDescriptor();
-  EXPECT_EQ(platform.calls, kAllCalls);
-  EXPECT_EQ(log.Lines(), LogLines{});
-}
-
-TEST(SecurityDescriptor, CallsNothingForASecondRequest) {
-  SecurityCalls platform;
-  CSecurityDescriptor object;
   SECURITY_DESCRIPTOR* const first = object.GetAdminOnlyDescriptor();
-  platform.calls.clear();
+  EXPECT_EQ(platform.calls, kAllCalls);
   EXPECT_EQ(object.GetAdminOnlyDescriptor(), first);
-  EXPECT_EQ(platform.calls, Calls{});
+  EXPECT_EQ(platform.calls, kAllCalls);
   EXPECT_EQ(platform.releases, Calls{});
+  EXPECT_EQ(log.Lines(), LogLines{});
 }
 
 TEST(SecurityDescriptor, ReleasesItsPartsInOrder) {
@@ -108,11 +101,11 @@ TEST(SecurityDescriptor, ReleasesItsPartsInOrder) {
     object.GetAdminOnlyDescriptor();
     EXPECT_EQ(platform.releases, Calls{});
   }
-  // Made: creator, system, administrators, list.
+  // In the order of creation: creator, system, administrators, list.
   EXPECT_EQ(platform.releases, (Calls{"FreeSid 1", "LocalFree 2", "FreeSid 3", "LocalFree 4"}));
 }
 
-TEST(SecurityDescriptor, CallsNothingIfItEndsUnbuilt) {
+TEST(SecurityDescriptor, CallsNothingIfDestroyedUnused) {
   SecurityCalls platform;
   KUV_IMPORT_HOOK(freeSid, FreeSid);
   KUV_IMPORT_HOOK(localFree, LocalFree);
@@ -123,7 +116,7 @@ TEST(SecurityDescriptor, CallsNothingIfItEndsUnbuilt) {
 
 struct FailureRow {
   const char* name;
-  std::size_t call;  ///< the one that fails, counted from 1
+  std::size_t call;  ///< the one that fails; the first is 1
   LogLines lines;
   Calls releases;
 };
@@ -134,7 +127,7 @@ void PrintTo(const FailureRow& row, std::ostream* out) {
 
 class SecurityDescriptorFailure : public ::testing::TestWithParam<FailureRow> {};
 
-TEST_P(SecurityDescriptorFailure, LogsCallsNoFurtherThrowsAndReleases) {
+TEST_P(SecurityDescriptorFailure, LogsStopsThrowsAndReleases) {
   const FailureRow& row = GetParam();
   SecurityCalls platform;
   platform.Fail(row.call);
@@ -202,7 +195,7 @@ const FailureRow kFailures[] = {
 INSTANTIATE_TEST_SUITE_P(EachCall, SecurityDescriptorFailure, ::testing::ValuesIn(kFailures),
                          [](const auto& row) { return std::string{row.param.name}; });
 
-TEST(SecurityDescriptor, PrintsAnErrorCodeSigned) {
+TEST(SecurityDescriptor, LogsAnErrorCodeAsSigned) {
   SecurityCalls platform;
   platform.failureCode = 0x80070005;
   platform.Fail(5);
@@ -213,7 +206,7 @@ TEST(SecurityDescriptor, PrintsAnErrorCodeSigned) {
             Warning("CSecurityDescriptor::GetAdminOnlyDescriptor SetEntriesInAcl Error -2147024891"));
 }
 
-TEST(SecurityDescriptor, ThrowsWithoutALogAsWell) {
+TEST(SecurityDescriptor, ThrowsEvenWithoutALog) {
   SecurityCalls platform;
   platform.Fail(1);
   CSecurityDescriptor object;

@@ -24,7 +24,7 @@ constexpr std::uint64_t kLargest = 18446744073709551615ull;
 
 const LogLine kClosed{LogLevel::Trace, "closed"};
 
-// Shows in the log where the virtual close stands among the other lines.
+// Logs each close, so that its place among the other lines shows.
 class ClosingRegistry : public Registry {
  public:
   LSTATUS CloseKey(HKEY key) override {
@@ -35,7 +35,7 @@ class ClosingRegistry : public Registry {
 
 class RegistryQword : public ::testing::Test {
  protected:
-  // Writes and gives the text of the exception, which has to be of this type.
+  // Writes and returns the message of the exception, which must be of this type.
   template <typename Exception>
   std::string FailToWrite(const wchar_t* path, const wchar_t* name) {
     try {
@@ -62,7 +62,7 @@ class RegistryQword : public ::testing::Test {
   IRegistry& registry = platform;
 };
 
-TEST_F(RegistryQword, WritesEightBytesAndMakesTheKey) {
+TEST_F(RegistryQword, WritesEightBytesAndCreatesTheKey) {
   registry.WriteQword(HKEY_LOCAL_MACHINE, kPath, kName, 0x0102030405060708ull);
   DWORD type = 0;
   EXPECT_EQ(key.GetBytes(kName, type), (std::vector<std::uint8_t>{8, 7, 6, 5, 4, 3, 2, 1}));
@@ -89,23 +89,23 @@ TEST_F(RegistryQword, WriteIsLoggedAfterTheKeyIsClosed) {
             (LogLines{kClosed, {LogLevel::Debug, "WriteQword wrote 18446744073709551615 for key Number"}}));
 }
 
-TEST_F(RegistryQword, WriteRefusesANullPath) {
-  EXPECT_EQ(FailToWrite<std::invalid_argument>(nullptr, kName), "keyPath");
-  EXPECT_EQ(log.Lines(), (LogLines{{LogLevel::Error, "Invalid argument: keyPath is NULL"}}));
+TEST_F(RegistryQword, WriteRejectsANullNameAndChecksThePathFirst) {
+  const struct {
+    const wchar_t* path;
+    const wchar_t* name;
+    const char* argument;
+  } rows[] = {{nullptr, kName, "keyPath"}, {kPath, nullptr, "valueName"}, {nullptr, nullptr, "keyPath"}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.argument);
+    log.Clear();
+    EXPECT_EQ(FailToWrite<std::invalid_argument>(row.path, row.name), row.argument);
+    const std::string line = std::string{"Invalid argument: "} + row.argument + " is NULL";
+    EXPECT_EQ(log.Lines(), (LogLines{{LogLevel::Error, line}}));
+    EXPECT_FALSE(key.Exists());
+  }
 }
 
-TEST_F(RegistryQword, WriteRefusesANullName) {
-  EXPECT_EQ(FailToWrite<std::invalid_argument>(kPath, nullptr), "valueName");
-  EXPECT_EQ(log.Lines(), (LogLines{{LogLevel::Error, "Invalid argument: valueName is NULL"}}));
-  EXPECT_FALSE(key.Exists());
-}
-
-TEST_F(RegistryQword, WriteOfTwoNullsReportsThePath) {
-  EXPECT_EQ(FailToWrite<std::invalid_argument>(nullptr, nullptr), "keyPath");
-  EXPECT_EQ(log.Lines(), (LogLines{{LogLevel::Error, "Invalid argument: keyPath is NULL"}}));
-}
-
-TEST_F(RegistryQword, WriteThrowsSilentlyIfTheKeyCannotBeMade) {
+TEST_F(RegistryQword, WriteThrowsWithoutALineIfTheKeyCannotBeCreated) {
   KUV_IMPORT_HOOK(create, RegCreateKeyExW);
   KUV_IMPORT_HOOK(set, RegSetValueExW);
   create.Script({[](auto...) { return ERROR_ACCESS_DENIED; }});
@@ -114,30 +114,23 @@ TEST_F(RegistryQword, WriteThrowsSilentlyIfTheKeyCannotBeMade) {
   EXPECT_EQ(set.CallCount(), 0u);
 }
 
-TEST_F(RegistryQword, WriteTellsTheLastErrorIfTheValueCannotBeSet) {
-  KUV_IMPORT_HOOK(set, RegSetValueExW);
-  set.Script({[](auto...) {
-    ::SetLastError(0xABCDEF12);
-    return ERROR_ACCESS_DENIED;
-  }});
-  EXPECT_EQ(FailToWrite<std::runtime_error>(kPath, kName), "Failed to write registry key.");
-  EXPECT_EQ(log.Lines(),
-            (LogLines{{LogLevel::Error, "WriteQword failed to write key Number, error code 0xABCDEF12: "},
-                      kClosed}));
-}
-
-TEST_F(RegistryQword, WriteTellsTheTextOfTheLastError) {
-  KUV_IMPORT_HOOK(set, RegSetValueExW);
-  set.Script({[](auto...) {
-    ::SetLastError(ERROR_DISK_FULL);
-    return ERROR_ACCESS_DENIED;
-  }});
-  EXPECT_EQ(FailToWrite<std::runtime_error>(kPath, kName), "Failed to write registry key.");
-  const std::wstring text = FormatSystemError(112);
-  ASSERT_NE(text, L"");
-  EXPECT_EQ(log.Lines()[0],
-            (LogLine{LogLevel::Error,
-                     "WriteQword failed to write key Number, error code 0x70: " + WideToUtf8(text)}));
+TEST_F(RegistryQword, WriteLogsTheLastErrorWithItsTextIfTheValueCannotBeSet) {
+  const std::string diskFull = WideToUtf8(FormatSystemError(112));
+  ASSERT_NE(diskFull, "");
+  const std::pair<DWORD, std::string> rows[] = {{0xABCDEF12, "0xABCDEF12: "}, {112, "0x70: " + diskFull}};
+  for (const auto& [code, text] : rows) {
+    SCOPED_TRACE(text);
+    log.Clear();
+    KUV_IMPORT_HOOK(set, RegSetValueExW);
+    set.Script({[lastError = code](auto...) {
+      ::SetLastError(lastError);
+      return ERROR_ACCESS_DENIED;
+    }});
+    EXPECT_EQ(FailToWrite<std::runtime_error>(kPath, kName), "Failed to write registry key.");
+    EXPECT_EQ(
+        log.Lines(),
+        (LogLines{{LogLevel::Error, "WriteQword failed to write key Number, error code " + text}, kClosed}));
+  }
 }
 
 TEST_F(RegistryQword, WriteClosesTheKeyOnceOnEachPath) {
@@ -161,7 +154,7 @@ TEST_F(RegistryQword, WriteClosesTheKeyOnceOnEachPath) {
   }
 }
 
-TEST_F(RegistryQword, WriteAsksThePlatformForExactlyThis) {
+TEST_F(RegistryQword, WriteCallsThePlatformWithExactArguments) {
   KUV_IMPORT_HOOK(create, RegCreateKeyExW);
   KUV_IMPORT_HOOK(set, RegSetValueExW);
   registry.WriteQword(HKEY_LOCAL_MACHINE, kPath, kName, 7);
@@ -195,33 +188,30 @@ TEST_F(RegistryQword, ReadsWhatWasWritten) {
   }
 }
 
-TEST_F(RegistryQword, ReadRefusesANullTextAndGivesTheDefault) {
-  const LogLines warning{
-      {LogLevel::Warning, "ReadQword called with invalid parameters. Returning default value."}};
+TEST_F(RegistryQword, ReadRejectsNullNamesAndReturnsTheDefault) {
   KUV_IMPORT_HOOK(open, RegOpenKeyExW);
-  EXPECT_EQ(registry.ReadQword(HKEY_LOCAL_MACHINE, nullptr, kName, 42), 42u);
-  EXPECT_EQ(log.Lines(), warning);
-  log.Clear();
-  EXPECT_EQ(registry.ReadQword(HKEY_LOCAL_MACHINE, kPath, nullptr, kLargest), kLargest);
-  EXPECT_EQ(log.Lines(), warning);
-  log.Clear();
-  EXPECT_EQ(registry.ReadQword(HKEY_LOCAL_MACHINE, nullptr, nullptr, 0), 0u);
-  EXPECT_EQ(log.Lines(), warning);
+  const std::tuple<const wchar_t*, const wchar_t*, std::uint64_t> rows[] = {
+      {nullptr, kName, 42}, {kPath, nullptr, kLargest}, {nullptr, nullptr, 0}};
+  for (const auto& [path, name, defaultValue] : rows) {
+    SCOPED_TRACE(defaultValue);
+    log.Clear();
+    EXPECT_EQ(registry.ReadQword(HKEY_LOCAL_MACHINE, path, name, defaultValue), defaultValue);
+    EXPECT_EQ(log.Lines(),
+              (LogLines{{LogLevel::Warning,
+                         "ReadQword called with invalid parameters. Returning default value."}}));
+  }
   EXPECT_EQ(open.CallCount(), 0u);
 }
 
-TEST_F(RegistryQword, ReadOfAMissingKeyGivesTheDefaultWithItsLine) {
+TEST_F(RegistryQword, ReadOfAMissingKeyOrValueReturnsAndLogsTheDefault) {
   EXPECT_EQ(Read(kLargest), kLargest);
   EXPECT_EQ(log.Lines(), LogLines{Found("18446744073709551615")});
-}
-
-TEST_F(RegistryQword, ReadOfAMissingValueGivesTheDefaultWithItsLine) {
   key.Create();
   EXPECT_EQ(Read(42), 42u);
   EXPECT_EQ(log.Lines(), (LogLines{kClosed, Found("42")}));
 }
 
-TEST_F(RegistryQword, ReadOfAnotherTypeGivesTheDefault) {
+TEST_F(RegistryQword, ReadOfAnotherTypeReturnsTheDefault) {
   constexpr BYTE data[8] = {7};
   for (const DWORD type : {REG_NONE, REG_SZ, REG_BINARY, REG_DWORD, REG_MULTI_SZ}) {
     for (const std::size_t size : {4u, 8u}) {
@@ -233,22 +223,16 @@ TEST_F(RegistryQword, ReadOfAnotherTypeGivesTheDefault) {
   }
 }
 
-TEST_F(RegistryQword, ReadOfAShortNumberFillsTheLowBytes) {
-  constexpr BYTE data[4] = {7, 1};
-  for (const auto& [size, expected] : {std::pair{0u, 0u}, {1u, 7u}, {4u, 263u}}) {
+TEST_F(RegistryQword, ReadOfAShortNumberFillsTheLowBytesAndOfALongOneReturnsTheDefault) {
+  constexpr BYTE data[9] = {7, 1};
+  for (const auto& [size, expected] : {std::pair{0u, 0u}, {1u, 7u}, {4u, 263u}, {9u, 42u}}) {
     SCOPED_TRACE(size);
     key.SetBytes(kName, REG_QWORD, data, size);
     EXPECT_EQ(Read(42), expected);
   }
 }
 
-TEST_F(RegistryQword, ReadOfANumberThatIsTooLongGivesTheDefault) {
-  constexpr BYTE data[9] = {7};
-  key.SetBytes(kName, REG_QWORD, data, sizeof(data));
-  EXPECT_EQ(Read(42), 42u);
-}
-
-TEST_F(RegistryQword, ReadThatFailsGivesTheDefaultWhateverItLeft) {
+TEST_F(RegistryQword, FailedReadReturnsTheDefaultWhateverIsInTheBuffer) {
   key.Create();
   KUV_IMPORT_HOOK(query, RegQueryValueExW);
   query.Answer([](HKEY, const wchar_t*, DWORD*, DWORD* type, BYTE* data, DWORD*) {

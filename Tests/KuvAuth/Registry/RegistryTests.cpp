@@ -15,15 +15,31 @@ using KuvTest::LogLines;
 
 static_assert(std::is_abstract_v<IRegistry> && std::has_virtual_destructor_v<IRegistry>);
 static_assert(std::is_base_of_v<IRegistry, Registry>);
-// No data: there is nothing but the table of its operations.
+// No data members: the virtual table is all there is.
 static_assert(sizeof(IRegistry) == sizeof(void*) && sizeof(Registry) == sizeof(void*));
 
 constexpr LSTATUS kStatus = 0x1234;
+constexpr char kSettings[] = "Software\\Kuvant\\KuvCredProv";
 
-// The four forwarders, called as their users do.
+// The four forwarders, called through the interface.
 class RegistryForwarding : public ::testing::Test {
  protected:
   ~RegistryForwarding() override { EXPECT_EQ(log.Lines(), LogLines{}); }
+
+  // Expects one call with these arguments, whose answer is returned.
+  template <typename Hook, typename Operation, typename... Arguments>
+  void ExpectForwarded(Hook& hook, Operation operation, Arguments... arguments) {
+    hook.Answer([](auto...) { return kStatus; });
+    EXPECT_EQ((registry.*operation)(arguments...), kStatus);
+    ASSERT_EQ(hook.CallCount(), 1u);
+    EXPECT_EQ(hook.Calls()[0], std::make_tuple(arguments...));
+  }
+
+  HKEY OpenSettings() {
+    HKEY opened = nullptr;
+    EXPECT_EQ(registry.OpenKeyA(HKEY_LOCAL_MACHINE, kSettings, 0, KEY_QUERY_VALUE, &opened), ERROR_SUCCESS);
+    return opened;
+  }
 
   KuvTest::LogCapture log;
   Registry platform;
@@ -35,48 +51,22 @@ class RegistryForwarding : public ::testing::Test {
   BYTE data = 0;
 };
 
-TEST_F(RegistryForwarding, HandsAQueryByA8BitNameOn) {
-  const char* const name = "name";
-  KUV_IMPORT_HOOK(query, RegQueryValueExA);
-  query.Answer([](auto...) { return kStatus; });
-  EXPECT_EQ(registry.QueryValueA(key, name, &reserved, &type, &data, &size), kStatus);
-  ASSERT_EQ(query.CallCount(), 1u);
-  EXPECT_EQ(query.Calls()[0], std::make_tuple(key, name, &reserved, &type, &data, &size));
-}
-
-TEST_F(RegistryForwarding, HandsAQueryByA16BitNameOn) {
-  const wchar_t* const name = L"name";
-  KUV_IMPORT_HOOK(query, RegQueryValueExW);
-  query.Answer([](auto...) { return kStatus; });
-  EXPECT_EQ(registry.QueryValueW(key, name, &reserved, &type, &data, &size), kStatus);
-  ASSERT_EQ(query.CallCount(), 1u);
-  EXPECT_EQ(query.Calls()[0], std::make_tuple(key, name, &reserved, &type, &data, &size));
-}
-
-TEST_F(RegistryForwarding, HandsAnOpenOn) {
-  const char* const path = "path";
-  HKEY result = nullptr;
+TEST_F(RegistryForwarding, PassesArgumentsAndStatusUnchanged) {
+  KUV_IMPORT_HOOK(queryA, RegQueryValueExA);
+  KUV_IMPORT_HOOK(queryW, RegQueryValueExW);
   KUV_IMPORT_HOOK(open, RegOpenKeyExA);
-  open.Answer([](auto...) { return kStatus; });
-  EXPECT_EQ(registry.OpenKeyA(key, path, 3, 0x20019, &result), kStatus);
-  ASSERT_EQ(open.CallCount(), 1u);
-  EXPECT_EQ(open.Calls()[0], std::make_tuple(key, path, DWORD{3}, REGSAM{0x20019}, &result));
-}
-
-TEST_F(RegistryForwarding, HandsACloseOn) {
   KUV_IMPORT_HOOK(close, RegCloseKey);
-  close.Answer([](auto...) { return kStatus; });
-  EXPECT_EQ(registry.CloseKey(key), kStatus);
-  EXPECT_EQ(close.Calls(), (std::vector<std::tuple<HKEY>>{{key}}));
+  HKEY result = nullptr;
+  ExpectForwarded(queryA, &IRegistry::QueryValueA, key, "name", &reserved, &type, &data, &size);
+  ExpectForwarded(queryW, &IRegistry::QueryValueW, key, L"name", &reserved, &type, &data, &size);
+  ExpectForwarded(open, &IRegistry::OpenKeyA, key, "path", DWORD{3}, REGSAM{0x20019}, &result);
+  ExpectForwarded(close, &IRegistry::CloseKey, key);
 }
 
-TEST_F(RegistryForwarding, ReadsTheRegistryOfThePlatform) {
+TEST_F(RegistryForwarding, ReadsThePlatformsRegistry) {
   const KuvTest::RegistrySandbox sandbox;
   sandbox.Local().SetText(L"Text", L"abc");
-  HKEY opened = nullptr;
-  ASSERT_EQ(
-      registry.OpenKeyA(HKEY_LOCAL_MACHINE, "Software\\Kuvant\\KuvCredProv", 0, KEY_QUERY_VALUE, &opened),
-      ERROR_SUCCESS);
+  const HKEY opened = OpenSettings();
   char narrow[8] = {};
   size = sizeof(narrow);
   EXPECT_EQ(registry.QueryValueA(opened, "Text", nullptr, &type, reinterpret_cast<BYTE*>(narrow), &size),
@@ -93,15 +83,13 @@ TEST_F(RegistryForwarding, ReadsTheRegistryOfThePlatform) {
   EXPECT_EQ(registry.CloseKey(opened), ERROR_SUCCESS);
 }
 
-TEST_F(RegistryForwarding, GivesThePlatformsStatusBack) {
+TEST_F(RegistryForwarding, ReturnsThePlatformsStatus) {
   const KuvTest::RegistrySandbox sandbox;
   sandbox.Local().SetText(L"Text", L"abc");
-  HKEY opened = nullptr;
-  EXPECT_EQ(registry.OpenKeyA(HKEY_LOCAL_MACHINE, "Software\\None", 0, KEY_QUERY_VALUE, &opened),
+  HKEY none = nullptr;
+  EXPECT_EQ(registry.OpenKeyA(HKEY_LOCAL_MACHINE, "Software\\None", 0, KEY_QUERY_VALUE, &none),
             ERROR_FILE_NOT_FOUND);
-  ASSERT_EQ(
-      registry.OpenKeyA(HKEY_LOCAL_MACHINE, "Software\\Kuvant\\KuvCredProv", 0, KEY_QUERY_VALUE, &opened),
-      ERROR_SUCCESS);
+  const HKEY opened = OpenSettings();
   size = sizeof(data);
   EXPECT_EQ(registry.QueryValueA(opened, "Text", nullptr, &type, &data, &size), ERROR_MORE_DATA);
   EXPECT_EQ(registry.QueryValueW(opened, L"None", nullptr, &type, &data, &size), ERROR_FILE_NOT_FOUND);

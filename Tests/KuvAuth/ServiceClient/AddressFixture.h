@@ -15,7 +15,7 @@
 
 namespace KuvTest {
 
-/// The socket layer is started, as the process that uses the operations does, and the log is captured.
+/// Starts the socket layer, as a process that uses these operations does, and captures the log.
 class AddressFixture : public ::testing::Test {
  protected:
   AddressFixture() {
@@ -31,7 +31,7 @@ class AddressFixture : public ::testing::Test {
   LogCapture log;
 };
 
-/// The resolver with made-up answers: the host is called "the-host" and has the given addresses.
+/// Replaces the resolver: the host name is "the-host" and has the given addresses.
 class ResolverScript {
  public:
   ResolverScript() {

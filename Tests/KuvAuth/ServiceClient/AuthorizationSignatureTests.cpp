@@ -19,42 +19,26 @@ constexpr char kDigestOfAbc[] =
     "ddaf35a193617abacc417349ae20413112e6fa4e89a97ea20a9eeee64b55d39a"
     "2192992a274fc1a836ba3c23a3feebbd454d4423643ce80e2a9ac94fa54ca49f";
 
-TEST(AuthorizationSignature, HasEachFieldInALine) {
+TEST(AuthorizationSignature, HasALineForEachFieldButAnEmptyFirstOne) {
   EXPECT_EQ(BuildAuthorizationSignature("date", "POST", "host", "/path", "a=1&b=2"),
             "date\nPOST\nhost\n/path\na=1&b=2");
-}
-
-TEST(AuthorizationSignature, LeavesAnEmptyFirstFieldOut) {
   EXPECT_EQ(BuildAuthorizationSignature("", "POST", "host", "/path", "a=1"), "POST\nhost\n/path\na=1");
-}
-
-TEST(AuthorizationSignature, KeepsTheLinesOfOtherEmptyFields) {
   EXPECT_EQ(BuildAuthorizationSignature("", "", "", "", ""), "\n\n\n");
   EXPECT_EQ(BuildAuthorizationSignature("date", "", "", "", ""), "date\n\n\n\n");
 }
 
-TEST(AuthorizationSignature, ChangesNothingInAField) {
+TEST(AuthorizationSignature, ChangesNoField) {
   EXPECT_EQ(BuildAuthorizationSignature(" ", "pOsT", " Host ", "/\n/", std::string("\0&\r\n", 4)),
             std::string(" \npOsT\n Host \n/\n/\n\0&\r\n", 22));
 }
 
 TEST(JsonAuthorizationSignature, HasAnEmptyLineAndTheDigestOfTheBody) {
+  const KuvTest::LogCapture log;
   EXPECT_EQ(BuildJsonAuthorizationSignature("date", "POST", "host", "/path", "abc"),
             std::string{"date\nPOST\nhost\n/path\n\n"} + kDigestOfAbc);
-}
-
-TEST(JsonAuthorizationSignature, LeavesAnEmptyFirstFieldOut) {
   EXPECT_EQ(BuildJsonAuthorizationSignature("", "POST", "host", "/path", "abc"),
             std::string{"POST\nhost\n/path\n\n"} + kDigestOfAbc);
-}
-
-TEST(JsonAuthorizationSignature, KeepsTheLinesOfOtherEmptyFieldsAndDigestsAnEmptyBody) {
   EXPECT_EQ(BuildJsonAuthorizationSignature("", "", "", "", ""), std::string{"\n\n\n\n"} + kDigestOfNothing);
-}
-
-TEST(JsonAuthorizationSignature, LogsNothing) {
-  const KuvTest::LogCapture log;
-  static_cast<void>(BuildJsonAuthorizationSignature("date", "POST", "host", "/path", "abc"));
   EXPECT_EQ(log.Lines(), LogLines{});
 }
 

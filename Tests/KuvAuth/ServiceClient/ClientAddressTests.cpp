@@ -14,28 +14,17 @@ using KuvTest::LogLines;
 
 using AddressText = KuvTest::AddressFixture;
 
-TEST_F(AddressText, GivesAnIpv4AddressAsDottedQuad) {
+TEST_F(AddressText, FormatsBothFamiliesAndLogsOnlyAZeroIpv4Address) {
   EXPECT_EQ(AddrToString(2, "\xC0\x00\x02\x7F"), "192.0.2.127");
   EXPECT_EQ(AddrToString(2, "\xFF\xFF\xFF\xFF"), "255.255.255.255");
-  EXPECT_EQ(log.Lines(), LogLines{});
-}
-
-TEST_F(AddressText, GivesAnIpv6AddressInColonForm) {
   EXPECT_EQ(AddrToString(23, "\x20\x01\x0D\xB8\0\0\0\0\0\0\0\0\0\0\0\x01"), "2001:db8::1");
+  EXPECT_EQ(AddrToString(23, std::string(16, '\0').data()), "::");
   EXPECT_EQ(log.Lines(), LogLines{});
-}
-
-TEST_F(AddressText, ZeroIpv4AddressIsLoggedAndReturned) {
   EXPECT_EQ(AddrToString(2, "\0\0\0"), "0.0.0.0");
   EXPECT_EQ(log.Lines(), (LogLines{{LogLevel::Error, "AddrToString was passed an invalid address"}}));
 }
 
-TEST_F(AddressText, ZeroIpv6AddressIsNoError) {
-  EXPECT_EQ(AddrToString(23, std::string(16, '\0').data()), "::");
-  EXPECT_EQ(log.Lines(), LogLines{});
-}
-
-TEST_F(AddressText, AnyOtherFamilyGivesNothingInSilence) {
+TEST_F(AddressText, AnyOtherFamilyReturnsNothingWithoutALine) {
   KUV_IMPORT_HOOK(name, getnameinfo);
   for (const std::uint16_t family :
        std::initializer_list<std::uint16_t>{0, 1, 3, 5, 10, 22, 24, 0x102, 0xFFFF}) {
@@ -45,7 +34,7 @@ TEST_F(AddressText, AnyOtherFamilyGivesNothingInSilence) {
   EXPECT_EQ(log.Lines(), LogLines{});
 }
 
-TEST_F(AddressText, AsksForTheNumericNameOfABareIpv4Address) {
+TEST_F(AddressText, RequestsTheNumericNameOfAPlainIpv4Address) {
   KUV_IMPORT_HOOK(name, getnameinfo);
   name.Answer([](const sockaddr* address, socklen_t length, char* host, DWORD hostSize, char* service,
                  DWORD serviceSize, int flags) {
@@ -63,7 +52,7 @@ TEST_F(AddressText, AsksForTheNumericNameOfABareIpv4Address) {
   EXPECT_EQ(AddrToString(2, "\1\2\3\4"), "a");
 }
 
-TEST_F(AddressText, AsksForTheNumericNameOfABareIpv6Address) {
+TEST_F(AddressText, RequestsTheNumericNameOfAPlainIpv6Address) {
   KUV_IMPORT_HOOK(name, getnameinfo);
   name.Answer([](const sockaddr* address, socklen_t length, char* host, DWORD, char*, DWORD, int flags) {
     EXPECT_EQ(std::string(reinterpret_cast<const char*>(address), 28),
@@ -77,7 +66,7 @@ TEST_F(AddressText, AsksForTheNumericNameOfABareIpv6Address) {
   EXPECT_EQ(AddrToString(23, "0123456789abcdef"), std::string(65, 'x'));
 }
 
-TEST_F(AddressText, FailureIsLoggedWithTheSocketsCode) {
+TEST_F(AddressText, FailureIsLoggedWithTheSocketError) {
   KUV_IMPORT_HOOK(name, getnameinfo);
   name.Answer([](auto&&...) { return 11001; });
   KUV_IMPORT_HOOK(lastError, WSAGetLastError);
@@ -88,7 +77,7 @@ TEST_F(AddressText, FailureIsLoggedWithTheSocketsCode) {
                                    {LogLevel::Error, "Failure in socket operation 'getnameinfo' (10093)"}}));
 }
 
-// Lets the C runtime go on after an invalid parameter: by default it ends the process on Windows.
+// Lets the C runtime continue after an invalid parameter: by default it ends the process on Windows.
 class ToleratedParameters {
  public:
   ToleratedParameters() = default;
@@ -102,7 +91,7 @@ class ToleratedParameters {
   const _invalid_parameter_handler before_ = ::_set_invalid_parameter_handler(Ignore);
 };
 
-TEST_F(AddressText, NullAddressIsAnInvalidParameterAndCountsAsZero) {
+TEST_F(AddressText, NullAddressIsAnInvalidParameterAndReadsAsZero) {
   const ToleratedParameters tolerated;
   errno = 0;
   EXPECT_EQ(AddrToString(2, nullptr), "0.0.0.0");
@@ -118,20 +107,20 @@ class LocalAddress : public KuvTest::AddressFixture {
   KuvTest::ResolverScript resolver;
 };
 
-TEST_F(LocalAddress, IsTheFirstInTheResolversOrder) {
+TEST_F(LocalAddress, IsTheFirstAddressOfTheResolver) {
   resolver.addresses = {"\x7F\x01\x02\x03", "\xC0\xA8\x02\x01", "\x0A\x01\x01\x01"};
   EXPECT_EQ(GetLocalIpAddress(), "127.1.2.3");
   EXPECT_EQ(resolver.freeAddresses.CallCount(), 1u);
   EXPECT_EQ(log.Lines(), LogLines{});
 }
 
-TEST_F(LocalAddress, OfAnEmptyListIsEmpty) {
+TEST_F(LocalAddress, IsEmptyForAnEmptyList) {
   EXPECT_EQ(GetLocalIpAddress(), "");
   EXPECT_EQ(resolver.freeAddresses.CallCount(), 0u);
   EXPECT_EQ(log.Lines(), LogLines{});
 }
 
-TEST_F(LocalAddress, ListIsFreedAfterTheAddressFails) {
+TEST_F(LocalAddress, FreesTheListAfterTheAddressFails) {
   resolver.addresses = {"\x7F\x01\x02\x03"};
   KUV_IMPORT_HOOK(name, getnameinfo);
   name.Answer([&](auto&&...) {
@@ -143,14 +132,14 @@ TEST_F(LocalAddress, ListIsFreedAfterTheAddressFails) {
   EXPECT_EQ(log.Lines(), (LogLines{{LogLevel::Error, "Failure in socket operation 'getnameinfo' (10093)"}}));
 }
 
-TEST_F(LocalAddress, WithoutHostNameIsEmptyAndLogged) {
+TEST_F(LocalAddress, MissingHostNameIsLogged) {
   resolver.hostNameFails = true;
   EXPECT_EQ(GetLocalIpAddress(), "");
   EXPECT_EQ(resolver.getAddresses.CallCount(), 0u);
   EXPECT_EQ(log.Lines(), (LogLines{{LogLevel::Error, "Failure in socket operation 'gethostname' (10093)"}}));
 }
 
-TEST_F(LocalAddress, OfAnUnknownHostIsEmptyAndLogged) {
+TEST_F(LocalAddress, UnknownHostIsLogged) {
   resolver.addresses = {"\x7F\x01\x02\x03"};
   resolver.resolveResult = 11001;
   EXPECT_EQ(GetLocalIpAddress(), "");
@@ -158,14 +147,14 @@ TEST_F(LocalAddress, OfAnUnknownHostIsEmptyAndLogged) {
   EXPECT_EQ(log.Lines(), (LogLines{{LogLevel::Error, "Failure in socket operation 'getaddrinfo' (10093)"}}));
 }
 
-TEST_F(LocalAddress, TakesAHostNameThatFillsTheBuffer) {
+TEST_F(LocalAddress, AcceptsAHostNameThatFillsTheBuffer) {
   resolver.host.assign(1024, 'h');
   resolver.addresses = {"\x7F\x01\x02\x03"};
   EXPECT_EQ(GetLocalIpAddress(), "127.1.2.3");
   EXPECT_EQ(GetLocalHostName(), std::string(1024, 'h'));
 }
 
-TEST_F(LocalAddress, OnlyMinusOneFailsTheHostName) {
+TEST_F(LocalAddress, HostNameFailsOnlyForMinusOne) {
   resolver.hostNameResult = 1;
   resolver.addresses = {"\x7F\x01\x02\x03"};
   EXPECT_EQ(GetLocalIpAddress(), "127.1.2.3");
@@ -178,25 +167,25 @@ TEST_F(LocalAddress, HostNameEndsAtItsFirstNul) {
   EXPECT_EQ(log.Lines(), LogLines{});
 }
 
-TEST_F(LocalAddress, HostNameThatFailsIsEmptyAndLoggedInItsOwnWords) {
+TEST_F(LocalAddress, FailedHostNameIsLogged) {
   resolver.hostNameFails = true;
   EXPECT_EQ(GetLocalHostName(), "");
   EXPECT_EQ(log.Lines(), (LogLines{{LogLevel::Error, "System call 'gethostname' failed. {error: 10093}"}}));
 }
 
-TEST_F(AddressText, HostNameIsThePlatforms) {
+TEST_F(AddressText, HostNameIsThatOfThePlatform) {
   char name[256] = {};
   ASSERT_EQ(::gethostname(name, sizeof(name)), 0);
   EXPECT_EQ(GetLocalHostName(), name);
 }
 
-// Which way is taken, in a local or a remote session.
+// The source of the address in a local or a remote session.
 class ClientAddress : public LocalAddress {
  protected:
   ClientAddress() {
     resolver.addresses = {"\xC6\x33\x64\x01"};
     metrics.Answer([this](int index) { return index == SM_REMOTESESSION && remote ? 1 : 0; });
-    // No session but the own one is known, so that the metric decides.
+    // No other session is known, so that the metric decides.
     session.Answer([](auto&&...) { return FALSE; });
     library.Answer([](const wchar_t*) { return nullptr; });
   }
@@ -215,7 +204,7 @@ constexpr char kFallback[] =
     "IP address is not being queried in a remote session context but falling back to the local IP address is "
     "indicated";
 
-TEST_F(ClientAddress, InARemoteSessionIsThePeersWhateverTheFallback) {
+TEST_F(ClientAddress, IsThatOfThePeerInARemoteSession) {
   remote = true;
   EXPECT_EQ(GetClientIpAddress(true), "");
   EXPECT_EQ(GetClientIpAddress(false), "");
@@ -227,7 +216,7 @@ TEST_F(ClientAddress, InARemoteSessionIsThePeersWhateverTheFallback) {
   EXPECT_EQ(resolver.hostName.CallCount(), 0u);
 }
 
-TEST_F(ClientAddress, InALocalSessionIsEmptyWithoutFallbackAndAsksNoSocket) {
+TEST_F(ClientAddress, IsEmptyInALocalSessionWithoutFallbackAndUsesNoSocket) {
   KUV_IMPORT_HOOK(name, getnameinfo);
   EXPECT_EQ(GetClientIpAddress(false), "");
   EXPECT_EQ(log.Lines(), (LogLines{{LogLevel::Trace, kNoFallback}}));
@@ -235,13 +224,13 @@ TEST_F(ClientAddress, InALocalSessionIsEmptyWithoutFallbackAndAsksNoSocket) {
   EXPECT_EQ(library.CallCount(), 0u);
 }
 
-TEST_F(ClientAddress, InALocalSessionIsThisMachinesWithFallback) {
+TEST_F(ClientAddress, IsThatOfThisMachineInALocalSessionWithFallback) {
   EXPECT_EQ(GetClientIpAddress(true), "198.51.100.1");
   EXPECT_EQ(log.Lines(), (LogLines{{LogLevel::Trace, kFallback}}));
   EXPECT_EQ(library.CallCount(), 0u);
 }
 
-TEST_F(ClientAddress, FallsBackIfTheConfigurationSaysSo) {
+TEST_F(ClientAddress, FollowsTheFallbackSettingByDefault) {
   GetConfiguration()->local_ip_fallback = true;
   EXPECT_EQ(GetClientIpAddress(), "198.51.100.1");
   GetConfiguration()->local_ip_fallback = false;

@@ -60,38 +60,25 @@ class OsDescription : public KuvTest::KuvFixture {
   KuvTest::ImportHook<decltype(&::IsWow64Process)> wow64{"IsWow64Process"};
 };
 
-TEST_F(OsDescription, OfWindows10HasFiveNumbers) {
+TEST_F(OsDescription, HasFiveNumbersOnWindows10AndThreeWithoutReleaseInfo) {
   EXPECT_EQ(BuildOsDescription(), "Windows NT 10.0.2004.19041.1288; x64; Workstation");
   EXPECT_EQ(log.Lines(), LogLines{});
-}
-
-TEST_F(OsDescription, WithoutUpdateRevisionHasThreeNumbers) {
-  key.DeleteValue(L"UBR");
-  EXPECT_EQ(BuildOsDescription(), "Windows NT 10.0.19041; x64; Workstation");
-}
-
-TEST_F(OsDescription, WithReleaseIdOfAnotherTypeHasThreeNumbers) {
-  key.SetDword(L"ReleaseId", 2004);
-  EXPECT_EQ(BuildOsDescription(), "Windows NT 10.0.19041; x64; Workstation");
-}
-
-TEST_F(OsDescription, OfAnOlderSystemHasThreeNumbers) {
-  verify.Answer([](auto&&...) { return FALSE; });
-  EXPECT_EQ(BuildOsDescription(), "Windows NT 10.0.19041; x64; Workstation");
-}
-
-TEST_F(OsDescription, ReleaseIdThatIsNoNumberCountsAsZero) {
   key.SetText(L"ReleaseId", L"abc");
   EXPECT_EQ(BuildOsDescription(), "Windows NT 10.0.0.19041.1288; x64; Workstation");
-}
-
-TEST_F(OsDescription, NumbersArePrintedAsSigned) {
   key.SetText(L"ReleaseId", L"4294967295");
   key.SetDword(L"UBR", 4294967294);
   EXPECT_EQ(BuildOsDescription(), "Windows NT 10.0.-1.19041.-2; x64; Workstation");
+  key.SetDword(L"ReleaseId", 2004);
+  EXPECT_EQ(BuildOsDescription(), "Windows NT 10.0.19041; x64; Workstation") << "ReleaseId of another type";
+  key.SetText(L"ReleaseId", L"2004");
+  key.DeleteValue(L"UBR");
+  EXPECT_EQ(BuildOsDescription(), "Windows NT 10.0.19041; x64; Workstation") << "no update revision";
+  key.SetDword(L"UBR", 1288);
+  verify.Answer([](auto&&...) { return FALSE; });
+  EXPECT_EQ(BuildOsDescription(), "Windows NT 10.0.19041; x64; Workstation") << "an older system";
 }
 
-TEST_F(OsDescription, VersionThatIsNotToldReadsAsZeros) {
+TEST_F(OsDescription, VersionThatCannotBeReadIsZero) {
   versionFails = true;
   EXPECT_EQ(BuildOsDescription(), "Windows NT 0.0.2004.0.1288; x64");
 }
@@ -107,10 +94,10 @@ TEST_F(OsDescription, NamesTheProcessor) {
     architecture = number;
     EXPECT_EQ(BuildOsDescription(), std::string{"Windows NT 10.0.19041"} + field + "; Workstation");
   }
-  EXPECT_EQ(wow64.CallCount(), 1u) << "asked on a 32-bit processor only";
+  EXPECT_EQ(wow64.CallCount(), 1u) << "called only on a 32-bit processor";
 }
 
-TEST_F(OsDescription, OfArm64ServerHasNoProcessor) {
+TEST_F(OsDescription, OmitsTheProcessorOfAnArm64Server) {
   key.Delete();
   architecture = 12;
   productType = 3;
@@ -127,7 +114,7 @@ TEST_F(OsDescription, NamesWow64ForAFlagOfExactlyOne) {
   EXPECT_EQ(log.Lines(), LogLines{});
 }
 
-TEST_F(OsDescription, FailedWow64QueryIsLoggedAndCountsAsX86) {
+TEST_F(OsDescription, FailedWow64QueryIsLoggedAndReportsX86) {
   key.Delete();
   architecture = 0;
   wow64Result = FALSE;
@@ -136,7 +123,7 @@ TEST_F(OsDescription, FailedWow64QueryIsLoggedAndCountsAsX86) {
   EXPECT_EQ(log.Lines(), (LogLines{{LogLevel::Error, "System call 'IsWow64Process' failed. {error: 1234}"}}));
 }
 
-TEST_F(OsDescription, NamesTheKindOfSystem) {
+TEST_F(OsDescription, NamesTheProductType) {
   key.Delete();
   const std::pair<BYTE, const char*> rows[] = {
       {BYTE{0}, ""},   {BYTE{1}, "; Workstation"}, {BYTE{2}, "; DC"}, {BYTE{3}, "; Server"}, {BYTE{4}, ""},
@@ -151,14 +138,16 @@ TEST_F(OsDescription, NamesTheKindOfSystem) {
 
 class OptionFields : public KuvTest::KuvFixture {};
 
-TEST_F(OptionFields, FailModeIsTheConfigurations) {
+TEST_F(OptionFields, FailModeComesFromTheConfiguration) {
   GetConfiguration()->FailOpen = true;
   EXPECT_EQ(BuildFailModeField(), "; failmode: Open");
   GetConfiguration()->FailOpen = false;
   EXPECT_EQ(BuildFailModeField(), "; failmode: Closed");
 }
 
-TEST_F(OptionFields, UsernameFormatIsReadAtEachCall) {
+TEST_F(OptionFields, UsernameFormatIsReadAtEachCallAndNtlmByDefault) {
+  GetConfiguration()->UsernameFormat = UsernameFormat::UPN;
+  EXPECT_EQ(BuildUsernameFormatField(), "; UsernameFormat: NTLM");
   const std::pair<std::uint32_t, const char*> rows[] = {
       {0, "; UsernameFormat: SAM"},  {1, "; UsernameFormat: NTLM"}, {2, "; UsernameFormat: UPN"},
       {3, "; UsernameFormat: NTLM"}, {7, "; UsernameFormat: NTLM"}, {0xFFFFFFFF, "; UsernameFormat: NTLM"},
@@ -168,21 +157,12 @@ TEST_F(OptionFields, UsernameFormatIsReadAtEachCall) {
     registry.Local().SetDword(L"UsernameFormatForService", number);
     EXPECT_EQ(BuildUsernameFormatField(), field);
   }
+  registry.Policy().SetDword(L"UsernameFormatForService", 2);
+  EXPECT_EQ(BuildUsernameFormatField(), "; UsernameFormat: UPN") << "the policy wins";
   EXPECT_EQ(log.Lines(), LogLines{});
 }
 
-TEST_F(OptionFields, UsernameFormatIsNtlmWithoutTheSetting) {
-  GetConfiguration()->UsernameFormat = UsernameFormat::UPN;
-  EXPECT_EQ(BuildUsernameFormatField(), "; UsernameFormat: NTLM");
-}
-
-TEST_F(OptionFields, PolicyWinsForTheUsernameFormat) {
-  registry.Local().SetDword(L"UsernameFormatForService", 0);
-  registry.Policy().SetDword(L"UsernameFormatForService", 2);
-  EXPECT_EQ(BuildUsernameFormatField(), "; UsernameFormat: UPN");
-}
-
-TEST_F(OptionFields, StandOneAfterTheOther) {
+TEST_F(OptionFields, FollowOneAnother) {
   GetConfiguration()->FailOpen = false;
   EXPECT_EQ(BuildClientOptionFields(), "; failmode: Closed; UsernameFormat: NTLM");
 }

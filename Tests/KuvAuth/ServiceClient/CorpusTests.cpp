@@ -9,7 +9,7 @@
 #include "KuvAuth/ServiceClient/KuvAuthUtil.h"
 #include "Support/LogCapture.h"
 
-// What Python's library made of thousands of random inputs (make_corpus.py), byte for byte.
+// The results of Python's library for thousands of random inputs (make_corpus.py), byte for byte.
 namespace {
 
 using Fields = std::vector<std::string>;
@@ -28,8 +28,9 @@ std::string ToText(const std::vector<std::uint8_t>& bytes) {
 
 class Corpus : public ::testing::Test {
  protected:
-  // Compares the last field of each case of a kind with what `compute` makes of the others.
+  // Compares the last field of each case of a kind with the result of `compute` for the others.
   void Compare(const std::string& kind, int count, const std::function<std::string(const Fields&)>& compute) {
+    SCOPED_TRACE(kind);
     std::ifstream file{KUV_CORPUS};
     ASSERT_TRUE(file.is_open()) << KUV_CORPUS;
     int cases = 0;
@@ -52,28 +53,16 @@ class Corpus : public ::testing::Test {
   KuvTest::LogCapture log;
 };
 
-TEST_F(Corpus, Base64) {
+TEST_F(Corpus, Encodings) {
   Compare("base64", 1000, [](const Fields& f) { return Kuv::Util::Base64Encode(f[0].data(), f[0].size()); });
-}
-
-TEST_F(Corpus, Hex) {
   Compare("hex", 1000, [](const Fields& f) { return Kuv::Util::AtlHexEncode(f[0].data(), f[0].size()); });
   Compare("hex", 1000, [](const Fields& f) { return Kuv::Util::BytesToHexString(f[0].data(), f[0].size()); });
-}
-
-TEST_F(Corpus, PercentEncoding) {
   Compare("percent", 1000, [](const Fields& f) { return Kuv::Util::PercentEncode(f[0]); });
 }
 
-TEST_F(Corpus, Hmac) {
+TEST_F(Corpus, HashesAndHeaders) {
   Compare("hmac", 300, [](const Fields& f) { return ToText(Kuv::Util::CalculateHmac(f[0], f[1])); });
-}
-
-TEST_F(Corpus, Sha512) {
   Compare("sha512", 200, [](const Fields& f) { return ToText(Kuv::Util::CryptoHash(f[0], 0x800E)); });
-}
-
-TEST_F(Corpus, AuthorizationHeaders) {
   Compare("header", 200,
           [](const Fields& f) { return Kuv::Util::BuildHmacAuthorizationHeader(f[0], f[1], f[2]); });
 }
@@ -98,13 +87,10 @@ TEST_F(Corpus, ParameterStrings) {
   });
 }
 
-TEST_F(Corpus, CanonicalTexts) {
+TEST_F(Corpus, TextsToSign) {
   Compare("signature", 400, [](const Fields& f) {
     return Kuv::Util::BuildAuthorizationSignature(f[0], f[1], f[2], f[3], f[4]);
   });
-}
-
-TEST_F(Corpus, CanonicalTextsOfJsonRequests) {
   Compare("json", 150, [](const Fields& f) {
     return Kuv::Util::BuildJsonAuthorizationSignature(f[0], f[1], f[2], f[3], f[4]);
   });

@@ -13,8 +13,8 @@
 
 namespace KuvTest {
 
-/// Plays the CryptoAPI: hands out handles (provider 101, hashes 201 and 202, key 301), notes every call
-/// with what it was given, in order, and can fail one of them. The value of every hash is "the-value".
+/// Replaces the CryptoAPI: returns handles (provider 101, hashes 201 and 202, key 301), records every call
+/// with its arguments, in order, and can fail one of them. The value of every hash is "the-value".
 class CryptoApiScript {
  public:
   static constexpr char kValue[] = "the-value";
@@ -46,7 +46,7 @@ class CryptoApiScript {
       EXPECT_EQ(flags, 0x100u);
       blobAddress = data;
       blobSize = size;
-      // The length may have been folded to less than is there.
+      // The size may have been folded below that of the header.
       blob.assign(data, data + (size < 12 ? 12 : size));
       if (!Step("import key")) return FALSE;
       *key = 301;
@@ -91,18 +91,18 @@ class CryptoApiScript {
     });
   }
 
-  /// Makes the n-th call, releases not counted, fail with this code; the first is 1.
+  /// Lets the n-th call (the first is 1; releases do not count) fail with this code.
   void Fail(int step, DWORD code) {
     failing_ = step;
     code_ = code;
   }
 
-  std::vector<std::string> events;  ///< what was called, in order
-  std::vector<BYTE> blob;           ///< the key blob that was imported
+  std::vector<std::string> events;  ///< the calls, in order
+  std::vector<BYTE> blob;           ///< the imported key blob
   const void* blobAddress = nullptr;
   DWORD blobSize = 0;
   std::string hashed;
-  DWORD valueLength = kValueSize;  ///< the length that is told before the value is read
+  DWORD valueLength = kValueSize;  ///< the length reported before the value is read
 
  private:
   static std::string Hexadecimal(ALG_ID algorithm) {
@@ -118,7 +118,7 @@ class CryptoApiScript {
     return false;
   }
 
-  // Releasing spoils the last error, so that one taken too late is seen.
+  // Changes the last error, so that code that reads it too late fails.
   BOOL Release(const std::string& event) {
     events.push_back(event);
     ::SetLastError(99);

@@ -13,8 +13,7 @@ using KuvTest::LogLines;
 using Bytes = std::vector<std::uint8_t>;
 using Events = std::vector<std::string>;
 
-// The steps that can fail and what they are called in the log, in order. The odd punctuation is how the
-// failures are known.
+// The steps that can fail, in order, with their names in the log. The unusual punctuation is required.
 const std::pair<const char*, const char*> kSteps[] = {
     {"acquire 24", "CryptoHash:CryptAcquireContext"},
     {"create hash 800E with key 0", "CryptoHash::CryptCreateHash"},
@@ -46,25 +45,21 @@ TEST_F(CryptoHashCalls, RunInOrderAndReleaseEverythingInOrder) {
   EXPECT_EQ(log.Lines(), LogLines{});
 }
 
-TEST_F(CryptoHashCalls, PassTheAlgorithmOn) {
-  static_cast<void>(CryptoHash("x", 0x8004));
+TEST_F(CryptoHashCalls, UseTheGivenAlgorithmAndHashTheEmptyText) {
+  EXPECT_EQ(CryptoHash("", 0x8004).size(), 9u);
   EXPECT_EQ(crypto.events[1], "create hash 8004 with key 0");
-}
-
-TEST_F(CryptoHashCalls, HashTheEmptyTextToo) {
-  EXPECT_EQ(CryptoHash("", 0x800E).size(), 9u);
   EXPECT_EQ(crypto.events[2], "hash data with 201");
   EXPECT_EQ(crypto.hashed, "");
 }
 
-TEST_F(CryptoHashCalls, ResultHasTheLengthOfTheSecondAnswer) {
+TEST_F(CryptoHashCalls, ReturnTheLengthOfTheSecondAnswer) {
   crypto.valueLength = 64;
   EXPECT_EQ(CryptoHash("x", 0x800E).size(), 9u);
 }
 
 class CryptoHashFailure : public CryptoHashCalls, public ::testing::WithParamInterface<std::size_t> {};
 
-TEST_P(CryptoHashFailure, GivesNothingIsLoggedAndReleasesWhatExists) {
+TEST_P(CryptoHashFailure, IsLoggedReturnsNothingAndReleasesEverything) {
   const std::size_t step = GetParam();
   crypto.Fail(static_cast<int>(step), 1234);
   EXPECT_EQ(CryptoHash("some-data", 0x800E), Bytes{});

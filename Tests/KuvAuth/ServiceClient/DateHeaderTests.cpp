@@ -12,7 +12,7 @@ namespace {
 using Kuv::Util::BuildDateHeader;
 using KuvTest::LogLines;
 
-// Stops the clock at the date that RFC 9110 shows, in the platform's record.
+// Fixes the clock at the date that RFC 9110 uses as its example.
 class DateHeader : public ::testing::Test {
  protected:
   DateHeader() {
@@ -24,7 +24,7 @@ class DateHeader : public ::testing::Test {
   KuvTest::ImportHook<decltype(&::WinHttpTimeFromSystemTime)> format{"WinHttpTimeFromSystemTime"};
 };
 
-TEST_F(DateHeader, HoldsTheMomentAsHttpDate) {
+TEST_F(DateHeader, HasTheTimeAsHttpDate) {
   std::string date = "before";
   const std::string header = BuildDateHeader(&date);
   EXPECT_EQ(header, "Date: Sun, 06 Nov 1994 08:49:37 GMT\r\n");
@@ -32,7 +32,7 @@ TEST_F(DateHeader, HoldsTheMomentAsHttpDate) {
   EXPECT_EQ(log.RawLines().size(), 0u);
 }
 
-TEST_F(DateHeader, NeedsNoPlaceForTheDate) {
+TEST_F(DateHeader, AcceptsNullForTheDate) {
   EXPECT_EQ(BuildDateHeader(nullptr), "Date: Sun, 06 Nov 1994 08:49:37 GMT\r\n");
 }
 
@@ -46,7 +46,7 @@ TEST_F(DateHeader, HasRoomFor62Characters) {
   EXPECT_EQ(BuildDateHeader(nullptr), "Date: " + std::string(61, 'x') + "\r\n");
 }
 
-TEST_F(DateHeader, FailureIsLoggedAndLeavesTheDateAlone) {
+TEST_F(DateHeader, FailureIsLoggedAndDoesNotChangeTheDate) {
   format.Answer([](auto&&...) { return FALSE; });
   std::string date = "before";
   EXPECT_EQ(BuildDateHeader(&date), "");

@@ -8,18 +8,18 @@
 #include "KuvAuth/ServiceClient/SignedRequest.h"
 #include "Support/LogCapture.h"
 
-// How a header is made when an encoder fails, which takes gigabytes of input with the real ones. This
-// program therefore has encoders of its own, which the linker takes in place of the library's.
+// How a header is built if an encoder fails, which takes gigabytes of input with the library's encoders.
+// This program therefore defines its own, which the linker uses in their place.
 namespace {
 
-enum class Manner { Works, GivesNothing, Throws };
+enum class Outcome { Works, ReturnsNothing, Throws };
 
-Manner g_hex = Manner::Works;
-Manner g_base64 = Manner::Works;
+Outcome g_hex = Outcome::Works;
+Outcome g_base64 = Outcome::Works;
 
-std::string Answer(Manner manner, const char* text) {
-  if (manner == Manner::Throws) throw CAtlException(-5);
-  return manner == Manner::Works ? text : "";
+std::string Answer(Outcome outcome, const char* text) {
+  if (outcome == Outcome::Throws) throw CAtlException(-5);
+  return outcome == Outcome::Works ? text : "";
 }
 
 }  // namespace
@@ -46,36 +46,45 @@ using KuvTest::LogLines;
 class EncoderFailure : public ::testing::Test {
  protected:
   ~EncoderFailure() override {
-    g_hex = Manner::Works;
-    g_base64 = Manner::Works;
+    g_hex = Outcome::Works;
+    g_base64 = Outcome::Works;
   }
 
   KuvTest::LogCapture log;
 };
 
-TEST_F(EncoderFailure, NoneGivesTheHeaderInSilence) {
-  EXPECT_EQ(BuildHmacAuthorizationHeader("key", "user", "text"), "Authorization: Basic base64\r\n");
-  EXPECT_EQ(log.Lines(), LogLines{});
-}
-
-TEST_F(EncoderFailure, HexTextThatIsEmptyFailsTheHeader) {
-  g_hex = Manner::GivesNothing;
-  EXPECT_EQ(BuildHmacAuthorizationHeader("key", "user", "text"), "");
-  EXPECT_EQ(log.Lines(),
-            (LogLines{{LogLevel::Error, "HexEncode failed"}, {LogLevel::Error, "CalculateKuvHash failed"}}));
-}
-
-TEST_F(EncoderFailure, Base64TextThatIsEmptyFailsTheHeader) {
-  g_base64 = Manner::GivesNothing;
-  EXPECT_EQ(BuildHmacAuthorizationHeader("key", "user", "text"), "");
-  EXPECT_EQ(log.Lines(), (LogLines{{LogLevel::Error, "Base64Encode failed"}}));
+TEST_F(EncoderFailure, IsLoggedAndReturnsNoHeader) {
+  const struct {
+    const char* name;
+    Outcome hex;
+    Outcome base64;
+    const char* header;
+    LogLines lines;
+  } rows[] = {
+      {"none", Outcome::Works, Outcome::Works, "Authorization: Basic base64\r\n", {}},
+      {"hexadecimal",
+       Outcome::ReturnsNothing,
+       Outcome::Works,
+       "",
+       {{LogLevel::Error, "HexEncode failed"}, {LogLevel::Error, "CalculateKuvHash failed"}}},
+      {"Base64", Outcome::Works, Outcome::ReturnsNothing, "", {{LogLevel::Error, "Base64Encode failed"}}},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    log.Clear();
+    g_hex = row.hex;
+    g_base64 = row.base64;
+    EXPECT_EQ(BuildHmacAuthorizationHeader("key", "user", "text"), row.header);
+    EXPECT_EQ(log.Lines(), row.lines);
+  }
 }
 
 TEST_F(EncoderFailure, ExceptionsPassThrough) {
-  g_hex = Manner::Throws;
+  g_hex = Outcome::Throws;
+  g_base64 = Outcome::Works;
   EXPECT_THROW(BuildHmacAuthorizationHeader("key", "user", "text"), CAtlException);
-  g_hex = Manner::Works;
-  g_base64 = Manner::Throws;
+  g_hex = Outcome::Works;
+  g_base64 = Outcome::Throws;
   EXPECT_THROW(BuildHmacAuthorizationHeader("key", "user", "text"), CAtlException);
   EXPECT_EQ(log.Lines(), LogLines{});
 }

@@ -22,7 +22,8 @@ std::string Base64(const std::string& text) {
   return Util::Base64Encode(text.data(), text.size());
 }
 
-// The status of the exception that the encoder throws for this length of a one-byte buffer, 0 if none.
+// Returns the status of the exception that the encoder throws for this length of a one-byte buffer; 0 if
+// none.
 template <typename Encoder>
 unsigned long StatusOf(Encoder encode, std::uint64_t length) {
   const KuvTest::GuardedBuffer<std::uint8_t> byte{1};
@@ -35,7 +36,7 @@ unsigned long StatusOf(Encoder encode, std::uint64_t length) {
   return 0;
 }
 
-// The text for this length of a one-byte buffer, behind which nothing can be read.
+// Returns the text for this length of a one-byte buffer that ends at unreadable memory.
 template <typename Encoder>
 std::string TextOf(Encoder encode, std::uint64_t length) {
   const KuvTest::GuardedBuffer<std::uint8_t> byte{1};
@@ -43,9 +44,9 @@ std::string TextOf(Encoder encode, std::uint64_t length) {
   return encode(byte.Get(), length);
 }
 
-// The size of text, with its NUL, that the encoder asks memory for before it reads anything.
+// Returns the text size, with its NUL, that the encoder allocates before it reads anything.
 template <typename Encoder>
-std::uint64_t SizeAskedFor(Encoder encode, std::uint64_t length) {
+std::uint64_t AllocatedSize(Encoder encode, std::uint64_t length) {
   const KuvTest::GuardedBuffer<std::uint8_t> byte{1};
   const AllocationCount allocations{/*largest=*/1 << 20};
   EXPECT_THROW(static_cast<void>(encode(byte.Get(), length)), std::bad_alloc);
@@ -61,8 +62,8 @@ using Base64Encode = Encoders;
 using AtlHexEncode = Encoders;
 using BytesToHexString = Encoders;
 
-// Every length around the blocks in which the encoders work, with nothing readable behind the input.
-TEST_F(Encoders, AgreeWithThePlainWayAtEveryLength) {
+// Every length around the encoders' block sizes, with unreadable memory after the input.
+TEST_F(Encoders, MatchAReferenceAtEveryLength) {
   constexpr char base64[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
   std::minstd_rand random{20220717};
   for (std::size_t length = 1; length < 200; ++length) {
@@ -102,19 +103,21 @@ TEST_F(Encoders, AllocateOnceAtEverySize) {
   }
 }
 
-TEST_F(Base64Encode, Rfc4648Section10) {
-  EXPECT_EQ(Base64(""), "");
-  EXPECT_EQ(Base64("f"), "Zg==");
-  EXPECT_EQ(Base64("fo"), "Zm8=");
-  EXPECT_EQ(Base64("foo"), "Zm9v");
-  EXPECT_EQ(Base64("foob"), "Zm9vYg==");
-  EXPECT_EQ(Base64("fooba"), "Zm9vYmE=");
-  EXPECT_EQ(Base64("foobar"), "Zm9vYmFy");
+// RFC 4648, section 10, where the input has letters only.
+TEST_F(Base64Encode, PadsAndNeverBreaksTheText) {
+  const std::pair<std::string, std::string> rows[] = {
+      {"", ""},
+      {"f", "Zg=="},
+      {"fo", "Zm8="},
+      {"foo", "Zm9v"},
+      {"foob", "Zm9vYg=="},
+      {"fooba", "Zm9vYmE="},
+      {"foobar", "Zm9vYmFy"},
+      {std::string(1, '\0'), "AA=="},
+      {std::string(58, '\0'), std::string(78, 'A') + "=="},
+  };
+  for (const auto& [text, expected] : rows) EXPECT_EQ(Base64(text), expected);
   EXPECT_EQ(log.Lines(), LogLines{});
-}
-
-TEST_F(Base64Encode, OneZeroByteIsPaddedTwice) {
-  EXPECT_EQ(Util::Base64Encode("\0", 1), "AA==");
 }
 
 TEST_F(Base64Encode, UsesTheWholeStandardAlphabet) {
@@ -128,29 +131,36 @@ TEST_F(Base64Encode, UsesTheWholeStandardAlphabet) {
   EXPECT_EQ(Base64(groups), "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/");
 }
 
-TEST_F(Base64Encode, FiftyEightBytesGiveOneLineOf80) {
-  const std::string text = Base64(std::string(58, '\0'));
-  EXPECT_EQ(text, std::string(78, 'A') + "==");
-}
-
-TEST_F(Base64Encode, NullOrNothingGivesNothingInSilence) {
+TEST_F(Encoders, ReturnNothingWithoutALineForNullOrNoBytes) {
   EXPECT_EQ(Util::Base64Encode(nullptr, 5), "");
   EXPECT_EQ(Util::Base64Encode("x", 0), "");
   EXPECT_EQ(Util::Base64Encode(nullptr, 0), "");
+  EXPECT_EQ(Util::AtlHexEncode(nullptr, 5), "");
+  EXPECT_EQ(Util::AtlHexEncode("x", 0), "");
+  // The low half of this length is 0.
+  EXPECT_EQ(TextOf(Util::AtlHexEncode, 0x100000000), "");
   EXPECT_EQ(log.Lines(), LogLines{});
 }
 
-TEST_F(Base64Encode, LengthWhoseFourfoldExceeds31BitsThrows) {
+TEST_F(Encoders, UseOnlyTheLowHalfOfTheLength) {
+  EXPECT_EQ(TextOf(Util::Base64Encode, 0x700000001), "qw==");
+  EXPECT_EQ(TextOf(Util::AtlHexEncode, 0x700000001), "AB");
+}
+
+TEST_F(Encoders, ThrowForATextOfMoreThan31BitsAndAcceptTheLongestBelow) {
   for (const std::uint64_t length :
        {0x20000000ull, 0x20000001ull, 0x40000000ull, 0x7FFFFFFFull, 0x120000000ull, 0xFFFFFFFF7FFFFFFFull}) {
     SCOPED_TRACE(length);
     EXPECT_EQ(StatusOf(Util::Base64Encode, length), 0x80004005ul);
   }
+  EXPECT_EQ(AllocatedSize(Util::Base64Encode, 0x1FFFFFFF), 715827884u + 1);
+  for (const std::uint64_t length :
+       {0x40000000ull, 0x7FFFFFFFull, 0x80000000ull, 0xBFFFFFFFull, 0x140000000ull, 0xFFFFFFFFBFFFFFFFull}) {
+    SCOPED_TRACE(length);
+    EXPECT_EQ(StatusOf(Util::AtlHexEncode, length), 0x80004005ul);
+  }
+  EXPECT_EQ(AllocatedSize(Util::AtlHexEncode, 0x3FFFFFFF), 0x7FFFFFFEu + 1);
   EXPECT_EQ(log.Lines(), LogLines{});
-}
-
-TEST_F(Base64Encode, LargestLengthIsAccepted) {
-  EXPECT_EQ(SizeAskedFor(Util::Base64Encode, 0x1FFFFFFF), 715827884u + 1);
 }
 
 TEST_F(Base64Encode, LengthWhoseLowHalfIsZeroOrNegativeIsLogged) {
@@ -163,23 +173,16 @@ TEST_F(Base64Encode, LengthWhoseLowHalfIsZeroOrNegativeIsLogged) {
   }
 }
 
-TEST_F(Base64Encode, OnlyTheLowHalfOfTheLengthCounts) {
-  EXPECT_EQ(TextOf(Util::Base64Encode, 0x700000001), "qw==");
-}
-
-TEST_F(AtlHexEncode, GivesTwoUpperCaseDigitsForEachByte) {
+TEST_F(AtlHexEncode, WritesTwoUpperCaseDigitsForEachByte) {
   EXPECT_EQ(Util::AtlHexEncode("\xAB\x01", 2), "AB01");
   EXPECT_EQ(Util::AtlHexEncode("\x00\x0A\xF0\xFF", 4), "000AF0FF");
+  // RFC 4648, section 10.
+  EXPECT_EQ(Util::AtlHexEncode("f", 1), "66");
+  EXPECT_EQ(Util::AtlHexEncode("foobar", 6), "666F6F626172");
   EXPECT_EQ(log.Lines(), LogLines{});
 }
 
-// RFC 4648, section 10.
-TEST_F(AtlHexEncode, Rfc4648Section10) {
-  EXPECT_EQ(Util::AtlHexEncode("f", 1), "66");
-  EXPECT_EQ(Util::AtlHexEncode("foobar", 6), "666F6F626172");
-}
-
-TEST_F(AtlHexEncode, KnowsEveryByte) {
+TEST_F(AtlHexEncode, EncodesEveryByteValue) {
   std::string bytes;
   std::string expected;
   for (int byte = 0; byte < 256; ++byte) {
@@ -191,25 +194,6 @@ TEST_F(AtlHexEncode, KnowsEveryByte) {
   EXPECT_EQ(Util::BytesToHexString(bytes.data(), bytes.size()), expected);
 }
 
-TEST_F(AtlHexEncode, NullOrNothingGivesNothingInSilence) {
-  EXPECT_EQ(Util::AtlHexEncode(nullptr, 5), "");
-  EXPECT_EQ(Util::AtlHexEncode("x", 0), "");
-  EXPECT_EQ(log.Lines(), LogLines{});
-}
-
-TEST_F(AtlHexEncode, LengthWhoseDoubleDoesNotFitThrows) {
-  for (const std::uint64_t length :
-       {0x40000000ull, 0x7FFFFFFFull, 0x80000000ull, 0xBFFFFFFFull, 0x140000000ull, 0xFFFFFFFFBFFFFFFFull}) {
-    SCOPED_TRACE(length);
-    EXPECT_EQ(StatusOf(Util::AtlHexEncode, length), 0x80004005ul);
-  }
-  EXPECT_EQ(log.Lines(), LogLines{});
-}
-
-TEST_F(AtlHexEncode, LargestLengthIsAccepted) {
-  EXPECT_EQ(SizeAskedFor(Util::AtlHexEncode, 0x3FFFFFFF), 0x7FFFFFFEu + 1);
-}
-
 TEST_F(AtlHexEncode, SmallNegativeLengthIsLogged) {
   for (const std::uint64_t length : {0xC0000000ull, 0xFFFFFFFFull, 0x5C0000000ull, 0xFFFFFFFFFFFFFFFFull}) {
     SCOPED_TRACE(length);
@@ -219,34 +203,22 @@ TEST_F(AtlHexEncode, SmallNegativeLengthIsLogged) {
   }
 }
 
-TEST_F(AtlHexEncode, LengthWhoseLowHalfIsZeroGivesNothingInSilence) {
-  EXPECT_EQ(TextOf(Util::AtlHexEncode, 0x100000000), "");
-  EXPECT_EQ(log.Lines(), LogLines{});
-}
-
-TEST_F(AtlHexEncode, OnlyTheLowHalfOfTheLengthCounts) {
-  EXPECT_EQ(TextOf(Util::AtlHexEncode, 0x700000001), "AB");
-}
-
-TEST_F(BytesToHexString, GivesTwoUpperCaseDigitsForEachByte) {
+TEST_F(BytesToHexString, WritesTwoUpperCaseDigitsForEachByte) {
   EXPECT_EQ(Util::BytesToHexString("\x0A", 1), "0A");
   EXPECT_EQ(Util::BytesToHexString("\xAB\x00\xFF", 3), "AB00FF");
-}
-
-TEST_F(BytesToHexString, NothingGivesNothingWhateverThePointer) {
   EXPECT_EQ(Util::BytesToHexString(nullptr, 0), "");
   EXPECT_EQ(Util::BytesToHexString("x", 0), "");
 }
 
-// Lengths that `AtlHexEncode` refuses or folds.
-TEST_F(BytesToHexString, HasNoLimitButTheStrings) {
-  EXPECT_EQ(SizeAskedFor(Util::BytesToHexString, 0x40000000), std::uint64_t{0x80000000} + 1);
-  EXPECT_EQ(SizeAskedFor(Util::BytesToHexString, 0xC0000000), std::uint64_t{0x180000000} + 1);
-  EXPECT_EQ(SizeAskedFor(Util::BytesToHexString, 0x700000001), std::uint64_t{0xE00000002} + 1);
+// Lengths that `AtlHexEncode` rejects or folds.
+TEST_F(BytesToHexString, HasNoLimitBelowThatOfAString) {
+  EXPECT_EQ(AllocatedSize(Util::BytesToHexString, 0x40000000), std::uint64_t{0x80000000} + 1);
+  EXPECT_EQ(AllocatedSize(Util::BytesToHexString, 0xC0000000), std::uint64_t{0x180000000} + 1);
+  EXPECT_EQ(AllocatedSize(Util::BytesToHexString, 0x700000001), std::uint64_t{0xE00000002} + 1);
   EXPECT_EQ(log.Lines(), LogLines{});
 }
 
-TEST_F(BytesToHexString, LengthAboveTheStringsMaximumThrows) {
+TEST_F(BytesToHexString, LengthAboveTheMaximumOfAStringThrows) {
   for (const std::uint64_t length : {0x7FFFFFFFFFFFFFFFull, 0x8000000000000000ull, 0x8000000000000001ull}) {
     SCOPED_TRACE(length);
     EXPECT_THROW(static_cast<void>(Util::BytesToHexString("x", length)), std::length_error);

@@ -6,7 +6,7 @@
 
 namespace KuvTest {
 
-/// Gives the bytes as lower-case digits, as the standards print them.
+/// Formats bytes as lowercase hexadecimal digits, as the standards print them.
 inline std::string Hex(const std::vector<std::uint8_t>& bytes) {
   std::string text;
   for (const std::uint8_t byte : bytes) {

@@ -3,11 +3,11 @@
 #include <cstddef>
 #include <functional>
 
-// The test program's own operator new and delete, which a test can look into. Not for several threads.
+// Replaces operator new and delete of the test program, so that a test can observe them. Not thread-safe.
 namespace KuvTest {
 
-/// Counts what is allocated during its life, and refuses with `std::bad_alloc` what is larger than
-/// `largest`, so that a test of huge sizes takes no memory. One at a time.
+/// Counts allocations during its lifetime and throws `std::bad_alloc` for those of more than `largest`
+/// bytes, so that a test of huge sizes needs no memory. One at a time.
 class AllocationCount {
  public:
   explicit AllocationCount(std::size_t largest = static_cast<std::size_t>(-1));
@@ -16,7 +16,7 @@ class AllocationCount {
   AllocationCount& operator=(const AllocationCount&) = delete;
 
   std::size_t Count() const;
-  /// The size, in bytes, of the allocation that was refused last; 0 if none was.
+  /// Returns the size, in bytes, of the last allocation that was rejected; 0 if none was.
   std::size_t Refused() const;
 };
 

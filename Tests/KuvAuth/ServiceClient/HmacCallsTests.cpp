@@ -18,7 +18,7 @@ using Events = std::vector<std::string>;
 constexpr char kKey[] = "a-secret-key";
 constexpr char kData[] = "some-data";
 
-// The steps that can fail and what they are called in the log, in order.
+// The steps that can fail, in order, with their names in the log.
 const std::pair<const char*, const char*> kSteps[] = {
     {"acquire 1", "Kuv::Util::CalculateHmac CryptAcquireContext"},
     {"create hash 8004 with key 0", "Kuv::Util::CalculateHmac CryptCreateHash (1)"},
@@ -30,7 +30,7 @@ const std::pair<const char*, const char*> kSteps[] = {
     {"get value of 202", "Kuv::Util::CalculateHmac CryptGetHashParam (Hash Result)"},
 };
 
-// The first `count` steps and the release of what they made.
+// The first `count` steps and the releases of what they created.
 Events StepsAndReleases(std::size_t count, bool lastFailed) {
   Events events;
   for (std::size_t step = 0; step < count; ++step) events.push_back(kSteps[step].first);
@@ -46,7 +46,7 @@ Events StepsAndReleases(std::size_t count, bool lastFailed) {
 class HmacCalls : public ::testing::Test {
  protected:
   HmacCalls() {
-    // The blob's memory is watched from its import on.
+    // Watches the memory of the blob from its import on.
     importKey.Answer([this](HCRYPTPROV provider, const BYTE* data, DWORD size, HCRYPTKEY publicKey,
                             DWORD flags, HCRYPTKEY* key) {
       KuvTest::WatchBlock(data, [this, data] {
@@ -85,13 +85,13 @@ TEST_F(HmacCalls, ImportTheKeyInItsBlob) {
   EXPECT_EQ(crypto.blob, (Bytes{0x08, 0x02, 0, 0, 0x02, 0x66, 0, 0, 3, 0, 0, 0, 0x01, 0xFF, 0x03}));
 }
 
-TEST_F(HmacCalls, ImportAnEmptyKeyAsABareHeader) {
+TEST_F(HmacCalls, ImportAnEmptyKeyAsAHeaderOnly) {
   static_cast<void>(CalculateHmac("x", 0, "x", 1));
   EXPECT_EQ(crypto.blobSize, 12u);
   EXPECT_EQ(crypto.blob, (Bytes{0x08, 0x02, 0, 0, 0x02, 0x66, 0, 0, 0, 0, 0, 0}));
 }
 
-TEST_F(HmacCalls, GoOnWithNoData) {
+TEST_F(HmacCalls, HashNoDataToo) {
   EXPECT_EQ(CalculateHmac("key", 3, "x", 0).size(), 9u);
   EXPECT_EQ(crypto.hashed, "");
 }
@@ -105,22 +105,22 @@ TEST_F(HmacCalls, FoldLengthsAbove32Bits) {
   EXPECT_EQ(crypto.hashed, "k");
 }
 
-// With the header the length passes 32 bits: nothing of the key is shown to the platform, nor read.
-TEST_F(HmacCalls, KeyWhoseBlobPasses32BitsIsNotRead) {
+// With the header the length exceeds 32 bits: the key is neither read nor passed to the platform.
+TEST_F(HmacCalls, DoNotReadAKeyWhoseBlobExceeds32Bits) {
   const KuvTest::GuardedBuffer<char> byte{1};
   static_cast<void>(CalculateHmac(byte.Get(), 0xFFFFFFF8, byte.Get(), 1));
   EXPECT_EQ(crypto.blobSize, 4u);
   EXPECT_EQ(crypto.blob, (Bytes{0x08, 0x02, 0, 0, 0x02, 0x66, 0, 0, 0xF8, 0xFF, 0xFF, 0xFF}));
 }
 
-TEST_F(HmacCalls, ResultHasTheLengthOfTheSecondAnswer) {
+TEST_F(HmacCalls, ReturnTheLengthOfTheSecondAnswer) {
   crypto.valueLength = 30;
   EXPECT_EQ(CalculateHmac(kKey, kData).size(), 9u);
 }
 
 class HmacFailure : public HmacCalls, public ::testing::WithParamInterface<std::size_t> {};
 
-TEST_P(HmacFailure, GivesNothingIsLoggedAndReleasesWhatExists) {
+TEST_P(HmacFailure, IsLoggedReturnsNothingAndReleasesEverything) {
   const std::size_t step = GetParam();
   crypto.Fail(static_cast<int>(step), 0x80090005);
   EXPECT_EQ(CalculateHmac(kKey, kData), Bytes{});

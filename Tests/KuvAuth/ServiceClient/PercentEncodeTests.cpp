@@ -10,25 +10,14 @@ namespace {
 
 using Kuv::Util::PercentEncode;
 
-TEST(PercentEncode, EscapesAllButTheUnreserved) {
-  EXPECT_EQ(PercentEncode("a b/c~d"), "a%20b%2Fc~d");
-}
-
-TEST(PercentEncode, EscapesABlankAsAByteAndKeepsNoPlus) {
-  EXPECT_EQ(PercentEncode(" +"), "%20%2B");
-}
-
-TEST(PercentEncode, EscapesEachByteOfASequence) {
-  EXPECT_EQ(PercentEncode("\xE2"), "%E2");
-  EXPECT_EQ(PercentEncode("\xE2\x82\xAC"), "%E2%82%AC");
-}
-
-TEST(PercentEncode, TakesAZeroByteLikeAnyOther) {
-  EXPECT_EQ(PercentEncode(std::string("a\0b", 3)), "a%00b");
-}
-
-TEST(PercentEncode, OfNothingIsNothing) {
-  EXPECT_EQ(PercentEncode(""), "");
+TEST(PercentEncode, EscapesEachByteThatIsNotUnreserved) {
+  const KuvTest::LogCapture log;
+  const std::pair<std::string, const char*> rows[] = {
+      {"", ""},        {"a b/c~d", "a%20b%2Fc~d"},    {" +", "%20%2B"},
+      {"\xE2", "%E2"}, {"\xE2\x82\xAC", "%E2%82%AC"}, {std::string("a\0b", 3), "a%00b"},
+  };
+  for (const auto& [text, expected] : rows) EXPECT_EQ(PercentEncode(text), expected);
+  EXPECT_EQ(log.Lines(), KuvTest::LogLines{});
 }
 
 TEST(PercentEncode, Keeps66CharactersAndEscapesAllOthers) {
@@ -42,27 +31,22 @@ TEST(PercentEncode, Keeps66CharactersAndEscapesAllOthers) {
   }
 }
 
-TEST(PercentEncode, ReservesThreeTimesTheInputAtTheStart) {
-  const std::string text(1000, 'x');
-  const KuvTest::AllocationCount allocations;
-  const std::string encoded = PercentEncode(text);
-  EXPECT_EQ(allocations.Count(), 1u);
-  EXPECT_GE(encoded.capacity(), 3000u);
-}
-
-TEST(PercentEncode, OfTheWorstCaseAllocatesOnce) {
-  for (const std::size_t size : {16, 1000, 65536}) {
-    SCOPED_TRACE(size);
-    const std::string text(size, ' ');
-    const KuvTest::AllocationCount allocations;
-    const std::string encoded = PercentEncode(text);
-    EXPECT_EQ(allocations.Count(), 1u);
-    EXPECT_EQ(encoded.size(), 3 * size);
+TEST(PercentEncode, ReservesThreeTimesTheInputAndAllocatesOnce) {
+  for (const char unit : {'x', ' '}) {
+    for (const std::size_t size : {16, 1000, 65536}) {
+      SCOPED_TRACE(::testing::Message() << size << " times '" << unit << "'");
+      const std::string text(size, unit);
+      const KuvTest::AllocationCount allocations;
+      const std::string encoded = PercentEncode(text);
+      EXPECT_EQ(allocations.Count(), 1u);
+      EXPECT_GE(encoded.capacity(), 3 * size);
+      EXPECT_EQ(encoded.size(), unit == 'x' ? size : 3 * size);
+    }
   }
 }
 
-// Runs of every length of what stays and of what is escaped, across the blocks and pieces of the work.
-TEST(PercentEncode, AgreesWithThePlainWayAtEveryLength) {
+// Runs of every length of kept and of escaped characters, across the blocks of the implementation.
+TEST(PercentEncode, MatchesAReferenceAtEveryLength) {
   for (std::size_t length = 0; length < 600; ++length) {
     SCOPED_TRACE(length);
     std::string text;
@@ -74,12 +58,6 @@ TEST(PercentEncode, AgreesWithThePlainWayAtEveryLength) {
     }
     ASSERT_EQ(PercentEncode(text), expected);
   }
-}
-
-TEST(PercentEncode, LogsNothing) {
-  const KuvTest::LogCapture log;
-  static_cast<void>(PercentEncode("a b"));
-  EXPECT_EQ(log.Lines(), KuvTest::LogLines{});
 }
 
 }  // namespace

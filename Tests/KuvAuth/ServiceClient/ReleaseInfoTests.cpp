@@ -54,7 +54,7 @@ TEST_F(ReleaseInfo, ReadsBothNumbers) {
   ExpectFound(2004, 1288);
 }
 
-TEST_F(ReleaseInfo, AsksForVersion10OrLater) {
+TEST_F(ReleaseInfo, ChecksForVersion10OrLater) {
   KUV_IMPORT_HOOK(mask, VerSetConditionMask);
   std::vector<std::pair<DWORD, int>> conditions;
   mask.Answer([&](ULONGLONG before, DWORD type, BYTE condition) {
@@ -71,7 +71,7 @@ TEST_F(ReleaseInfo, AsksForVersion10OrLater) {
   EXPECT_EQ(std::memcmp(&verified, &expected, sizeof(expected)), 0);
 }
 
-TEST_F(ReleaseInfo, OfAnOlderSystemReadsNothing) {
+TEST_F(ReleaseInfo, ReadsNothingOnAnOlderSystem) {
   verify.Answer([](auto&&...) { return FALSE; });
   KUV_IMPORT_HOOK(open, RegOpenKeyExA);
   ExpectNothing();
@@ -96,54 +96,48 @@ TEST_F(ReleaseInfo, OpensTheKeyForQueriesOnlyAndClosesIt) {
   EXPECT_EQ(std::get<0>(close.Calls().back()), opened);
 }
 
-TEST_F(ReleaseInfo, NeedsTheKey) {
+TEST_F(ReleaseInfo, FailsWithoutBothValuesInTheirTypesAndClosesTheKey) {
+  const struct {
+    const char* name;
+    const wchar_t* value;
+    DWORD type;  // with no data: the value is missing
+    const void* data;
+    std::size_t size;
+  } rows[] = {
+      {"no ReleaseId", L"ReleaseId", REG_NONE, nullptr, 0},
+      {"ReleaseId as number", L"ReleaseId", REG_DWORD, "\xD4\x07\0", 4},
+      {"ReleaseId as expanded text", L"ReleaseId", REG_EXPAND_SZ, L"2004", 10},
+      {"ReleaseId of no bytes", L"ReleaseId", REG_SZ, "", 0},
+      {"no UBR", L"UBR", REG_NONE, nullptr, 0},
+      {"UBR as bytes", L"UBR", REG_BINARY, "\1\2\3\4", 4},
+      {"UBR of no bytes", L"UBR", REG_DWORD, "", 0},
+      {"UBR as QWORD", L"UBR", REG_QWORD, "\1\0\0\0\0\0\0\0", 8},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    key.SetText(L"ReleaseId", L"2004");
+    key.SetDword(L"UBR", 1288);
+    if (row.data == nullptr) {
+      key.DeleteValue(row.value);
+    } else {
+      key.SetBytes(row.value, row.type, row.data, row.size);
+    }
+    const std::size_t before = close.CallCount();
+    ExpectNothing();
+    EXPECT_EQ(close.CallCount(), before + 1);
+  }
   key.Delete();
   const std::size_t before = close.CallCount();
   ExpectNothing();
-  EXPECT_EQ(close.CallCount(), before);
+  EXPECT_EQ(close.CallCount(), before) << "no key";
 }
 
-TEST_F(ReleaseInfo, NeedsReleaseIdAndClosesTheKey) {
-  key.DeleteValue(L"ReleaseId");
-  const std::size_t before = close.CallCount();
-  ExpectNothing();
-  EXPECT_EQ(close.CallCount(), before + 1);
-}
-
-TEST_F(ReleaseInfo, NeedsUpdateRevisionAndClosesTheKey) {
-  key.DeleteValue(L"UBR");
-  const std::size_t before = close.CallCount();
-  ExpectNothing();
-  EXPECT_EQ(close.CallCount(), before + 1);
-}
-
-TEST_F(ReleaseInfo, NeedsReleaseIdAsText) {
-  key.SetDword(L"ReleaseId", 2004);
-  ExpectNothing();
-  key.SetBytes(L"ReleaseId", REG_EXPAND_SZ, L"2004", 10);
-  ExpectNothing();
-}
-
-TEST_F(ReleaseInfo, NeedsReleaseIdOfSomeSize) {
-  key.SetBytes(L"ReleaseId", REG_SZ, L"", 0);
-  ExpectNothing();
-}
-
-TEST_F(ReleaseInfo, NeedsUpdateRevisionAsNumberOfSomeSize) {
-  key.SetBytes(L"UBR", REG_BINARY, "\1\2\3\4", 4);
-  ExpectNothing();
-  key.SetBytes(L"UBR", REG_DWORD, "", 0);
-  ExpectNothing();
-  key.SetBytes(L"UBR", REG_QWORD, "\1\0\0\0\0\0\0\0", 8);
-  ExpectNothing();
-}
-
-TEST_F(ReleaseInfo, TakesAShortUpdateRevision) {
+TEST_F(ReleaseInfo, AcceptsAShortUpdateRevision) {
   key.SetBytes(L"UBR", REG_DWORD, "\1\2", 2);
   ExpectFound(2004, 0x0201);
 }
 
-TEST_F(ReleaseInfo, TakesReleaseIdOf1023BytesAndNoLongerOne) {
+TEST_F(ReleaseInfo, AcceptsReleaseIdOfUpTo1023Bytes) {
   key.SetText(L"ReleaseId", std::wstring(1018, L' ') + L"1909");
   ExpectFound(1909, 1288);
   release = revision = kBefore;
@@ -151,7 +145,7 @@ TEST_F(ReleaseInfo, TakesReleaseIdOf1023BytesAndNoLongerOne) {
   ExpectNothing();
 }
 
-TEST_F(ReleaseInfo, ReadsReleaseIdInTheMannerOfStrtoul) {
+TEST_F(ReleaseInfo, ParsesReleaseIdAsStrtoulDoes) {
   const std::pair<const wchar_t*, std::uint32_t> rows[] = {
       {L"2009", 2009},
       {L" \t2009", 2009},
@@ -174,7 +168,7 @@ TEST_F(ReleaseInfo, ReadsReleaseIdInTheMannerOfStrtoul) {
   }
 }
 
-// The platform's answers for the text and the number, whatever is stored.
+// Replaces the platform's answer for the text.
 class ReleaseInfoAnswers : public ReleaseInfo {
  protected:
   void AnswerReleaseId(const std::string& text, DWORD size) {
@@ -200,12 +194,12 @@ class ReleaseInfoAnswers : public ReleaseInfo {
   KuvTest::ImportHook<decltype(&::RegQueryValueExA)> query{"RegQueryValueExA"};
 };
 
-TEST_F(ReleaseInfoAnswers, TextEndsAtTheSizeTold) {
+TEST_F(ReleaseInfoAnswers, TextEndsAtTheReportedSize) {
   AnswerReleaseId("200499", 4);
   ExpectFound(2004, 1288);
 }
 
-TEST_F(ReleaseInfoAnswers, SizeAboveTheBufferIsNotBelieved) {
+TEST_F(ReleaseInfoAnswers, ReportedSizeAboveTheBufferIsIgnored) {
   AnswerReleaseId(std::string(1020, ' ') + "123", 0xFFFFFFFF);
   ExpectFound(123, 1288);
 }

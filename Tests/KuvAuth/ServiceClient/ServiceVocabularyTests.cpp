@@ -8,7 +8,7 @@ namespace {
 
 using namespace Kuv::Util;
 
-// A value with the service's word for it.
+// A value with its text in the service protocol.
 template <typename Enumeration>
 struct Word {
   Enumeration constant;
@@ -40,9 +40,10 @@ constexpr Word<AuthStatus> kStatuses[] = {
     {AuthStatus::Sent, 10, "sent"},
 };
 
+// Each word converts in both directions, and no other number or text does.
 template <typename Enumeration, std::size_t Count>
 void ExpectWords(const Word<Enumeration> (&words)[Count], std::string (*toText)(Enumeration),
-                 Enumeration (*fromText)(const std::string&)) {
+                 Enumeration (*fromText)(const std::string&), std::initializer_list<std::string> unknown) {
   for (const Word<Enumeration>& word : words) {
     SCOPED_TRACE(word.text);
     EXPECT_EQ(static_cast<std::int32_t>(word.constant), word.value);
@@ -54,36 +55,22 @@ void ExpectWords(const Word<Enumeration> (&words)[Count], std::string (*toText)(
         std::numeric_limits<std::int32_t>::min()}) {
     EXPECT_EQ(toText(static_cast<Enumeration>(value)), "") << value;
   }
+  for (const std::string& text : unknown) EXPECT_EQ(static_cast<std::int32_t>(fromText(text)), -1) << text;
 }
 
-template <typename Enumeration>
-void ExpectUnknown(Enumeration (*fromText)(const std::string&), std::initializer_list<std::string> texts) {
-  for (const std::string& text : texts) EXPECT_EQ(static_cast<std::int32_t>(fromText(text)), -1) << text;
+TEST(ServiceVocabulary, ConvertsFactors) {
+  ExpectWords(kFactors, AuthFactorToString, AuthFactorFromString,
+              {"Push", " push", "push ", "", "pus", "pushed", "deny", std::string("sms\0", 4)});
 }
 
-TEST(AuthFactor, ConvertsInBothDirections) {
-  ExpectWords(kFactors, AuthFactorToString, AuthFactorFromString);
+TEST(ServiceVocabulary, ConvertsResults) {
+  ExpectWords(kResults, AuthResultToString, AuthResultFromString,
+              {"Allow", " allow", "deny ", "", "answered", "enrol"});
 }
 
-TEST(AuthFactor, KnowsNoOtherText) {
-  ExpectUnknown(AuthFactorFromString,
-                {"Push", " push", "push ", "", "pus", "pushed", "deny", std::string("sms\0", 4)});
-}
-
-TEST(AuthResult, ConvertsInBothDirections) {
-  ExpectWords(kResults, AuthResultToString, AuthResultFromString);
-}
-
-TEST(AuthResult, KnowsNoOtherText) {
-  ExpectUnknown(AuthResultFromString, {"Allow", " allow", "deny ", "", "answered", "enrol"});
-}
-
-TEST(AuthStatus, ConvertsInBothDirections) {
-  ExpectWords(kStatuses, AuthStatusToString, AuthStatusFromString);
-}
-
-TEST(AuthStatus, KnowsNoOtherText) {
-  ExpectUnknown(AuthStatusFromString, {"Sent", " sent", "timeout ", "", "push", "lockedout", "waiting"});
+TEST(ServiceVocabulary, ConvertsStatuses) {
+  ExpectWords(kStatuses, AuthStatusToString, AuthStatusFromString,
+              {"Sent", " sent", "timeout ", "", "push", "lockedout", "waiting"});
 }
 
 }  // namespace

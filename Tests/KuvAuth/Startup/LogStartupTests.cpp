@@ -30,7 +30,7 @@ using KuvTest::WriteFileBytes;
 
 using Events = std::vector<std::string>;
 
-// A machine with no settings whose common application data folder is a temporary one, and no log.
+// No settings, no log, and a temporary folder as the common application data folder.
 class LogStartup : public ::testing::Test {
  protected:
   LogStartup() {
@@ -71,13 +71,13 @@ TEST_F(LogStartup, InstallsADebuggerHandlerThenAFileHandler) {
   EXPECT_EQ(folder.Names(), (std::vector<std::wstring>{L"own.log"}));
 }
 
-TEST_F(LogStartup, OwnsEachHandlerAlone) {
+TEST_F(LogStartup, OwnsEachHandlerExclusively) {
   StartLogging(folder.Path(L"own.log"));
   EXPECT_EQ(g_logSystem.use_count(), 1);
   for (const auto& handler : g_logSystem->handlers) EXPECT_EQ(handler.use_count(), 1);
 }
 
-TEST_F(LogStartup, TakesKuvLogInTheApplicationDataFolderByDefault) {
+TEST_F(LogStartup, WritesKuvLogInTheApplicationDataFolderByDefault) {
   EXPECT_TRUE(StartLogging(L""));
   KUV_LOG(LogLevel::Info, "text");
   StopLogging();
@@ -86,21 +86,19 @@ TEST_F(LogStartup, TakesKuvLogInTheApplicationDataFolderByDefault) {
   EXPECT_TRUE(stream.wide.back().ends_with(L") [Info] text\r\n"));
 }
 
-TEST_F(LogStartup, InstallsTheDebuggerHandlerAloneIfThereIsNoPath) {
-  appDataExists = false;
-  KUV_IMPORT_HOOK(create, CreateFileW);
-  EXPECT_FALSE(StartLogging(L""));
-  ASSERT_NE(g_logSystem, nullptr);
-  ASSERT_EQ(g_logSystem->handlers.size(), 1u);
-  EXPECT_TRUE(Holds<Kuv::DebugLogger>(0));
-  EXPECT_EQ(create.CallCount(), 0u);
-}
-
-TEST_F(LogStartup, InstallsTheDebuggerHandlerAloneIfTheFileCannotBeOpened) {
-  EXPECT_FALSE(StartLogging(folder.Path(L"missing\\own.log")));
-  ASSERT_NE(g_logSystem, nullptr);
-  ASSERT_EQ(g_logSystem->handlers.size(), 1u);
-  EXPECT_TRUE(Holds<Kuv::DebugLogger>(0));
+TEST_F(LogStartup, InstallsOnlyTheDebuggerHandlerWithoutAPathOrAFile) {
+  for (const bool hasPath : {false, true}) {
+    SCOPED_TRACE(hasPath);
+    appDataExists = false;
+    KUV_IMPORT_HOOK(create, CreateFileW);
+    EXPECT_FALSE(StartLogging(hasPath ? folder.Path(L"missing\\own.log") : L""));
+    ASSERT_NE(g_logSystem, nullptr);
+    ASSERT_EQ(g_logSystem->handlers.size(), 1u);
+    EXPECT_TRUE(Holds<Kuv::DebugLogger>(0));
+    EXPECT_EQ(create.CallCount(), hasPath ? 1u : 0u);
+    EXPECT_TRUE(stream.wide.empty()) << "logged before the log was in place";
+    g_logSystem.reset();
+  }
 }
 
 TEST_F(LogStartup, DoesNotRetryAFileThatCouldNotBeOpened) {
@@ -110,12 +108,6 @@ TEST_F(LogStartup, DoesNotRetryAFileThatCouldNotBeOpened) {
   EXPECT_TRUE(StartLogging(L""));
   EXPECT_EQ(g_logSystem->handlers.size(), 1u);
   EXPECT_EQ(appData.CallCount(), 1u);
-}
-
-TEST_F(LogStartup, DropsWhatIsLoggedBeforeTheLogIsInPlace) {
-  appDataExists = false;
-  StartLogging(L"");
-  EXPECT_TRUE(stream.wide.empty());
 }
 
 TEST_F(LogStartup, ReadsNothingIfALogIsInPlace) {
@@ -131,13 +123,13 @@ TEST_F(LogStartup, ReadsNothingIfALogIsInPlace) {
   EXPECT_EQ(folder.Names(), (std::vector<std::wstring>{L"own.log"}));
 }
 
-TEST_F(LogStartup, TakesALogSystemWithoutHandlersForOneInPlace) {
+TEST_F(LogStartup, KeepsALogSystemWithoutHandlers) {
   g_logSystem = std::make_shared<Kuv::LogSystem>();
   EXPECT_TRUE(StartLogging(L""));
   EXPECT_TRUE(g_logSystem->handlers.empty());
 }
 
-TEST_F(LogStartup, ReadsTheSettingsBeforeItFindsAndOpensTheFile) {
+TEST_F(LogStartup, ReadsTheSettingsBeforeItLocatesAndOpensTheFile) {
   registry.Local().SetDword(L"LogFileMaxSizeMB", 1);
   registry.Local().SetDword(L"LogFileMaxCount", 1);
   Events events;
@@ -166,7 +158,7 @@ TEST_F(LogStartup, ReadsTheSettingsBeforeItFindsAndOpensTheFile) {
   EXPECT_EQ(events, (Events{"LogFileMaxSizeMB", "LogFileMaxCount", "application data", "rotation", "open"}));
 }
 
-// What a start would do with a log file of a given size: the calls are recorded and have no effect.
+// Records the file calls of a start with a log file of a given size; they have no effect.
 class RotationProbe {
  public:
   RotationProbe() {
@@ -186,8 +178,8 @@ class RotationProbe {
     });
   }
 
-  /// Starts logging with a file of this size and gives the numbered file that is deleted first; an
-  /// empty text stands for no rotation.
+  /// Starts logging with a file of this size. Returns the numbered file that is deleted first; an empty
+  /// text if the file is not rotated.
   std::wstring Oldest(std::uint64_t size) {
     size_ = size;
     deleted_.clear();
@@ -207,7 +199,7 @@ class RotationProbe {
   KuvTest::ImportHook<decltype(&::CreateFileW)> create_{"CreateFileW"};
 };
 
-TEST_F(LogStartup, BoundsTheSizeSetting) {
+TEST_F(LogStartup, LimitsTheSizeSetting) {
   registry.Local().SetDword(L"LogFileMaxCount", 1);
   const std::pair<std::uint32_t, std::uint64_t> rows[] = {{1, 1024},
                                                           {2, 2048},
@@ -231,7 +223,7 @@ TEST_F(LogStartup, BoundsTheSizeSetting) {
   }
 }
 
-TEST_F(LogStartup, BoundsTheCountSetting) {
+TEST_F(LogStartup, LimitsTheCountSetting) {
   registry.Local().SetDword(L"LogFileMaxSizeMB", 1);
   const std::pair<std::uint32_t, const wchar_t*> rows[] = {
       {1, L"kuv01.log"},           {9, L"kuv09.log"},          {99, L"kuv99.log"},
@@ -260,7 +252,7 @@ TEST_F(LogStartup, RotatesNothingUnlessBothSettingsAreAboveZero) {
   EXPECT_EQ(probe.SizeQueries(), 0u);
 }
 
-TEST_F(LogStartup, TakesPolicySettingsFirst) {
+TEST_F(LogStartup, PrefersPolicySettings) {
   registry.Local().SetDword(L"LogFileMaxSizeMB", 7);
   registry.Local().SetDword(L"LogFileMaxCount", 7);
   registry.Policy().SetDword(L"LogFileMaxSizeMB", 1);
@@ -289,14 +281,14 @@ TEST_F(LogStartup, AppendsToAFileOfAnySizeWithoutSettings) {
   EXPECT_EQ(folder.Names(), (std::vector<std::wstring>{L"own.log"}));
 }
 
-// Whether no other handle holds the file.
+// Returns whether no other handle has the file open.
 bool IsFree(const std::wstring& path) {
   const Kuv::UniqueFile file{::CreateFileW(path.c_str(), GENERIC_READ, /*dwShareMode=*/0, nullptr,
                                            OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr)};
   return static_cast<bool>(file);
 }
 
-// Without hooks, which allocate themselves: each allocation of a start that rotates fails in its turn.
+// Without hooks, since they allocate: each allocation of a start that rotates fails in turn.
 TEST(StartLogging, PublishesNothingIfMemoryRunsOut) {
   const TempFolder folder;
   const RegistrySandbox registry;
@@ -330,7 +322,7 @@ TEST(StartLogging, PublishesNothingIfMemoryRunsOut) {
   StopLogging();
 }
 
-TEST_F(LogStartup, ClosesTheFileIfMemoryRunsOutBehindIt) {
+TEST_F(LogStartup, ClosesTheFileIfMemoryRunsOutAfterItIsOpened) {
   const HANDLE file = reinterpret_cast<HANDLE>(std::uintptr_t{0x1234});
   const std::wstring path = folder.Path(L"own.log");
   KUV_IMPORT_HOOK(create, CreateFileW);

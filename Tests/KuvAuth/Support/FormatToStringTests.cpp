@@ -6,36 +6,27 @@
 
 namespace {
 
-TEST(FormatToString, FormatsInTheMannerOfPrintf) {
+TEST(FormatToString, FormatsAsPrintfDoes) {
   EXPECT_EQ(FormatToString("%s=%d 0x%08X %c%%", "value", -7, 0xBEEFu, 'z'), "value=-7 0x0000BEEF z%");
   EXPECT_EQ(FormatToString(L"%s=%d 0x%08X %c%%", L"value", -7, 0xBEEFu, L'z'), L"value=-7 0x0000BEEF z%");
 }
 
-TEST(FormatToString, TakesTextOfTheFormatsOwnWidthForSmallS) {
+TEST(FormatToString, FormatsTextOfItsOwnWidthForSmallSAndNarrowTextForLargeS) {
   EXPECT_EQ(FormatToString("<%s>", "narrow"), "<narrow>");
   EXPECT_EQ(FormatToString(L"<%s>", L"wide"), L"<wide>");
-}
-
-TEST(FormatToString, TakesNarrowTextForLargeSInAWideFormat) {
   EXPECT_EQ(FormatToString(L"<%S>", "narrow"), L"<narrow>");
 }
 
-TEST(FormatToString, PrintsNumbersOf64Bits) {
+TEST(FormatToString, FormatsNumbersOf64Bits) {
   EXPECT_EQ(FormatToString("%llu", 18446744073709551615ull), "18446744073709551615");
   EXPECT_EQ(FormatToString(L"%llu", 18446744073709551615ull), L"18446744073709551615");
 }
 
-TEST(FormatToString, TakesAFormatWithoutArguments) {
+TEST(FormatToString, AcceptsAFormatWithoutArgumentsOrResultOrNull) {
   EXPECT_EQ(FormatToString("plain"), "plain");
   EXPECT_EQ(FormatToString(L"plain"), L"plain");
-}
-
-TEST(FormatToString, GivesAnEmptyStringForAnEmptyResult) {
   EXPECT_EQ(FormatToString("%s", ""), "");
   EXPECT_EQ(FormatToString(L"%s", L""), L"");
-}
-
-TEST(FormatToString, GivesAnEmptyStringForANullFormat) {
   EXPECT_EQ(FormatToString(static_cast<const char*>(nullptr)), "");
   EXPECT_EQ(FormatToString(static_cast<const wchar_t*>(nullptr)), L"");
 }

@@ -14,7 +14,7 @@ static_assert(std::has_virtual_destructor_v<CKuvException>);
 static_assert(std::is_copy_constructible_v<CKuvException> && std::is_copy_assignable_v<CKuvException>);
 static_assert(std::is_same_v<decltype(CKuvException{1, ""}.code()), std::int32_t>);
 
-TEST(KuvException, NumbersItsCodes) {
+TEST(KuvException, HasFixedCodes) {
   EXPECT_EQ(CKuvException::ErrorUnexpected + 0, 1);
   EXPECT_EQ(CKuvException::ErrorCommunication + 0, 2);
   EXPECT_EQ(CKuvException::ErrorBadResponse + 0, 3);
@@ -41,7 +41,7 @@ TEST(KuvException, HasAnEmptyTextForAnyOtherCode) {
   }
 }
 
-TEST(KuvException, PrefersItsOwnMessage) {
+TEST(KuvException, ReturnsItsOwnMessageBeforeTheDefault) {
   for (const std::int32_t code : {1, 2, 3, 4, 9}) {
     SCOPED_TRACE(code);
     const CKuvException error{code, "Failed to create security descriptor"};
@@ -50,7 +50,7 @@ TEST(KuvException, PrefersItsOwnMessage) {
   }
 }
 
-TEST(KuvException, TakesItsMessageAsUtf8) {
+TEST(KuvException, ConvertsItsMessageFromUtf8) {
   EXPECT_EQ((CKuvException{1, "\xC3\xA4\xE2\x82\xAC"}.GetErrorMessage()), L"\x00E4\x20AC");
 }
 
@@ -65,12 +65,12 @@ TEST(KuvException, CopiesCodeAndMessage) {
   }
 }
 
-TEST(KuvException, PassesAHandlerForStandardExceptions) {
+TEST(KuvException, IsNotCaughtAsAStandardException) {
   const auto raise = [] {
     try {
       throw CKuvException{1, "text"};
     } catch (const std::exception&) {
-      FAIL() << "swallowed";
+      FAIL() << "caught as a standard exception";
     }
   };
   EXPECT_THROW(raise(), CKuvException);

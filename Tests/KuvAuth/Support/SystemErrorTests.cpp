@@ -9,14 +9,14 @@
 
 namespace {
 
-// Written out with what `va_list` is here: the name bears attributes that a template argument cannot.
+// Spells out the type of `va_list`: its name has attributes that a template argument cannot have.
 struct FormatHook
     : KuvTest::ImportHook<DWORD(WINAPI*)(DWORD, const void*, DWORD, DWORD, wchar_t*, DWORD, char**)> {
   FormatHook() : ImportHook("FormatMessageW") {}
 };
 
-// Hands a text out as the platform does: in a new block whose address goes to the place of the buffer.
-DWORD GiveText(wchar_t* buffer, const wchar_t* text) {
+// Returns a text as the platform does: in a new block whose address is stored in the buffer.
+DWORD ReturnText(wchar_t* buffer, const wchar_t* text) {
   const std::size_t units = std::wcslen(text) + 1;
   void* const block = ::LocalAlloc(LMEM_FIXED, units * sizeof(wchar_t));
   std::wmemcpy(static_cast<wchar_t*>(block), text, units);
@@ -27,12 +27,12 @@ DWORD GiveText(wchar_t* buffer, const wchar_t* text) {
 std::wstring FormatAs(const wchar_t* text) {
   FormatHook format;
   format.Script({[=](DWORD, const void*, DWORD, DWORD, wchar_t* buffer, DWORD, char**) {
-    return GiveText(buffer, text);
+    return ReturnText(buffer, text);
   }});
   return FormatSystemError(5);
 }
 
-TEST(FormatSystemError, GivesTheSystemsTextWithoutItsLineEnd) {
+TEST(FormatSystemError, ReturnsTheSystemTextWithoutItsLineEnd) {
   wchar_t expected[512] = {};
   const DWORD length = ::FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
                                         ERROR_ACCESS_DENIED, MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT),
@@ -43,15 +43,15 @@ TEST(FormatSystemError, GivesTheSystemsTextWithoutItsLineEnd) {
   EXPECT_EQ(FormatSystemError(ERROR_ACCESS_DENIED), expected);
 }
 
-TEST(FormatSystemError, GivesAnEmptyStringForAnUnknownCode) {
+TEST(FormatSystemError, ReturnsAnEmptyStringForAnUnknownCode) {
   EXPECT_EQ(FormatSystemError(0x20001234), L"");
 }
 
-TEST(FormatSystemError, AsksTheSystemForTheCodeInTheDefaultLanguage) {
+TEST(FormatSystemError, RequestsTheSystemTextInTheDefaultLanguage) {
   std::wstring text;
   FormatHook format;
   format.Answer([](DWORD, const void*, DWORD, DWORD, wchar_t* buffer, DWORD, char**) {
-    return GiveText(buffer, L"x");
+    return ReturnText(buffer, L"x");
   });
   text = FormatSystemError(0xC0FFEE);
   EXPECT_EQ(text, L"x");
@@ -66,7 +66,7 @@ TEST(FormatSystemError, AsksTheSystemForTheCodeInTheDefaultLanguage) {
   EXPECT_EQ(arguments, nullptr);
 }
 
-TEST(FormatSystemError, TrimsTheEndAlone) {
+TEST(FormatSystemError, TrimsOnlyTheEnd) {
   const struct {
     const wchar_t* text;
     const wchar_t* expected;
@@ -94,7 +94,7 @@ TEST(FormatSystemError, FreesTheBlockOnce) {
   {
     FormatHook format;
     format.Script({[&](DWORD, const void*, DWORD, DWORD, wchar_t* buffer, DWORD, char**) {
-      const DWORD length = GiveText(buffer, L"text");
+      const DWORD length = ReturnText(buffer, L"text");
       given = *reinterpret_cast<void**>(buffer);
       return length;
     }});
@@ -103,7 +103,7 @@ TEST(FormatSystemError, FreesTheBlockOnce) {
   EXPECT_EQ(release.Calls(), (std::vector<std::tuple<HLOCAL>>{{given}}));
 }
 
-TEST(FormatSystemError, FreesNothingIfNoBlockCame) {
+TEST(FormatSystemError, FreesNothingWithoutABlock) {
   KUV_IMPORT_HOOK(release, LocalFree);
   FormatHook format;
   format.Answer([](auto...) { return 0u; });

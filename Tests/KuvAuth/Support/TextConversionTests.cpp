@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <string>
 #include <tuple>
+#include <type_traits>
 
 #include <gtest/gtest.h>
 
@@ -17,142 +18,119 @@ using KuvTest::GuardedBuffer;
 constexpr char kNarrow[] = "a\xC3\xA4\xE2\x82\xAC\xF0\x9F\x94\x91";
 constexpr wchar_t kWide[] = L"a\x00E4\x20AC\xD83D\xDD11";
 
-TEST(Utf8ToWide, ConvertsAPointerAndAString) {
+// One direction of the conversion.
+struct ToWide {
+  using From = char;
+  using To = wchar_t;
+  using Hook = KuvTest::ImportHook<decltype(&::MultiByteToWideChar)>;
+  static constexpr const char* kName = "MultiByteToWideChar";
+  static std::wstring Convert(const auto& text) { return Utf8ToWide(text); }
+};
+struct ToUtf8 {
+  using From = wchar_t;
+  using To = char;
+  using Hook = KuvTest::ImportHook<decltype(&::WideCharToMultiByte)>;
+  static constexpr const char* kName = "WideCharToMultiByte";
+  static std::string Convert(const auto& text) { return WideToUtf8(text); }
+};
+
+template <typename Direction>
+class TextConversion : public ::testing::Test {
+ protected:
+  using From = std::basic_string<typename Direction::From>;
+  using To = std::basic_string<typename Direction::To>;
+
+  static From Input(const std::string& ascii) { return {ascii.begin(), ascii.end()}; }
+  static To Output(const std::string& ascii) { return {ascii.begin(), ascii.end()}; }
+};
+
+struct DirectionNames {
+  template <typename Direction>
+  static std::string GetName(int) {
+    return std::is_same_v<Direction, ToWide> ? "Utf8ToWide" : "WideToUtf8";
+  }
+};
+using Directions = ::testing::Types<ToWide, ToUtf8>;
+TYPED_TEST_SUITE(TextConversion, Directions, DirectionNames);
+
+TEST(Utf8ToWide, ConvertsAPointerAndAStringAndReplacesInvalidSequences) {
   EXPECT_EQ(Utf8ToWide(kNarrow), kWide);
   EXPECT_EQ(Utf8ToWide(std::string{kNarrow}), kWide);
-}
-
-TEST(Utf8ToWide, GivesAnEmptyStringForNullAndEmptyText) {
-  EXPECT_EQ(Utf8ToWide(static_cast<const char*>(nullptr)), L"");
-  EXPECT_EQ(Utf8ToWide(""), L"");
-  EXPECT_EQ(Utf8ToWide(std::string{}), L"");
-}
-
-TEST(Utf8ToWide, EndsAtTheFirstNul) {
-  EXPECT_EQ(Utf8ToWide("ab\0cd"s), L"ab");
-  EXPECT_EQ(Utf8ToWide("\0cd"s), L"");
-}
-
-TEST(Utf8ToWide, ReplacesBadSequences) {
   EXPECT_EQ(Utf8ToWide("a\xFFz"), L"a\xFFFDz");
   EXPECT_EQ(Utf8ToWide("a\xC3"), L"a\xFFFD");
 }
 
-TEST(Utf8ToWide, HasNoFixedLimit) {
-  EXPECT_EQ(Utf8ToWide(std::string(100'000, 'x')), std::wstring(100'000, L'x'));
-}
-
-TEST(Utf8ToWide, ReadsNothingBehindTheNul) {
-  const GuardedBuffer<char> text = GuardedBuffer<char>::Text("abc", 3);
-  EXPECT_EQ(Utf8ToWide(text.Get()), L"abc");
-}
-
-TEST(Utf8ToWide, AsksForTheLengthAndThenConverts) {
-  std::wstring result;
-  KUV_IMPORT_HOOK(convert, MultiByteToWideChar);
-  const char* const text = "abc";
-  result = Utf8ToWide(text);
-  EXPECT_EQ(result, L"abc");
-  ASSERT_EQ(convert.CallCount(), 2u);
-  EXPECT_EQ(convert.Calls()[0], std::make_tuple(65001u, 0ul, text, -1, nullptr, 0));
-  const auto& [codePage, flags, source, length, target, room] = convert.Calls()[1];
-  EXPECT_EQ(std::tie(codePage, flags, source, length), std::make_tuple(65001u, 0ul, text, -1));
-  EXPECT_NE(target, nullptr);
-  EXPECT_EQ(room, 4);
-}
-
-TEST(Utf8ToWide, GivesAnEmptyStringIfTheLengthIsNotPositive) {
-  for (const int needed : {0, -1}) {
-    SCOPED_TRACE(needed);
-    KUV_IMPORT_HOOK(convert, MultiByteToWideChar);
-    convert.Script({[=](auto...) { return needed; }});
-    EXPECT_EQ(Utf8ToWide("abc"), L"");
-  }
-}
-
-TEST(Utf8ToWide, GivesZerosIfTheConversionFailsAfterItsLengthIsKnown) {
-  KUV_IMPORT_HOOK(convert, MultiByteToWideChar);
-  convert.AnswerCall(2, [](auto...) { return 0; });
-  EXPECT_EQ(Utf8ToWide("abc"), std::wstring(4, L'\0'));
-}
-
-TEST(Utf8ToWide, CutsTheStringToWhatWasConverted) {
-  KUV_IMPORT_HOOK(convert, MultiByteToWideChar);
-  convert.AnswerCall(2, [](UINT, DWORD, const char*, int, wchar_t* target, int) {
-    std::copy_n(L"xy", 3, target);
-    return 3;
-  });
-  EXPECT_EQ(Utf8ToWide("abcdef"), L"xy");
-}
-
-TEST(WideToUtf8, ConvertsAPointerAndAString) {
+TEST(WideToUtf8, ConvertsAPointerAndAStringAndReplacesALoneSurrogate) {
   EXPECT_EQ(WideToUtf8(kWide), kNarrow);
   EXPECT_EQ(WideToUtf8(std::wstring{kWide}), kNarrow);
-}
-
-TEST(WideToUtf8, GivesAnEmptyStringForNullAndEmptyText) {
-  EXPECT_EQ(WideToUtf8(static_cast<const wchar_t*>(nullptr)), "");
-  EXPECT_EQ(WideToUtf8(L""), "");
-  EXPECT_EQ(WideToUtf8(std::wstring{}), "");
-}
-
-TEST(WideToUtf8, EndsAtTheFirstNul) {
-  EXPECT_EQ(WideToUtf8(L"ab\0cd"s), "ab");
-  EXPECT_EQ(WideToUtf8(L"\0cd"s), "");
-}
-
-TEST(WideToUtf8, ReplacesALoneSurrogate) {
   const std::wstring text{L'a', static_cast<wchar_t>(0xD800), L'z'};
   EXPECT_EQ(WideToUtf8(text), "a\xEF\xBF\xBDz");
 }
 
-TEST(WideToUtf8, HasNoFixedLimit) {
-  EXPECT_EQ(WideToUtf8(std::wstring(100'000, L'x')), std::string(100'000, 'x'));
+TYPED_TEST(TextConversion, ReturnsAnEmptyStringForNullAndEmptyText) {
+  const auto empty = this->Input("");
+  EXPECT_EQ(TypeParam::Convert(static_cast<const typename TypeParam::From*>(nullptr)), this->Output(""));
+  EXPECT_EQ(TypeParam::Convert(empty.c_str()), this->Output(""));
+  EXPECT_EQ(TypeParam::Convert(empty), this->Output(""));
 }
 
-TEST(WideToUtf8, ReadsNothingBehindTheNul) {
-  const GuardedBuffer<wchar_t> text = GuardedBuffer<wchar_t>::Text(L"abc", 3);
-  EXPECT_EQ(WideToUtf8(text.Get()), "abc");
+TYPED_TEST(TextConversion, EndsAtTheFirstNulAndHasNoOtherLimit) {
+  EXPECT_EQ(TypeParam::Convert(this->Input("ab\0cd"s)), this->Output("ab"));
+  EXPECT_EQ(TypeParam::Convert(this->Input("\0cd"s)), this->Output(""));
+  const std::string longText(100'000, 'x');
+  EXPECT_EQ(TypeParam::Convert(this->Input(longText)), this->Output(longText));
 }
 
-TEST(WideToUtf8, AsksForTheLengthAndThenConverts) {
-  std::string result;
-  KUV_IMPORT_HOOK(convert, WideCharToMultiByte);
-  const wchar_t* const text = L"abc";
-  result = WideToUtf8(text);
-  EXPECT_EQ(result, "abc");
+TYPED_TEST(TextConversion, ReadsNothingAfterTheNul) {
+  const auto text = this->Input("abc");
+  const auto guarded = GuardedBuffer<typename TypeParam::From>::Text(text.c_str(), 3);
+  EXPECT_EQ(TypeParam::Convert(static_cast<const typename TypeParam::From*>(guarded.Get())),
+            this->Output("abc"));
+}
+
+TYPED_TEST(TextConversion, QueriesTheLengthAndThenConverts) {
+  const auto text = this->Input("abc");
+  typename TypeParam::Hook convert{TypeParam::kName};
+  EXPECT_EQ(TypeParam::Convert(text.c_str()), this->Output("abc"));
   ASSERT_EQ(convert.CallCount(), 2u);
-  EXPECT_EQ(convert.Calls()[0], std::make_tuple(65001u, 0ul, text, -1, nullptr, 0, nullptr, nullptr));
-  const auto& [codePage, flags, source, length, target, room, fallback, fallbackUsed] = convert.Calls()[1];
-  EXPECT_EQ(std::tie(codePage, flags, source, length), std::make_tuple(65001u, 0ul, text, -1));
-  EXPECT_NE(target, nullptr);
-  EXPECT_EQ(room, 4);
-  EXPECT_EQ(fallback, nullptr);
-  EXPECT_EQ(fallbackUsed, nullptr);
-}
-
-TEST(WideToUtf8, GivesAnEmptyStringIfTheLengthIsNotPositive) {
-  for (const int needed : {0, -1}) {
-    SCOPED_TRACE(needed);
-    KUV_IMPORT_HOOK(convert, WideCharToMultiByte);
-    convert.Script({[=](auto...) { return needed; }});
-    EXPECT_EQ(WideToUtf8(L"abc"), "");
+  for (const std::size_t call : {0u, 1u}) {
+    SCOPED_TRACE(call);
+    const auto& arguments = convert.Calls()[call];
+    EXPECT_EQ(std::get<0>(arguments), 65001u);
+    EXPECT_EQ(std::get<1>(arguments), 0u);
+    EXPECT_EQ(std::get<2>(arguments), text.c_str());
+    EXPECT_EQ(std::get<3>(arguments), -1);
+    EXPECT_EQ(std::get<4>(arguments) == nullptr, call == 0);
+    EXPECT_EQ(std::get<5>(arguments), call == 0 ? 0 : 4);
+    if constexpr (std::is_same_v<TypeParam, ToUtf8>) {
+      EXPECT_EQ(std::get<6>(arguments), nullptr);
+      EXPECT_EQ(std::get<7>(arguments), nullptr);
+    }
   }
 }
 
-TEST(WideToUtf8, GivesZerosIfTheConversionFailsAfterItsLengthIsKnown) {
-  KUV_IMPORT_HOOK(convert, WideCharToMultiByte);
-  convert.AnswerCall(2, [](auto...) { return 0; });
-  EXPECT_EQ(WideToUtf8(L"abc"), std::string(4, '\0'));
+TYPED_TEST(TextConversion, ReturnsAnEmptyStringIfTheLengthIsNotPositive) {
+  for (const int needed : {0, -1}) {
+    SCOPED_TRACE(needed);
+    typename TypeParam::Hook convert{TypeParam::kName};
+    convert.Script({[=](auto...) { return needed; }});
+    EXPECT_EQ(TypeParam::Convert(this->Input("abc")), this->Output(""));
+  }
 }
 
-TEST(WideToUtf8, CutsTheStringToWhatWasConverted) {
-  KUV_IMPORT_HOOK(convert, WideCharToMultiByte);
-  convert.AnswerCall(2, [](UINT, DWORD, const wchar_t*, int, char* target, int, const char*, BOOL*) {
-    std::copy_n("xy", 3, target);
+TYPED_TEST(TextConversion, ReturnsZerosIfTheConversionFailsAfterItsLengthIsKnown) {
+  typename TypeParam::Hook convert{TypeParam::kName};
+  convert.AnswerCall(2, [](auto...) { return 0; });
+  EXPECT_EQ(TypeParam::Convert(this->Input("abc")), this->Output(std::string(4, '\0')));
+}
+
+TYPED_TEST(TextConversion, TruncatesTheStringToTheConvertedLength) {
+  typename TypeParam::Hook convert{TypeParam::kName};
+  convert.AnswerCall(2, [](auto... arguments) {
+    std::copy_n("xy", 3, std::get<4>(std::make_tuple(arguments...)));
     return 3;
   });
-  EXPECT_EQ(WideToUtf8(L"abcdef"), "xy");
+  EXPECT_EQ(TypeParam::Convert(this->Input("abcdef")), this->Output("xy"));
 }
 
 }  // namespace

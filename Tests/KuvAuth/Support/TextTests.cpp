@@ -10,38 +10,29 @@ namespace {
 
 using namespace std::string_literals;
 
-TEST(ToLowerAscii, LowersACopy) {
+TEST(ToLowerAscii, ReturnsALowerCaseCopy) {
   const std::string text = "Api-01.EXAMPLE.Com:8443";
   EXPECT_EQ(ToLowerAscii(text), "api-01.example.com:8443");
   EXPECT_EQ(text, "Api-01.EXAMPLE.Com:8443");
+  const std::wstring wide = L"Api-01.EXAMPLE.Com";
+  EXPECT_EQ(ToLowerAscii(wide), L"api-01.example.com");
+  EXPECT_EQ(wide, L"Api-01.EXAMPLE.Com");
 }
 
-TEST(ToLowerAscii, LowersWideText) {
-  const std::wstring text = L"Api-01.EXAMPLE.Com";
-  EXPECT_EQ(ToLowerAscii(text), L"api-01.example.com");
-  EXPECT_EQ(text, L"Api-01.EXAMPLE.Com");
-}
-
-TEST(ToLowerAscii, TakesAPointer) {
+TEST(ToLowerAscii, AcceptsAPointerAndReturnsAnEmptyStringForNull) {
   EXPECT_EQ(ToLowerAscii("ABC"), "abc");
   EXPECT_EQ(ToLowerAscii(L"ABC"), L"abc");
-}
-
-TEST(ToLowerAscii, GivesAnEmptyStringForNull) {
   EXPECT_EQ(ToLowerAscii(static_cast<const char*>(nullptr)), "");
   EXPECT_EQ(ToLowerAscii(static_cast<const wchar_t*>(nullptr)), L"");
 }
 
-TEST(ToLowerAscii, GoesOnBehindANulOfAString) {
+TEST(ToLowerAscii, ContinuesAfterANulAndKeepsTheBytesOfUtf8) {
   EXPECT_EQ(ToLowerAscii("A\0B"s), "a\0b"s);
   EXPECT_EQ(ToLowerAscii(L"A\0B"s), L"a\0b"s);
-}
-
-TEST(ToLowerAscii, LeavesTheBytesOfUtf8Alone) {
   EXPECT_EQ(ToLowerAscii("\xC3\x84\xC3\x96"), "\xC3\x84\xC3\x96");
 }
 
-TEST(ToLowerAscii, TreatsEveryUnitAsTheCharacterTablesDo) {
+TEST(ToLowerAscii, MatchesTheCharacterTablesForEveryUnit) {
   for (int unit = 0; unit < 0x100; ++unit) {
     SCOPED_TRACE(unit);
     ASSERT_EQ(ToLowerAscii(std::string(1, static_cast<char>(unit))),
@@ -64,30 +55,20 @@ TEST(ToLowerInPlace, ChangesTheStringItself) {
   EXPECT_EQ(wide, L"host");
 }
 
-TEST(RemoveWhitespace, DeletesItWhereverItStands) {
-  std::string text = " \t a\n b\v\f \r c ";
-  RemoveWhitespace(text);
-  EXPECT_EQ(text, "abc");
+TEST(RemoveWhitespace, DeletesWhitespaceAnywhereAndKeepsNulsAndTheBytesOfUtf8) {
+  const std::pair<std::string, std::string> rows[] = {
+      {" \t a\n b\v\f \r c ", "abc"}, {" \r\n", ""}, {"", ""}, {"\xE2\x82\xAC \0 x"s, "\xE2\x82\xAC\0x"s}};
+  for (const auto& [stored, expected] : rows) {
+    std::string text = stored;
+    RemoveWhitespace(text);
+    EXPECT_EQ(text, expected);
+  }
   std::wstring wide = L" \t a\n b\v\f \r c ";
   RemoveWhitespace(wide);
   EXPECT_EQ(wide, L"abc");
 }
 
-TEST(RemoveWhitespace, LeavesNothingOfWhitespaceAlone) {
-  std::string text = " \r\n";
-  RemoveWhitespace(text);
-  EXPECT_EQ(text, "");
-  RemoveWhitespace(text);
-  EXPECT_EQ(text, "");
-}
-
-TEST(RemoveWhitespace, KeepsNulsAndTheBytesOfUtf8) {
-  std::string text = "\xE2\x82\xAC \0 x"s;
-  RemoveWhitespace(text);
-  EXPECT_EQ(text, "\xE2\x82\xAC\0x"s);
-}
-
-TEST(RemoveWhitespace, DecidesEveryUnitAsTheCharacterTablesDo) {
+TEST(RemoveWhitespace, MatchesTheCharacterTablesForEveryUnit) {
   for (int unit = 0; unit < 0x100; ++unit) {
     SCOPED_TRACE(unit);
     std::string text(1, static_cast<char>(unit));

@@ -34,28 +34,19 @@ class UniqueResource : public ::testing::Test {
   const Tokens& closed = TokenTraits::closed;
 };
 
-TEST_F(UniqueResource, ClosesOnceAtTheEndOfItsScope) {
+TEST_F(UniqueResource, ClosesOnceAtTheEndOfItsScopeUnlessEmpty) {
   {
+    const UniqueToken empty;
+    EXPECT_EQ(empty.Get(), -1);
+    EXPECT_FALSE(empty);
     const UniqueToken token{7};
     EXPECT_EQ(token.Get(), 7);
     EXPECT_TRUE(token);
     EXPECT_EQ(closed, Tokens{});
   }
   EXPECT_EQ(closed, Tokens{7});
-}
-
-TEST_F(UniqueResource, HoldsNothingAtFirstAndClosesNothing) {
-  {
-    const UniqueToken token;
-    EXPECT_EQ(token.Get(), -1);
-    EXPECT_FALSE(token);
-  }
-  EXPECT_EQ(closed, Tokens{});
-}
-
-TEST_F(UniqueResource, ClosesAZeroThatIsNotItsNone) {
-  { const UniqueToken token{0}; }
-  EXPECT_EQ(closed, Tokens{0});
+  { const UniqueToken zero{0}; }
+  EXPECT_EQ(closed, (Tokens{7, 0})) << "zero is not the empty value";
 }
 
 TEST_F(UniqueResource, ClosingKeepsTheLastError) {
@@ -77,7 +68,7 @@ TEST_F(UniqueResource, MovingLeavesTheSourceEmpty) {
   EXPECT_EQ(closed, Tokens{7});
 }
 
-TEST_F(UniqueResource, MoveAssignmentClosesWhatWasHeld) {
+TEST_F(UniqueResource, MoveAssignmentClosesTheOldValue) {
   {
     UniqueToken from{7};
     UniqueToken to{5};
@@ -89,7 +80,7 @@ TEST_F(UniqueResource, MoveAssignmentClosesWhatWasHeld) {
   EXPECT_EQ(closed, (Tokens{5, 7}));
 }
 
-TEST_F(UniqueResource, AssignmentToItselfKeepsWhatIsHeld) {
+TEST_F(UniqueResource, AssignmentToItselfKeepsTheValue) {
   UniqueToken token{7};
   UniqueToken& same = token;
   token = std::move(same);
@@ -97,7 +88,7 @@ TEST_F(UniqueResource, AssignmentToItselfKeepsWhatIsHeld) {
   EXPECT_EQ(closed, Tokens{});
 }
 
-TEST_F(UniqueResource, PutClosesWhatWasHeldAndTakesWhatIsWritten) {
+TEST_F(UniqueResource, PutClosesTheOldValueAndOwnsTheNewOne) {
   {
     UniqueToken token{5};
     int* const address = token.Put();
@@ -109,7 +100,7 @@ TEST_F(UniqueResource, PutClosesWhatWasHeldAndTakesWhatIsWritten) {
   EXPECT_EQ(closed, (Tokens{5, 7}));
 }
 
-TEST_F(UniqueResource, ReleaseGivesUpWithoutClosing) {
+TEST_F(UniqueResource, ReleaseReturnsTheValueWithoutClosing) {
   {
     UniqueToken token{7};
     EXPECT_EQ(token.Release(), 7);
@@ -118,7 +109,7 @@ TEST_F(UniqueResource, ReleaseGivesUpWithoutClosing) {
   EXPECT_EQ(closed, Tokens{});
 }
 
-TEST_F(UniqueResource, ResetTakesTheNewAndClosesTheOld) {
+TEST_F(UniqueResource, ResetClosesTheOldValueAndOwnsTheNewOne) {
   UniqueToken token{5};
   token.Reset(7);
   EXPECT_EQ(token.Get(), 7);
@@ -140,20 +131,13 @@ TEST(UniqueRegistryKey, IsClosedWithRegCloseKey) {
   EXPECT_EQ(close.Calls(), (std::vector<std::tuple<HKEY>>{{opened}}));
 }
 
-TEST(UniqueFile, HoldsNoFileAsTheInvalidHandle) {
-  KUV_IMPORT_HOOK(close, CloseHandle);
-  {
-    const Kuv::UniqueFile file;
-    EXPECT_EQ(file.Get(), INVALID_HANDLE_VALUE);
-    EXPECT_FALSE(file);
-  }
-  EXPECT_EQ(close.CallCount(), 0u);
-}
-
-TEST(UniqueFile, IsClosedWithCloseHandle) {
+TEST(UniqueFile, IsEmptyWithTheInvalidHandleAndClosedWithCloseHandle) {
   HANDLE opened = nullptr;
   KUV_IMPORT_HOOK(close, CloseHandle);
   {
+    const Kuv::UniqueFile none;
+    EXPECT_EQ(none.Get(), INVALID_HANDLE_VALUE);
+    EXPECT_FALSE(none);
     const Kuv::UniqueFile file{
         ::CreateFileW(L"NUL", GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr)};
     ASSERT_TRUE(file);
