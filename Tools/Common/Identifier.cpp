@@ -6,7 +6,7 @@
 
 #include "KuvAuth/Support/Text.h"
 
-namespace FilterHost {
+namespace Tools {
 
 namespace {
 
@@ -27,4 +27,4 @@ std::string IdentifierText(const GUID& identifier) {
   return WideToUtf8(text);
 }
 
-}  // namespace FilterHost
+}  // namespace Tools

@@ -13,6 +13,6 @@ Situation Examine();
 /// The same as it would be with the assumed values in the local key, or in the policy key where that holds
 /// the setting already. The process sees a private copy of both keys meanwhile; the real ones are not
 /// written. Throws `FilterHost::HostError`, also for a value that does not fit the setting's kind.
-Situation ExamineAssuming(std::span<const Assumption> assumptions);
+Situation ExamineWhatIf(std::span<const WhatIfSetting> assumptions);
 
 }  // namespace FilterCheck

@@ -4,7 +4,7 @@
 
 #include <gmock/gmock.h>
 
-#include "Common/HostError.h"
+#include "Common/ToolError.h"
 
 namespace {
 
@@ -14,7 +14,7 @@ using FilterCheck::ParseOptions;
 std::string UsageError(const std::vector<std::wstring>& arguments) {
   try {
     ParseOptions(arguments);
-  } catch (const FilterHost::HostError& error) {
+  } catch (const Tools::UsageError& error) {
     return error.what();
   }
   return "no error";
@@ -24,7 +24,7 @@ TEST(FilterCheckOptions, NoneIsTheTable) {
   const Options options = ParseOptions({});
   EXPECT_FALSE(options.help || options.json || options.noColor);
   EXPECT_EQ(options.htmlFile, L"");
-  EXPECT_TRUE(options.assumptions.empty());
+  EXPECT_TRUE(options.whatIfSettings.empty());
 }
 
 TEST(FilterCheckOptions, AllAreTaken) {
@@ -33,12 +33,12 @@ TEST(FilterCheckOptions, AllAreTaken) {
   EXPECT_TRUE(options.json);
   EXPECT_TRUE(options.noColor);
   EXPECT_EQ(options.htmlFile, L"a.html");
-  ASSERT_EQ(options.assumptions.size(), 3u);
-  EXPECT_EQ(options.assumptions[0].setting->name, "RdpOnly");
-  EXPECT_EQ(options.assumptions[0].value, L"1");
-  EXPECT_EQ(options.assumptions[1].setting->name, "Host");
-  EXPECT_EQ(options.assumptions[1].value, L"a=b");
-  EXPECT_EQ(options.assumptions[2].value, L"");
+  ASSERT_EQ(options.whatIfSettings.size(), 3u);
+  EXPECT_EQ(options.whatIfSettings[0].setting->name, "RdpOnly");
+  EXPECT_EQ(options.whatIfSettings[0].value, L"1");
+  EXPECT_EQ(options.whatIfSettings[1].setting->name, "Host");
+  EXPECT_EQ(options.whatIfSettings[1].value, L"a=b");
+  EXPECT_EQ(options.whatIfSettings[2].value, L"");
 }
 
 TEST(FilterCheckOptions, HelpEndsTheReading) {
@@ -46,11 +46,11 @@ TEST(FilterCheckOptions, HelpEndsTheReading) {
 }
 
 TEST(FilterCheckOptions, WrongUsageIsToldInOneLine) {
-  const std::string tail = "; --help tells the options";
+  const std::string tail = "; see --help";
   EXPECT_EQ(UsageError({L"--bogus"}), "unknown option '--bogus'" + tail);
   EXPECT_EQ(UsageError({L"--a\nb"}), "unknown option '--a?b'" + tail);
-  EXPECT_EQ(UsageError({L"--html"}), "--html needs a value" + tail);
-  EXPECT_EQ(UsageError({L"--what-if", L""}), "--what-if needs a value" + tail);
+  EXPECT_EQ(UsageError({L"--html"}), "--html requires a value" + tail);
+  EXPECT_EQ(UsageError({L"--what-if", L""}), "--what-if requires a value" + tail);
   EXPECT_EQ(UsageError({L"--what-if", L"RdpOnly"}), "--what-if takes Setting=value" + tail);
   EXPECT_EQ(UsageError({L"--what-if", L"Bogus=1"}), "--what-if: there is no setting 'Bogus'" + tail);
   EXPECT_EQ(UsageError({L"--what-if", L"RdpOnly=1", L"--what-if", L"RDPONLY=2"}),
@@ -60,8 +60,8 @@ TEST(FilterCheckOptions, WrongUsageIsToldInOneLine) {
 TEST(FilterCheckOptions, SecretIsNotToldInAnError) {
   EXPECT_EQ(UsageError({L"--what-if", L"SKey:letters"}).find("letters"), std::string::npos);
   EXPECT_EQ(UsageError({L"--what-if", L"SKey=", L"letters"}),
-            "an argument that is no option; --help tells the options");
-  EXPECT_EQ(UsageError({L"-letters"}), "an argument that is no option; --help tells the options");
+            "unexpected argument that is not an option; see --help");
+  EXPECT_EQ(UsageError({L"-letters"}), "unexpected argument that is not an option; see --help");
 }
 
 TEST(FilterCheckOptions, HelpFitsAConsoleAndTellsExitCodesAndExamples) {

@@ -136,8 +136,8 @@ TEST(ReportText, WhatIfMarksFindingsThatComeAndGo) {
   Report report = MadeUpWhatIf();
   report.now.findings = {{"a.stays", Severity::Warning, "A", "Stays.", ""},
                          {"b.goes", Severity::Problem, "B", "Goes.", ""}};
-  report.assumed->findings = {{"a.stays", Severity::Warning, "A", "Stays.", ""},
-                              {"c.comes", Severity::Note, "C", "Comes.", ""}};
+  report.whatIf->findings = {{"a.stays", Severity::Warning, "A", "Stays.", ""},
+                             {"c.comes", Severity::Note, "C", "Comes.", ""}};
   EXPECT_THAT(Printed(report),
               EndsWith("  Warning  A  [a.stays]\n"
                        "    Stays.\n"
@@ -168,10 +168,10 @@ TEST(ReportText, ColoursDoNotMoveTheColumns) {
   EXPECT_EQ(text, Printed(MadeUpWhatIf()));
 }
 
-TEST(ReportText, AssumedSecretIsNotShown) {
+TEST(ReportText, WhatIfSecretIsNotShown) {
   Report report = MadeUpWhatIf();
-  report.assumptions = {{FilterCheck::FindSetting("SKey"), L"letters"},
-                        {FilterCheck::FindSetting("IKey"), L""}};
+  report.whatIfSettings = {{FilterCheck::FindSetting("SKey"), L"letters"},
+                           {FilterCheck::FindSetting("IKey"), L""}};
   const std::string text = Printed(report);
   EXPECT_THAT(text, Not(HasSubstr("letters")));
   EXPECT_THAT(text, HasSubstr("\nAssuming SKey=(set)\nAssuming IKey=\n"));

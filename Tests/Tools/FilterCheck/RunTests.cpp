@@ -91,14 +91,14 @@ TEST_F(FilterCheckRun, WrongUsageIsExitCode3AndOneLine) {
   const CheckRun run = RunCheck({L"--bogus"});
   EXPECT_EQ(run.exitCode, 3);
   EXPECT_EQ(run.out, "");
-  EXPECT_EQ(run.err, "KuvFilterCheck: unknown option '--bogus'; --help tells the options\n");
+  EXPECT_EQ(run.err, "KuvFilterCheck: unknown option '--bogus'; see --help\n");
 }
 
 TEST_F(FilterCheckRun, ValueThatDoesNotFitIsExitCode3) {
   const CheckRun run = RunCheck({L"--what-if", L"RdpOnly=yes"});
   EXPECT_EQ(run.exitCode, 3);
   EXPECT_EQ(run.out, "");
-  EXPECT_THAT(run.err, AllOf(StartsWith("KuvFilterCheck: RdpOnly takes a number"), EndsWith("\n")));
+  EXPECT_THAT(run.err, AllOf(StartsWith("KuvFilterCheck: RdpOnly requires a 32-bit number"), EndsWith("\n")));
 }
 
 TEST_F(FilterCheckRun, RegistryThatCannotBeReadIsExitCode3) {
@@ -118,7 +118,7 @@ TEST_F(FilterCheckRun, HelpIsShownWithoutLooking) {
   EXPECT_EQ(open.CallCount(), 0u);
 }
 
-TEST_F(FilterCheckRun, ExitCodeIsOfTheAssumedSituation) {
+TEST_F(FilterCheckRun, ExitCodeIsOfTheWhatIfSituation) {
   EXPECT_EQ(RunCheck({L"--what-if", L"IKey="}).exitCode, 2);
   registry.Local().DeleteValue(L"IKey");
   EXPECT_EQ(RunCheck({}).exitCode, 2);
@@ -128,24 +128,24 @@ TEST_F(FilterCheckRun, ExitCodeIsOfTheAssumedSituation) {
                                 "As assumed: The second factor is in force, with nothing to mend.\n"));
 }
 
-// What is assumed, against what is really written.
-TEST_F(FilterCheckRun, AssumedSituationIsTheOneAfterWriting) {
+// What-if settings, against settings that are really written.
+TEST_F(FilterCheckRun, WhatIfSituationIsTheOneAfterWriting) {
   const auto situation = [](const std::string& text, const char* name) {
     Json::Value value;
     std::istringstream in{text};
     in >> value;
     return value[name];
   };
-  const Json::Value assumed = situation(
+  const Json::Value whatIf = situation(
       RunCheck({L"--json", L"--what-if", L"RdpOnly=1", L"--what-if", L"EnableSmartCards=1"}).out, "assumed");
   registry.Local().SetDword(L"RdpOnly", 1);
   registry.Local().SetDword(L"EnableSmartCards", 1);
   const Json::Value written = situation(RunCheck({L"--json"}).out, "now");
   ASSERT_FALSE(written["decisions"].empty());
-  EXPECT_EQ(assumed, written);
+  EXPECT_EQ(whatIf, written);
 }
 
-TEST_F(FilterCheckRun, DefaultProviderIsJudgedByTheAssumedDecision) {
+TEST_F(FilterCheckRun, DefaultProviderIsJudgedByTheWhatIfDecision) {
   KuvTest::TestKey{HKEY_LOCAL_MACHINE, L"SOFTWARE\\Policies\\Microsoft\\Windows\\System"}.SetText(
       L"DefaultCredentialProvider", KuvTest::kPassword);
   const CheckRun run = RunCheck({L"--what-if", L"ElevationProtectionMode=1"});

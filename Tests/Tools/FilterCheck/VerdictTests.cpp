@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "FilterCheck/Machine/RegistrationCheck.h"
+#include "FilterCheck/Judgment/RegistrationFindings.h"
 #include "Tools/FilterCheck/MadeUpReport.h"
 
 namespace {
@@ -75,9 +75,9 @@ TEST(Verdict, FilterThatIsNotLoadedIsNotInForce) {
   }
 }
 
-TEST(Verdict, SubjectIsTheAssumedSituation) {
+TEST(Verdict, SubjectIsTheWhatIfSituation) {
   const Report report = KuvTest::MadeUpWhatIf();
-  EXPECT_EQ(&Subject(report), &*report.assumed);
+  EXPECT_EQ(&Subject(report), &*report.whatIf);
   const Report today = MadeUpReport();
   EXPECT_EQ(&Subject(today), &today.now);
 }
@@ -99,7 +99,7 @@ TEST(DefaultProvider, ThatIsTakenAwayAtSomePlacesIsToldWithThem) {
   Report report = KuvTest::MadeUpWhatIf();
   report.registration.defaultProvider = "{5E1B7C30-9A42-4D6F-8C15-A3F02E76D418}";
   EXPECT_THAT(JudgeRegistration(report.registration, report.now), IsEmpty());
-  const Findings findings = JudgeRegistration(report.registration, *report.assumed);
+  const Findings findings = JudgeRegistration(report.registration, *report.whatIf);
   ASSERT_EQ(findings.size(), 1u);
   EXPECT_THAT(findings[0].text, HasSubstr("away: logon at the console, unlock at the console. "));
 }

@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 
+#include "Common/LogPath.h"
 #include "FilterHost/LogTail.h"
 #include "Tools/FilterHost/HostFixture.h"
 
@@ -179,11 +180,11 @@ TEST_F(FilterHostLog, WithoutTheFolderOfThePlatformEndsTheRun) {
   const HostRun run = Run({L"--log"});
   EXPECT_EQ(run.exitCode, 1);
   EXPECT_THAT(run.err,
-              ::testing::MatchesRegex("KuvFilterHost: cannot find the folder of the log: .*0x80004005.*\n"));
+              ::testing::MatchesRegex("KuvFilterHost: cannot find the log folder: .*0x80004005.*\n"));
 }
 
 TEST_F(FilterHostLog, LiesInTheCommonApplicationData) {
-  EXPECT_EQ(FilterHost::FilterLogPath(), folder.Path() + L"\\Kuvant\\kuv.log");
+  EXPECT_EQ(Tools::FilterLogPath(), folder.Path() + L"\\Kuvant\\kuv.log");
   EXPECT_EQ(std::get<1>(hostFolder.Calls().at(0)), 0x23);
 }
 

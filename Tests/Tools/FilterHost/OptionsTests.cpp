@@ -3,16 +3,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "Common/HostError.h"
 #include "Tools/FilterHost/HostFixture.h"
 
 namespace {
 
 using FilterHost::Options;
 using FilterHost::ParseOptions;
-using FilterHost::Scenario;
 using KuvTest::HostRun;
 using KuvTest::RunHost;
+using Tools::Scenario;
 
 using Row = std::tuple<std::string, int, DWORD>;
 
@@ -86,20 +85,20 @@ TEST(FilterHostOptions, RefuseWhatTheyDoNotKnow) {
     const char* message;
   } const rows[] = {
       {"an unknown option", {L"--bogus"}, "unknown option '--bogus'"},
-      {"an argument without an option", {L"logon"}, "unknown option 'logon'"},
+      {"an argument without an option", {L"logon"}, "unexpected argument that is not an option"},
       {"a control character", {L"--b\n\x1B\x7Fx"}, "unknown option '--b???x'"},
       {"an unknown scenario",
        {L"--scenario", L"Logon"},
        "--scenario takes one of logon, unlock, change-password, credui, elevation, plap, not 'Logon'"},
       {"an allow flag of another kind", {L"--allow", L"2"}, "--allow takes 0 or 1, not '2'"},
-      {"a value that is missing", {L"--dll"}, "--dll needs a value"},
-      {"a value that is empty", {L"--providers", L""}, "--providers needs a value"},
+      {"a value that is missing", {L"--dll"}, "--dll requires a value"},
+      {"a value that is empty", {L"--providers", L""}, "--providers requires a value"},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
     const HostRun run = RunHost(row.arguments);
     EXPECT_EQ(run.exitCode, 2);
-    EXPECT_EQ(run.err, "KuvFilterHost: " + std::string{row.message} + "; --help tells the options\n");
+    EXPECT_EQ(run.err, "KuvFilterHost: " + std::string{row.message} + "; see --help\n");
     EXPECT_EQ(run.out, "");
   }
 }
@@ -113,7 +112,7 @@ TEST(FilterHostOptions, RefuseFlagsThatAreNoNumber) {
     EXPECT_EQ(run.exitCode, 2);
     EXPECT_EQ(run.err,
               "KuvFilterHost: --flags takes a number of 32 bits, decimal or 0x and hexadecimal, not '" +
-                  narrow + "'; --help tells the options\n");
+                  narrow + "'; see --help\n");
   }
 }
 

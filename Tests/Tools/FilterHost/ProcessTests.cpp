@@ -123,7 +123,7 @@ TEST(FilterHostProcess, TellsItsExitCode) {
   const ProcessRun run = RunProcess(folder, L"\"" + FilterHostPath() + L"\" --bogus");
   EXPECT_EQ(run.exitCode, 2u);
   EXPECT_EQ(run.out, "");
-  EXPECT_EQ(run.err, "KuvFilterHost: unknown option '--bogus'; --help tells the options\n");
+  EXPECT_EQ(run.err, "KuvFilterHost: unknown option '--bogus'; see --help\n");
 }
 
 }  // namespace

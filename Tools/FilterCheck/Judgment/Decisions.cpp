@@ -2,13 +2,10 @@
 
 #include <algorithm>
 
-#include "Common/HostError.h"
-#include "Common/PlainText.h"
+#include "Common/ToolError.h"
 #include "FilterCheck/Judgment/DecisionText.h"
-#include "FilterCheck/Model/StockProviders.h"
 #include "KuvAuth/Configuration/Configuration.h"
 #include "KuvAuth/Configuration/KuvAuthConfig.h"
-#include "KuvAuth/Support/Text.h"
 #include "KuvCredFilter/AllowedProviders.h"
 #include "KuvCredFilter/Decision.h"
 
@@ -16,8 +13,8 @@ namespace FilterCheck {
 
 namespace {
 
-using FilterHost::ProviderList;
-using FilterHost::Scenario;
+using Tools::ProviderList;
+using Tools::Scenario;
 
 // The facts of this machine, or of the settings in its place, but for the kind of session.
 template <bool Remote>
@@ -31,7 +28,7 @@ struct Answer {
 
 Answer AskFilter(const Scenario& scenario, Session session, const ProviderList& providers) {
   std::vector<GUID> identifiers;
-  for (const FilterHost::Provider& provider : providers) identifiers.push_back(provider.identifier);
+  for (const Tools::Provider& provider : providers) identifiers.push_back(provider.identifier);
   std::vector<BOOL> allow(providers.size(), TRUE);
   const Kuv::DecisionFacts& facts = session == Session::Remote ? kFactsOf<true> : kFactsOf<false>;
   const Kuv::Decision decision =
@@ -58,7 +55,7 @@ std::string_view MissingSetting() {
   if (record.Host.empty() || record.Port == 0) return "Host";
   if (record.IKey.empty()) return "IKey";
   if (record.SKey.empty()) return "SKey";
-  throw FilterHost::HostError{FilterHost::ExitCode::Failed, "cannot decide: an internal error"};
+  throw Tools::ToolError{"cannot decide: an internal error"};
 }
 
 struct Reason {
@@ -102,29 +99,12 @@ Decision DecideOne(const Scenario& scenario, Session session, const ProviderList
 
 }  // namespace
 
-FilterHost::ProviderList InstalledProviders() {
-  ProviderList providers;
-  try {
-    providers = FilterHost::ReadInstalledProviders();
-  } catch (const FilterHost::HostError& error) {
-    if (error.Code() != FilterHost::ExitCode::NoProviders) throw;
-  }
-  for (FilterHost::Provider& provider : providers) {
-    // The platform's own by what users know them as; the registry has the name of a class.
-    const std::string_view stock = StockProviderName(provider.identifier);
-    if (provider.name.empty() || (!stock.empty() && !IsKuvProvider(provider.identifier)))
-      provider.name = stock;
-    provider.name = PlainText(Utf8ToWide(provider.name));
-  }
-  return providers;
-}
-
-DecisionReport Decide(FilterHost::ProviderList providers, const JudgedSettings& settings) {
+DecisionReport Decide(Tools::ProviderList providers, const JudgedSettings& settings) {
   DecisionReport report{std::move(providers), {}, {}, {}, {}, false};
   // As in a new process, which has not loaded its settings yet.
   ForgetRecord();
   for (const Session session : {Session::Console, Session::Remote}) {
-    for (const Scenario& scenario : FilterHost::kScenarios)
+    for (const Scenario& scenario : Tools::kScenarios)
       report.decisions.push_back(DecideOne(scenario, session, report.providers, settings));
   }
   report.inForce =

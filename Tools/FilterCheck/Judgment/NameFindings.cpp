@@ -11,6 +11,8 @@ namespace FilterCheck {
 
 namespace {
 
+using Tools::PlainText;
+
 // How many letters must be added, left out or changed to make one name of the other.
 std::size_t Distance(const std::wstring& a, const std::wstring& b) {
   std::vector<std::size_t> row(b.size() + 1);

@@ -14,7 +14,7 @@ Findings JudgeCombinations(const StoredKeys& keys, const JudgedSettings& setting
 Findings JudgeHost();
 
 /// What is wrong with the entries of the whitelist that counts.
-Findings JudgeWhitelist(const JudgedSettings& settings, const FilterHost::ProviderList& providers);
+Findings JudgeWhitelist(const JudgedSettings& settings, const Tools::ProviderList& providers);
 
 /// Values that no setting has the name of.
 Findings JudgeNames(const StoredKeys& keys);

@@ -11,6 +11,9 @@ namespace FilterCheck {
 
 namespace {
 
+using Tools::IdentifierText;
+using Tools::PlainText;
+
 constexpr char kWhitelist[] = "ProvidersWhitelist";
 
 Finding NoIdentifier(const std::wstring& entry) {
@@ -22,14 +25,14 @@ Finding NoIdentifier(const std::wstring& entry) {
 
 Finding Repeated(const GUID& provider) {
   return {"whitelist.repeated", Severity::Warning, kWhitelist,
-          "The entry " + FilterHost::IdentifierText(provider) +
+          "The entry " + IdentifierText(provider) +
               " stands in the list more than once, and takes the place of others.",
           "Keep one of them."};
 }
 
 Finding NotInstalled(const GUID& provider) {
   return {"whitelist.not-installed", Severity::Warning, kWhitelist,
-          "The entry " + FilterHost::IdentifierText(provider) +
+          "The entry " + IdentifierText(provider) +
               " names a provider that is not installed on this machine, so it has no effect.",
           "Check the identifier, install the provider, or take the entry off the list."};
 }
@@ -47,20 +50,20 @@ bool AsksForAPasswordAlone(const GUID& provider) {
 
 Finding Password(const GUID& provider) {
   return {"whitelist.password", Severity::Warning, kWhitelist,
-          "The entry " + FilterHost::IdentifierText(provider) +
+          "The entry " + IdentifierText(provider) +
               " is Windows' own password provider: where the second factor protects, a password alone gets "
               "in.",
           "Take the entry off the list."};
 }
 
-bool IsInstalled(const GUID& identifier, const FilterHost::ProviderList& providers) {
+bool IsInstalled(const GUID& identifier, const Tools::ProviderList& providers) {
   return std::any_of(providers.begin(), providers.end(),
-                     [&](const FilterHost::Provider& provider) { return provider.identifier == identifier; });
+                     [&](const Tools::Provider& provider) { return provider.identifier == identifier; });
 }
 
 }  // namespace
 
-Findings JudgeWhitelist(const JudgedSettings& settings, const FilterHost::ProviderList& providers) {
+Findings JudgeWhitelist(const JudgedSettings& settings, const Tools::ProviderList& providers) {
   const RawValue* const list = InForce(Judged(settings, kWhitelist));
   if (list == nullptr) return {};
   Findings findings;

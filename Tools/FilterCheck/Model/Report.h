@@ -84,7 +84,7 @@ enum class Outcome : std::uint8_t {
 
 /// The answer for one scenario in one kind of session.
 struct Decision {
-  FilterHost::Scenario scenario;
+  Tools::Scenario scenario;
   Session session;
   Outcome outcome;
   std::vector<bool> enabled;  ///< in the order of the providers
@@ -96,9 +96,9 @@ struct Decision {
 
 /// The decisions, and a sentence for each way a user meets them.
 struct DecisionReport {
-  FilterHost::ProviderList providers;  ///< those installed; the platform's own by their stock names
-  std::vector<Decision> decisions;     ///< each scenario at the console, then each over remote desktop
-  std::string atConsole;               ///< "At the console a user sees ..."
+  Tools::ProviderList providers;    ///< those installed; the platform's own by their stock names
+  std::vector<Decision> decisions;  ///< each scenario at the console, then each over remote desktop
+  std::string atConsole;            ///< "At the console a user sees ..."
   std::string overRemoteDesktop;
   std::string atElevation;
   bool inForce;  ///< the second factor protects at least one scenario, and a Kuv provider is there to ask
@@ -112,7 +112,7 @@ struct Situation {
 };
 
 /// One `--what-if Setting=value`, as typed.
-struct Assumption {
+struct WhatIfSetting {
   const SettingInfo* setting;
   std::wstring value;
 };
@@ -121,8 +121,8 @@ struct Report {
   std::string machine;  ///< its name
   std::string time;     ///< when the run began, in UTC: "2026-11-21T09:30:00Z"
   Situation now;
-  std::vector<Assumption> assumptions;
-  std::optional<Situation> assumed;  ///< what the assumptions would make of it
+  std::vector<WhatIfSetting> whatIfSettings;
+  std::optional<Situation> whatIf;  ///< the situation with those settings; nothing without any
   Registration registration;
   Findings registrationFindings;
 };

@@ -49,9 +49,6 @@ std::string_view NameOf(Severity severity) noexcept;  ///< "problem"
 /// Gives a session's place in a sentence: "at the console".
 std::string_view PlaceOf(Session session) noexcept;
 
-/// Gives what the tables call a provider: its name, else its identifier.
-std::string ProviderName(const FilterHost::Provider& provider);
-
 struct Fact {
   std::string name;
   std::string value;
@@ -60,9 +57,9 @@ struct Fact {
 std::vector<Fact> RegistrationFacts(const Registration& registration);
 
 /// Gives the assumptions as typed, "RdpOnly=1". A secret is not told.
-std::vector<std::string> AssumptionTexts(const Report& report);
+std::vector<std::string> WhatIfTexts(const Report& report);
 
 /// Gives the assumed value as it may be shown.
-std::string AssumedValue(const Assumption& assumption);
+std::string WhatIfValue(const WhatIfSetting& assumption);
 
 }  // namespace FilterCheck
