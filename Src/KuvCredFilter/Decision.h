@@ -23,7 +23,7 @@ struct DecisionFacts {
   bool (*isRdpOnly)();
 };
 
-/// What becomes of the allow flags.
+/// What the filter does with the allow flags.
 enum class Outcome : std::uint8_t {
   Supported,    ///< only the allowed list stays
   Unsupported,  ///< the second-factor providers go, all others stay

@@ -29,7 +29,7 @@ struct Option {
 };
 
 /// Applies the arguments, the program's name not among them, in their order. Returns true at `--help`,
-/// which no table holds; arguments after it are ignored. Throws `UsageError`, and what an option throws.
+/// which no table lists; arguments after it are ignored. Throws `UsageError`, and what an option throws.
 template <typename Target>
 bool ApplyOptions(const std::vector<std::wstring>& arguments, std::span<const Option<Target>> options,
                   Target& target) {

@@ -17,10 +17,12 @@ using namespace KuvTest;
 using FilterCheck::Examine;
 using FilterCheck::Finding;
 using FilterCheck::Severity;
+using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
+using ::testing::StartsWith;
 
 constexpr wchar_t kTrustedInstaller[] = L"S-1-5-80-956008885-3418522649-1831038044-1853292631-2271478464";
 
@@ -105,11 +107,12 @@ TEST_F(AccessFindings, ReadersOfTheSecretAreAWarning) {
   const Finding& finding = situation.findings.front();
   EXPECT_EQ(finding.severity, Severity::Warning);
   EXPECT_EQ(finding.subject, "HKLM\\Software\\Kuvant\\KuvCredProv");
-  EXPECT_EQ(finding.text,
-            "HKLM\\Software\\Kuvant\\KuvCredProv may be read by ordinary users (Users). Who reads it has the "
-            "client key.");
+  EXPECT_EQ(
+      finding.text,
+      "Ordinary users (Users) can read HKLM\\Software\\Kuvant\\KuvCredProv. Whoever can read it can read "
+      "the client key.");
   EXPECT_EQ(finding.advice,
-            "Let only SYSTEM and Administrators have the key, and take inherited permissions off it.");
+            "Grant access to SYSTEM and Administrators only, and remove inherited permissions from the key.");
 }
 
 TEST_F(AccessFindings, ReadersOfAKeyWithoutTheSecretAreANote) {
@@ -128,7 +131,9 @@ TEST_F(AccessFindings, WritersAreAWarning) {
     ASSERT_THAT(IdsOf(situation), ElementsAre("access.key")) << WideToUtf8(right);
     EXPECT_EQ(situation.findings.front().severity, Severity::Warning);
     EXPECT_THAT(situation.findings.front().text,
-                HasSubstr("written by ordinary users (Everyone). Who writes it can turn"));
+                AllOf(StartsWith("Ordinary users (Everyone) can "),
+                      HasSubstr("write HKLM\\Software\\Policies\\Kuvant\\KuvCredProv. Whoever can write to "
+                                "it can turn off the second factor.")));
   }
 }
 
@@ -137,8 +142,8 @@ TEST_F(AccessFindings, EveryOrdinaryGroupIsNamedOnce) {
       With(L"(A;;KR;;;WD)(A;;KA;;;IU)(A;;KR;;;WD)(A;;KR;;;AC)(A;;KR;;;S-1-5-21-1-2-3-513)(A;;KR;;;BG)"));
   EXPECT_THAT(
       Examine().findings.front().text,
-      HasSubstr("may be read and written by ordinary users (Everyone, Interactive, All application packages, "
-                "Domain Users, Guests)"));
+      HasSubstr("Ordinary users (Everyone, Interactive, All application packages, Domain Users, Guests) can "
+                "read and write HKLM"));
 }
 
 TEST_F(AccessFindings, WhatIsDeniedInheritedOnlyOrHarmlessIsNone) {
@@ -160,7 +165,8 @@ TEST_F(AccessFindings, NoListAtAllIsOpenToEveryone) {
     *acl = nullptr;
     return ERROR_SUCCESS;
   });
-  EXPECT_THAT(Examine().findings.front().text, HasSubstr("read and written by ordinary users (Everyone)"));
+  EXPECT_THAT(Examine().findings.front().text,
+              HasSubstr("Ordinary users (Everyone) can read and write the log folder"));
 }
 
 TEST_F(AccessFindings, OfTheLogFolder) {
@@ -170,11 +176,13 @@ TEST_F(AccessFindings, OfTheLogFolder) {
   const Finding& finding = situation.findings.front();
   EXPECT_EQ(finding.severity, Severity::Warning);
   EXPECT_EQ(finding.subject, WideToUtf8(appData.Path(L"Kuvant")));
-  EXPECT_THAT(finding.text, HasSubstr("may be read by ordinary users (Users)"));
+  EXPECT_THAT(finding.text, HasSubstr("Ordinary users (Users) can read the log folder C:"));
   EXPECT_THAT(finding.advice, HasSubstr("at the next start of its log"));
   for (const wchar_t* const right : {L"0x2", L"0x4", L"0x40", L"SD", L"GA"}) {
     folder = With(L"(A;;" + std::wstring{right} + L";;;BU)");
-    EXPECT_THAT(Examine().findings.front().text, HasSubstr("written by ordinary users")) << WideToUtf8(right);
+    EXPECT_THAT(Examine().findings.front().text,
+                AllOf(HasSubstr("(Users) can "), HasSubstr("write the log folder")))
+        << WideToUtf8(right);
   }
 }
 
@@ -190,8 +198,9 @@ TEST_F(AccessFindings, AnOwnerThatCanOpenTheFolderAgainIsAWarning) {
   const std::string path = WideToUtf8(appData.Path(L"Kuvant"));
   EXPECT_EQ(finding.severity, Severity::Warning);
   EXPECT_EQ(finding.subject, path);
-  EXPECT_EQ(finding.text, path + " belongs to S-1-5-21-1-2-3-1001, who can open it to others at any time.");
-  EXPECT_EQ(finding.advice, "Make Administrators its owner.");
+  EXPECT_EQ(finding.text,
+            path + " is owned by S-1-5-21-1-2-3-1001, who can grant access to others at any time.");
+  EXPECT_EQ(finding.advice, "Make Administrators the owner.");
 }
 
 TEST_F(AccessFindings, AnOwnerThatCanOpenAKeyAgainIsAWarning) {
@@ -227,9 +236,9 @@ TEST_F(AccessFindings, AFolderThatKeepsItsListClosedIsANote) {
   ASSERT_THAT(IdsOf(situation), ElementsAre("access.unknown"));
   EXPECT_EQ(situation.findings.front().severity, Severity::Note);
   EXPECT_EQ(situation.findings.front().subject, WideToUtf8(appData.Path(L"Kuvant")));
-  EXPECT_THAT(situation.findings.front().text, HasSubstr("cannot be told: "));
+  EXPECT_THAT(situation.findings.front().text, HasSubstr("cannot be read: "));
   EXPECT_THAT(situation.findings.front().text, HasSubstr("(error 5)"));
-  EXPECT_EQ(situation.findings.front().advice, "Run this as an administrator.");
+  EXPECT_EQ(situation.findings.front().advice, "Run KuvFilterCheck as an administrator.");
 }
 
 TEST_F(AccessFindings, AKeyThatKeepsItsListClosedIsANote) {

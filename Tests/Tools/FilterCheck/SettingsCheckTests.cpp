@@ -218,7 +218,7 @@ TEST_F(SettingsCheck, FailsForAKeyThatMustNotBeRead) {
   }
 }
 
-// What fails in the filter's code here need not fail in the logon process, so no answer is made of it.
+// A failure here does not mean that the logon process fails, so it is not reported as a decision.
 TEST_F(SettingsCheck, FailsIfTheDecisionDoesWithCompleteSettings) {
   registry.Local().SetDword(L"EnableSmartCards", 1);
   KUV_IMPORT_HOOK(version, VerifyVersionInfoW);
@@ -227,7 +227,7 @@ TEST_F(SettingsCheck, FailsIfTheDecisionDoesWithCompleteSettings) {
     Examine();
     ADD_FAILURE() << "nothing was thrown";
   } catch (const Tools::ToolError& error) {
-    EXPECT_STREQ(error.what(), "cannot decide: an internal error");
+    EXPECT_STREQ(error.what(), "cannot evaluate the settings: internal error");
   }
 }
 

@@ -102,21 +102,21 @@ OrdinaryAccess JudgeList(const AccessList& list, const Masks& masks) {
 }
 
 std::string Allowed(const OrdinaryAccess& access) {
-  return access.mayWrite ? (access.mayRead ? "read and written" : "written") : "read";
+  return access.mayWrite ? (access.mayRead ? "read and write" : "write") : "read";
 }
 
 void JudgeUnreadable(const OrdinaryAccess& access, const std::string& what, Findings& findings) {
   if (access.unreadable.empty()) return;
   findings.push_back({"access.unknown", Severity::Note, what,
-                      "Who may use " + what + " cannot be told: " + access.unreadable,
-                      "Run this as an administrator."});
+                      "The permissions of " + what + " cannot be read: " + access.unreadable,
+                      "Run KuvFilterCheck as an administrator."});
 }
 
 void JudgeOwner(const OrdinaryAccess& access, const std::string& what, Findings& findings) {
   if (access.owner.empty()) return;
   findings.push_back({"access.owner", Severity::Warning, what,
-                      what + " belongs to " + access.owner + ", who can open it to others at any time.",
-                      "Make Administrators its owner."});
+                      what + " is owned by " + access.owner + ", who can grant access to others at any time.",
+                      "Make Administrators the owner."});
 }
 
 void JudgeKey(const OrdinaryAccess& access, const StoredKey& stored, const char* path, Findings& findings) {
@@ -125,13 +125,13 @@ void JudgeKey(const OrdinaryAccess& access, const StoredKey& stored, const char*
   JudgeOwner(access, key, findings);
   if (!access.mayRead && !access.mayWrite) return;
   const bool secret = stored.Find("SKey") != nullptr;
-  std::string text = key + " may be " + Allowed(access) + " by ordinary users (" + access.who + ").";
-  if (access.mayWrite) text += " Who writes it can turn the second factor off.";
-  if (access.mayRead && secret) text += " Who reads it has the client key.";
+  std::string text = "Ordinary users (" + access.who + ") can " + Allowed(access) + " " + key + ".";
+  if (access.mayWrite) text += " Whoever can write to it can turn off the second factor.";
+  if (access.mayRead && secret) text += " Whoever can read it can read the client key.";
   const bool matters = access.mayWrite || secret;
   findings.push_back(
       {"access.key", matters ? Severity::Warning : Severity::Note, key, text,
-       "Let only SYSTEM and Administrators have the key, and take inherited permissions off it."});
+       "Grant access to SYSTEM and Administrators only, and remove inherited permissions from the key."});
 }
 
 }  // namespace
@@ -144,12 +144,12 @@ Findings JudgeAccess(const AccessLists& access, const StoredKeys& keys) {
   JudgeUnreadable(folder, access.logFolderPath, findings);
   JudgeOwner(folder, access.logFolderPath, findings);
   if (folder.mayRead || folder.mayWrite) {
-    findings.push_back(
-        {"access.log-folder", Severity::Warning, access.logFolderPath,
-         "The log folder " + access.logFolderPath + " may be " + Allowed(folder) + " by ordinary users (" +
-             folder.who + ").",
-         "The filter closes the folder at the next start of its log. If it stays open, look for what "
-         "opens it, and who owns it."});
+    findings.push_back({"access.log-folder", Severity::Warning, access.logFolderPath,
+                        "Ordinary users (" + folder.who + ") can " + Allowed(folder) + " the log folder " +
+                            access.logFolderPath + ".",
+                        "The filter restricts access to the folder at the next start of its log. If ordinary "
+                        "users still have "
+                        "access after that, find out who owns the folder and what changes its permissions."});
   }
   return findings;
 }

@@ -16,7 +16,7 @@ namespace {
 using Tools::ProviderList;
 using Tools::Scenario;
 
-// The facts of this machine, or of the settings in its place, but for the kind of session.
+// The facts of this machine as this process sees it, except for the kind of session.
 template <bool Remote>
 constexpr Kuv::DecisionFacts kFactsOf{GetAllowedProviders, GetElevationProtectionMode, [] { return Remote; },
                                       IsRdpOnly};
@@ -48,14 +48,14 @@ Outcome OutcomeOf(Kuv::Outcome outcome) {
   }
 }
 
-// The first required setting that is missing. With all of them, the failure was another one, which says
-// nothing about the logon process.
+// Returns the first required setting that is missing. If none is, the code failed for another reason, which
+// says nothing about the logon process.
 std::string_view MissingSetting() {
   const Configuration& record = *GetConfiguration();
   if (record.Host.empty() || record.Port == 0) return "Host";
   if (record.IKey.empty()) return "IKey";
   if (record.SKey.empty()) return "SKey";
-  throw Tools::ToolError{"cannot decide: an internal error"};
+  throw Tools::ToolError{"cannot evaluate the settings: internal error"};
 }
 
 struct Reason {
