@@ -2,6 +2,14 @@
 
 #include <cstdint>
 
+namespace Kuv {
+
+/// The scenario flag of an elevation prompt that lists administrators: `CREDUIWIN_ENUMERATE_ADMINS` of the
+/// platform, together with `CPUS_CREDUI`.
+inline constexpr std::uint32_t kElevationPrompt = 0x100;
+
+}  // namespace Kuv
+
 /// Returns the name of a usage scenario, for example "CPUS_LOGON"; "<unknown>" for an undefined value.
 const char* UsageScenarioName(std::uint32_t scenario) noexcept;
 

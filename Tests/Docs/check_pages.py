@@ -58,7 +58,8 @@ class LogMessages(unittest.TestCase):
         self.assertEqual(sources - set(page), set())
 
     def test_chosen_texts_are_in_the_sources(self):
-        decision = (ROOT / "Src/KuvCredFilter/FilterDecision.cpp").read_text(encoding="utf-8")
+        decision = "".join((ROOT / "Src/KuvCredFilter" / name).read_text(encoding="utf-8")
+                           for name in ("Decision.cpp", "FilterDecision.cpp"))
         for _, message in self.CHOSEN:
             self.assertIn(f'"{message}"', decision)
 

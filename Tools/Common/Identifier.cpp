@@ -5,7 +5,7 @@
 #include "KuvAuth/Support/GuidText.h"
 #include "KuvAuth/Support/Text.h"
 
-namespace FilterHost {
+namespace Tools {
 
 namespace {
 
@@ -24,4 +24,4 @@ std::string IdentifierText(const GUID& identifier) {
   return WideToUtf8(Kuv::GuidText{identifier}.Get());
 }
 
-}  // namespace FilterHost
+}  // namespace Tools

@@ -5,13 +5,13 @@
 #include <optional>
 #include <string>
 
-namespace FilterHost {
+namespace Tools {
 
-/// Reads a braced class identifier of 38 characters, in either case. Nothing but that form counts:
-/// program identifiers, which the platform would look up, do not.
+/// Reads a braced class identifier of 38 characters, in upper or lower case. Returns nothing for any other
+/// form, program identifiers, which the platform would look up, among them.
 std::optional<GUID> ParseIdentifier(const std::string& text);
 
-/// Gives the braced text in upper case.
+/// Formats an identifier as braced text in upper case.
 std::string IdentifierText(const GUID& identifier);
 
-}  // namespace FilterHost
+}  // namespace Tools

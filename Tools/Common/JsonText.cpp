@@ -3,7 +3,7 @@
 #include <memory>
 #include <ostream>
 
-namespace FilterHost {
+namespace Tools {
 
 void WriteJson(const Json::Value& value, std::ostream& out) {
   Json::StreamWriterBuilder builder;
@@ -14,4 +14,4 @@ void WriteJson(const Json::Value& value, std::ostream& out) {
   out << '\n';
 }
 
-}  // namespace FilterHost
+}  // namespace Tools

@@ -4,9 +4,9 @@
 
 #include <json/json.h>
 
-namespace FilterHost {
+namespace Tools {
 
-/// Writes a JSON value as UTF-8 with an indentation of two blanks, and ends the line.
+/// Writes a JSON value as UTF-8, indented by two spaces a level, and ends the line.
 void WriteJson(const Json::Value& value, std::ostream& out);
 
-}  // namespace FilterHost
+}  // namespace Tools

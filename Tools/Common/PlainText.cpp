@@ -6,7 +6,7 @@
 
 #include "KuvAuth/Support/Text.h"
 
-namespace FilterCheck {
+namespace Tools {
 
 namespace {
 
@@ -18,6 +18,16 @@ bool IsControlOrFormat(wchar_t unit) {
          unit == 0xFEFF;
 }
 
+std::wstring Converted(const std::string& text, UINT codePage) {
+  if (text.empty()) return {};
+  // No character of 8 bits becomes more than one unit of 16.
+  std::wstring wide(text.size(), L'\0');
+  const int units = ::MultiByteToWideChar(codePage, 0, text.data(), static_cast<int>(text.size()),
+                                          wide.data(), static_cast<int>(wide.size()));
+  wide.resize(static_cast<std::size_t>(units));
+  return wide;
+}
+
 }  // namespace
 
 std::string PlainText(const std::wstring& text) {
@@ -27,13 +37,17 @@ std::string PlainText(const std::wstring& text) {
 }
 
 std::string PlainText(const std::string& text) {
-  if (text.empty()) return {};
-  // An 8-bit character converts to at most one UTF-16 unit.
-  std::wstring wide(text.size(), L'\0');
-  const int units = ::MultiByteToWideChar(CP_ACP, 0, text.data(), static_cast<int>(text.size()), wide.data(),
-                                          static_cast<int>(wide.size()));
-  wide.resize(static_cast<std::size_t>(units));
-  return PlainText(wide);
+  return PlainText(Converted(text, CP_ACP));
 }
 
-}  // namespace FilterCheck
+std::string PlainUtf8(const std::string& text) {
+  return PlainText(Converted(text, CP_UTF8));
+}
+
+std::size_t TextWidth(std::string_view text) noexcept {
+  // The bytes that continue a character take no column.
+  return static_cast<std::size_t>(std::count_if(
+      text.begin(), text.end(), [](char unit) { return (static_cast<unsigned char>(unit) & 0xC0) != 0x80; }));
+}
+
+}  // namespace Tools

@@ -4,31 +4,27 @@
 #include <sstream>
 #include <string_view>
 
-#include "Common/HostError.h"
-#include "Common/HostFile.h"
+#include "Common/ErrorText.h"
+#include "Common/FileBytes.h"
 #include "Common/Identifier.h"
+#include "Common/ParseText.h"
+#include "Common/PlainText.h"
+#include "Common/SubkeyName.h"
+#include "Common/ToolError.h"
 #include "KuvAuth/Support/Text.h"
 #include "KuvAuth/Support/UniqueResource.h"
 
-namespace FilterHost {
+namespace Tools {
 
 namespace {
 
-constexpr wchar_t kProvidersKey[] =
-    L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Authentication\\Credential Providers";
 constexpr char kBlanks[] = " \t\r";
-
-std::string Trimmed(const std::string& text) {
-  const std::size_t first = text.find_first_not_of(kBlanks);
-  if (first == std::string::npos) return {};
-  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
 
 std::optional<Provider> ParseProviderLine(const std::string& line) {
   const std::size_t end = line.find_first_of(kBlanks);
   const std::optional<GUID> identifier = ParseIdentifier(line.substr(0, end));
   if (!identifier) return std::nullopt;
-  return Provider{*identifier, end == std::string::npos ? std::string{} : Trimmed(line.substr(end))};
+  return Provider{*identifier, end == std::string::npos ? std::string{} : Trimmed(line.substr(end), kBlanks)};
 }
 
 // Returns an empty text if the provider has no name or the name is not a text.
@@ -40,17 +36,11 @@ std::string ReadName(HKEY providers, const std::wstring& subkey) {
   return status == ERROR_SUCCESS ? WideToUtf8(name) : std::string{};
 }
 
-// Returns the name of a subkey, or an empty text after the last.
-std::wstring SubkeyName(HKEY key, DWORD index) {
-  wchar_t name[256] = {};
-  DWORD length = 256;
-  const LSTATUS status =
-      ::RegEnumKeyExW(key, index, name, &length, /*lpReserved=*/nullptr, /*lpClass=*/nullptr,
-                      /*lpcchClass=*/nullptr, /*lpftLastWriteTime=*/nullptr);
-  return status == ERROR_SUCCESS ? std::wstring{name} : std::wstring{};
-}
-
 }  // namespace
+
+std::string NameOrIdentifier(const Provider& provider) {
+  return provider.name.empty() ? IdentifierText(provider.identifier) : provider.name;
+}
 
 ProviderList ReadInstalledProviders() {
   const std::string keyName = "HKLM\\" + WideToUtf8(kProvidersKey);
@@ -58,8 +48,7 @@ ProviderList ReadInstalledProviders() {
   const LSTATUS status =
       ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, kProvidersKey, /*ulOptions=*/0, KEY_READ, key.Put());
   if (status != ERROR_SUCCESS && status != ERROR_FILE_NOT_FOUND) {
-    throw HostError{ExitCode::Failed,
-                    "cannot open " + keyName + ": " + DescribeError(static_cast<std::uint32_t>(status))};
+    throw ToolError{"cannot open " + keyName + ": " + DescribeError(static_cast<std::uint32_t>(status))};
   }
   ProviderList providers;
   for (DWORD index = 0; key; ++index) {
@@ -69,7 +58,7 @@ ProviderList ReadInstalledProviders() {
     if (identifier) providers.push_back({*identifier, ReadName(key.Get(), subkey)});
   }
   if (providers.empty())
-    throw HostError{ExitCode::NoProviders, "no credential providers are registered in " + keyName};
+    throw NoProvidersError{ "no credential providers are registered in " + keyName};
   return providers;
 }
 
@@ -83,18 +72,17 @@ ProviderList ReadProviderFile(const std::wstring& path) {
   std::istringstream lines{text};
   std::string line;
   for (int number = 1; std::getline(lines, line); ++number) {
-    const std::string content = Trimmed(line);
+    const std::string content = Trimmed(line, kBlanks);
     if (content.empty() || content.starts_with('#')) continue;
     std::optional<Provider> provider = ParseProviderLine(content);
     if (!provider) {
-      throw HostError{ExitCode::MalformedIdentifier, fileName + ":" + std::to_string(number) + ": '" +
-                                                         Printable(content) +
-                                                         "' does not start with a braced identifier"};
+      throw MalformedIdentifierError{fileName + ":" + std::to_string(number) + ": '" + PlainUtf8(content) +
+                                     "' does not start with a braced identifier"};
     }
     providers.push_back(*std::move(provider));
   }
-  if (providers.empty()) throw HostError{ExitCode::NoProviders, "'" + fileName + "' contains no providers"};
+  if (providers.empty()) throw NoProvidersError{ "'" + fileName + "' contains no providers"};
   return providers;
 }
 
-}  // namespace FilterHost
+}  // namespace Tools

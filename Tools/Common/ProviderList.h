@@ -5,7 +5,11 @@
 #include <string>
 #include <vector>
 
-namespace FilterHost {
+namespace Tools {
+
+/// The key below `HKEY_LOCAL_MACHINE` in which credential providers are registered.
+inline constexpr wchar_t kProvidersKey[] =
+    L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Authentication\\Credential Providers";
 
 /// A credential provider as the logon process knows it; the name, in UTF-8, may be empty.
 struct Provider {
@@ -14,12 +18,16 @@ struct Provider {
 };
 using ProviderList = std::vector<Provider>;
 
-/// Gives the providers that are installed on this machine, in the order of the registry. Throws
-/// `HostError`, also if there are none.
+/// Returns the name of a provider, or its identifier if it has none.
+std::string NameOrIdentifier(const Provider& provider);
+
+/// Reads the providers that are installed on this machine, in the order of the registry. Throws
+/// `NoProvidersError` if there are none, and `ToolError`.
 ProviderList ReadInstalledProviders();
 
-/// Gives the providers that a UTF-8 text file lists: a braced identifier and an optional name a line,
-/// blank lines and lines that start with # passed over. Throws `HostError`, also if there are none.
+/// Reads a provider from each line of a UTF-8 text file: a braced identifier and an optional name. Blank
+/// lines and lines that start with # are skipped. Throws `FileNotReadableError`,
+/// `MalformedIdentifierError`, and `NoProvidersError` if there are none.
 ProviderList ReadProviderFile(const std::wstring& path);
 
-}  // namespace FilterHost
+}  // namespace Tools

@@ -7,8 +7,9 @@
 #include <ostream>
 
 #include "Common/PlainText.h"
+#include "FilterCheck/Judgment/RegistrationFindings.h"
 #include "FilterCheck/Judgment/Verdict.h"
-#include "FilterCheck/Machine/RegistrationCheck.h"
+#include "FilterCheck/Machine/RegistrationReader.h"
 #include "FilterCheck/Options.h"
 #include "FilterCheck/Output/NewFile.h"
 #include "FilterCheck/Output/Output.h"
@@ -23,7 +24,7 @@ std::string MachineName() {
   wchar_t name[256] = {};
   auto length = static_cast<DWORD>(std::size(name));
   if (::GetComputerNameExW(ComputerNameDnsHostname, name, &length) == FALSE) return "this machine";
-  return PlainText(std::wstring{name});
+  return Tools::PlainText(std::wstring{name});
 }
 
 std::string Now() {
@@ -40,12 +41,12 @@ void AddFindings(const Registration& registration, Situation& situation) {
 }
 
 Report Gather(const Options& options) {
-  Report report{MachineName(), Now(), Examine(), options.assumptions, {}, ReadRegistration(), {}};
+  Report report{MachineName(), Now(), Examine(), options.whatIfSettings, {}, ReadRegistration(), {}};
   report.registrationFindings = JudgeRegistration(report.registration);
   AddFindings(report.registration, report.now);
-  if (!options.assumptions.empty()) {
-    report.assumed = ExamineAssuming(options.assumptions);
-    AddFindings(report.registration, *report.assumed);
+  if (!options.whatIfSettings.empty()) {
+    report.whatIf = ExamineWhatIf(options.whatIfSettings);
+    AddFindings(report.registration, *report.whatIf);
   }
   return report;
 }

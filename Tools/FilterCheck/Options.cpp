@@ -1,27 +1,20 @@
 #include "FilterCheck/Options.h"
 
 #include <algorithm>
-#include <iterator>
 #include <ostream>
 
-#include "Common/HostError.h"
-#include "Common/PlainText.h"
+#include "Common/CommandLine.h"
 #include "KuvAuth/Support/Text.h"
 
 namespace FilterCheck {
 
 namespace {
 
-[[noreturn]] void ThrowUsage(const std::string& message) {
-  throw FilterHost::HostError{FilterHost::ExitCode::Usage, message + "; see --help"};
-}
-
-std::string Quoted(const std::wstring& text) {
-  return "'" + PlainText(text) + "'";
-}
+using Tools::Quoted;
+using Tools::ThrowUsage;
 
 // The message does not contain the value, which may be a secret.
-Assumption ParseAssumption(const std::wstring& text) {
+WhatIfSetting ParseWhatIf(const std::wstring& text) {
   const std::size_t end = text.find(L'=');
   if (end == std::wstring::npos) ThrowUsage("--what-if requires Setting=value");
   const std::wstring name = text.substr(0, end);
@@ -30,55 +23,26 @@ Assumption ParseAssumption(const std::wstring& text) {
   return {setting, text.substr(end + 1)};
 }
 
-void AddAssumption(Options& options, const std::wstring& text) {
-  Assumption assumption = ParseAssumption(text);
-  const bool again =
-      std::any_of(options.assumptions.begin(), options.assumptions.end(),
-                  [&](const Assumption& other) { return other.setting == assumption.setting; });
-  if (again) ThrowUsage("--what-if names " + std::string{assumption.setting->name} + " more than once");
-  options.assumptions.push_back(std::move(assumption));
+void AddWhatIf(Options& options, const std::wstring& text) {
+  WhatIfSetting whatIf = ParseWhatIf(text);
+  const bool again = std::any_of(options.whatIfSettings.begin(), options.whatIfSettings.end(),
+                                 [&](const WhatIfSetting& other) { return other.setting == whatIf.setting; });
+  if (again) ThrowUsage("--what-if names " + std::string{whatIf.setting->name} + " more than once");
+  options.whatIfSettings.push_back(std::move(whatIf));
 }
 
-struct Option {
-  const wchar_t* name;
-  bool takesValue;
-  void (*apply)(Options& options, const std::wstring& value);
-};
-
-constexpr Option kOptions[] = {
-    {L"--help", false, [](Options& o, const std::wstring&) { o.help = true; }},
+constexpr Tools::Option<Options> kOptions[] = {
     {L"--json", false, [](Options& o, const std::wstring&) { o.json = true; }},
     {L"--no-color", false, [](Options& o, const std::wstring&) { o.noColor = true; }},
     {L"--html", true, [](Options& o, const std::wstring& value) { o.htmlFile = value; }},
-    {L"--what-if", true, AddAssumption},
+    {L"--what-if", true, AddWhatIf},
 };
-
-const Option& FindOption(const std::wstring& name) {
-  const auto* const option = std::find_if(std::begin(kOptions), std::end(kOptions),
-                                          [&](const Option& row) { return row.name == name; });
-  // An argument that is not an option may be a secret after an extra space.
-  if (option == std::end(kOptions))
-    ThrowUsage(name.starts_with(L"--") ? "unknown option " + Quoted(name)
-                                       : "unexpected argument that is not an option");
-  return *option;
-}
 
 }  // namespace
 
 Options ParseOptions(const std::vector<std::wstring>& arguments) {
   Options options;
-  for (auto argument = arguments.begin(); argument != arguments.end(); ++argument) {
-    const Option& option = FindOption(*argument);
-    if (!option.takesValue) {
-      option.apply(options, {});
-      if (options.help) break;
-      continue;
-    }
-    if (std::next(argument) == arguments.end() || std::next(argument)->empty()) {
-      ThrowUsage(WideToUtf8(*argument) + " requires a value");
-    }
-    option.apply(options, *++argument);
-  }
+  options.help = Tools::ApplyOptions<Options>(arguments, kOptions, options);
   return options;
 }
 

@@ -14,12 +14,13 @@ struct Options {
   bool json = false;
   bool noColor = false;
   std::wstring htmlFile;  ///< empty: no page
-  std::vector<Assumption> assumptions;
+  std::vector<WhatIfSetting> whatIfSettings;
 };
 
-/// Reads the arguments, the program's name not among them. Throws `FilterHost::HostError`.
+/// Reads the arguments, the program's name not among them. Throws `Tools::UsageError`.
 Options ParseOptions(const std::vector<std::wstring>& arguments);
 
+/// Writes the text of `--help`.
 void PrintUsage(std::ostream& out);
 
 }  // namespace FilterCheck

@@ -2,11 +2,13 @@
 
 #include <iterator>
 
-#include "FilterCheck/Judgment/Access.h"
+#include "FilterCheck/Judgment/AccessFindings.h"
 #include "FilterCheck/Judgment/Decisions.h"
 #include "FilterCheck/Judgment/JudgedSettings.h"
 #include "FilterCheck/Judgment/SettingFindings.h"
-#include "FilterCheck/WhatIf/AssumedSettings.h"
+#include "FilterCheck/Machine/InstalledProviders.h"
+#include "FilterCheck/WhatIf/ApplyWhatIf.h"
+#include "FilterCheck/WhatIf/PrivateSettings.h"
 
 namespace FilterCheck {
 
@@ -31,8 +33,8 @@ class SecretGuard {
 
 // What assumed settings do not change. It is read from the machine before the registry is redirected.
 struct Surroundings {
-  FilterHost::ProviderList providers = InstalledProviders();
-  Access access = ReadAccess();
+  Tools::ProviderList providers = InstalledProviders();
+  AccessLists access = ReadAccessLists();
 };
 
 void Append(Findings& findings, Findings more) {
@@ -62,11 +64,11 @@ Situation Examine() {
   return Look({});
 }
 
-Situation ExamineAssuming(std::span<const Assumption> assumptions) {
+Situation ExamineWhatIf(std::span<const WhatIfSetting> settings) {
   const Surroundings surroundings;
   StoredKeys keys = ReadStoredKeys();
   const SecretGuard guard{keys};
-  Assume(keys, assumptions);
+  ApplyWhatIf(keys, settings);
   const PrivateSettings view{keys};
   return Look(surroundings);
 }

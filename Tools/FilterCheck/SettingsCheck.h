@@ -6,13 +6,14 @@
 
 namespace FilterCheck {
 
-/// Looks at the settings, the providers and the decisions of the machine as they are. Writes nothing: no
-/// value, no folder, no line of the log. Throws `FilterHost::HostError`.
+/// Examines the settings, the providers and the decisions of the machine as they are. Writes nothing: no
+/// value, no folder, no line of the log. Throws `Tools::ToolError`.
 Situation Examine();
 
-/// The same as it would be with the assumed values in the local key, or in the policy key where that holds
-/// the setting already. The process sees a private copy of both keys meanwhile; the real ones are not
-/// written. Throws `FilterHost::HostError`, also for a value that does not fit the setting's kind.
-Situation ExamineAssuming(std::span<const Assumption> assumptions);
+/// Examines the machine as it would be with these settings in the local key, or in the policy key where that
+/// has the setting already. Redirects the process to a private copy of both keys meanwhile, and does not
+/// write to the real ones. Throws `Tools::ToolError`, and `Tools::UsageError` for a value that does not fit
+/// the setting's kind.
+Situation ExamineWhatIf(std::span<const WhatIfSetting> settings);
 
 }  // namespace FilterCheck

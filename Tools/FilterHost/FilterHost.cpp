@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <ostream>
 
-#include "Common/HostError.h"
+#include "Common/LogPath.h"
+#include "Common/ToolError.h"
+#include "FilterHost/HostError.h"
 #include "FilterHost/LogTail.h"
 #include "FilterHost/Options.h"
 #include "FilterHost/Report.h"
@@ -12,6 +14,10 @@
 namespace FilterHost {
 
 namespace {
+
+using Tools::Provider;
+using Tools::ProviderList;
+using Tools::Scenario;
 
 bool IsAsPassed(const FilterAnswer& answer, BOOL passed) {
   return std::all_of(answer.allow.begin(), answer.allow.end(), [&](BOOL allow) { return allow == passed; });
@@ -46,10 +52,11 @@ Report AskFilter(const Options& options, ProviderList providers) {
 }
 
 void Run(const Options& options, std::ostream& out) {
-  const ProviderList providers =
-      options.providersFile.empty() ? ReadInstalledProviders() : ReadProviderFile(options.providersFile);
+  const ProviderList providers = options.providersFile.empty()
+                                     ? Tools::ReadInstalledProviders()
+                                     : Tools::ReadProviderFile(options.providersFile);
   std::optional<LogTail> log;
-  if (options.log) log.emplace(FilterLogPath());
+  if (options.log) log.emplace(Tools::FilterLogPath());
   const Report report = AskFilter(options, providers);
   if (options.json) {
     PrintJson(report, log ? std::optional{log->AddedLines()} : std::nullopt, out);
@@ -57,6 +64,25 @@ void Run(const Options& options, std::ostream& out) {
   }
   PrintTable(report, out);
   if (log) PrintLog(log->AddedLines(), out);
+}
+
+// Returns the exit code of the exception that is being handled.
+ExitCode CodeOfException() {
+  try {
+    throw;
+  } catch (const HostError& error) {
+    return error.Code();
+  } catch (const Tools::UsageError&) {
+    return ExitCode::Usage;
+  } catch (const Tools::MalformedIdentifierError&) {
+    return ExitCode::MalformedIdentifier;
+  } catch (const Tools::FileNotReadableError&) {
+    return ExitCode::FileNotReadable;
+  } catch (const Tools::NoProvidersError&) {
+    return ExitCode::NoProviders;
+  } catch (...) {
+    return ExitCode::Failed;
+  }
 }
 
 }  // namespace
@@ -70,12 +96,9 @@ int RunFilterHost(const std::vector<std::wstring>& arguments, std::ostream& out,
     } else {
       Run(options, out);
     }
-  } catch (const HostError& error) {
-    err << "KuvFilterHost: " << error.what() << '\n';
-    code = error.Code();
   } catch (const std::exception& error) {
     err << "KuvFilterHost: " << error.what() << '\n';
-    code = ExitCode::Failed;
+    code = CodeOfException();
   }
   return static_cast<int>(code);
 }

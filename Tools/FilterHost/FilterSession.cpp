@@ -4,14 +4,18 @@
 #include <iterator>
 #include <utility>
 
-#include "Common/HostError.h"
+#include "Common/ErrorText.h"
 #include "Common/Identifier.h"
+#include "FilterHost/HostError.h"
 #include "KuvAuth/Support/Text.h"
 #include "KuvCredFilter/Identifiers.h"
 
 namespace FilterHost {
 
 namespace {
+
+using Tools::DescribeError;
+using Tools::IdentifierText;
 
 using GetClassObjectFunction = HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, void**);
 
@@ -110,7 +114,8 @@ FilterSession::FilterSession(const std::wstring& dll)
       library_(dll.empty() ? UniqueLibrary{} : LoadFilter(path_)),
       filter_(dll.empty() ? CreateRegistered() : CreateFrom(library_.Get(), path_)) {}
 
-FilterAnswer FilterSession::Ask(const Scenario& scenario, std::vector<GUID> providers, BOOL allow) const {
+FilterAnswer FilterSession::Ask(const Tools::Scenario& scenario, std::vector<GUID> providers,
+                                BOOL allow) const {
   FilterAnswer answer{S_OK, std::vector<BOOL>(providers.size(), allow)};
   answer.result = filter_.Get()->Filter(scenario.usage, scenario.flags, providers.data(), answer.allow.data(),
                                         static_cast<DWORD>(providers.size()));

@@ -8,14 +8,14 @@
 
 namespace FilterHost {
 
-/// What the filter left of the flags that were passed in, one for each provider.
+/// The flags after a call of the filter, one for each provider.
 struct FilterAnswer {
   HRESULT result;
   std::vector<BOOL> allow;
 };
 
-/// Where a credential from a remote connection goes. The last two count only for S_OK: then the filter
-/// redirects it.
+/// Where a credential from a remote connection goes. The last two members are valid only for S_OK, with
+/// which the filter redirects it.
 struct RemoteAnswer {
   GUID meantFor;
   HRESULT result;
@@ -23,8 +23,8 @@ struct RemoteAnswer {
   bool contentUnchanged;
 };
 
-/// Keeps COM, in a single-threaded apartment as the filter is registered for, while it lives. Throws
-/// `HostError`.
+/// Initializes COM, and uninitializes it on destruction. The apartment is single-threaded, as the filter's
+/// registration requires. Throws `HostError`.
 class ComApartment {
  public:
   ComApartment();
@@ -41,28 +41,28 @@ struct InterfaceTraits {
   static Value None() noexcept { return nullptr; }
   static void Close(Value object) noexcept { object->Release(); }
 };
-/// A COM interface, given back with `Release`.
+/// A reference to a COM interface, released with `Release`.
 template <typename Interface>
 using UniqueInterface = Kuv::UniqueResource<InterfaceTraits<Interface>>;
 
-/// One filter object, held as the logon process holds it. At its end the filter's DLL is unloaded.
+/// One filter object, used as the logon process uses it. The filter's DLL is unloaded on destruction.
 class FilterSession {
  public:
   /// Creates the filter by its class identifier, or, with a path, through the `DllGetClassObject` of that
   /// file. Throws `HostError`.
   explicit FilterSession(const std::wstring& dll);
 
-  /// The file that the filter comes from.
+  /// Returns the path of the file that the filter comes from.
   const std::wstring& Path() const noexcept { return path_; }
 
-  /// Asks for the providers of a scenario, with `allow` for each of them.
-  FilterAnswer Ask(const Scenario& scenario, std::vector<GUID> providers, BOOL allow) const;
+  /// Asks the filter about the providers of a scenario, with `allow` as the flag of each.
+  FilterAnswer Ask(const Tools::Scenario& scenario, std::vector<GUID> providers, BOOL allow) const;
 
-  /// Offers a small made-up credential that is meant for a provider.
+  /// Offers a small sample credential that is meant for a provider.
   RemoteAnswer OfferRemoteCredential(const GUID& provider) const;
 
  private:
-  // In this order, so that the filter goes first and COM last.
+  // In this order, so that the filter is released first and COM last.
   ComApartment apartment_;
   std::wstring path_;
   UniqueLibrary library_;

@@ -1,14 +1,12 @@
 #include "FilterHost/LogTail.h"
 
 #include <windows.h>
-#include <shlobj.h>
 
 #include <optional>
 #include <sstream>
 #include <utility>
 
-#include "Common/HostError.h"
-#include "Common/HostFile.h"
+#include "Common/FileBytes.h"
 
 namespace FilterHost {
 
@@ -23,17 +21,6 @@ std::optional<std::uint64_t> FileSize(const std::wstring& path) {
 
 }  // namespace
 
-std::wstring FilterLogPath() {
-  wchar_t folder[MAX_PATH] = {};
-  const HRESULT result = ::SHGetFolderPathW(/*hwnd=*/nullptr, CSIDL_COMMON_APPDATA, /*hToken=*/nullptr,
-                                            SHGFP_TYPE_CURRENT, folder);
-  if (FAILED(result)) {
-    throw HostError{ExitCode::Failed,
-                    "cannot find the log folder: " + DescribeError(static_cast<std::uint32_t>(result))};
-  }
-  return std::wstring{folder} + L"\\Kuvant\\kuv.log";
-}
-
 LogTail::LogTail(std::wstring path) : path_(std::move(path)), sizeBefore_(FileSize(path_).value_or(0)) {}
 
 std::vector<std::string> LogTail::AddedLines() const {
@@ -41,7 +28,7 @@ std::vector<std::string> LogTail::AddedLines() const {
     const DWORD code = ::GetLastError();
     if (code == ERROR_FILE_NOT_FOUND || code == ERROR_PATH_NOT_FOUND) return {};
   }
-  std::istringstream text{ReadFileFrom(path_, sizeBefore_)};
+  std::istringstream text{Tools::ReadFileFrom(path_, sizeBefore_)};
   std::vector<std::string> lines;
   for (std::string line; std::getline(text, line);) {
     if (line.ends_with('\r')) line.pop_back();

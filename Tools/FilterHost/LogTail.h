@@ -6,17 +6,14 @@
 
 namespace FilterHost {
 
-/// Gives the path of the filter's log file on this machine; neither file nor folder is made. Throws
-/// `HostError`.
-std::wstring FilterLogPath();
-
-/// Tells what is added to a text file from the construction on.
+/// Follows a text file: finds what is added to it after the construction.
 class LogTail {
  public:
   explicit LogTail(std::wstring path);
 
-  /// The lines that were added, without their ends. A file that has become shorter was rotated: all of the
-  /// new one is given. Empty if there is no file. Throws `HostError`.
+  /// Reads the lines that were added, without their ends. A file that has become shorter was rotated: all
+  /// lines of the new one count as added. Returns no line if there is no file. Throws
+  /// `Tools::FileNotReadableError`.
   std::vector<std::string> AddedLines() const;
 
  private:

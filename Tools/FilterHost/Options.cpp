@@ -1,17 +1,22 @@
 #include "FilterHost/Options.h"
 
 #include <algorithm>
-#include <charconv>
-#include <iterator>
 #include <ostream>
 
-#include "Common/HostError.h"
+#include "Common/CommandLine.h"
 #include "Common/Identifier.h"
+#include "Common/ParseText.h"
+#include "Common/ToolError.h"
 #include "KuvAuth/Support/Text.h"
 
 namespace FilterHost {
 
 namespace {
+
+using Tools::kScenarios;
+using Tools::Quoted;
+using Tools::Scenario;
+using Tools::ThrowUsage;
 
 // The command line as parsed, before the scenarios and flags are combined.
 struct Arguments {
@@ -20,25 +25,12 @@ struct Arguments {
   std::optional<DWORD> flags;
 };
 
-[[noreturn]] void ThrowUsage(const std::string& message) {
-  throw HostError{ExitCode::Usage, message + "; see --help"};
-}
-
-std::string Quoted(const std::wstring& text) {
-  return "'" + Printable(WideToUtf8(text)) + "'";
-}
-
 DWORD ParseFlags(const std::wstring& value) {
-  const std::string text = WideToUtf8(value);
-  const bool hexadecimal = text.starts_with("0x") || text.starts_with("0X");
-  const char* const end = text.data() + text.size();
-  DWORD flags = 0;
-  const auto [stop, error] =
-      std::from_chars(text.data() + (hexadecimal ? 2 : 0), end, flags, hexadecimal ? 16 : 10);
-  if (error != std::errc{} || stop != end) {
+  const std::optional<std::uint32_t> flags = Tools::ParseNumber(value);
+  if (!flags) {
     ThrowUsage("--flags requires a 32-bit number, decimal or hexadecimal with 0x, not " + Quoted(value));
   }
-  return flags;
+  return *flags;
 }
 
 bool ParseAllow(const std::wstring& value) {
@@ -57,22 +49,15 @@ std::string_view ParseScenario(const std::wstring& value) {
 }
 
 GUID ParseRemoteCredential(const std::wstring& value) {
-  const std::optional<GUID> provider = ParseIdentifier(WideToUtf8(value));
+  const std::optional<GUID> provider = Tools::ParseIdentifier(WideToUtf8(value));
   if (!provider) {
-    throw HostError{ExitCode::MalformedIdentifier,
-                    "--remote-credential: " + Quoted(value) + " is not a braced identifier"};
+    throw Tools::MalformedIdentifierError{"--remote-credential: " + Quoted(value) +
+                                          " is not a braced identifier"};
   }
   return *provider;
 }
 
-struct Option {
-  const wchar_t* name;
-  bool takesValue;
-  void (*apply)(Arguments& arguments, const std::wstring& value);
-};
-
-constexpr Option kOptions[] = {
-    {L"--help", false, [](Arguments& a, const std::wstring&) { a.options.help = true; }},
+constexpr Tools::Option<Arguments> kOptions[] = {
     {L"--json", false, [](Arguments& a, const std::wstring&) { a.options.json = true; }},
     {L"--log", false, [](Arguments& a, const std::wstring&) { a.options.log = true; }},
     {L"--dll", true, [](Arguments& a, const std::wstring& value) { a.options.dll = value; }},
@@ -86,13 +71,6 @@ constexpr Option kOptions[] = {
        a.options.remoteCredential = ParseRemoteCredential(value);
      }},
 };
-
-const Option& FindOption(const std::wstring& name) {
-  const auto* const option = std::find_if(std::begin(kOptions), std::end(kOptions),
-                                          [&](const Option& row) { return row.name == name; });
-  if (option == std::end(kOptions)) ThrowUsage("unknown option " + Quoted(name));
-  return *option;
-}
 
 std::vector<Scenario> ChooseScenarios(const std::vector<std::string_view>& names,
                                       std::optional<DWORD> flags) {
@@ -110,18 +88,7 @@ std::vector<Scenario> ChooseScenarios(const std::vector<std::string_view>& names
 
 Options ParseOptions(const std::vector<std::wstring>& arguments) {
   Arguments parsed;
-  for (auto argument = arguments.begin(); argument != arguments.end(); ++argument) {
-    const Option& option = FindOption(*argument);
-    if (!option.takesValue) {
-      option.apply(parsed, {});
-      if (parsed.options.help) break;
-      continue;
-    }
-    if (std::next(argument) == arguments.end() || std::next(argument)->empty()) {
-      ThrowUsage(WideToUtf8(*argument) + " requires a value");
-    }
-    option.apply(parsed, *++argument);
-  }
+  parsed.options.help = Tools::ApplyOptions<Arguments>(arguments, kOptions, parsed);
   parsed.options.scenarios = ChooseScenarios(parsed.scenarioNames, parsed.flags);
   return parsed.options;
 }

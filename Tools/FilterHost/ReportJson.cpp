@@ -2,7 +2,7 @@
 
 #include <json/json.h>
 
-#include "Common/HostError.h"
+#include "Common/ErrorText.h"
 #include "Common/Identifier.h"
 #include "Common/JsonText.h"
 #include "FilterHost/Report.h"
@@ -10,6 +10,9 @@
 namespace FilterHost {
 
 namespace {
+
+using Tools::HresultText;
+using Tools::IdentifierText;
 
 Json::Value ProvidersJson(const Report& report) {
   Json::Value rows{Json::arrayValue};
@@ -63,7 +66,7 @@ void PrintJson(const Report& report, const std::optional<LogLines>& log, std::os
     value["log"] = Json::arrayValue;
     for (const std::string& line : *log) value["log"].append(line);
   }
-  WriteJson(value, out);
+  Tools::WriteJson(value, out);
 }
 
 }  // namespace FilterHost

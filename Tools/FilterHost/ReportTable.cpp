@@ -1,15 +1,21 @@
 #include <algorithm>
 #include <ostream>
 
-#include "Common/HostError.h"
+#include "Common/ErrorText.h"
 #include "Common/Identifier.h"
-#include "Common/TextWidth.h"
+#include "Common/PlainText.h"
 #include "FilterHost/Report.h"
 #include "KuvAuth/Support/Text.h"
 
 namespace FilterHost {
 
 namespace {
+
+using Tools::HresultText;
+using Tools::IdentifierText;
+using Tools::PlainUtf8;
+using Tools::Provider;
+using Tools::TextWidth;
 
 using Column = std::vector<std::string>;
 
@@ -22,7 +28,7 @@ std::size_t Width(const Column& column) {
 Column NameColumn(const Report& report) {
   Column column{"Provider"};
   for (const Provider& provider : report.providers) {
-    column.push_back(provider.name.empty() ? "(no name)" : Printable(provider.name));
+    column.push_back(provider.name.empty() ? "(no name)" : PlainUtf8(provider.name));
   }
   column.insert(column.end(), {"", "Flags", "Filter result"});
   return column;
@@ -63,13 +69,13 @@ std::string ProviderText(const Report& report, const GUID& identifier) {
   const auto provider = std::find_if(report.providers.begin(), report.providers.end(),
                                      [&](const Provider& row) { return row.identifier == identifier; });
   const bool named = provider != report.providers.end() && !provider->name.empty();
-  return IdentifierText(identifier) + (named ? " " + Printable(provider->name) : std::string{});
+  return IdentifierText(identifier) + (named ? " " + PlainUtf8(provider->name) : std::string{});
 }
 
 std::string RemoteText(const Report& report, const RemoteAnswer& remote) {
   if (remote.result == E_NOTIMPL) return "stays with its provider";
   if (FAILED(remote.result))
-    return "is rejected: " + DescribeError(static_cast<std::uint32_t>(remote.result));
+    return "is rejected: " + Tools::DescribeError(static_cast<std::uint32_t>(remote.result));
   return "goes to " + ProviderText(report, remote.redirectedTo) +
          (remote.contentUnchanged ? ", content unchanged" : ", CONTENT CHANGED");
 }

@@ -1,20 +1,9 @@
-#include <windows.h>
-#include <fcntl.h>
-#include <io.h>
-
-#include <cstdio>
 #include <iostream>
 
+#include "Common/Console.h"
 #include "FilterHost/FilterHost.h"
 
 int wmain(int argc, wchar_t** argv) {
-  // The same bytes to a console, a pipe and a file.
-  ::_setmode(::_fileno(stdout), _O_BINARY);
-  ::_setmode(::_fileno(stderr), _O_BINARY);
-  const UINT codePage = ::GetConsoleOutputCP();
-  ::SetConsoleOutputCP(CP_UTF8);
-  const int code = FilterHost::RunFilterHost({argv + 1, argv + argc}, std::cout, std::cerr);
-  std::cout.flush();
-  ::SetConsoleOutputCP(codePage);
-  return code;
+  const Tools::Console console;
+  return FilterHost::RunFilterHost({argv + 1, argv + argc}, std::cout, std::cerr);
 }

@@ -1,13 +1,9 @@
-#include <windows.h>
-#include <fcntl.h>
-#include <io.h>
-
-#include <cstdio>
 #include <iostream>
 #include <string>
 
 #include <json/json.h>
 
+#include "Common/Console.h"
 #include "Common/JsonText.h"
 #include "FilterCheck/Model/SettingsTable.h"
 #include "KuvAuth/Support/Text.h"
@@ -138,14 +134,13 @@ void PrintTableJson(std::ostream& out) {
     row["effect"] = EffectOf(setting);
     value["settings"].append(row);
   }
-  FilterHost::WriteJson(value, out);
+  Tools::WriteJson(value, out);
 }
 
 }  // namespace
 
 int wmain(int argc, wchar_t** argv) {
-  // The same bytes to a console, a pipe and a file.
-  ::_setmode(::_fileno(stdout), _O_BINARY);
+  const Tools::Console console;
   if (argc == 1) {
     PrintPage(std::cout);
   } else if (argc == 2 && std::wstring{argv[1]} == L"--json") {

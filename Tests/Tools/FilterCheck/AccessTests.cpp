@@ -22,6 +22,7 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
+using ::testing::StartsWith;
 
 constexpr char kLocalKey[] = "HKLM\\Software\\Kuvant\\KuvCredProv";
 constexpr char kPolicyKey[] = "HKLM\\Software\\Policies\\Kuvant\\KuvCredProv";

@@ -15,7 +15,7 @@ class DecisionMatrix : public SettingsFixture {
  protected:
   // Loads the DLL again and asks it in a session of that kind.
   Json::Value AskDll(Session session) const {
-    const FilterHost::UniqueLibrary dll{::LoadLibraryW(FilterDllPath().c_str())};
+    const Kuv::UniqueLibrary dll{::LoadLibraryW(FilterDllPath().c_str())};
     ImportHook<decltype(&::GetSystemMetrics)> metrics{dll.Get(), "GetSystemMetrics"};
     metrics.Answer([session](int) { return session == Session::Remote ? 1 : 0; });
     ImportHook<decltype(&::SHGetFolderPathW)> logFolder{dll.Get(), "SHGetFolderPathW"};

@@ -15,7 +15,7 @@ using FilterCheck::Source;
 using FilterCheck::StoredValue;
 
 GUID Identifier(const char* text) {
-  return FilterHost::ParseIdentifier(text).value();
+  return Tools::ParseIdentifier(text).value();
 }
 
 std::vector<bool> EnabledBy(Outcome outcome) {
@@ -37,7 +37,7 @@ Situation ExampleSituation(bool consoleIsProtected) {
                                   {Identifier("{5E1B7C30-9A42-4D6F-8C15-A3F02E76D418}"), "Kuv\xC3\xA9"},
                                   {Identifier("{11111111-2222-3333-4444-555555555555}"), ""}};
   for (const Session session : {Session::Console, Session::Remote}) {
-    for (const FilterHost::Scenario& scenario : FilterHost::kScenarios) {
+    for (const Tools::Scenario& scenario : Tools::kScenarios) {
       const bool logon = scenario.usage >= CPUS_LOGON && scenario.usage <= CPUS_CHANGE_PASSWORD;
       const bool open = session == Session::Console && !consoleIsProtected;
       const Outcome outcome = logon && !open ? Outcome::Protected : Outcome::Unprotected;
@@ -75,11 +75,11 @@ FilterCheck::Report ExampleReport() {
 
 FilterCheck::Report ExampleWhatIf() {
   FilterCheck::Report report = ExampleReport();
-  report.assumptions = {{FindSetting("RdpOnly"), L"1"}};
-  report.assumed = ExampleSituation(/*consoleIsProtected=*/false);
-  report.assumed->settings[2].local = StoredValue{REG_DWORD, 4, "1"};
-  report.assumed->settings[2].effective = "1";
-  report.assumed->settings[2].source = Source::Local;
+  report.whatIfSettings = {{FindSetting("RdpOnly"), L"1"}};
+  report.whatIf = ExampleSituation(/*consoleIsProtected=*/false);
+  report.whatIf->settings[2].local = StoredValue{REG_DWORD, 4, "1"};
+  report.whatIf->settings[2].effective = "1";
+  report.whatIf->settings[2].source = Source::Local;
   return report;
 }
 

@@ -47,9 +47,9 @@ TEST(HtmlPage, EscapesForeignTextEverywhere) {
   constexpr char kForeign[] = "<script>alert(\"1\")</script>'&";
   Report report = ExampleWhatIf();
   report.machine = report.time = kForeign;
-  report.assumptions = {{FilterCheck::FindSetting("Host"), L"<script>alert(\"1\")</script>'&"}};
-  for (FilterCheck::Situation* const situation : {&report.now, &*report.assumed}) {
-    for (FilterHost::Provider& provider : situation->decision.providers) provider.name = kForeign;
+  report.whatIfSettings = {{FilterCheck::FindSetting("Host"), L"<script>alert(\"1\")</script>'&"}};
+  for (FilterCheck::Situation* const situation : {&report.now, &*report.whatIf}) {
+    for (Tools::Provider& provider : situation->decision.providers) provider.name = kForeign;
     for (FilterCheck::Decision& decision : situation->decision.decisions) {
       decision.decidedBy = decision.value = kForeign;
     }
@@ -91,7 +91,7 @@ TEST(HtmlPage, ClosesElementsInOrder) {
 
 TEST(HtmlPage, ShowsBothVerdicts) {
   Report report = ExampleWhatIf();
-  report.assumed->decision.inForce = false;
+  report.whatIf->decision.inForce = false;
   const std::string page = HtmlPage(report);
   EXPECT_THAT(page, HasSubstr("<div class=\"verdict bad\" data-code=\"2\">"));
   EXPECT_THAT(

@@ -4,7 +4,7 @@
 
 #include <gmock/gmock.h>
 
-#include "Common/HostError.h"
+#include "Common/ToolError.h"
 
 namespace {
 
@@ -14,7 +14,7 @@ using FilterCheck::ParseOptions;
 std::string UsageError(const std::vector<std::wstring>& arguments) {
   try {
     ParseOptions(arguments);
-  } catch (const FilterHost::HostError& error) {
+  } catch (const Tools::UsageError& error) {
     return error.what();
   }
   return "no error";
@@ -24,7 +24,7 @@ TEST(FilterCheckOptions, DefaultToTextOutput) {
   const Options options = ParseOptions({});
   EXPECT_FALSE(options.help || options.json || options.noColor);
   EXPECT_EQ(options.htmlFile, L"");
-  EXPECT_TRUE(options.assumptions.empty());
+  EXPECT_TRUE(options.whatIfSettings.empty());
 }
 
 TEST(FilterCheckOptions, ParseAllOptions) {
@@ -33,12 +33,12 @@ TEST(FilterCheckOptions, ParseAllOptions) {
   EXPECT_TRUE(options.json);
   EXPECT_TRUE(options.noColor);
   EXPECT_EQ(options.htmlFile, L"a.html");
-  ASSERT_EQ(options.assumptions.size(), 3u);
-  EXPECT_EQ(options.assumptions[0].setting->name, "RdpOnly");
-  EXPECT_EQ(options.assumptions[0].value, L"1");
-  EXPECT_EQ(options.assumptions[1].setting->name, "Host");
-  EXPECT_EQ(options.assumptions[1].value, L"a=b");
-  EXPECT_EQ(options.assumptions[2].value, L"");
+  ASSERT_EQ(options.whatIfSettings.size(), 3u);
+  EXPECT_EQ(options.whatIfSettings[0].setting->name, "RdpOnly");
+  EXPECT_EQ(options.whatIfSettings[0].value, L"1");
+  EXPECT_EQ(options.whatIfSettings[1].setting->name, "Host");
+  EXPECT_EQ(options.whatIfSettings[1].value, L"a=b");
+  EXPECT_EQ(options.whatIfSettings[2].value, L"");
 }
 
 TEST(FilterCheckOptions, StopAtHelp) {

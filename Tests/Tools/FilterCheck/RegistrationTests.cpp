@@ -3,7 +3,8 @@
 
 #include <gmock/gmock.h>
 
-#include "FilterCheck/Machine/RegistrationCheck.h"
+#include "FilterCheck/Judgment/RegistrationFindings.h"
+#include "FilterCheck/Machine/RegistrationReader.h"
 #include "Tools/FilterCheck/RegisteredMachine.h"
 
 namespace {

@@ -107,7 +107,7 @@ TEST(ReportJson, HasRegistration) {
 
 TEST(ReportJson, HasBothSituationsForWhatIf) {
   Report report = ExampleWhatIf();
-  report.assumptions.push_back({FilterCheck::FindSetting("SKey"), L"letters"});
+  report.whatIfSettings.push_back({FilterCheck::FindSetting("SKey"), L"letters"});
   const Json::Value json = JsonOf(report);
   EXPECT_EQ(json["assumptions"],
             Parsed(R"([{"setting": "RdpOnly", "value": "1"}, {"setting": "SKey", "value": "set"}])"));

@@ -137,8 +137,8 @@ TEST(ReportText, MarksAddedAndRemovedFindings) {
   Report report = ExampleWhatIf();
   report.now.findings = {{"a.stays", Severity::Warning, "A", "Stays.", ""},
                          {"b.goes", Severity::Problem, "B", "Goes.", ""}};
-  report.assumed->findings = {{"a.stays", Severity::Warning, "A", "Stays.", ""},
-                              {"c.comes", Severity::Note, "C", "Comes.", ""}};
+  report.whatIf->findings = {{"a.stays", Severity::Warning, "A", "Stays.", ""},
+                             {"c.comes", Severity::Note, "C", "Comes.", ""}};
   EXPECT_THAT(Printed(report),
               EndsWith("  Warning  A  [a.stays]\n"
                        "    Stays.\n"
@@ -169,9 +169,9 @@ TEST(ReportText, AlignsColumnsWithColors) {
   EXPECT_EQ(text, Printed(ExampleWhatIf()));
 }
 
-TEST(ReportText, DoesNotShowAssumedSecret) {
+TEST(ReportText, DoesNotShowWhatIfSecret) {
   Report report = ExampleWhatIf();
-  report.assumptions = {{FilterCheck::FindSetting("SKey"), L"letters"},
+  report.whatIfSettings = {{FilterCheck::FindSetting("SKey"), L"letters"},
                         {FilterCheck::FindSetting("IKey"), L""}};
   const std::string text = Printed(report);
   EXPECT_THAT(text, Not(HasSubstr("letters")));

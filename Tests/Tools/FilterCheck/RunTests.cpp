@@ -115,7 +115,7 @@ TEST_F(FilterCheckRun, ShowsHelpWithoutReadingTheRegistry) {
   EXPECT_EQ(open.CallCount(), 0u);
 }
 
-TEST_F(FilterCheckRun, ReturnsExitCodeOfAssumedSituation) {
+TEST_F(FilterCheckRun, ReturnsExitCodeOfWhatIfSituation) {
   EXPECT_EQ(RunCheck({L"--what-if", L"IKey="}).exitCode, 2);
   registry.Local().DeleteValue(L"IKey");
   EXPECT_EQ(RunCheck({}).exitCode, 2);
@@ -133,16 +133,16 @@ TEST_F(FilterCheckRun, AssumesTheResultOfWriting) {
     in >> value;
     return value[name];
   };
-  const Json::Value assumed = situation(
+  const Json::Value whatIf = situation(
       RunCheck({L"--json", L"--what-if", L"RdpOnly=1", L"--what-if", L"EnableSmartCards=1"}).out, "assumed");
   registry.Local().SetDword(L"RdpOnly", 1);
   registry.Local().SetDword(L"EnableSmartCards", 1);
   const Json::Value written = situation(RunCheck({L"--json"}).out, "now");
   ASSERT_FALSE(written["decisions"].empty());
-  EXPECT_EQ(assumed, written);
+  EXPECT_EQ(whatIf, written);
 }
 
-TEST_F(FilterCheckRun, ChecksDefaultProviderAgainstAssumedDecision) {
+TEST_F(FilterCheckRun, ChecksDefaultProviderAgainstWhatIfDecision) {
   KuvTest::TestKey{HKEY_LOCAL_MACHINE, L"SOFTWARE\\Policies\\Microsoft\\Windows\\System"}.SetText(
       L"DefaultCredentialProvider", KuvTest::kPassword);
   const CheckRun run = RunCheck({L"--what-if", L"ElevationProtectionMode=1"});

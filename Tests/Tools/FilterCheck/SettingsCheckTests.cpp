@@ -1,8 +1,8 @@
 // Stored values, effective values and their sources. Reading them changes nothing and reveals no secret.
 #include <gmock/gmock.h>
 
-#include "Common/HostError.h"
 #include "Common/PlainText.h"
+#include "Common/ToolError.h"
 #include "KuvAuth/Configuration/Configuration.h"
 #include "KuvAuth/Logging/LogFront.h"
 #include "Tools/FilterCheck/SettingsFixture.h"
@@ -11,9 +11,8 @@ namespace {
 
 using namespace KuvTest;
 using FilterCheck::Examine;
-using FilterCheck::ExamineAssuming;
+using FilterCheck::ExamineWhatIf;
 using FilterCheck::FindSetting;
-using FilterCheck::PlainText;
 using FilterCheck::SettingState;
 using FilterCheck::Situation;
 using FilterCheck::Source;
@@ -21,6 +20,7 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
+using Tools::PlainText;
 
 class SettingsCheck : public SettingsFixture {
  protected:
@@ -182,7 +182,7 @@ TEST_F(SettingsCheck, DoesNotShowSecret) {
       SCOPED_TRACE(i);
       ways[i](key);
       for (const Situation& situation :
-           {Examine(), ExamineAssuming(std::vector{FilterCheck::Assumption{FindSetting("SKey"), secret}})}) {
+           {Examine(), ExamineWhatIf(std::vector{FilterCheck::WhatIfSetting{FindSetting("SKey"), secret}})}) {
         const std::string texts = Describe(situation);
         EXPECT_THAT(texts, Not(HasSubstr("Hidden")));
         EXPECT_THAT(texts, Not(HasSubstr("4711")));
@@ -212,9 +212,22 @@ TEST_F(SettingsCheck, ThrowsIfKeyCannotBeRead) {
   try {
     Examine();
     ADD_FAILURE() << "nothing was thrown";
-  } catch (const FilterHost::HostError& error) {
+  } catch (const Tools::ToolError& error) {
     EXPECT_THAT(error.what(), HasSubstr("cannot read HKLM\\Software\\Kuvant\\KuvCredProv"));
     EXPECT_THAT(error.what(), HasSubstr("(error 5); run KuvFilterCheck as an administrator"));
+  }
+}
+
+// A failure here does not mean that the logon process fails, so it is not reported as a decision.
+TEST_F(SettingsCheck, FailsIfTheDecisionDoesWithCompleteSettings) {
+  registry.Local().SetDword(L"EnableSmartCards", 1);
+  KUV_IMPORT_HOOK(version, VerifyVersionInfoW);
+  version.Answer([](auto...) -> BOOL { throw std::runtime_error{"sample"}; });
+  try {
+    Examine();
+    ADD_FAILURE() << "nothing was thrown";
+  } catch (const Tools::ToolError& error) {
+    EXPECT_STREQ(error.what(), "cannot evaluate the settings: internal error");
   }
 }
 
@@ -224,6 +237,7 @@ TEST(PlainTexts, ReplaceControlCharacters) {
   EXPECT_EQ(PlainText(std::wstring{L"\x00e4\x20AC"}), "\xC3\xA4\xE2\x82\xAC");
   EXPECT_EQ(PlainText(std::string{"plain"}), "plain");
   EXPECT_EQ(PlainText(std::string{}), "");
+  EXPECT_EQ(Tools::PlainUtf8(std::string{"\xC3\xA4\0\x1B\xE2\x80\xAE.", 8}), "\xC3\xA4???.");
   EXPECT_EQ(PlainText(std::wstring(1101, L'a')), std::string(1100, 'a') + "...");
   EXPECT_EQ(PlainText(std::wstring(1100, L'a')), std::string(1100, 'a'));
 }

@@ -132,8 +132,8 @@ std::string Describe(const FilterCheck::Situation& situation) {
     out << finding.id << " " << static_cast<int>(finding.severity) << " [" << finding.subject << "] "
         << finding.text << " -> " << finding.advice << '\n';
   }
-  for (const FilterHost::Provider& provider : situation.decision.providers)
-    out << FilterHost::IdentifierText(provider.identifier) << " " << provider.name << '\n';
+  for (const Tools::Provider& provider : situation.decision.providers)
+    out << Tools::IdentifierText(provider.identifier) << " " << provider.name << '\n';
   for (const FilterCheck::Decision& decision : situation.decision.decisions) {
     out << decision.scenario.name << " " << decision.scenario.usage << " " << decision.scenario.flags
         << " session " << static_cast<int>(decision.session) << " outcome "

@@ -49,7 +49,7 @@ class Library {
   static std::string List() {
     std::string list;
     for (const GUID& provider : Record().ProvidersWhitelist)
-      list += (list.empty() ? "" : ", ") + FilterHost::IdentifierText(provider);
+      list += (list.empty() ? "" : ", ") + Tools::IdentifierText(provider);
     return list.empty() ? "none" : list;
   }
 

@@ -8,7 +8,7 @@
 namespace {
 
 std::string NameOf(const char* identifier) {
-  return std::string{FilterCheck::StockProviderName(FilterHost::ParseIdentifier(identifier).value())};
+  return std::string{FilterCheck::StockProviderName(Tools::ParseIdentifier(identifier).value())};
 }
 
 TEST(StockProviders, HaveNames) {

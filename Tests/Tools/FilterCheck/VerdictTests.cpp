@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "FilterCheck/Machine/RegistrationCheck.h"
+#include "FilterCheck/Judgment/RegistrationFindings.h"
 #include "Tools/FilterCheck/ExampleReport.h"
 
 namespace {
@@ -72,9 +72,9 @@ TEST(Verdict, IsNotInForceIfTheFilterCannotBeLoaded) {
   }
 }
 
-TEST(Verdict, IsAboutTheAssumedSituation) {
+TEST(Verdict, IsAboutTheWhatIfSituation) {
   const Report report = KuvTest::ExampleWhatIf();
-  EXPECT_EQ(&Subject(report), &*report.assumed);
+  EXPECT_EQ(&Subject(report), &*report.whatIf);
   const Report today = ExampleReport();
   EXPECT_EQ(&Subject(today), &today.now);
 }
@@ -97,7 +97,7 @@ TEST(DefaultProvider, NamesThePlacesWhereItIsHidden) {
   Report report = KuvTest::ExampleWhatIf();
   report.registration.defaultProvider = "{5E1B7C30-9A42-4D6F-8C15-A3F02E76D418}";
   EXPECT_THAT(JudgeRegistration(report.registration, report.now), IsEmpty());
-  const Findings findings = JudgeRegistration(report.registration, *report.assumed);
+  const Findings findings = JudgeRegistration(report.registration, *report.whatIf);
   ASSERT_EQ(findings.size(), 1u);
   EXPECT_THAT(findings[0].text, HasSubstr("hides it: logon at the console, unlock at the console. "));
 }

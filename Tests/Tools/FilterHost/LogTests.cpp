@@ -6,6 +6,7 @@
 
 #include <gmock/gmock.h>
 
+#include "Common/LogPath.h"
 #include "FilterHost/LogTail.h"
 #include "Tools/FilterHost/HostFixture.h"
 
@@ -171,7 +172,7 @@ TEST_F(FilterHostLog, FailsWithoutApplicationDataFolder) {
 }
 
 TEST_F(FilterHostLog, IsInCommonApplicationData) {
-  EXPECT_EQ(FilterHost::FilterLogPath(), folder.Path(L"Kuvant\\kuv.log"));
+  EXPECT_EQ(Tools::FilterLogPath(), folder.Path(L"Kuvant\\kuv.log"));
   EXPECT_EQ(std::get<1>(hostFolder.Calls().at(0)), 0x23);
 }
 

@@ -3,16 +3,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "Common/HostError.h"
 #include "Tools/FilterHost/HostFixture.h"
 
 namespace {
 
 using FilterHost::Options;
 using FilterHost::ParseOptions;
-using FilterHost::Scenario;
 using KuvTest::HostRun;
 using KuvTest::RunHost;
+using Tools::Scenario;
 
 using Row = std::tuple<std::string, int, DWORD>;
 
@@ -86,7 +85,7 @@ TEST(FilterHostOptions, RejectWrongUsage) {
     const char* message;
   } const rows[] = {
       {"an unknown option", {L"--bogus"}, "unknown option '--bogus'"},
-      {"an argument without an option", {L"logon"}, "unknown option 'logon'"},
+      {"an argument without an option", {L"logon"}, "unexpected argument that is not an option"},
       {"a control character", {L"--b\n\x1B\x7Fx"}, "unknown option '--b???x'"},
       {"an unknown scenario",
        {L"--scenario", L"Logon"},

@@ -1,18 +1,18 @@
+#include <typeinfo>
+
 #include <gmock/gmock.h>
 
-#include "Common/HostError.h"
 #include "Common/Identifier.h"
 #include "Common/ProviderList.h"
+#include "Common/ToolError.h"
 #include "Support/ImportHook.h"
 #include "Tools/FilterHost/HostFixture.h"
 
 namespace {
 
-using FilterHost::ExitCode;
-using FilterHost::HostError;
-using FilterHost::ProviderList;
-using FilterHost::ReadInstalledProviders;
-using FilterHost::ReadProviderFile;
+using Tools::ProviderList;
+using Tools::ReadInstalledProviders;
+using Tools::ReadProviderFile;
 
 using Rows = std::vector<std::pair<std::string, std::string>>;
 
@@ -22,18 +22,17 @@ constexpr char kSecond[] = "{11111111-2222-3333-4444-555555555555}";
 Rows Texts(const ProviderList& providers) {
   Rows rows;
   for (const auto& provider : providers) {
-    rows.emplace_back(FilterHost::IdentifierText(provider.identifier), provider.name);
+    rows.emplace_back(Tools::IdentifierText(provider.identifier), provider.name);
   }
   return rows;
 }
 
-template <typename Operation>
-void ExpectError(ExitCode code, const std::string& message, Operation operation) {
+template <typename Error, typename Operation>
+void ExpectError(const std::string& message, Operation operation) {
   try {
     operation();
     ADD_FAILURE() << "no error";
-  } catch (const HostError& error) {
-    EXPECT_EQ(error.Code(), code);
+  } catch (const Error& error) {
     EXPECT_EQ(error.what(), message);
   }
 }
@@ -44,8 +43,8 @@ class ProviderFile : public ::testing::Test {
 
   void ExpectMalformed(const std::string& text, const std::string& messageEnd) const {
     const std::wstring path = folder.Write(L"p.txt", text);
-    ExpectError(ExitCode::MalformedIdentifier, std::string{path.begin(), path.end()} + messageEnd,
-                [&] { ReadProviderFile(path); });
+    ExpectError<Tools::MalformedIdentifierError>(std::string{path.begin(), path.end()} + messageEnd,
+                                                 [&] { ReadProviderFile(path); });
   }
 
   KuvTest::TestFolder folder;
@@ -92,7 +91,7 @@ TEST_F(ProviderFile, RejectsOtherForms) {
 
 TEST_F(ProviderFile, RejectsFileWithoutProviders) {
   const std::wstring path = folder.Write(L"p.txt", "# comment\n");
-  ExpectError(ExitCode::NoProviders, "'" + std::string{path.begin(), path.end()} + "' contains no providers",
+  ExpectError<Tools::NoProvidersError>("'" + std::string{path.begin(), path.end()} + "' contains no providers",
               [&] { ReadProviderFile(path); });
 }
 
@@ -127,7 +126,7 @@ TEST_F(InstalledProviderList, IgnoresOtherKeys) {
 
 TEST_F(InstalledProviderList, RejectsMachineWithoutProviders) {
   const auto expectNone = [] {
-    ExpectError(ExitCode::NoProviders,
+    ExpectError<Tools::NoProvidersError>(
                 "no credential providers are registered in "
                 "HKLM\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Authentication\\Credential Providers",
                 [] { ReadInstalledProviders(); });
@@ -143,8 +142,8 @@ TEST_F(InstalledProviderList, ReportsUnreadableRegistry) {
   try {
     ReadInstalledProviders();
     ADD_FAILURE() << "no error";
-  } catch (const HostError& error) {
-    EXPECT_EQ(error.Code(), ExitCode::Failed);
+  } catch (const Tools::ToolError& error) {
+    EXPECT_EQ(typeid(error), typeid(Tools::ToolError));
     EXPECT_THAT(error.what(),
                 ::testing::AllOf(::testing::StartsWith("cannot open HKLM\\SOFTWARE\\Microsoft\\"),
                                  ::testing::EndsWith("(error 5)")));

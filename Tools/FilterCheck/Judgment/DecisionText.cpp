@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "Common/Identifier.h"
 #include "KuvCredFilter/AllowedProviders.h"
 
 namespace FilterCheck {
@@ -18,14 +17,10 @@ std::string Joined(const std::vector<std::string>& names) {
   return text;
 }
 
-std::string NameOf(const FilterHost::Provider& provider) {
-  return provider.name.empty() ? FilterHost::IdentifierText(provider.identifier) : provider.name;
-}
-
 std::string NamesOf(const DecisionReport& report, const std::vector<bool>& chosen) {
   std::vector<std::string> names;
   for (std::size_t i = 0; i < chosen.size(); ++i) {
-    if (chosen[i]) names.push_back(NameOf(report.providers[i]));
+    if (chosen[i]) names.push_back(NameOrIdentifier(report.providers[i]));
   }
   return names.empty() ? "no provider" : Joined(names);
 }

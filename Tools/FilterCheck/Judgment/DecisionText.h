@@ -4,22 +4,22 @@
 
 namespace FilterCheck {
 
-/// What stands as the reason of a decision that no setting made.
+/// The reasons of decisions that no setting decided.
 inline constexpr char kNoKuvProvider[] = "Kuv provider not installed";
 inline constexpr char kNeverProtected[] = "never protected";
 
-/// What a user meets at each of the three places, in a sentence.
+/// Describe in a sentence what a user sees at the console, over Remote Desktop and at an elevation prompt.
 std::string ConsoleSentence(const DecisionReport& report);
 std::string RemoteSentence(const DecisionReport& report);
 std::string ElevationSentence(const DecisionReport& report);
 
-/// Whether only the allowed list stays, and a Kuv provider is on the screen to ask for the second factor.
+/// Returns true if only the allowed list stays, and it includes a Kuv provider to ask for the second factor.
 bool AsksForSecondFactor(const DecisionReport& report, const Decision& decision);
 
-/// Whether the filter leaves no provider at all somewhere.
+/// Returns true if the filter leaves no provider in at least one scenario.
 bool KeepsEveryoneOut(const DecisionReport& report);
 
-/// Gives "policy", "local setting" or "default".
+/// Returns "policy", "local setting" or "default".
 std::string SourceText(Source source);
 
 }  // namespace FilterCheck

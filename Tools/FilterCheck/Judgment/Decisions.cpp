@@ -2,69 +2,60 @@
 
 #include <algorithm>
 
-#include "Common/HostError.h"
-#include "Common/PlainText.h"
+#include "Common/ToolError.h"
 #include "FilterCheck/Judgment/DecisionText.h"
-#include "FilterCheck/Model/StockProviders.h"
-#include "FilterCheck/WhatIf/AssumedSession.h"
-#include "FilterHost/FilterSession.h"
 #include "KuvAuth/Configuration/Configuration.h"
-#include "KuvAuth/Support/Text.h"
+#include "KuvAuth/Configuration/KuvAuthConfig.h"
 #include "KuvCredFilter/AllowedProviders.h"
-#include "KuvCredFilter/Identifiers.h"
-#include "KuvCredFilter/KuvCredFilter.h"
+#include "KuvCredFilter/Decision.h"
 
 namespace FilterCheck {
 
 namespace {
 
-using FilterHost::ProviderList;
-using FilterHost::Scenario;
+using Tools::ProviderList;
+using Tools::Scenario;
 
-using Flags = std::vector<BOOL>;
-
-Flags AskFilter(const Scenario& scenario, std::vector<GUID> providers, BOOL allow) {
-  const FilterHost::UniqueInterface<ICredentialProviderFilter> filter{new CKuvCredFilter};
-  Flags flags(providers.size(), allow);
-  filter.Get()->Filter(scenario.usage, scenario.flags, providers.data(), flags.data(),
-                       static_cast<DWORD>(providers.size()));
-  return flags;
-}
-
-bool HasKuvProvider(const ProviderList& providers) {
-  return std::any_of(providers.begin(), providers.end(),
-                     [](const FilterHost::Provider& provider) { return IsKuvProvider(provider.identifier); });
-}
-
-// One that is always allowed where the filter protects and never where it does not, and which tells the two
-// apart whatever else is installed. The filter looks for any Kuv provider, so on a machine that has one, one
-// more at the end changes nothing.
-std::vector<GUID> WithProbe(const ProviderList& providers) {
-  std::vector<GUID> identifiers;
-  for (const FilterHost::Provider& provider : providers) identifiers.push_back(provider.identifier);
-  if (HasKuvProvider(providers)) identifiers.push_back(CLSID_KuvCredProv);
-  return identifiers;
-}
+// The facts of this machine as this process sees it, except for the kind of session.
+template <bool Remote>
+constexpr Kuv::DecisionFacts kFactsOf{GetAllowedProviders, GetElevationProtectionMode, [] { return Remote; },
+                                      IsRdpOnly};
 
 struct Answer {
-  Outcome outcome;
+  Kuv::Decision decision;
   std::vector<bool> enabled;
 };
 
-Answer Ask(const Scenario& scenario, const ProviderList& providers) {
-  const std::vector<GUID> identifiers = WithProbe(providers);
-  const Flags allowed = AskFilter(scenario, identifiers, TRUE);
-  const Flags denied = AskFilter(scenario, identifiers, FALSE);
-  std::vector<bool> enabled;
-  for (std::size_t i = 0; i < providers.size(); ++i) enabled.push_back(allowed[i] != FALSE);
-  if (allowed != denied) return {Outcome::Untouched, enabled};
-  const bool protects = !allowed.empty() && allowed.back() != FALSE;
-  return {protects ? Outcome::Protected : Outcome::Unprotected, enabled};
+Answer AskFilter(const Scenario& scenario, Session session, const ProviderList& providers) {
+  std::vector<GUID> identifiers;
+  for (const Tools::Provider& provider : providers) identifiers.push_back(provider.identifier);
+  std::vector<BOOL> allow(providers.size(), TRUE);
+  const Kuv::DecisionFacts& facts = session == Session::Remote ? kFactsOf<true> : kFactsOf<false>;
+  const Kuv::Decision decision =
+      Kuv::FilterProviders(static_cast<std::uint32_t>(scenario.usage), scenario.flags,
+                           {identifiers.data(), identifiers.size()}, {allow.data(), allow.size()}, facts);
+  return {decision, {allow.begin(), allow.end()}};
 }
 
-bool IsLogon(const Scenario& scenario) {
-  return scenario.usage == CPUS_LOGON || scenario.usage == CPUS_UNLOCK_WORKSTATION ||
-         scenario.usage == CPUS_CHANGE_PASSWORD;
+Outcome OutcomeOf(Kuv::Outcome outcome) {
+  switch (outcome) {
+    case Kuv::Outcome::Supported:
+      return Outcome::Protected;
+    case Kuv::Outcome::Unsupported:
+      return Outcome::Unprotected;
+    default:
+      return Outcome::Untouched;
+  }
+}
+
+// Returns the first required setting that is missing. If none is, the code failed for another reason, which
+// says nothing about the logon process.
+std::string_view MissingSetting() {
+  const Configuration& record = *GetConfiguration();
+  if (record.Host.empty() || record.Port == 0) return "Host";
+  if (record.IKey.empty()) return "IKey";
+  if (record.SKey.empty()) return "SKey";
+  throw Tools::ToolError{"cannot evaluate the settings: internal error"};
 }
 
 struct Reason {
@@ -78,32 +69,28 @@ Reason Because(const JudgedSettings& settings, std::string_view name) {
   return {std::string{name}, state.effective, state.source};
 }
 
-// The steps of the filter, in their order: the first that settles the matter.
-Reason FindReason(const Scenario& scenario, Session session, const ProviderList& providers,
-                  const JudgedSettings& settings) {
-  if (!HasKuvProvider(providers)) return {kNoKuvProvider, {}, Source::Default};
-  const Configuration& record = *GetConfiguration();
-  if (record.Host.empty() || record.Port == 0) return Because(settings, "Host");
-  if (record.IKey.empty()) return Because(settings, "IKey");
-  if (record.SKey.empty()) return Because(settings, "SKey");
-  const bool elevation =
-      scenario.usage == CPUS_CREDUI && (scenario.flags & FilterHost::kElevationPrompt) != 0;
-  if (!IsLogon(scenario) && !elevation) return {kNeverProtected, {}, Source::Default};
-  const bool logonProtected = Judged(settings, "ElevationProtectionMode").state.effective != "1";
-  const bool localOnlyOpen = Judged(settings, "RdpOnly").state.effective == "1";
-  if (IsLogon(scenario) && logonProtected && localOnlyOpen && session == Session::Console)
-    return Because(settings, "RdpOnly");
-  return Because(settings, "ElevationProtectionMode");
+Reason ReasonOf(Kuv::DecidedBy decidedBy, const JudgedSettings& settings) {
+  switch (decidedBy) {
+    case Kuv::DecidedBy::KuvProvider:
+      return {kNoKuvProvider, {}, Source::Default};
+    case Kuv::DecidedBy::Failure:
+      return Because(settings, MissingSetting());
+    case Kuv::DecidedBy::UsageScenario:
+      return {kNeverProtected, {}, Source::Default};
+    case Kuv::DecidedBy::RdpOnly:
+      return Because(settings, "RdpOnly");
+    default:
+      return Because(settings, "ElevationProtectionMode");
+  }
 }
 
 Decision DecideOne(const Scenario& scenario, Session session, const ProviderList& providers,
                    const JudgedSettings& settings) {
-  const AssumedSession assumed{session};
-  Answer answer = providers.empty() ? Answer{Outcome::Untouched, {}} : Ask(scenario, providers);
-  Reason reason = FindReason(scenario, session, providers, settings);
+  Answer answer = AskFilter(scenario, session, providers);
+  Reason reason = ReasonOf(answer.decision.decidedBy, settings);
   return {scenario,
           session,
-          answer.outcome,
+          OutcomeOf(answer.decision.outcome),
           std::move(answer.enabled),
           std::move(reason.decidedBy),
           std::move(reason.value),
@@ -112,29 +99,12 @@ Decision DecideOne(const Scenario& scenario, Session session, const ProviderList
 
 }  // namespace
 
-FilterHost::ProviderList InstalledProviders() {
-  ProviderList providers;
-  try {
-    providers = FilterHost::ReadInstalledProviders();
-  } catch (const FilterHost::HostError& error) {
-    if (error.Code() != FilterHost::ExitCode::NoProviders) throw;
-  }
-  for (FilterHost::Provider& provider : providers) {
-    // The platform's own by what users know them as; the registry has the name of a class.
-    const std::string_view stock = StockProviderName(provider.identifier);
-    if (provider.name.empty() || (!stock.empty() && !IsKuvProvider(provider.identifier)))
-      provider.name = stock;
-    provider.name = PlainText(Utf8ToWide(provider.name));
-  }
-  return providers;
-}
-
-DecisionReport Decide(FilterHost::ProviderList providers, const JudgedSettings& settings) {
+DecisionReport Decide(Tools::ProviderList providers, const JudgedSettings& settings) {
   DecisionReport report{std::move(providers), {}, {}, {}, {}, false};
   // As in a new process, which has not loaded its settings yet.
   ForgetRecord();
   for (const Session session : {Session::Console, Session::Remote}) {
-    for (const Scenario& scenario : FilterHost::kScenarios)
+    for (const Scenario& scenario : Tools::kScenarios)
       report.decisions.push_back(DecideOne(scenario, session, report.providers, settings));
   }
   report.inForce =

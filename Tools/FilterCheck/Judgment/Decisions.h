@@ -4,14 +4,11 @@
 
 namespace FilterCheck {
 
-/// Gives the installed providers, with stock names where the registry has none; none at all is no error.
-/// Throws `FilterHost::HostError`.
-FilterHost::ProviderList InstalledProviders();
+/// Asks the filter's own code about every scenario in every kind of session. Throws `Tools::ToolError` if
+/// that code fails although the settings are complete.
+DecisionReport Decide(Tools::ProviderList providers, const JudgedSettings& settings);
 
-/// Asks the filter's own code for every scenario and kind of session. Throws `FilterHost::HostError`.
-DecisionReport Decide(FilterHost::ProviderList providers, const JudgedSettings& settings);
-
-/// Gives what an administrator should know about the outcome.
+/// Returns the findings about the outcome: screens without a second factor, or without any provider.
 Findings JudgeDecisions(const DecisionReport& report);
 
 }  // namespace FilterCheck

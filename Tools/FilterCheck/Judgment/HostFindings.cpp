@@ -10,6 +10,8 @@ namespace FilterCheck {
 
 namespace {
 
+using Tools::PlainText;
+
 bool IsPort(const std::string& text) {
   constexpr std::size_t kMostDigits = 5;
   const bool digits = std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });

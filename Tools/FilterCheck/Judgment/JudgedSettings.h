@@ -6,13 +6,13 @@
 
 namespace FilterCheck {
 
-/// A setting with what is stored of it in a key, and whether the library takes that.
+/// The value of a setting in one key, and whether the library accepts it.
 struct StoredSetting {
   const RawValue* value = nullptr;
   bool taken = false;
 };
 
-/// All that is known of one setting.
+/// Everything that is known about one setting.
 struct JudgedSetting {
   SettingState state;
   StoredSetting policy;
@@ -20,20 +20,20 @@ struct JudgedSetting {
 };
 using JudgedSettings = std::vector<JudgedSetting>;
 
-/// Loads the record of the library anew and asks the library for the value of every setting. What is given
-/// points into `keys`, which must be what the registry holds.
+/// Reloads the configuration record of the library and asks the library for the value of every setting. The
+/// result points into `keys`, which must be what the registry contains.
 JudgedSettings JudgeSettings(const StoredKeys& keys);
 
-/// Takes the library's record back to its start, and the secret in it out of memory.
+/// Resets the configuration record of the library, and wipes the secret in it from memory.
 void ForgetRecord() noexcept;
 
-/// Gives one of them.
+/// Returns the setting of a name, which must be in the list.
 const JudgedSetting& Judged(const JudgedSettings& settings, std::string_view name);
 
-/// Gives the stored value that counts; null for a default.
+/// Returns the stored value that takes effect, or null if the default does.
 const RawValue* InForce(const JudgedSetting& setting);
 
-/// Gives a number as the library reads it, with zeros for missing bytes.
+/// Returns a stored number as the library reads it, with zeros for missing bytes.
 std::uint32_t NumberOf(const RawValue& value);
 
 }  // namespace FilterCheck

@@ -11,6 +11,8 @@ namespace FilterCheck {
 
 namespace {
 
+using Tools::PlainText;
+
 // The edit distance: how many letters to insert, delete or replace to turn one name into the other.
 std::size_t Distance(const std::wstring& a, const std::wstring& b) {
   std::vector<std::size_t> row(b.size() + 1);

@@ -4,19 +4,19 @@
 
 namespace FilterCheck {
 
-/// What is wrong with single stored values: type, size, end, range.
+/// Returns the findings about single stored values: type, size, terminator, range.
 Findings JudgeValues(const JudgedSettings& settings);
 
-/// What is wrong with settings together: missing, hidden, discarded or useless ones.
+/// Returns the findings about combinations of settings: missing, hidden, ignored or ineffective ones.
 Findings JudgeCombinations(const StoredKeys& keys, const JudgedSettings& settings);
 
-/// What is wrong with the `Host` that counts. The record of the library must have been loaded.
+/// Returns the findings about the `Host` in effect. The configuration record must have been loaded.
 Findings JudgeHost();
 
-/// What is wrong with the entries of the whitelist that counts.
-Findings JudgeWhitelist(const JudgedSettings& settings, const FilterHost::ProviderList& providers);
+/// Returns the findings about the entries of the whitelist in effect.
+Findings JudgeWhitelist(const JudgedSettings& settings, const Tools::ProviderList& providers);
 
-/// Values that no setting has the name of.
+/// Returns the findings about values whose name is not that of a setting.
 Findings JudgeNames(const StoredKeys& keys);
 
 }  // namespace FilterCheck

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "FilterCheck/Judgment/DecisionText.h"
-#include "FilterCheck/Machine/RegistrationCheck.h"
+#include "FilterCheck/Judgment/RegistrationFindings.h"
 
 namespace FilterCheck {
 
@@ -47,7 +47,7 @@ Verdict Judge(const Report& report, const Situation& situation) {
 }
 
 const Situation& Subject(const Report& report) noexcept {
-  return report.assumed ? *report.assumed : report.now;
+  return report.whatIf ? *report.whatIf : report.now;
 }
 
 Findings AllFindings(const Report& report, const Situation& situation) {

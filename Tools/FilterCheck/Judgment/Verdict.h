@@ -7,26 +7,27 @@
 
 namespace FilterCheck {
 
-/// What the program ends with; `--help` tells the same numbers.
+/// The exit codes of the program; `--help` lists the same numbers.
 enum class ExitCode : std::uint8_t {
   Fine = 0,
   Found = 1,       ///< a warning or a problem
-  NotInForce = 2,  ///< the second factor is not in force, the filter is not registered, or nobody can log on
+  NotInForce = 2,  ///< the second factor is not required, the filter is not registered, or no one can sign in
   Failed = 3,      ///< wrong usage or an internal error
 };
 
-/// A situation in one sentence.
+/// The conclusion about a situation, in one sentence of UTF-8 text.
 struct Verdict {
   ExitCode code;
   std::string text;
 };
 
+/// Returns the verdict on a situation of the report.
 Verdict Judge(const Report& report, const Situation& situation);
 
-/// The situation that the run is about: the assumed one, if anything was assumed.
+/// Returns the situation that the run is about: the one with the what-if settings, if there are any.
 const Situation& Subject(const Report& report) noexcept;
 
-/// The findings of a situation and of the registration, the gravest first.
+/// Returns the findings about a situation and about the registration, the most severe first.
 Findings AllFindings(const Report& report, const Situation& situation);
 
 }  // namespace FilterCheck

@@ -11,6 +11,9 @@ namespace FilterCheck {
 
 namespace {
 
+using Tools::IdentifierText;
+using Tools::PlainText;
+
 constexpr char kWhitelist[] = "ProvidersWhitelist";
 
 Finding InvalidIdentifier(const std::wstring& entry) {
@@ -21,14 +24,14 @@ Finding InvalidIdentifier(const std::wstring& entry) {
 
 Finding Duplicate(const GUID& provider) {
   return {"whitelist.duplicate", Severity::Warning, kWhitelist,
-          "The entry " + FilterHost::IdentifierText(provider) +
+          "The entry " + IdentifierText(provider) +
               " is in the list more than once and takes up space.",
           "Keep one of them."};
 }
 
 Finding NotInstalled(const GUID& provider) {
   return {"whitelist.not-installed", Severity::Warning, kWhitelist,
-          "The entry " + FilterHost::IdentifierText(provider) +
+          "The entry " + IdentifierText(provider) +
               " names a provider that is not installed on this machine, so it has no effect.",
           "Check the identifier, install the provider, or remove the entry."};
 }
@@ -47,20 +50,20 @@ bool AsksForAPasswordAlone(const GUID& provider) {
 Finding Password(const GUID& provider) {
   return {
       "whitelist.password", Severity::Warning, kWhitelist,
-      "The entry " + FilterHost::IdentifierText(provider) +
+      "The entry " + IdentifierText(provider) +
           " is the password provider of Windows: users can sign in with a password alone where the second "
           "factor is required.",
       "Remove the entry."};
 }
 
-bool IsInstalled(const GUID& identifier, const FilterHost::ProviderList& providers) {
+bool IsInstalled(const GUID& identifier, const Tools::ProviderList& providers) {
   return std::any_of(providers.begin(), providers.end(),
-                     [&](const FilterHost::Provider& provider) { return provider.identifier == identifier; });
+                     [&](const Tools::Provider& provider) { return provider.identifier == identifier; });
 }
 
 }  // namespace
 
-Findings JudgeWhitelist(const JudgedSettings& settings, const FilterHost::ProviderList& providers) {
+Findings JudgeWhitelist(const JudgedSettings& settings, const Tools::ProviderList& providers) {
   const RawValue* const list = InForce(Judged(settings, kWhitelist));
   if (list == nullptr) return {};
   Findings findings;

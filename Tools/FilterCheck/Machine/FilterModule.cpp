@@ -4,8 +4,8 @@
 #include <cwchar>
 #include <iterator>
 
-#include "Common/HostError.h"
-#include "Common/HostFile.h"
+#include "Common/FileBytes.h"
+#include "Common/ToolError.h"
 
 namespace FilterCheck {
 
@@ -87,8 +87,8 @@ std::optional<std::uint16_t> MachineOf(const std::string& image) {
 // A file that cannot be read cannot be loaded either.
 std::optional<std::string> ImageBytes(const std::wstring& path) {
   try {
-    return FilterHost::ReadFileFrom(path, /*start=*/0);
-  } catch (const FilterHost::HostError&) {
+    return Tools::ReadFileFrom(path, /*start=*/0);
+  } catch (const Tools::FileNotReadableError&) {
     return std::nullopt;
   }
 }

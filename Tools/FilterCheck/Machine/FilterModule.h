@@ -8,24 +8,24 @@
 
 namespace FilterCheck {
 
-/// What a view's programs load: 64-bit or 32-bit modules.
+/// A registry view, by the programs that use it: 64-bit or 32-bit ones.
 enum class View : std::uint8_t { Native, Wow64 };
 
-/// Gives the file that a view's programs load for the text of a class key. `expand` says that the text
-/// is stored as one with variables. A bare name stands for a file in the system folder, and that folder is
-/// another one for 32-bit programs.
+/// Returns the file that a view's programs load for the text of a class key. `expand` means that the text is
+/// stored with environment variables. A bare name is a file in the system folder, which is a different one
+/// for 32-bit programs.
 std::wstring ModuleFile(const std::wstring& text, bool expand, View view);
 
-/// Tells whether there is such a file, no folder.
+/// Returns true if the path is that of an existing file, not a folder.
 bool IsFile(const std::wstring& path) noexcept;
 
-/// Tells whether a file can be read and is a module for the view's programs.
+/// Returns true if a file can be read and is a module for the view's programs.
 bool HasArchitectureOf(View view, const std::wstring& path);
 
-/// Gives the DLL that came with this program for a view; nothing if none is there.
+/// Returns the path of the DLL that was installed with this program for a view, or nothing without one.
 std::optional<std::wstring> FilterBeside(View view);
 
-/// Tells whether two files are one or can be read and hold the same bytes.
+/// Returns true if two paths are equal, or both files can be read and have the same content.
 bool IsSameFile(const std::wstring& path, const std::wstring& other);
 
 }  // namespace FilterCheck

@@ -2,8 +2,9 @@
 
 #include <algorithm>
 
-#include "Common/HostError.h"
+#include "Common/ErrorText.h"
 #include "Common/PlainText.h"
+#include "Common/ToolError.h"
 #include "KuvAuth/Support/SettingsKeys.h"
 #include "KuvAuth/Support/Text.h"
 #include "KuvAuth/Support/UniqueResource.h"
@@ -12,12 +13,14 @@ namespace FilterCheck {
 
 namespace {
 
+using Tools::PlainText;
+
 void RequireRead(LSTATUS status, const char* path) {
   if (status == ERROR_SUCCESS) return;
   const std::string advice = status == ERROR_ACCESS_DENIED ? "; run KuvFilterCheck as an administrator" : "";
-  throw FilterHost::HostError{FilterHost::ExitCode::Failed,
+  throw Tools::ToolError{
                               std::string{"cannot read HKLM\\"} + path + ": " +
-                                  FilterHost::DescribeError(static_cast<std::uint32_t>(status)) + advice};
+                                  Tools::DescribeError(static_cast<std::uint32_t>(status)) + advice};
 }
 
 // Returns a value by its index, or nothing after the last.

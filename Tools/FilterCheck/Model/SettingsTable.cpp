@@ -14,6 +14,9 @@ namespace FilterCheck {
 
 namespace {
 
+using Tools::IdentifierText;
+using Tools::PlainText;
+
 constexpr std::uint32_t kAny = 0xFFFFFFFF;
 constexpr std::uint32_t kMostLogMegabytes = 4096;
 constexpr std::uint32_t kMostLogFiles = 100;
@@ -50,7 +53,7 @@ std::string SetOrNotSet() {
 std::string Whitelist() {
   std::string list;
   for (const GUID& provider : GetConfiguration()->ProvidersWhitelist)
-    list += (list.empty() ? "" : ", ") + FilterHost::IdentifierText(provider);
+    list += (list.empty() ? "" : ", ") + IdentifierText(provider);
   return list.empty() ? "none" : list;
 }
 

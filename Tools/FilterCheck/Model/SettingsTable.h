@@ -17,46 +17,47 @@ enum class SettingKind : std::uint8_t {
   Providers,  ///< `REG_MULTI_SZ` of class identifiers, at most 760 bytes
 };
 
-/// What a number above its range counts as. One below it counts as the default, unless it is taken as stored.
+/// How a number above its range is treated. One below it is treated as the default, unless it is used as
+/// stored.
 enum class Beyond : std::uint8_t { AsStored, Most, Default };
 
-/// When a changed value takes effect. Only what takes effect with the next process is kept in the record of
-/// the library; all else is read anew, and then a number must have 4 bytes.
+/// When a changed value takes effect. Only settings that take effect with the next process are kept in the
+/// configuration record of the library; all others are read each time, and then a number must have 4 bytes.
 enum class Effect : std::uint8_t { AtOnce, NextClassObject, NextProcess, NextLogStart };
 
-/// What the library takes of a text and of a list, in bytes.
+/// The largest text and the largest list that the library accepts, in bytes.
 inline constexpr std::uint32_t kMostTextBytes = 1024;
 inline constexpr std::uint32_t kMostListBytes = 760;
-/// How many identifiers of 38 characters fit such a list.
+/// The number of identifiers of 38 characters that fit into such a list.
 inline constexpr std::uint32_t kMostProviders = 9;
 
-/// One setting: the one place that says what it is. The check, the reference page and the policy template are
-/// held to this table, and the table to the library.
+/// One setting. Tests compare the check, the reference page and the policy template with this table, and the
+/// table with the library.
 struct SettingInfo {
   std::string_view name;
   SettingKind kind;
   std::uint32_t least;  ///< of a number or choice
   std::uint32_t most;   ///< of a number or choice
   Beyond beyond;
-  std::string_view byDefault;  ///< as it is shown
+  std::string_view byDefault;  ///< in the form that is shown
   Effect effect;
-  /// Gives the value that counts, as it is shown, from the library; of `SKey` only whether it is set. What
-  /// the library keeps in its record must have been loaded.
+  /// Returns the value that takes effect, in the form that is shown, from the library; of `SKey` only whether
+  /// it is set. The configuration record must have been loaded.
   std::string (*effective)();
   std::string_view meaning;  ///< one sentence for an administrator
-  std::string_view limits;   ///< what happens outside type, range or size
+  std::string_view limits;   ///< how other types, ranges and sizes are treated
 };
 
-/// All settings, in the order of the reference page.
+/// Returns all settings, in the order of the reference page.
 std::span<const SettingInfo> AllSettings() noexcept;
 
-/// Gives the setting of a name, compared without case as the registry does; null if there is none.
+/// Returns the setting of a name, compared without case as the registry does, or null if there is none.
 const SettingInfo* FindSetting(std::string_view name) noexcept;
 
-/// Whether a setting is stored as a `REG_DWORD`.
+/// Returns true if a setting is stored as a `REG_DWORD`.
 bool IsNumeric(const SettingInfo& setting) noexcept;
 
-/// Whether a text must be set for the second factor to be in force.
+/// Returns true if a setting is a text without which the second factor is off.
 bool IsRequired(const SettingInfo& setting) noexcept;
 
 }  // namespace FilterCheck

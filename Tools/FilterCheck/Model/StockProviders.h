@@ -6,8 +6,8 @@
 
 namespace FilterCheck {
 
-/// Gives the name of a credential provider that comes with the platform, "Password" for example; empty for
-/// any other. The two Kuv providers have theirs too.
+/// Returns the name of a credential provider of the platform, "Password" for example, or of a Kuv provider;
+/// empty for any other.
 std::string_view StockProviderName(const GUID& provider) noexcept;
 
 }  // namespace FilterCheck

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "Common/Identifier.h"
 #include "Common/PlainText.h"
 #include "FilterCheck/Judgment/Verdict.h"
 
@@ -159,10 +158,6 @@ std::string_view PlaceOf(Session session) noexcept {
   return session == Session::Console ? "at the console" : "over Remote Desktop";
 }
 
-std::string ProviderName(const FilterHost::Provider& provider) {
-  return provider.name.empty() ? FilterHost::IdentifierText(provider.identifier) : provider.name;
-}
-
 std::vector<Fact> RegistrationFacts(const Registration& registration) {
   std::vector<Fact> facts;
   for (const RegisteredFilter& filter : registration.filter) AppendView(filter, facts);
@@ -183,17 +178,17 @@ std::vector<Fact> RegistrationFacts(const Registration& registration) {
   return facts;
 }
 
-std::string AssumedValue(const Assumption& assumption) {
-  if (assumption.setting->name == "SKey") return assumption.value.empty() ? "empty" : "set";
-  return PlainText(assumption.value);
+std::string WhatIfValue(const WhatIfSetting& whatIf) {
+  if (whatIf.setting->name == "SKey") return whatIf.value.empty() ? "empty" : "set";
+  return Tools::PlainText(whatIf.value);
 }
 
-std::vector<std::string> AssumptionTexts(const Report& report) {
+std::vector<std::string> WhatIfTexts(const Report& report) {
   std::vector<std::string> texts;
-  for (const Assumption& assumption : report.assumptions) {
-    const std::string value = AssumedValue(assumption);
-    texts.push_back(std::string{assumption.setting->name} + "=" +
-                    (assumption.setting->name == "SKey" ? "(" + value + ")" : value));
+  for (const WhatIfSetting& whatIf : report.whatIfSettings) {
+    const std::string value = WhatIfValue(whatIf);
+    texts.push_back(std::string{whatIf.setting->name} + "=" +
+                    (whatIf.setting->name == "SKey" ? "(" + value + ")" : value));
   }
   return texts;
 }

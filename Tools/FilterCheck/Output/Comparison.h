@@ -7,12 +7,12 @@
 #include "FilterCheck/Model/Report.h"
 
 /// @file
-/// What the table and the page show: the situation that the run is about, and what is other in it than
-/// today. Without assumptions nothing is.
+/// What the table and the page show: the situation that the run is about, and how it differs from today.
+/// Without what-if settings it does not differ.
 
 namespace FilterCheck {
 
-/// Whether a user sees a provider.
+/// Whether a user sees a provider, and how that differs from today.
 enum class Cell : std::uint8_t { Shown, Hidden, Appears, Disappears };
 
 /// The decisions for one kind of session, or for both where they are the same.
@@ -22,23 +22,27 @@ struct Matrix {
   std::vector<std::vector<Cell>> rows;   ///< one for each provider
 };
 
-/// Gives one matrix if both kinds of session get the same answers, today and as assumed, else two.
+/// Returns one matrix if both kinds of session have the same decisions, today and with the what-if settings,
+/// else two.
 std::vector<Matrix> Matrices(const Report& report);
 
-/// A setting, with its state of today if that is another.
+/// A setting, with its state of today if that differs.
 struct ComparedSetting {
   const SettingState* state;
   const SettingState* today;  ///< null if nothing changes
 };
+/// Returns all settings, compared with today.
 std::vector<ComparedSetting> CompareSettings(const Report& report);
 
+/// How a finding differs from today.
 enum class Change : std::uint8_t { Same, Appears, Disappears };
 
+/// A finding, compared with today.
 struct ComparedFinding {
   Finding finding;
   Change change;
 };
-/// Gives the findings, the gravest first, and behind them those that would be gone.
+/// Returns the findings, the most severe first, followed by those that disappear.
 std::vector<ComparedFinding> CompareFindings(const Report& report);
 
 std::string_view NameOf(Session session) noexcept;    ///< "console"
@@ -46,23 +50,21 @@ std::string_view NameOf(Outcome outcome) noexcept;    ///< "protected"
 std::string_view NameOf(Source source) noexcept;      ///< "policy"
 std::string_view NameOf(Severity severity) noexcept;  ///< "problem"
 
-/// Gives a session's place in a sentence: "at the console".
+/// Returns the place of a session for a sentence: "at the console".
 std::string_view PlaceOf(Session session) noexcept;
 
-/// Gives what the tables call a provider: its name, else its identifier.
-std::string ProviderName(const FilterHost::Provider& provider);
-
+/// A line of name and value.
 struct Fact {
   std::string name;
   std::string value;
 };
-/// Gives the registration as lines of name and value.
+/// Returns the registration as lines of name and value.
 std::vector<Fact> RegistrationFacts(const Registration& registration);
 
-/// Gives the assumptions as typed, "RdpOnly=1". A secret is not told.
-std::vector<std::string> AssumptionTexts(const Report& report);
+/// Returns the what-if settings as typed, "RdpOnly=1", but without the letters of a secret.
+std::vector<std::string> WhatIfTexts(const Report& report);
 
-/// Gives the assumed value as it may be shown.
-std::string AssumedValue(const Assumption& assumption);
+/// Returns a what-if value in the form that may be shown; a secret only as "set" or "empty".
+std::string WhatIfValue(const WhatIfSetting& whatIf);
 
 }  // namespace FilterCheck

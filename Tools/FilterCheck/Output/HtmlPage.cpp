@@ -12,6 +12,8 @@ namespace FilterCheck {
 
 namespace {
 
+using Tools::IdentifierText;
+
 std::string Owned(std::string_view text) {
   return std::string{text};
 }
@@ -58,9 +60,9 @@ void WriteHeader(const Report& report, HtmlWriter& html) {
   html.Element("p", "Kuv filter check", {{"class", "quiet small"}});
   html.Element("h1", report.machine);
   html.Element("time", report.time, {{"class", "quiet small"}, {"datetime", report.time}});
-  if (!report.assumptions.empty()) {
+  if (!report.whatIfSettings.empty()) {
     html.Open("ul", {{"class", "assumptions"}});
-    for (const std::string& text : AssumptionTexts(report)) {
+    for (const std::string& text : WhatIfTexts(report)) {
       html.Open("li").Element("span", "Assuming " + text, {{"class", "chip assumed"}}).Close();
     }
     html.Close();
@@ -75,8 +77,8 @@ void WriteVerdict(const Report& report, HtmlWriter& html) {
             {{"class", "verdict " + Owned(look.kind)}, {"data-code", std::to_string(int(verdict.code))}});
   html.Element("span", look.sign, {{"class", "sign"}, {"aria-hidden", "true"}});
   html.Open("div");
-  html.Element("p", (report.assumed ? "With these assumptions: " : "") + verdict.text);
-  if (report.assumed) html.Element("p", "Today: " + Judge(report, report.now).text, {{"class", "quiet"}});
+  html.Element("p", (report.whatIf ? "With these assumptions: " : "") + verdict.text);
+  if (report.whatIf) html.Element("p", "Today: " + Judge(report, report.now).text, {{"class", "quiet"}});
   html.Close().Close().Markup("\n");
 }
 
@@ -111,11 +113,11 @@ void WriteMatrixHead(const Matrix& matrix, HtmlWriter& html) {
   html.Close().Close().Markup("\n");
 }
 
-void WriteMatrixRow(const Matrix& matrix, const FilterHost::Provider& provider,
-                    const std::vector<Cell>& cells, HtmlWriter& html) {
-  const std::string identifier = FilterHost::IdentifierText(provider.identifier);
+void WriteMatrixRow(const Matrix& matrix, const Tools::Provider& provider, const std::vector<Cell>& cells,
+                    HtmlWriter& html) {
+  const std::string identifier = IdentifierText(provider.identifier);
   html.Open("tr", {{"data-provider", identifier}});
-  html.Element("th", ProviderName(provider), {{"scope", "row"}, {"title", identifier}});
+  html.Element("th", Tools::NameOrIdentifier(provider), {{"scope", "row"}, {"title", identifier}});
   for (std::size_t i = 0; i < cells.size(); ++i) {
     const CellLook look = LookOf(cells[i]);
     const std::string_view scenario = matrix.columns[i]->scenario.name;
@@ -160,7 +162,7 @@ void WriteMatrix(const Report& report, const Matrix& matrix, HtmlWriter& html) {
   html.Open("table", {{"class", "matrix"}, {"data-sessions", sessions}});
   WriteMatrixHead(matrix, html);
   html.Open("tbody");
-  const FilterHost::ProviderList& providers = Subject(report).decision.providers;
+  const Tools::ProviderList& providers = Subject(report).decision.providers;
   for (std::size_t i = 0; i < matrix.rows.size(); ++i) {
     WriteMatrixRow(matrix, providers[i], matrix.rows[i], html);
   }

@@ -7,7 +7,7 @@
 
 namespace FilterCheck {
 
-/// Builds HTML in which whatever is handed over as text or as an attribute's value stays just that.
+/// Builds HTML, and escapes every text and every value of an attribute.
 class HtmlWriter {
  public:
   struct Attribute {
@@ -16,18 +16,22 @@ class HtmlWriter {
   };
   using Attributes = std::initializer_list<Attribute>;
 
+  /// Opens an element.
   HtmlWriter& Open(std::string_view tag, Attributes attributes = {});
   /// Closes the element that was opened last.
   HtmlWriter& Close();
+  /// Adds text.
   HtmlWriter& Text(std::string_view text);
-  /// The same, with what stands between backticks as code.
+  /// Adds text in which the parts between backticks are code.
   HtmlWriter& TextWithCode(std::string_view text);
+  /// Adds an element that contains text alone.
   HtmlWriter& Element(std::string_view tag, std::string_view text, Attributes attributes = {});
-  /// Adds an element that has no end, `<meta>` for example.
+  /// Adds an element without an end tag, `<meta>` for example.
   HtmlWriter& Void(std::string_view tag, Attributes attributes);
-  /// Adds what is HTML already: never foreign text.
+  /// Adds HTML as it is. Never pass foreign text.
   HtmlWriter& Markup(std::string_view html);
 
+  /// Returns what was built so far.
   const std::string& Html() const noexcept { return html_; }
 
  private:

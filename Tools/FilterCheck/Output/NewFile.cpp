@@ -2,8 +2,9 @@
 
 #include <windows.h>
 
-#include "Common/HostError.h"
+#include "Common/ErrorText.h"
 #include "Common/PlainText.h"
+#include "Common/ToolError.h"
 #include "KuvAuth/Support/UniqueResource.h"
 
 namespace FilterCheck {
@@ -11,8 +12,7 @@ namespace FilterCheck {
 namespace {
 
 [[noreturn]] void ThrowNotWritable(const std::wstring& path, DWORD code) {
-  throw FilterHost::HostError{FilterHost::ExitCode::Failed,
-                              "cannot write '" + PlainText(path) + "': " + FilterHost::DescribeError(code)};
+  throw Tools::ToolError{"cannot write '" + Tools::PlainText(path) + "': " + Tools::DescribeError(code)};
 }
 
 }  // namespace

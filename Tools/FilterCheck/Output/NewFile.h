@@ -5,8 +5,8 @@
 
 namespace FilterCheck {
 
-/// Writes a file that is not there yet; what could not be written whole is removed. Throws
-/// `FilterHost::HostError`.
+/// Writes a new file, and deletes it again if it cannot be written completely. Throws `Tools::ToolError`,
+/// also if the file exists.
 void WriteNewFile(const std::wstring& path, std::string_view bytes);
 
 }  // namespace FilterCheck

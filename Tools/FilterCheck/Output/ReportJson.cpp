@@ -11,7 +11,7 @@ namespace FilterCheck {
 
 namespace {
 
-using FilterHost::IdentifierText;
+using Tools::IdentifierText;
 
 constexpr int kSchema = 1;
 
@@ -56,9 +56,9 @@ Json::Value FindingsJson(const Findings& findings) {
   return rows;
 }
 
-Json::Value ProvidersJson(const FilterHost::ProviderList& providers) {
+Json::Value ProvidersJson(const Tools::ProviderList& providers) {
   Json::Value rows{Json::arrayValue};
-  for (const FilterHost::Provider& provider : providers) {
+  for (const Tools::Provider& provider : providers) {
     Json::Value row;
     row["clsid"] = IdentifierText(provider.identifier);
     row["name"] = provider.name;
@@ -67,7 +67,7 @@ Json::Value ProvidersJson(const FilterHost::ProviderList& providers) {
   return rows;
 }
 
-Json::Value DecisionJson(const Decision& decision, const FilterHost::ProviderList& providers) {
+Json::Value DecisionJson(const Decision& decision, const Tools::ProviderList& providers) {
   Json::Value row;
   row["scenario"] = TextJson(decision.scenario.name);
   row["session"] = TextJson(NameOf(decision.session));
@@ -147,16 +147,16 @@ void PrintJson(const Report& report, std::ostream& out) {
   value["machine"] = report.machine;
   value["time"] = report.time;
   value["assumptions"] = Json::arrayValue;
-  for (const Assumption& assumption : report.assumptions) {
+  for (const WhatIfSetting& whatIf : report.whatIfSettings) {
     Json::Value row;
-    row["setting"] = TextJson(assumption.setting->name);
-    row["value"] = AssumedValue(assumption);
+    row["setting"] = TextJson(whatIf.setting->name);
+    row["value"] = WhatIfValue(whatIf);
     value["assumptions"].append(row);
   }
   value["now"] = SituationJson(report, report.now);
-  value["assumed"] = report.assumed ? SituationJson(report, *report.assumed) : Json::Value::null;
+  value["assumed"] = report.whatIf ? SituationJson(report, *report.whatIf) : Json::Value::null;
   value["registration"] = RegistrationJson(report.registration);
-  FilterHost::WriteJson(value, out);
+  Tools::WriteJson(value, out);
 }
 
 }  // namespace FilterCheck

@@ -50,15 +50,15 @@ std::string TodayText(const SettingState& today) {
 void WriteSettings(const Report& report, const Painter& painter) {
   WriteHeading(painter, "Settings");
   TextTable table{kIndentation};
-  table.AddRow(report.assumed ? HeadingRow({"Setting", "Value", "From", "Today", "Stored"})
-                              : HeadingRow({"Setting", "Value", "From", "Stored"}));
+  table.AddRow(report.whatIf ? HeadingRow({"Setting", "Value", "From", "Today", "Stored"})
+                             : HeadingRow({"Setting", "Value", "From", "Stored"}));
   for (const auto& [state, today] : CompareSettings(report)) {
     const bool set = state->source != Source::Default;
     const Style style = today != nullptr ? Style::Caution : set ? Style::Plain : Style::Faint;
     std::vector<TextCell> row{{std::string{state->setting->name}, style},
                               {ValueText(state->effective), style},
                               {std::string{NameOf(state->source)}, style}};
-    if (report.assumed) row.push_back({today != nullptr ? TodayText(*today) : std::string{}, style});
+    if (report.whatIf) row.push_back({today != nullptr ? TodayText(*today) : std::string{}, style});
     row.push_back({StoredText(*state), Style::Faint});
     table.AddRow(std::move(row));
   }
@@ -110,9 +110,9 @@ void WriteMatrix(const Report& report, const Matrix& matrix, const Painter& pain
     heading.push_back({std::string{decision->scenario.name}, Style::Faint});
   }
   table.AddRow(std::move(heading));
-  const FilterHost::ProviderList& providers = Subject(report).decision.providers;
+  const Tools::ProviderList& providers = Subject(report).decision.providers;
   for (std::size_t i = 0; i < matrix.rows.size(); ++i) {
-    std::vector<TextCell> row{{ProviderName(providers[i])}};
+    std::vector<TextCell> row{{NameOrIdentifier(providers[i])}};
     for (const Cell cell : matrix.rows[i]) row.push_back(CellText(cell));
     table.AddRow(std::move(row));
   }
@@ -202,16 +202,16 @@ void PrintReport(const Report& report, bool colored, std::ostream& out) {
   const Painter painter{out, colored};
   painter.Write("Kuv filter check of " + report.machine + ", " + report.time, Style::Heading);
   painter.Write("\n");
-  for (const std::string& assumption : AssumptionTexts(report)) {
-    painter.Write("Assuming " + assumption + "\n", Style::Caution);
+  for (const std::string& whatIf : WhatIfTexts(report)) {
+    painter.Write("Assuming " + whatIf + "\n", Style::Caution);
   }
   WriteSettings(report, painter);
   WriteRegistration(report, painter);
   WriteDecision(report, painter);
   WriteFindings(report, painter);
   painter.Write("\n");
-  if (report.assumed) WriteVerdict(Judge(report, report.now), "Today: ", painter);
-  WriteVerdict(Judge(report, Subject(report)), report.assumed ? "With these assumptions: " : "", painter);
+  if (report.whatIf) WriteVerdict(Judge(report, report.now), "Today: ", painter);
+  WriteVerdict(Judge(report, Subject(report)), report.whatIf ? "With these assumptions: " : "", painter);
 }
 
 }  // namespace FilterCheck

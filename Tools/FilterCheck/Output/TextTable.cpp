@@ -4,13 +4,13 @@
 #include <ostream>
 #include <sstream>
 
-#include "Common/TextWidth.h"
+#include "Common/PlainText.h"
 
 namespace FilterCheck {
 
 namespace {
 
-using FilterHost::TextWidth;
+using Tools::TextWidth;
 
 constexpr std::size_t kLineWidth = 100;
 constexpr std::size_t kGap = 2;

@@ -8,16 +8,17 @@
 
 namespace FilterCheck {
 
-/// How a text stands out on a console.
+/// How a text is highlighted on a console.
 enum class Style : std::uint8_t { Plain, Heading, Faint, Good, Caution, Bad };
 
-/// Writes text, with the console's colours if they are wanted.
+/// Writes text, with escape sequences for colors if asked to.
 class Painter {
  public:
   Painter(std::ostream& out, bool colored) : out_(out), colored_(colored) {}
 
+  /// Writes text in a style.
   void Write(std::string_view text, Style style = Style::Plain) const;
-  /// Writes text word by word, each line at most 100 columns wide and with a number of blanks before it.
+  /// Writes text in lines of at most 100 columns, each indented by a number of spaces.
   void WriteParagraph(const std::string& text, std::size_t indentation) const;
 
  private:
@@ -25,12 +26,13 @@ class Painter {
   bool colored_;
 };
 
+/// A cell of a table.
 struct TextCell {
   std::string text;
   Style style = Style::Plain;
 };
 
-/// Rows of cells, aligned in columns. A text that is wider than `kWidest` goes on in the next line.
+/// Rows of cells, aligned in columns. A text wider than `kWidest` columns is wrapped.
 class TextTable {
  public:
   static constexpr std::size_t kWidest = 48;
@@ -45,7 +47,7 @@ class TextTable {
   std::vector<std::vector<TextCell>> rows_;
 };
 
-/// Splits text between words into lines; a word that is wider stands alone and is not cut.
+/// Splits text between words into lines; a word wider than `width` columns has a line of its own.
 std::vector<std::string> Wrapped(const std::string& text, std::size_t width);
 
 }  // namespace FilterCheck

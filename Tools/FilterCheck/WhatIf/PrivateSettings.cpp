@@ -1,5 +1,7 @@
-#include "Common/HostError.h"
-#include "FilterCheck/WhatIf/AssumedSettings.h"
+#include "FilterCheck/WhatIf/PrivateSettings.h"
+
+#include "Common/ErrorText.h"
+#include "Common/ToolError.h"
 #include "KuvAuth/Support/SettingsKeys.h"
 
 namespace FilterCheck {
@@ -10,9 +12,8 @@ using Kuv::UniqueRegistryKey;
 
 void RequireView(LSTATUS status, const char* step) {
   if (status == ERROR_SUCCESS) return;
-  throw FilterHost::HostError{FilterHost::ExitCode::Failed,
-                              std::string{"cannot use a copy of the settings: "} + step + ": " +
-                                  FilterHost::DescribeError(static_cast<std::uint32_t>(status))};
+  throw Tools::ToolError{std::string{"cannot use a copy of the settings: "} + step + ": " +
+                         Tools::DescribeError(static_cast<std::uint32_t>(status))};
 }
 
 // The name of an opened key in the kernel's form, "\REGISTRY\MACHINE\SOFTWARE" for example.
@@ -24,7 +25,7 @@ std::wstring KernelName(HKEY key) {
     wchar_t text[1024];
   } name{};
   const FARPROC address = ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "NtQueryKey");
-  // Over a pointer without type, since the two functions' types have nothing in common.
+  // Through an untyped pointer, since the two function types are unrelated.
   const auto query = reinterpret_cast<QueryKey>(reinterpret_cast<void*>(address));
   ULONG bytes = 0;
   if (query == nullptr || query(key, kNameInformation, &name, sizeof(name), &bytes) < 0)
@@ -38,9 +39,8 @@ bool StartsWith(const std::wstring& text, std::wstring_view start) {
                                 static_cast<int>(start.size()), /*bIgnoreCase=*/TRUE) == CSTR_EQUAL;
 }
 
-// Gives what HKEY_LOCAL_MACHINE stands for in this process, to be put back later: null for the machine
-// itself, else the key that somebody else has put in its place. The platform has no call that tells, so the
-// name of what lies below must do.
+// Returns the key that HKEY_LOCAL_MACHINE is redirected to in this process, to be restored later, or null if
+// it is not redirected. The platform has no call for that, so the name of a subkey serves.
 UniqueRegistryKey MachineRoot() {
   constexpr std::wstring_view kUsers = L"\\REGISTRY\\USER\\";
   constexpr std::wstring_view kBelow = L"\\Software";
@@ -61,8 +61,8 @@ bool IsBlankUnit(std::uint8_t low, std::uint8_t high) {
   return high == 0 && (low == 0 || low == ' ' || (low >= '\t' && low <= '\r'));
 }
 
-// The letters of the secret do not matter to any answer, so they do not leave their place: the copy has as
-// many others. What is no text counts by its size, and by whether it has anything but zeros.
+// No answer depends on the letters of the secret, so they are not copied: the copy has the same number of
+// others. Of a value that is not a text, the size counts, and whether it has anything but zeros.
 std::vector<std::uint8_t> Masked(std::vector<std::uint8_t> secret, DWORD type) {
   std::size_t done = 0;
   for (; type == REG_SZ && done + 1 < secret.size(); done += sizeof(wchar_t)) {
@@ -76,7 +76,7 @@ std::vector<std::uint8_t> Masked(std::vector<std::uint8_t> secret, DWORD type) {
   return secret;
 }
 
-// A value that is no setting may be a misspelt secret, and only its name is of interest.
+// A value that is not a setting may be a misspelled secret, and only its name matters.
 std::vector<std::uint8_t> CopyOf(const RawValue& value, const SettingInfo* setting) {
   if (setting == nullptr) return {};
   return setting->name == "SKey" ? Masked(value.data, value.type) : value.data;
@@ -92,7 +92,7 @@ void WriteKey(HKEY root, const char* path, const StoredKey& stored) {
   for (const RawValue& value : stored.values) {
     std::vector<std::uint8_t> data = CopyOf(value, stored.SettingOf(value));
     const auto bytes = static_cast<DWORD>(data.size());
-    // Finding a NUL right behind a text without one, the platform would store that too.
+    // The platform would also store a NUL that follows an unterminated text.
     data.insert(data.end(), sizeof(std::uint32_t), 0xFF);
     RequireView(
         ::RegSetValueExW(key.Get(), value.name.c_str(), /*Reserved=*/0, value.type, data.data(), bytes),
@@ -101,7 +101,7 @@ void WriteKey(HKEY root, const char* path, const StoredKey& stored) {
 }
 
 UniqueRegistryKey CreateView(const std::wstring& path, const StoredKeys& keys) {
-  // A process that ended hard has left its key, and its identifier may be ours by now.
+  // A process that was terminated has left its key, and this process may have its identifier.
   ::RegDeleteTreeW(HKEY_CURRENT_USER, path.c_str());
   UniqueRegistryKey view;
   RequireView(

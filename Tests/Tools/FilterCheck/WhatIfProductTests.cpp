@@ -1,4 +1,4 @@
-// What assumed settings would make of the machine, against really writing them.
+// The machine as it would be with what-if settings, against really writing them.
 #include <functional>
 #include <stdexcept>
 
@@ -7,10 +7,10 @@
 namespace {
 
 using namespace KuvTest;
-using FilterCheck::Assumption;
 using FilterCheck::Examine;
-using FilterCheck::ExamineAssuming;
+using FilterCheck::ExamineWhatIf;
 using FilterCheck::FindSetting;
+using FilterCheck::WhatIfSetting;
 
 bool Holds(const TestKey& key, const std::wstring& name) {
   DWORD type = 0;
@@ -22,15 +22,15 @@ bool Holds(const TestKey& key, const std::wstring& name) {
   }
 }
 
-class AssumingProduct : public SettingsFixture {
+class WhatIfProduct : public SettingsFixture {
  protected:
-  // The key that an assumption of this setting goes to.
+  // The key that a what-if value of this setting goes to.
   TestKey Target(const wchar_t* name) const {
     return Holds(registry.Policy(), name) ? registry.Policy() : registry.Local();
   }
 };
 
-// One assumption, and the same really written.
+// One what-if setting, and the same really written.
 struct Change {
   const char* setting;
   std::wstring value;
@@ -105,7 +105,7 @@ std::vector<Start> Starts() {
   };
 }
 
-TEST_F(AssumingProduct, GivesWhatReallyWritingWouldGive) {
+TEST_F(WhatIfProduct, GivesWhatReallyWritingWouldGive) {
   const std::vector<Start> starts = Starts();
   for (std::size_t i = 0; i < starts.size(); ++i) {
     for (const Change& change : Changes()) {
@@ -113,8 +113,8 @@ TEST_F(AssumingProduct, GivesWhatReallyWritingWouldGive) {
                    testing::PrintToString(change.value));
       starts[i](registry.Local(), registry.Policy());
       const std::string before = Snapshot();
-      const std::string assumed =
-          Describe(ExamineAssuming(std::vector{Assumption{FindSetting(change.setting), change.value}}));
+      const std::string whatIf =
+          Describe(ExamineWhatIf(std::vector{WhatIfSetting{FindSetting(change.setting), change.value}}));
       ASSERT_EQ(Snapshot(), before);
 
       const std::wstring name{FindSetting(change.setting)->name.begin(),
@@ -126,7 +126,7 @@ TEST_F(AssumingProduct, GivesWhatReallyWritingWouldGive) {
           if (Holds(key, name)) key.DeleteValue(name);
         }
       }
-      EXPECT_EQ(assumed, Describe(Examine()));
+      EXPECT_EQ(whatIf, Describe(Examine()));
       registry.Local().Delete();
       if (registry.Policy().Exists()) registry.Policy().Delete();
       WriteGoodSettings();

@@ -1,18 +1,18 @@
-// What assumed settings would make of the machine.
+// The machine as it would be with what-if settings.
 #include <gmock/gmock.h>
 
-#include "Common/HostError.h"
+#include "Common/ToolError.h"
 #include "Tools/FilterCheck/SettingsFixture.h"
 
 namespace {
 
 using namespace KuvTest;
-using FilterCheck::Assumption;
 using FilterCheck::Examine;
-using FilterCheck::ExamineAssuming;
+using FilterCheck::ExamineWhatIf;
 using FilterCheck::FindSetting;
 using FilterCheck::Situation;
 using FilterCheck::Source;
+using FilterCheck::WhatIfSetting;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
@@ -22,52 +22,51 @@ bool PrivateKeyIsGone() {
   return !TestKey{HKEY_CURRENT_USER, path}.Exists();
 }
 
-class Assuming : public SettingsFixture {
+class WhatIf : public SettingsFixture {
  protected:
-  static Situation Assume(const char* name, const std::wstring& value) {
-    return ExamineAssuming(std::vector{Assumption{FindSetting(name), value}});
+  static Situation ExamineWith(const char* name, const std::wstring& value) {
+    return ExamineWhatIf(std::vector{WhatIfSetting{FindSetting(name), value}});
   }
 };
 
-TEST_F(Assuming, NothingGivesWhatIsThere) {
+TEST_F(WhatIf, NothingGivesWhatIsThere) {
   registry.Policy().SetDword(L"RdpOnly", 2);
-  EXPECT_EQ(Describe(ExamineAssuming({})), Describe(Examine()));
+  EXPECT_EQ(Describe(ExamineWhatIf({})), Describe(Examine()));
 }
 
-TEST_F(Assuming, TakesSeveralInTheirOrder) {
-  const std::vector<Assumption> assumptions{{FindSetting("RdpOnly"), L"1"},
+TEST_F(WhatIf, TakesSeveralInTheirOrder) {
+  const std::vector<WhatIfSetting> settings{{FindSetting("RdpOnly"), L"1"},
                                             {FindSetting("EnableSmartCards"), L"1"},
                                             {FindSetting("RdpOnly"), L"0"}};
-  const Situation situation = ExamineAssuming(assumptions);
+  const Situation situation = ExamineWhatIf(settings);
   EXPECT_EQ(StateOf(situation, "RdpOnly").effective, "0");
   EXPECT_EQ(StateOf(situation, "RdpOnly").source, Source::Local);
   EXPECT_EQ(StateOf(situation, "EnableSmartCards").effective, "1");
 }
 
-TEST_F(Assuming, GoesToThePolicyKeyThatHoldsTheSetting) {
+TEST_F(WhatIf, GoesToThePolicyKeyThatHoldsTheSetting) {
   registry.Policy().SetText(L"RdpOnly", L"of another type");
-  const Situation situation = Assume("RdpOnly", L"1");
+  const Situation situation = ExamineWith("RdpOnly", L"1");
   EXPECT_EQ(StateOf(situation, "RdpOnly").source, Source::Policy);
   EXPECT_FALSE(StateOf(situation, "RdpOnly").local);
-  const Situation other = Assume("Debug", L"1");
+  const Situation other = ExamineWith("Debug", L"1");
   EXPECT_EQ(StateOf(other, "Debug").source, Source::Local);
 }
 
-TEST_F(Assuming, NeedsNoLocalKey) {
+TEST_F(WhatIf, NeedsNoLocalKey) {
   registry.Local().Delete();
-  EXPECT_EQ(StateOf(Assume("RdpOnly", L"1"), "RdpOnly").effective, "1");
+  EXPECT_EQ(StateOf(ExamineWith("RdpOnly", L"1"), "RdpOnly").effective, "1");
   EXPECT_FALSE(registry.Local().Exists());
 }
 
-TEST_F(Assuming, ThrowsForWhatIsNoNumber) {
+TEST_F(WhatIf, ThrowsForWhatIsNoNumber) {
   const std::string before = Snapshot();
   for (const wchar_t* const value : {L"on", L"-1", L"+1", L"1 ", L" ", L"0x", L"0xG", L"4294967296",
                                      L"0x100000000", L"99999999999999999999999", L"1,2"}) {
     try {
-      Assume("RdpOnly", value);
+      ExamineWith("RdpOnly", value);
       ADD_FAILURE() << testing::PrintToString(std::wstring{value}) << " was taken";
-    } catch (const FilterHost::HostError& error) {
-      EXPECT_EQ(error.Code(), FilterHost::ExitCode::Usage);
+    } catch (const Tools::UsageError& error) {
       EXPECT_STREQ(error.what(), "RdpOnly requires a 32-bit number, decimal or hexadecimal with 0x");
     }
   }
@@ -75,46 +74,48 @@ TEST_F(Assuming, ThrowsForWhatIsNoNumber) {
   EXPECT_TRUE(PrivateKeyIsGone());
 }
 
-TEST_F(Assuming, TakesTheLargestNumber) {
-  EXPECT_EQ(StateOf(Assume("InactivityTimeoutSeconds", L"4294967295"), "InactivityTimeoutSeconds").effective,
-            "4294967295");
-  EXPECT_EQ(StateOf(Assume("InactivityTimeoutSeconds", L"0xffFFffFF"), "InactivityTimeoutSeconds").effective,
-            "4294967295");
+TEST_F(WhatIf, TakesTheLargestNumber) {
+  EXPECT_EQ(
+      StateOf(ExamineWith("InactivityTimeoutSeconds", L"4294967295"), "InactivityTimeoutSeconds").effective,
+      "4294967295");
+  EXPECT_EQ(
+      StateOf(ExamineWith("InactivityTimeoutSeconds", L"0xffFFffFF"), "InactivityTimeoutSeconds").effective,
+      "4294967295");
 }
 
 // The look fails halfway, with the private keys in view.
-TEST_F(Assuming, PutsTheMachineBackWhateverHappens) {
+TEST_F(WhatIf, PutsTheMachineBackWhateverHappens) {
   const std::string before = Snapshot();
   {
     KUV_IMPORT_HOOK(info, RegQueryInfoKeyW);
     // The first two calls read the real keys.
     info.AnswerCall(3, [](auto...) { return ERROR_OUTOFMEMORY; });
-    EXPECT_THROW(Assume("RdpOnly", L"1"), FilterHost::HostError);
+    EXPECT_THROW(ExamineWith("RdpOnly", L"1"), Tools::ToolError);
     EXPECT_EQ(info.CallCount(), 3u);
   }
   EXPECT_EQ(Snapshot(), before);
   EXPECT_TRUE(PrivateKeyIsGone());
 }
 
-TEST_F(Assuming, CleansUpIfThePlatformRefusesThePrivateView) {
+TEST_F(WhatIf, CleansUpIfThePlatformRefusesThePrivateView) {
   {
     KUV_IMPORT_HOOK(redirect, RegOverridePredefKey);
     redirect.Script({[](HKEY, HKEY) { return ERROR_ACCESS_DENIED; }});
-    EXPECT_THROW(Assume("RdpOnly", L"1"), FilterHost::HostError);
+    EXPECT_THROW(ExamineWith("RdpOnly", L"1"), Tools::ToolError);
   }
   EXPECT_TRUE(PrivateKeyIsGone());
   KUV_IMPORT_HOOK(write, RegSetValueExW);
   write.AnswerCall(2, [](auto...) { return ERROR_DISK_FULL; });
-  EXPECT_THROW(Assume("RdpOnly", L"1"), FilterHost::HostError);
+  EXPECT_THROW(ExamineWith("RdpOnly", L"1"), Tools::ToolError);
   EXPECT_TRUE(PrivateKeyIsGone());
 }
 
 // The machine itself is put back by null, which the platform asks for.
-TEST(AssumingOnTheMachine, PutsTheMachineItselfBack) {
+TEST(WhatIfOnTheMachine, PutsTheMachineItselfBack) {
   KUV_IMPORT_HOOK(redirect, RegOverridePredefKey);
   try {
-    ExamineAssuming(std::vector{Assumption{FindSetting("RdpOnly"), L"1"}});
-  } catch (const FilterHost::HostError& error) {
+    ExamineWhatIf(std::vector{WhatIfSetting{FindSetting("RdpOnly"), L"1"}});
+  } catch (const Tools::ToolError& error) {
     GTEST_SKIP() << "no view of this machine: " << error.what();
   }
   ASSERT_EQ(redirect.CallCount(), 2u);
@@ -122,7 +123,7 @@ TEST(AssumingOnTheMachine, PutsTheMachineItselfBack) {
 }
 
 // Every byte that goes into the copy.
-TEST_F(Assuming, CopiesNoSecret) {
+TEST_F(WhatIf, CopiesNoSecret) {
   registry.Local().SetText(L"SKeyy", L"sample-secret");
   KUV_IMPORT_HOOK(write, RegSetValueExW);
   std::size_t written = 0;
@@ -133,13 +134,13 @@ TEST_F(Assuming, CopiesNoSecret) {
     ++written;
     return write.Original(key, name, reserved, type, data, bytes);
   });
-  const Situation situation = Assume("RdpOnly", L"1");
+  const Situation situation = ExamineWith("RdpOnly", L"1");
   EXPECT_EQ(written, 5u);
   EXPECT_EQ(StateOf(situation, "SKey").effective, "set");
 }
 
 // Whatever it is stored as.
-TEST_F(Assuming, CopiesNoByteOfASecretThatIsStoredOtherwise) {
+TEST_F(WhatIf, CopiesNoByteOfASecretThatIsStoredOtherwise) {
   struct Row {
     const char* name;
     DWORD type;
@@ -168,7 +169,7 @@ TEST_F(Assuming, CopiesNoByteOfASecretThatIsStoredOtherwise) {
       if (std::wstring_view{name} == L"SKey") copy.assign(reinterpret_cast<const char*>(data), bytes);
       return write.Original(key, name, reserved, type, data, bytes);
     });
-    const Situation situation = ExamineAssuming({});
+    const Situation situation = ExamineWhatIf({});
     EXPECT_EQ(copy, row.copy);
     EXPECT_EQ(Describe(situation), today);
   }

@@ -1,16 +1,15 @@
-#include "Common/HostError.h"
+#include "Common/ErrorText.h"
 
-#include <algorithm>
-
+#include "Common/PlainText.h"
 #include "KuvAuth/Support/SystemError.h"
 #include "KuvAuth/Support/Text.h"
 
-namespace FilterHost {
+namespace Tools {
 
 std::string DescribeError(std::uint32_t code) {
   const auto result = static_cast<std::int32_t>(code);
   const std::string number = result < 0 ? HresultText(result) : std::to_string(code);
-  const std::string reason = Printable(WideToUtf8(FormatSystemError(code)));
+  const std::string reason = PlainText(FormatSystemError(code));
   return reason.empty() ? "error " + number : reason + " (error " + number + ")";
 }
 
@@ -18,15 +17,4 @@ std::string HresultText(std::int32_t result) {
   return FormatToString("0x%08X", static_cast<unsigned>(result));
 }
 
-std::string Printable(std::string text) {
-  std::replace_if(
-      text.begin(), text.end(),
-      [](char unit) {
-        const auto code = static_cast<unsigned char>(unit);
-        return code < 0x20 || code == 0x7F;
-      },
-      '?');
-  return text;
-}
-
-}  // namespace FilterHost
+}  // namespace Tools

@@ -1,4 +1,4 @@
-#include "FilterCheck/Machine/RegistrationCheck.h"
+#include "FilterCheck/Machine/RegistrationReader.h"
 
 #include <windows.h>
 
@@ -7,9 +7,12 @@
 #include <sstream>
 #include <utility>
 
-#include "Common/HostError.h"
+#include "Common/ErrorText.h"
 #include "Common/Identifier.h"
 #include "Common/PlainText.h"
+#include "Common/ProviderList.h"
+#include "Common/SubkeyName.h"
+#include "Common/ToolError.h"
 #include "FilterCheck/Machine/FilterModule.h"
 #include "KuvAuth/Support/Text.h"
 #include "KuvAuth/Support/UniqueResource.h"
@@ -19,11 +22,11 @@ namespace FilterCheck {
 
 namespace {
 
-using FilterHost::IdentifierText;
 using Kuv::UniqueRegistryKey;
+using Tools::IdentifierText;
+using Tools::kProvidersKey;
+using Tools::PlainText;
 
-constexpr wchar_t kProviders[] =
-    L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Authentication\\Credential Providers";
 constexpr wchar_t kExclusionPolicies[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Policies\\System";
 constexpr wchar_t kSystemPolicies[] = L"SOFTWARE\\Policies\\Microsoft\\Windows\\System";
 
@@ -48,9 +51,8 @@ const ViewPaths& PathsOf(View view) noexcept {
 }
 
 [[noreturn]] void ThrowCannotRead(const std::wstring& what, LSTATUS status) {
-  throw FilterHost::HostError{FilterHost::ExitCode::Failed,
-                              "cannot read the registry " + WideToUtf8(what) + ": " +
-                                  FilterHost::DescribeError(static_cast<std::uint32_t>(status))};
+  throw Tools::ToolError{"cannot read the registry " + WideToUtf8(what) + ": " +
+                         Tools::DescribeError(static_cast<std::uint32_t>(status))};
 }
 
 bool IsAbsent(LSTATUS status) noexcept {
@@ -146,16 +148,6 @@ RegisteredFilter ReadFilter(View view) {
   return filter;
 }
 
-// Returns the name of a subkey, or an empty text after the last.
-std::wstring SubkeyName(const UniqueRegistryKey& key, DWORD index) {
-  wchar_t name[256] = {};
-  auto length = static_cast<DWORD>(std::size(name));
-  const LSTATUS status =
-      ::RegEnumKeyExW(key.Get(), index, name, &length, /*lpReserved=*/nullptr, /*lpClass=*/nullptr,
-                      /*lpcchClass=*/nullptr, /*lpftLastWriteTime=*/nullptr);
-  return status == ERROR_SUCCESS ? std::wstring{name} : std::wstring{};
-}
-
 OtherFilter ReadOtherFilter(const UniqueRegistryKey& filters, const std::wstring& identifier, View view) {
   const ServerClass server = ReadClass(identifier, view);
   const std::wstring entry = ReadText(OpenKey(filters.Get(), identifier), L"").text;
@@ -166,16 +158,16 @@ OtherFilter ReadOtherFilter(const UniqueRegistryKey& filters, const std::wstring
 void AppendOtherFilters(View view, std::vector<OtherFilter>& others) {
   const UniqueRegistryKey filters = OpenKey(HKEY_LOCAL_MACHINE, PathsOf(view).filters);
   for (DWORD index = 0; filters; ++index) {
-    const std::wstring identifier = SubkeyName(filters, index);
+    const std::wstring identifier = Tools::SubkeyName(filters.Get(), index);
     if (identifier.empty()) return;
-    if (FilterHost::ParseIdentifier(WideToUtf8(identifier)) == CLSID_KuvCredFilter) continue;
+    if (Tools::ParseIdentifier(WideToUtf8(identifier)) == CLSID_KuvCredFilter) continue;
     others.push_back(ReadOtherFilter(filters, identifier, view));
   }
 }
 
 bool IsInstalled(const CLSID& provider) {
-  return static_cast<bool>(
-      OpenKey(HKEY_LOCAL_MACHINE, std::wstring{kProviders} + L"\\" + Utf8ToWide(IdentifierText(provider))));
+  return static_cast<bool>(OpenKey(
+      HKEY_LOCAL_MACHINE, std::wstring{kProvidersKey} + L"\\" + Utf8ToWide(IdentifierText(provider))));
 }
 
 // Returns whether a comma-separated list contains the Kuv credential provider.
@@ -183,7 +175,7 @@ bool NamesKuvProvider(const std::wstring& list) {
   std::istringstream entries{WideToUtf8(list)};
   for (std::string entry; std::getline(entries, entry, ',');) {
     RemoveWhitespace(entry);
-    if (FilterHost::ParseIdentifier(entry) == CLSID_KuvCredProv) return true;
+    if (Tools::ParseIdentifier(entry) == CLSID_KuvCredProv) return true;
   }
   return false;
 }
@@ -212,7 +204,8 @@ Registration ReadRegistration() {
   registration.kuvProviderExcluded = NamesKuvProvider(excluded);
   registration.excludedProviders = PlainText(excluded);
   registration.defaultProvider = DefaultProvider();
-  registration.prohibitFallbacks = ReadNumber(OpenKey(HKEY_LOCAL_MACHINE, kProviders), L"ProhibitFallbacks");
+  registration.prohibitFallbacks =
+      ReadNumber(OpenKey(HKEY_LOCAL_MACHINE, kProvidersKey), L"ProhibitFallbacks");
   return registration;
 }
 

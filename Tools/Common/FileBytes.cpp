@@ -1,16 +1,16 @@
-#include "Common/HostFile.h"
+#include "Common/FileBytes.h"
 
-#include "Common/HostError.h"
+#include "Common/ErrorText.h"
+#include "Common/ToolError.h"
 #include "KuvAuth/Support/Text.h"
 #include "KuvAuth/Support/UniqueResource.h"
 
-namespace FilterHost {
+namespace Tools {
 
 namespace {
 
 [[noreturn]] void ThrowNotReadable(const std::wstring& path, DWORD code) {
-  throw HostError{ExitCode::FileNotReadable,
-                  "cannot read '" + WideToUtf8(path) + "': " + DescribeError(code)};
+  throw FileNotReadableError{"cannot read '" + WideToUtf8(path) + "': " + DescribeError(code)};
 }
 
 void SeekTo(HANDLE file, std::uint64_t start, const std::wstring& path) {
@@ -44,4 +44,4 @@ std::string ReadFileFrom(const std::wstring& path, std::uint64_t start) {
   }
 }
 
-}  // namespace FilterHost
+}  // namespace Tools

@@ -1,7 +1,8 @@
+#include "FilterCheck/Judgment/RegistrationFindings.h"
+
 #include <algorithm>
 
 #include "Common/Identifier.h"
-#include "FilterCheck/Machine/RegistrationCheck.h"
 #include "FilterCheck/Model/StockProviders.h"
 #include "KuvAuth/Support/Text.h"
 #include "KuvCredFilter/Identifiers.h"
@@ -10,8 +11,8 @@ namespace FilterCheck {
 
 namespace {
 
-using FilterHost::IdentifierText;
-using FilterHost::ParseIdentifier;
+using Tools::IdentifierText;
+using Tools::ParseIdentifier;
 
 // A fault of the 64-bit entry is more severe: the logon screen is a 64-bit program.
 Severity FaultOf(const RegisteredFilter& filter) noexcept {
@@ -180,10 +181,10 @@ void JudgeDefaultProvider(const Registration& registration, const DecisionReport
                           Findings& findings) {
   const std::optional<GUID> byDefault = ParseIdentifier(registration.defaultProvider);
   if (!byDefault) return;
-  const FilterHost::ProviderList& providers = report.providers;
-  const auto provider =
-      std::find_if(providers.begin(), providers.end(),
-                   [&](const FilterHost::Provider& row) { return row.identifier == *byDefault; });
+  const Tools::ProviderList& providers = report.providers;
+  const auto provider = std::find_if(providers.begin(), providers.end(), [&](const Tools::Provider& row) {
+    return row.identifier == *byDefault;
+  });
   if (provider == providers.end()) return;
   const std::string places = HiddenAt(report, static_cast<std::size_t>(provider - providers.begin()));
   if (places.empty()) return;

@@ -1,0 +1,27 @@
+#include "Common/CommandLine.h"
+
+#include "Common/PlainText.h"
+#include "Common/ToolError.h"
+#include "KuvAuth/Support/Text.h"
+
+namespace Tools {
+
+void ThrowUsage(const std::string& message) {
+  throw UsageError{message + "; see --help"};
+}
+
+void ThrowUnknownOption(const std::wstring& argument) {
+  // An argument that is not an option may be a secret after an extra space.
+  ThrowUsage(argument.starts_with(L"--") ? "unknown option " + Quoted(argument)
+                                         : "unexpected argument that is not an option");
+}
+
+void ThrowNeedsValue(const std::wstring& option) {
+  ThrowUsage(WideToUtf8(option) + " requires a value");
+}
+
+std::string Quoted(const std::wstring& text) {
+  return "'" + PlainText(text) + "'";
+}
+
+}  // namespace Tools

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <algorithm>
+#include <iterator>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace Tools {
+
+/// Throws `UsageError` with the message and a hint at `--help`.
+[[noreturn]] void ThrowUsage(const std::string& message);
+
+/// Throws `UsageError` for an argument that is not in the table of options.
+[[noreturn]] void ThrowUnknownOption(const std::wstring& argument);
+
+/// Throws `UsageError` for an option without its value.
+[[noreturn]] void ThrowNeedsValue(const std::wstring& option);
+
+/// Formats text from the command line for a message, in single quotes.
+std::string Quoted(const std::wstring& text);
+
+/// One row of a table of options; `Target` is what the command line is read into.
+template <typename Target>
+struct Option {
+  const wchar_t* name;
+  bool takesValue;
+  void (*apply)(Target& target, const std::wstring& value);
+};
+
+/// Applies the arguments, the program's name not among them, in their order. Returns true at `--help`,
+/// which no table lists; arguments after it are ignored. Throws `UsageError`, and what an option throws.
+template <typename Target>
+bool ApplyOptions(const std::vector<std::wstring>& arguments, std::span<const Option<Target>> options,
+                  Target& target) {
+  for (auto argument = arguments.begin(); argument != arguments.end(); ++argument) {
+    if (*argument == L"--help") return true;
+    const auto option = std::find_if(options.begin(), options.end(),
+                                     [&](const Option<Target>& row) { return row.name == *argument; });
+    if (option == options.end()) ThrowUnknownOption(*argument);
+    if (!option->takesValue) {
+      option->apply(target, {});
+      continue;
+    }
+    if (std::next(argument) == arguments.end() || std::next(argument)->empty()) ThrowNeedsValue(*argument);
+    option->apply(target, *++argument);
+  }
+  return false;
+}
+
+}  // namespace Tools

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <string>
+
+#include "FilterCheck/Machine/StoredKeys.h"
+#include "KuvAuth/Support/UniqueResource.h"
+
+namespace FilterCheck {
+
+/// Redirects `HKEY_LOCAL_MACHINE` of this process to a private, volatile key that contains these two keys
+/// and nothing else, and restores it on destruction. Does not write to the real keys. Throws
+/// `Tools::ToolError`.
+class PrivateSettings {
+ public:
+  explicit PrivateSettings(const StoredKeys& keys);
+  ~PrivateSettings();
+  PrivateSettings(const PrivateSettings&) = delete;
+  PrivateSettings& operator=(const PrivateSettings&) = delete;
+
+ private:
+  /// The key that the root was redirected to before; null for the machine itself.
+  Kuv::UniqueRegistryKey before_;
+  std::wstring path_;
+};
+
+}  // namespace FilterCheck
