@@ -1,7 +1,7 @@
 #pragma once
 
 #include <algorithm>
-#include <iterator>
+#include <cstddef>
 #include <span>
 #include <string>
 #include <vector>
@@ -33,17 +33,19 @@ struct Option {
 template <typename Target>
 bool ApplyOptions(const std::vector<std::wstring>& arguments, std::span<const Option<Target>> options,
                   Target& target) {
-  for (auto argument = arguments.begin(); argument != arguments.end(); ++argument) {
-    if (*argument == L"--help") return true;
+  for (std::size_t i = 0; i < arguments.size(); ++i) {
+    const std::wstring& argument = arguments[i];
+    if (argument == L"--help") return true;
     const auto option = std::find_if(options.begin(), options.end(),
-                                     [&](const Option<Target>& row) { return row.name == *argument; });
-    if (option == options.end()) ThrowUnknownOption(*argument);
+                                     [&](const Option<Target>& row) { return row.name == argument; });
+    if (option == options.end()) ThrowUnknownOption(argument);
     if (!option->takesValue) {
       option->apply(target, {});
       continue;
     }
-    if (std::next(argument) == arguments.end() || std::next(argument)->empty()) ThrowNeedsValue(*argument);
-    option->apply(target, *++argument);
+    ++i;
+    if (i == arguments.size() || arguments[i].empty()) ThrowNeedsValue(argument);
+    option->apply(target, arguments[i]);
   }
   return false;
 }

@@ -60,9 +60,9 @@ constexpr Masks kFolderMasks{FILE_LIST_DIRECTORY,
 
 // Returns the name of a group of ordinary users; empty for any other account.
 std::string_view OrdinaryName(std::wstring_view account) {
-  const auto* const found = std::find_if(std::begin(kOrdinary), std::end(kOrdinary),
-                                         [&](const Group& group) { return group.sid == account; });
-  if (found != std::end(kOrdinary)) return found->name;
+  for (const Group& group : kOrdinary) {
+    if (group.sid == account) return group.name;
+  }
   if (!account.starts_with(L"S-1-5-21-")) return {};
   return account.ends_with(L"-513") ? "Domain Users" : account.ends_with(L"-514") ? "Domain Guests" : "";
 }
