@@ -15,44 +15,44 @@
 #include "KuvAuth/Logging/LogFront.h"
 #include "KuvAuth/Logging/LogMessage.h"
 #include "KuvAuth/Support/UniqueResource.h"
-#include "LogRivals.h"
+#include "SpdlogLogger.h"
 #include "Support/Comparison.h"
-#include "Support/Crew.h"
 #include "Support/TempFolder.h"
+#include "Support/ThreadGroup.h"
 
 namespace {
 
 using Kuv::kLogLineCapacity;
 using KuvBench::Compare;
-using KuvBench::Crew;
 using KuvBench::DiscardingSink;
 using KuvBench::Goal;
 using KuvBench::InBatches;
 using KuvBench::Repeat;
+using KuvBench::ThreadGroup;
 using KuvBench::Work;
-using Rival = std::shared_ptr<spdlog::logger>;
+using SpdlogLogger = std::shared_ptr<spdlog::logger>;
 
 // Volatile, so that every line reads them again and the compiler cannot format a message in advance.
 volatile int g_scenario = 1;
 const char* volatile g_scenarioName = "CPUS_LOGON";
 
 constexpr char kFormat[] = "Usage scenario %d/%s supported";
-constexpr char kRivalFormat[] = "Usage scenario {}/{} supported";
+constexpr char kSpdlogFormat[] = "Usage scenario {}/{} supported";
 
 void LogOurs(LogLevel level) {
   KUV_LOG(level, "Usage scenario %d/%s supported", g_scenario, g_scenarioName);
 }
 
-void LogRival(spdlog::logger& rival, spdlog::level::level_enum level) {
-  rival.log(level, kRivalFormat, static_cast<int>(g_scenario), static_cast<const char*>(g_scenarioName));
+void LogBySpdlog(spdlog::logger& logger, spdlog::level::level_enum level) {
+  logger.log(level, kSpdlogFormat, static_cast<int>(g_scenario), static_cast<const char*>(g_scenarioName));
 }
 
 Work OurLines() {
   return Repeat([] { LogOurs(LogLevel::Info); });
 }
 
-Work RivalLines(const Rival& rival) {
-  return Repeat([rival] { LogRival(*rival, spdlog::level::info); });
+Work SpdlogLines(const SpdlogLogger& logger) {
+  return Repeat([logger] { LogBySpdlog(*logger, spdlog::level::info); });
 }
 
 struct NullHandler final : Kuv::ILogHandler {
@@ -92,9 +92,9 @@ std::string OurLine() {
   return handler->line;
 }
 
-std::string RivalLine() {
+std::string SpdlogLine() {
   const auto sink = std::make_shared<DiscardingSink>();
-  LogRival(*KuvBench::MakeRival(sink), spdlog::level::info);
+  LogBySpdlog(*KuvBench::MakeSpdlogLogger(sink), spdlog::level::info);
   return sink->Line();
 }
 
@@ -102,9 +102,9 @@ std::string RivalLine() {
 void RequireSameLine() {
   constexpr std::size_t kTimeLength = 17;
   const std::string ours = OurLine();
-  const std::string rival = RivalLine();
-  if (ours.size() != rival.size() || ours.substr(kTimeLength) != rival.substr(kTimeLength)) {
-    throw std::runtime_error{"the lines differ:\n" + ours + rival};
+  const std::string theirs = SpdlogLine();
+  if (ours.size() != theirs.size() || ours.substr(kTimeLength) != theirs.substr(kTimeLength)) {
+    throw std::runtime_error{"the lines differ:\n" + ours + theirs};
   }
 }
 
@@ -115,7 +115,7 @@ void FormatByPlatform(char (&message)[kLogLineCapacity], const char* format, ...
   va_end(arguments);
 }
 
-// Makes the platform calls that a line needs: for the time, the message and its conversion.
+// Calls the platform functions that a line needs: for the time, the message and its conversion.
 void CallPlatformForLine() {
   SYSTEMTIME now;
   ::GetLocalTime(&now);
@@ -129,24 +129,24 @@ void CallPlatformForLine() {
 
 void FilteredCall(benchmark::State& state) {
   const MainLog log{std::make_shared<NullHandler>()};
-  const Rival rival = KuvBench::MakeRival(std::make_shared<DiscardingSink>());
+  const SpdlogLogger logger = KuvBench::MakeSpdlogLogger(std::make_shared<DiscardingSink>());
   Compare(state, {"spdlog", Goal{1.0}, Repeat([] { LogOurs(LogLevel::Debug); }),
-                  Repeat([&] { LogRival(*rival, spdlog::level::debug); })});
+                  Repeat([&] { LogBySpdlog(*logger, spdlog::level::debug); })});
 }
 BENCHMARK(FilteredCall)->Apply(InBatches);
 
 void NullHandlerLine(benchmark::State& state) {
   const MainLog log{std::make_shared<NullHandler>()};
-  const Rival rival = KuvBench::MakeRival(std::make_shared<DiscardingSink>());
-  Compare(state, {"spdlog, line dropped", Goal{1.5}, OurLines(), RivalLines(rival)});
+  const SpdlogLogger logger = KuvBench::MakeSpdlogLogger(std::make_shared<DiscardingSink>());
+  Compare(state, {"spdlog, line dropped", Goal{1.5}, OurLines(), SpdlogLines(logger)});
 }
 BENCHMARK(NullHandlerLine)->Apply(InBatches);
 
 // Has no goal: with this sink, spdlog does not format the line and does not read the clock.
 void NullHandlerLineAgainstNullSink(benchmark::State& state) {
   const MainLog log{std::make_shared<NullHandler>()};
-  const Rival rival = KuvBench::MakeRival(std::make_shared<spdlog::sinks::null_sink_mt>());
-  Compare(state, {"spdlog, line not formatted", Goal{}, OurLines(), RivalLines(rival)});
+  const SpdlogLogger logger = KuvBench::MakeSpdlogLogger(std::make_shared<spdlog::sinks::null_sink_mt>());
+  Compare(state, {"spdlog, line not formatted", Goal{}, OurLines(), SpdlogLines(logger)});
 }
 BENCHMARK(NullHandlerLineAgainstNullSink)->Apply(InBatches);
 
@@ -159,8 +159,8 @@ BENCHMARK(NullHandlerLineAgainstPlatform)->Apply(InBatches);
 void FileLine(benchmark::State& state) {
   const KuvTest::TempFolder folder;
   const MainLog log{FileHandler(folder.Path(L"ours.log"))};
-  const Rival rival = KuvBench::MakeFileRival(folder.Path(L"rival.log"));
-  Compare(state, {"spdlog, flushed", Goal{1.0}, OurLines(), RivalLines(rival)});
+  const SpdlogLogger logger = KuvBench::MakeSpdlogFileLogger(folder.Path(L"spdlog.log"));
+  Compare(state, {"spdlog, flushed", Goal{1.0}, OurLines(), SpdlogLines(logger)});
 }
 BENCHMARK(FileLine)->Apply(InBatches);
 
@@ -206,24 +206,25 @@ void FileLineAgainstPlatform(benchmark::State& state) {
 BENCHMARK(FileLineAgainstPlatform)->Apply(InBatches);
 
 // Uses longer batches, so that the start and end of a batch in several threads take a small part of it.
-void CompareCrews(benchmark::State& state, const char* name, const Rival& rival) {
+void CompareThreads(benchmark::State& state, const char* name, const SpdlogLogger& logger) {
   const auto threads = static_cast<std::size_t>(state.range(0));
-  Crew ours{threads, OurLines()};
-  Crew theirs{threads, RivalLines(rival)};
+  ThreadGroup ours{threads, OurLines()};
+  ThreadGroup theirs{threads, SpdlogLines(logger)};
   Compare(state, {name, Goal{}, [&](std::size_t count) { ours.Run(count); },
                   [&](std::size_t count) { theirs.Run(count); }, std::chrono::milliseconds{5}});
 }
 
 void NullHandlerLineThreads(benchmark::State& state) {
   const MainLog log{std::make_shared<NullHandler>()};
-  CompareCrews(state, "spdlog, line dropped", KuvBench::MakeRival(std::make_shared<DiscardingSink>()));
+  CompareThreads(state, "spdlog, line dropped",
+                 KuvBench::MakeSpdlogLogger(std::make_shared<DiscardingSink>()));
 }
 BENCHMARK(NullHandlerLineThreads)->Arg(2)->Arg(4)->Apply(KuvBench::InLongBatches);
 
 void FileLineThreads(benchmark::State& state) {
   const KuvTest::TempFolder folder;
   const MainLog log{FileHandler(folder.Path(L"ours.log"))};
-  CompareCrews(state, "spdlog, flushed", KuvBench::MakeFileRival(folder.Path(L"rival.log")));
+  CompareThreads(state, "spdlog, flushed", KuvBench::MakeSpdlogFileLogger(folder.Path(L"spdlog.log")));
 }
 BENCHMARK(FileLineThreads)->Arg(2)->Arg(4)->Apply(KuvBench::InLongBatches);
 

@@ -89,7 +89,7 @@ Bytes BareHashValue(HCRYPTHASH hash) {
   return value;
 }
 
-// Makes the calls of `CalculateHmac` without checking them.
+// Calls the same functions as `CalculateHmac` without checking the results.
 Bytes BareHmac(const std::string& data) {
   HCRYPTPROV provider = 0;
   HCRYPTHASH unused = 0;
@@ -114,7 +114,7 @@ Bytes BareHmac(const std::string& data) {
   return value;
 }
 
-// Makes the calls of `CryptoHash` without checking them.
+// Calls the same functions as `CryptoHash` without checking the results.
 Bytes BareSha512(const std::string& data) {
   HCRYPTPROV provider = 0;
   HCRYPTHASH hash = 0;
@@ -140,9 +140,9 @@ Bytes GcryptDigest(int algorithm, const std::string* key, const std::string& dat
   return digest;
 }
 
-void AddGcrypt(std::vector<Measured>& rivals, int algorithm, const std::string* key) {
-  rivals.emplace_back("libgcrypt", kNone,
-                      [=](const std::string& input) { return GcryptDigest(algorithm, key, input); });
+void AddGcrypt(std::vector<Measured>& baselines, int algorithm, const std::string* key) {
+  baselines.emplace_back("libgcrypt", kNone,
+                         [=](const std::string& input) { return GcryptDigest(algorithm, key, input); });
 }
 #endif
 
@@ -165,24 +165,24 @@ void RegisterEncoders() {
 }
 
 void RegisterDigests() {
-  std::vector<Measured> hmacRivals{{"bare CryptoAPI calls", kSame, BareHmac}};
-  std::vector<Measured> hashRivals{{"bare CryptoAPI calls", kSame, BareSha512}};
+  std::vector<Measured> hmacBaselines{{"bare CryptoAPI calls", kSame, BareHmac}};
+  std::vector<Measured> hashBaselines{{"bare CryptoAPI calls", kSame, BareSha512}};
 #ifdef KUV_HAVE_GCRYPT
   gcry_check_version(nullptr);
   gcry_control(GCRYCTL_DISABLE_SECMEM, 0);
   gcry_control(GCRYCTL_INITIALIZATION_FINISHED, 0);
-  AddGcrypt(hmacRivals, GCRY_MD_SHA1, &kKey);
-  AddGcrypt(hashRivals, GCRY_MD_SHA512, nullptr);
+  AddGcrypt(hmacBaselines, GCRY_MD_SHA1, &kKey);
+  AddGcrypt(hashBaselines, GCRY_MD_SHA512, nullptr);
 #endif
   KuvBench::RegisterSizes(Content::Bytes,
                           {"CalculateHmac", kNone,
                            [](const std::string& input) { return Kuv::Util::CalculateHmac(kKey, input); }},
-                          hmacRivals, KuvBench::Pace::Slow);
+                          hmacBaselines, KuvBench::Pace::Slow);
   KuvBench::RegisterSizes(
       Content::Bytes,
       {"CryptoHash, SHA-512", kNone,
        [](const std::string& input) { return Kuv::Util::CryptoHash(input, CALG_SHA_512); }},
-      hashRivals, KuvBench::Pace::Slow);
+      hashBaselines, KuvBench::Pace::Slow);
 }
 
 }  // namespace

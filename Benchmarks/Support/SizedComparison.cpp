@@ -38,16 +38,16 @@ std::string MakeInput(Content content, std::size_t size, std::minstd_rand& rando
 }
 
 void Run(benchmark::State& state, Content content, std::size_t size, const Measured& subject,
-         const Measured& rival) {
+         const Measured& baseline) {
   Inputs inputs{content, size};
   const std::size_t checked = std::min<std::size_t>(inputs.All().size(), 64);
   for (std::size_t i = 0; i < checked; ++i) {
     const std::string& input = inputs.All()[i];
-    if (subject.Text(input) == rival.Text(input)) continue;
+    if (subject.Text(input) == baseline.Text(input)) continue;
     state.SkipWithError("the results differ");
     return;
   }
-  Compare(state, {rival.Name(), rival.GetGoal(), subject.On(inputs), rival.On(inputs)});
+  Compare(state, {baseline.Name(), baseline.GetGoal(), subject.On(inputs), baseline.On(inputs)});
   state.counters["bytes"] = static_cast<double>(size);
 }
 
@@ -60,12 +60,14 @@ Inputs::Inputs(Content content, std::size_t size) {
   for (std::size_t i = 0; i < count; ++i) inputs_.push_back(MakeInput(content, size, random));
 }
 
-void RegisterSizes(Content content, const Measured& subject, const std::vector<Measured>& rivals, Pace pace) {
-  for (const Measured& rival : rivals) {
+void RegisterSizes(Content content, const Measured& subject, const std::vector<Measured>& baselines,
+                   Pace pace) {
+  for (const Measured& baseline : baselines) {
     for (const std::size_t size : kSizes) {
-      const std::string name = subject.Name() + std::string{"/"} + rival.Name() + "/" + std::to_string(size);
+      const std::string name =
+          subject.Name() + std::string{"/"} + baseline.Name() + "/" + std::to_string(size);
       benchmark::RegisterBenchmark(
-          name.c_str(), [=](benchmark::State& state) { Run(state, content, size, subject, rival); })
+          name.c_str(), [=](benchmark::State& state) { Run(state, content, size, subject, baseline); })
           ->Iterations(Batches(size, pace))
           ->UseManualTime();
     }

@@ -78,9 +78,9 @@ enum class Pace {
   Slow  ///< fewer batches, for operations that take milliseconds
 };
 
-/// Registers the comparisons of `subject` with each of `rivals` for inputs of 16 B to 16 MB. A comparison
+/// Registers the comparisons of `subject` with each of `baselines` for inputs of 16 B to 16 MB. A comparison
 /// fails if the results differ. Reports the counters of `Compare` and `bytes`, the size of the input.
-void RegisterSizes(Content content, const Measured& subject, const std::vector<Measured>& rivals,
+void RegisterSizes(Content content, const Measured& subject, const std::vector<Measured>& baselines,
                    Pace pace = Pace::Quick);
 
 }  // namespace KuvBench

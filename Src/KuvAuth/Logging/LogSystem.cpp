@@ -27,8 +27,8 @@ KUV_FORCE_INLINE void ForEachHandler(CriticalSection& lock, const Handlers& hand
 }
 
 template <typename Unit>
-KUV_FORCE_INLINE void HandOver(CriticalSection& lock, const Handlers& handlers, LogLevel level,
-                               const Unit* text) {
+KUV_FORCE_INLINE void PassToHandlers(CriticalSection& lock, const Handlers& handlers, LogLevel level,
+                                     const Unit* text) {
   ForEachHandler(lock, handlers, [=](ILogHandler& handler) { handler.LogWrite(level, text); });
 }
 
@@ -43,14 +43,14 @@ void LogSystem::Write(LogLevel level, const char* file, std::uint32_t line, cons
   if (text == nullptr || !Passes(level)) return;
   wchar_t buffer[kLogLineCapacity];
   FormatLine(buffer, level, file, line, level <= locationLevel, text);
-  HandOver(lock, handlers, level, buffer);
+  PassToHandlers(lock, handlers, level, buffer);
 }
 
 void LogSystem::Write(LogLevel level, const char* file, std::uint32_t line, const wchar_t* text) {
   if (text == nullptr || !Passes(level)) return;
   wchar_t buffer[kLogLineCapacity];
   FormatLine(buffer, level, file, line, level <= locationLevel, text);
-  HandOver(lock, handlers, level, buffer);
+  PassToHandlers(lock, handlers, level, buffer);
 }
 
 void LogSystem::WriteRaw(LogLevel level, const char* text) {
@@ -62,11 +62,11 @@ void LogSystem::WriteRaw(LogLevel level, const wchar_t* text) {
 }
 
 void LogSystem::WriteUnfiltered(LogLevel level, const char* text) {
-  if (text != nullptr) HandOver(lock, handlers, level, text);
+  if (text != nullptr) PassToHandlers(lock, handlers, level, text);
 }
 
 void LogSystem::WriteUnfiltered(LogLevel level, const wchar_t* text) {
-  if (text != nullptr) HandOver(lock, handlers, level, text);
+  if (text != nullptr) PassToHandlers(lock, handlers, level, text);
 }
 
 void LogSystem::AddHandler(const std::shared_ptr<ILogHandler>& handler) {

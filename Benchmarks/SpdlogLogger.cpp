@@ -1,4 +1,4 @@
-#include "LogRivals.h"
+#include "SpdlogLogger.h"
 
 #include <filesystem>
 
@@ -6,15 +6,15 @@
 
 namespace KuvBench {
 
-std::shared_ptr<spdlog::logger> MakeRival(const spdlog::sink_ptr& sink) {
-  auto logger = std::make_shared<spdlog::logger>("rival", sink);
+std::shared_ptr<spdlog::logger> MakeSpdlogLogger(const spdlog::sink_ptr& sink) {
+  auto logger = std::make_shared<spdlog::logger>("spdlog", sink);
   logger->set_pattern("%D %T [%P](%t) [%l] %v");
   logger->set_level(spdlog::level::info);
   return logger;
 }
 
-std::shared_ptr<spdlog::logger> MakeFileRival(const std::wstring& path) {
-  auto logger = MakeRival(std::make_shared<spdlog::sinks::basic_file_sink_mt>(
+std::shared_ptr<spdlog::logger> MakeSpdlogFileLogger(const std::wstring& path) {
+  auto logger = MakeSpdlogLogger(std::make_shared<spdlog::sinks::basic_file_sink_mt>(
       std::filesystem::path{path}.string(), /*truncate=*/true));
   logger->flush_on(spdlog::level::trace);
   return logger;

@@ -12,12 +12,12 @@
 namespace KuvBench {
 
 /// A group of threads that run a work together, any number of times.
-class Crew {
+class ThreadGroup {
  public:
-  Crew(std::size_t threads, Work work);
-  ~Crew();
-  Crew(const Crew&) = delete;
-  Crew& operator=(const Crew&) = delete;
+  ThreadGroup(std::size_t threads, Work work);
+  ~ThreadGroup();
+  ThreadGroup(const ThreadGroup&) = delete;
+  ThreadGroup& operator=(const ThreadGroup&) = delete;
 
   /// Runs the work `count` times in total, rounded up to the same number for each thread, and waits for the
   /// end.

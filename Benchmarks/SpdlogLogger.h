@@ -31,9 +31,9 @@ class DiscardingSink final : public spdlog::sinks::base_sink<std::mutex> {
 };
 
 /// Returns a logger at `info` with the line format of our log.
-std::shared_ptr<spdlog::logger> MakeRival(const spdlog::sink_ptr& sink);
+std::shared_ptr<spdlog::logger> MakeSpdlogLogger(const spdlog::sink_ptr& sink);
 
 /// Returns such a logger for a new file, which it flushes after every line.
-std::shared_ptr<spdlog::logger> MakeFileRival(const std::wstring& path);
+std::shared_ptr<spdlog::logger> MakeSpdlogFileLogger(const std::wstring& path);
 
 }  // namespace KuvBench

@@ -1,14 +1,14 @@
-#include "Support/Crew.h"
+#include "Support/ThreadGroup.h"
 
 #include <utility>
 
 namespace KuvBench {
 
-Crew::Crew(std::size_t threads, Work work) : work_(std::move(work)) {
+ThreadGroup::ThreadGroup(std::size_t threads, Work work) : work_(std::move(work)) {
   for (std::size_t i = 0; i < threads; ++i) threads_.emplace_back([this] { Serve(); });
 }
 
-Crew::~Crew() {
+ThreadGroup::~ThreadGroup() {
   {
     const std::lock_guard guard{mutex_};
     ended_ = true;
@@ -17,7 +17,7 @@ Crew::~Crew() {
   for (std::thread& thread : threads_) thread.join();
 }
 
-void Crew::Run(std::size_t count) {
+void ThreadGroup::Run(std::size_t count) {
   std::unique_lock lock{mutex_};
   countEach_ = (count + threads_.size() - 1) / threads_.size();
   working_ = threads_.size();
@@ -26,7 +26,7 @@ void Crew::Run(std::size_t count) {
   finished_.wait(lock, [this] { return working_ == 0; });
 }
 
-void Crew::Serve() {
+void ThreadGroup::Serve() {
   std::unique_lock lock{mutex_};
   for (std::uint64_t seen = 0;;) {
     started_.wait(lock, [&] { return ended_ || round_ != seen; });
