@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Makes every value on the page about signing by hand anew from the request at its head, with Python's
-standard library alone, and compares.
+"""Recomputes every value on the page about signing from the request at its top, with Python's standard
+library only, and compares them.
 
     check_signing_page.py PAGE
 """
@@ -68,15 +68,15 @@ def main():
     request = dict(re.split(r": +", line) for line in blocks.pop("request").splitlines())
     values = dict(line.split("=") for line in blocks.pop("values").splitlines())
     made = expected(request, values, blocks.pop("json body"))
-    failures = [f"{name}:\n{blocks.get(name)}\nand not\n{value}" for name, value in made.items() if blocks.get(name) != value]
-    failures += [f"{name}: nothing to compare it with" for name in blocks.keys() - made.keys()]
+    failures = [f"{name}:\n{blocks.get(name)}\nexpected:\n{value}" for name, value in made.items() if blocks.get(name) != value]
+    failures += [f"{name}: no computed value to compare with" for name in blocks.keys() - made.keys()]
     if f"These are its {len(made['text'].encode())} bytes:" not in page:
         failures.append("the number of bytes")
     if page.count("```") != 2 * (len(made) + 4):
         failures.append("a block without a name")
     if failures:
         sys.exit("check_signing_page: " + "\ncheck_signing_page: ".join(failures))
-    print(f"check_signing_page: {len(made)} values are right")
+    print(f"check_signing_page: {len(made)} values are correct")
 
 
 if __name__ == "__main__":

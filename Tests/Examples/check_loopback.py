@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
 """Sends signed requests with the example program to a service on this machine that checks each
-signature with Python's own library, and looks at what both sides say.
+signature with Python's standard library, and checks what both sides report.
 
     check_loopback.py --wine SCRIPT --prefix FOLDER --program FILE
 
-The program takes its keys from the registry of a Wine prefix that serves this check alone.
+The program reads its keys from the registry of a Wine prefix that only this check uses.
 """
 import argparse
 import base64
@@ -24,20 +24,20 @@ TIMEOUT = 60
 
 
 def sign(key, user, text):
-    """Gives the Authorization value for a text, by the standard library alone."""
+    """Returns the Authorization value for a text."""
     digest = hmac.new(key.encode(), text, hashlib.sha1).hexdigest().upper()
     return "Basic " + base64.b64encode(f"{user}:{digest}".encode()).decode()
 
 
 def canonical_parameters(text):
-    """Decodes the parameters and encodes them anew, as a service does that works with their values."""
+    """Decodes the parameters and encodes them again, as a service does that uses their values."""
     pairs = urllib.parse.parse_qsl(text, keep_blank_values=True, strict_parsing=bool(text))
     encoded = [(urllib.parse.quote(name, safe=""), urllib.parse.quote(value, safe="")) for name, value in sorted(pairs)]
     return "&".join(f"{name}={value}" for name, value in encoded)
 
 
 class Service(http.server.BaseHTTPRequestHandler):
-    """Answers 200 to a request that is signed with the key, 401 to any other, and keeps what it saw."""
+    """Answers a request that is signed with the key with 200, any other with 401, and records all of them."""
 
     protocol_version = "HTTP/1.1"
     timeout = TIMEOUT
@@ -100,11 +100,11 @@ FAILURES = []
 
 def expect(name, actual, expected):
     if actual != expected:
-        FAILURES.append(f"{name}:\n  {actual!r}\nand not\n  {expected!r}")
+        FAILURES.append(f"{name}:\n  {actual!r}\nexpected\n  {expected!r}")
 
 
 def sections(output):
-    """Splits what the program printed at its headings."""
+    """Splits the output of the program at its headings."""
     headings = ("Text that is signed", "Request", "Parameters as they may be shown", "Answer")
     found = {}
     for heading in headings:
@@ -116,19 +116,19 @@ def sections(output):
     return found
 
 
-def check_travelled(name, shown):
-    """The request that was shown is the one that came, byte for byte where the order is not WinHTTP's."""
+def check_received(name, shown):
+    """Checks that the service received the request that the program showed; WinHTTP orders the headers."""
     head, _, body = shown.partition(b"\r\n\r\n")
     request_line, *header_lines = head.decode().split("\r\n")
-    came_line, came_headers, came_body = Service.seen[-1]
-    expect(f"{name}: request line", came_line, request_line)
-    expect(f"{name}: body", came_body, body)
+    received_line, received_headers, received_body = Service.seen[-1]
+    expect(f"{name}: request line", received_line, request_line)
+    expect(f"{name}: body", received_body, body)
     for line in header_lines:
         header, _, value = line.partition(": ")
-        expect(f"{name}: {header}", came_headers.get_all(header), [value])
-    # What the client of the platform adds is about the connection.
-    added = {header.lower() for header in came_headers} - {line.partition(":")[0].lower() for line in header_lines}
-    expect(f"{name}: headers beside those", added - {"connection", "cache-control"}, set())
+        expect(f"{name}: {header}", received_headers.get_all(header), [value])
+    # WinHTTP adds only headers about the connection.
+    added = {header.lower() for header in received_headers} - {line.partition(":")[0].lower() for line in header_lines}
+    expect(f"{name}: additional headers", added - {"connection", "cache-control"}, set())
 
 
 def main():
@@ -156,7 +156,7 @@ def main():
         wine.run("--stop")
     if FAILURES:
         sys.exit("check_loopback: " + "\ncheck_loopback: ".join(FAILURES))
-    print(f"check_loopback: {len(Service.seen)} requests were answered as they should")
+    print(f"check_loopback: {len(Service.seen)} requests were answered correctly")
 
 
 def check(wine, program, address):
@@ -188,7 +188,7 @@ def check(wine, program, address):
         expect(f"{name}: exit code", code, 0)
         expect(f"{name}: answer", shown.get("Answer"), accepted)
         if "Request" in shown and Service.seen:
-            check_travelled(name, shown["Request"])
+            check_received(name, shown["Request"])
 
     code, shown = send("masked", "POST", "auth.kuv.example", "/v1/auth", "passcode=123456", "user=a", "--mask", "passcode")
     expect("masked: exit code", code, 0)
