@@ -24,7 +24,7 @@ std::string ReadPage() {
   return page;
 }
 
-// The block that the page names, without its last line end.
+// Returns the named block of the page without its last line end.
 std::string Block(const std::string& name) {
   static const std::string page = ReadPage();
   const std::string start = "\n<!-- " + name + " -->\n```text\n";

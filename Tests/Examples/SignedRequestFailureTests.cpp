@@ -18,7 +18,7 @@ using KuvTest::RunExample;
 
 using SignedRequestExampleSettings = KuvTest::KuvFixture;
 
-// Nothing here reaches real cryptography or a real service.
+// Cryptography fails, and nothing reaches a service.
 class SignedRequestExampleFailure : public KuvTest::KuvFixture {
  protected:
   SignedRequestExampleFailure() {
@@ -32,7 +32,7 @@ class SignedRequestExampleFailure : public KuvTest::KuvFixture {
   ImportHook<decltype(&::CryptAcquireContextW)> crypto{"CryptAcquireContextW"};
 };
 
-TEST_F(SignedRequestExampleSettings, AreAllNeeded) {
+TEST_F(SignedRequestExampleSettings, AreAllRequired) {
   registry.Local().SetText(L"Host", L"auth.kuv.example");
   registry.Local().SetText(L"IKey", L"user");
   const ExampleRun run = RunExample({L"GET", L"auth.kuv.example", L"/"});

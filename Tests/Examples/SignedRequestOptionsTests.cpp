@@ -12,7 +12,7 @@ using SignedRequest::Options;
 using SignedRequest::ParseAddress;
 using SignedRequest::ParseOptions;
 
-TEST(SignedRequestOptions, TakeMethodHostAndPathAsTheyStand) {
+TEST(SignedRequestOptions, KeepMethodHostAndPathUnchanged) {
   const Options options = ParseOptions({L"Get", L"AUTH.kuv.example:8443", L"/V1/a%20b;c"});
   EXPECT_EQ(options.method, "Get");
   EXPECT_EQ(options.host, "AUTH.kuv.example:8443");
@@ -27,7 +27,7 @@ TEST(SignedRequestOptions, SplitAParameterAtItsFirstEqualsSign) {
             (Kuv::Util::ParameterList{{"A", L"2"}, {"a", L"b=c"}, {"empty", L""}, {"\xC3\xAB", L"\u20AC"}}));
 }
 
-TEST(SignedRequestOptions, MayStandAnywhere) {
+TEST(SignedRequestOptions, CanBeAnywhere) {
   const Options options = ParseOptions({L"--mask", L"a b", L"POST", L"--date", L"now", L"h", L"/", L"--send",
                                         L"https://kuv.example", L"a=1", L"--mask", L"c"});
   EXPECT_EQ(options.path, "/");
@@ -38,11 +38,11 @@ TEST(SignedRequestOptions, MayStandAnywhere) {
   EXPECT_EQ(options.sendTo->name, L"kuv.example");
 }
 
-TEST(SignedRequestOptions, TakeTheBodyInUtf8) {
+TEST(SignedRequestOptions, ConvertTheBodyToUtf8) {
   EXPECT_EQ(ParseOptions({L"POST", L"h", L"/", L"--json", L"\"\u00EB\""}).json, "\"\xC3\xAB\"");
 }
 
-TEST(SignedRequestOptions, ReadAnAddress) {
+TEST(SignedRequestOptions, ParseAnAddress) {
   struct {
     const wchar_t* text;
     const wchar_t* name;
@@ -62,7 +62,7 @@ TEST(SignedRequestOptions, ReadAnAddress) {
   }
 }
 
-TEST(SignedRequestOptions, RefuseWhatTheyDoNotKnow) {
+TEST(SignedRequestOptions, RejectInvalidArguments) {
   struct {
     const char* name;
     std::vector<std::wstring> arguments;
@@ -115,7 +115,7 @@ TEST(SignedRequestOptions, RefuseWhatTheyDoNotKnow) {
   }
 }
 
-TEST(SignedRequestOptions, RefuseAnAddressOfAnotherKind) {
+TEST(SignedRequestOptions, RejectAnInvalidAddress) {
   for (const char* const text : {"127.0.0.1:80", "ftp://kuv.example", "http://", "http://user@kuv.example",
                                  "http://kuv.example/path", "http://kuv.example/?a=1", "http://h:99999"}) {
     SCOPED_TRACE(text);
@@ -127,7 +127,7 @@ TEST(SignedRequestOptions, RefuseAnAddressOfAnotherKind) {
   }
 }
 
-TEST(SignedRequestOptions, HelpTellsEveryArgument) {
+TEST(SignedRequestOptions, HelpListsEveryArgument) {
   const ExampleRun run = RunExample({L"--help", L"--bogus"});
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_EQ(run.err, "");
@@ -137,7 +137,7 @@ TEST(SignedRequestOptions, HelpTellsEveryArgument) {
   }
 }
 
-TEST(SignedRequestOptions, HelpTellsEveryExitCode) {
+TEST(SignedRequestOptions, HelpListsEveryExitCode) {
   EXPECT_THAT(RunExample({L"--help"}).out,
               ::testing::EndsWith("\nExit codes\n"
                                   "  0  the request was shown and, if sent, answered with success\n"

@@ -8,7 +8,7 @@
 
 namespace KuvTest {
 
-/// What a run of the program leaves.
+/// The result of one run of the program.
 struct ExampleRun {
   int exitCode;
   std::string out;

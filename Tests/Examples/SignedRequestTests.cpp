@@ -17,7 +17,7 @@ using ::testing::HasSubstr;
 
 constexpr wchar_t kDate[] = L"Tue, 03 Nov 2026 09:30:00 GMT";
 
-// With keys in the record the program does not ask the registry for them.
+// With credentials in the record, the program does not read them from the registry.
 class SignedRequestExample : public ::testing::Test {
  protected:
   SignedRequestExample() {
@@ -57,7 +57,7 @@ TEST_F(SignedRequestExample, ShowsAFormRequest) {
           "factor=push&user=#####\n\n");
 }
 
-TEST_F(SignedRequestExample, CarriesTheParametersOfAQueryBehindThePath) {
+TEST_F(SignedRequestExample, AppendsTheParametersOfAQueryToThePath) {
   for (const wchar_t* const method : {L"GET", L"HEAD", L"DELETE"}) {
     SCOPED_TRACE(::testing::PrintToString(method));
     const ExampleRun run =
@@ -86,7 +86,7 @@ TEST_F(SignedRequestExample, ShowsAJsonRequest) {
   EXPECT_EQ(run.out.find("Parameters"), std::string::npos);
 }
 
-TEST_F(SignedRequestExample, SignsTheDateThatItCarries) {
+TEST_F(SignedRequestExample, SignsTheDateOfItsHeader) {
   KuvTest::ImportHook<decltype(&::WinHttpTimeFromSystemTime)> time{"WinHttpTimeFromSystemTime"};
   time.Answer([](const SYSTEMTIME*, LPWSTR text) {
     std::wcscpy(text, L"a date");
@@ -97,7 +97,7 @@ TEST_F(SignedRequestExample, SignsTheDateThatItCarries) {
   EXPECT_THAT(run.out, HasSubstr("\r\nDate: a date\r\n"));
 }
 
-TEST_F(SignedRequestExample, LetsThePlatformNeitherAuthenticateNorRedirectNorKeepCookies) {
+TEST_F(SignedRequestExample, DisablesAuthenticationRedirectsAndCookies) {
   DWORD disabled = 0;
   KuvTest::ImportHook<decltype(&::WinHttpSetOption)> option{"WinHttpSetOption"};
   option.Answer([&](HINTERNET, DWORD name, LPVOID value, DWORD size) {
@@ -113,7 +113,7 @@ TEST_F(SignedRequestExample, LetsThePlatformNeitherAuthenticateNorRedirectNorKee
   EXPECT_EQ(run.err, "KuvSignedRequest: WinHttpSetOption failed (error 5)\n");
 }
 
-TEST_F(SignedRequestExample, GoesThroughNoProxy) {
+TEST_F(SignedRequestExample, UsesNoProxy) {
   KuvTest::ImportHook<decltype(&::WinHttpOpen)> open{"WinHttpOpen"};
   open.Answer([](LPCWSTR, DWORD, LPCWSTR, LPCWSTR, DWORD) -> HINTERNET {
     ::SetLastError(ERROR_ACCESS_DENIED);

@@ -15,7 +15,7 @@ using KuvFuzz::Require;
 constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 constexpr std::size_t kLine = 76;
 
-// Bit by bit.
+// Encodes bit by bit.
 std::string PlainBase64(const std::string& bytes, bool padded, bool oneLine) {
   std::string text;
   for (std::size_t bit = 0; bit < bytes.size() * 8; bit += 6) {
@@ -74,7 +74,7 @@ void CheckCore(const std::string& bytes, std::uint32_t options) {
   Require(PlainDecode(room) == bytes, "round trip");
 }
 
-// A length that does not fit the one byte there is must be refused before anything is read.
+// A length other than that of the one-byte buffer must be rejected before anything is read.
 void CheckLength(std::uint64_t length) {
   const std::uint64_t low = length % 0x100000000u;
   if (low < 0x20000000u && low > 1) return;

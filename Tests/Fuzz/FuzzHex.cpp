@@ -25,7 +25,7 @@ std::string PlainDecode(const std::string& text) {
   return bytes;
 }
 
-// A length that does not fit the one byte there is must be refused before anything is read.
+// A length other than that of the one-byte buffer must be rejected before anything is read.
 void CheckLength(std::uint64_t length) {
   const std::uint64_t low = length % 0x100000000u;
   if (low < 0x40000000u && low > 1) return;

@@ -5,7 +5,7 @@
 
 namespace {
 
-// The number at the start of the text; none if it is beyond 32 bits, where atoi promises nothing.
+// Returns the number at the start of the text; none if it exceeds 32 bits, where atoi is undefined.
 std::optional<std::int32_t> PlainNumber(const std::string& text) {
   std::size_t i = text.find_first_not_of(" \t\n\v\f\r");
   if (i == std::string::npos) return 0;

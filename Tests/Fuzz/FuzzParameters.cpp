@@ -43,7 +43,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   while (input.remaining_bytes() != 0) {
     const std::string name = input.ConsumeRandomLengthString();
     const std::string value = input.ConsumeRandomLengthString();
-    // One name in two is masked, by its encoded form or, which counts for little, by its own.
+    // Half of the names are masked: by the encoded form, or by the plain form, which has an effect only if
+    // both agree.
     const int mask = input.ConsumeIntegralInRange(0, 3);
     if (mask == 1) masked.push_back(KuvFuzz::PlainPercent(name));
     if (mask == 2) masked.push_back(name);

@@ -6,17 +6,17 @@
 #include <memory>
 #include <string>
 
-// What the fuzz targets share. Each compares the library with a plain way of its own to do the same.
+// Shared by the fuzz targets. Each compares the library with a simple reference implementation.
 namespace KuvFuzz {
 
 /// Ends the run with this input if the property does not hold.
 inline void Require(bool holds, const char* property) {
   if (holds) return;
-  std::fprintf(stderr, "does not hold: %s\n", property);
+  std::fprintf(stderr, "property violated: %s\n", property);
   std::abort();
 }
 
-/// A copy of the bytes in a block of exactly their size, so that reading past the end is noticed.
+/// A copy of the bytes in a block of exactly their size, so that a read past the end is detected.
 class ExactCopy {
  public:
   explicit ExactCopy(const std::string& bytes) : block_(new char[bytes.size()]) {
@@ -28,7 +28,7 @@ class ExactCopy {
   std::unique_ptr<char[]> block_;
 };
 
-/// Percent-encodes in the plainest way.
+/// Percent-encodes without optimization.
 inline std::string PlainPercent(const std::string& text) {
   const std::string kept = "-.0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ_abcdefghijklmnopqrstuvwxyz~";
   std::string encoded;

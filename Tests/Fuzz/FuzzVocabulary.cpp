@@ -28,7 +28,7 @@ void Check(const Words& words, const std::string& text, std::int32_t value,
   KuvFuzz::Require(back.empty() || words.at(back) == value, "text of a value");
 }
 
-// A word as it stands, or changed a little, or any text.
+// Returns a known word, a modified one or any text.
 std::string ConsumeText(FuzzedDataProvider& input) {
   static const std::string words[] = {"auto",     "passcode",    "phone",   "push",   "sms",
                                       "allow",    "auth",        "deny",    "enroll", "waiting",

@@ -6,7 +6,7 @@
 #include "KuvAuth/ServiceClient/Hashing.h"
 #include "KuvAuth/Support/Text.h"
 
-// Stands in for what needs the platform: there is no log, and digests and conversions are made up.
+// Replaces the sources that need the platform: no log, and deterministic digests and conversions.
 
 constinit std::shared_ptr<Kuv::LogSystem> g_logSystem;
 

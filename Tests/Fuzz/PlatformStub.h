@@ -6,10 +6,10 @@
 
 namespace KuvFuzz {
 
-/// Gives what the stub of `CryptoHash` makes of a text: 64 bytes, or none for a text that starts with "!".
+/// Returns the stub's digest of a text: 64 bytes, or none for a text that starts with "!".
 std::vector<std::uint8_t> StubDigest(const std::string& text);
 
-/// Gives what the stub of `WideToUtf8` makes of a value: its units cut to 8 bits, up to the first NUL.
+/// Returns the stub's conversion of a value: its units truncated to 8 bits, up to the first NUL.
 std::string StubNarrow(const std::wstring& value);
 
 }  // namespace KuvFuzz

@@ -83,7 +83,7 @@ TEST_F(ConfigurationPrecedence, LocalValueAppliesIfThePolicyKeyHasNone) {
   EXPECT_EQ(record.HttpProxyHost, "proxy");
 }
 
-TEST_F(ConfigurationPrecedence, AppliesToEachValueAlone) {
+TEST_F(ConfigurationPrecedence, AppliesToEachValueSeparately) {
   fake.SetText(kPolicyPath, "IKey", "POLICY");
   fake.SetText(kPolicyPath, "HttpProxyHost", "proxy");
   Load();
@@ -102,7 +102,7 @@ TEST_F(ConfigurationPrecedence, PolicyHostReplacesThePortToo) {
   EXPECT_EQ(record.Port, 443u);
 }
 
-TEST_F(ConfigurationPrecedence, PolicyValueOfAnotherTypeDoesNotHideTheLocalOne) {
+TEST_F(ConfigurationPrecedence, PolicyValueOfAnotherTypeIsIgnored) {
   fake.SetText(kLocalPath, "HttpProxyHost", "proxy");
   fake.SetDword(kLocalPath, "FailOpen", 0);
   fake.SetDword(kLocalPath, "HttpProxyPort", 8);

@@ -145,7 +145,7 @@ TEST_F(ConfigurationRecord, SetServiceCredentialsChangesNoOtherField) {
   EXPECT_EQ(Describe(record), Describe(expected));
 }
 
-TEST(SplitHostAndPort, CutsAtTheFirstColon) {
+TEST(SplitHostAndPort, SplitsAtTheFirstColon) {
   const struct {
     const char* text;
     const char* host;

@@ -9,7 +9,7 @@ using KuvTest::Info;
 using KuvTest::kNotConfigured;
 using KuvTest::LogLines;
 
-// What becomes of each accepted value, on the platform's registry.
+// How each accepted value is interpreted, on the platform's registry.
 class ConfigurationSettings : public KuvTest::RecordFixture {
  protected:
   void ReadLocalKey() {

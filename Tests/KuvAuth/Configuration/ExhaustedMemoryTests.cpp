@@ -40,12 +40,12 @@ class ExhaustedMemoryAtLoad : public KuvFixture {
   Configuration& record = *GetConfiguration();
 };
 
-TEST_F(ExhaustedMemoryAtLoad, LeavesAnIncompleteRecordThatTheNextCallLoadsWithThePolicy) {
+TEST_F(ExhaustedMemoryAtLoad, KeepsTheRecordIncompleteSoThatTheNextCallLoadsIt) {
   std::size_t allocation = 1;
   std::size_t afterTheLocalKey = 0;
   for (; allocation < 100 && LoadWithMemoryFor(allocation); ++allocation) {
     SCOPED_TRACE(allocation);
-    // The local key alone has all required settings.
+    // The local key has all required settings.
     if (record.IKey == "IKEY") ++afterTheLocalKey;
     EXPECT_EQ(record.SKey, "");
     EXPECT_FALSE(record.IsConfigured());

@@ -105,7 +105,7 @@ TEST(LogFormat, WritesALineForAnEmptyText) {
 
 TEST(LogFormat, WritesALineWithoutMessageIfFormattingFails) {
   LogCapture log;
-  // An 8-bit text cannot take this character in the "C" locale.
+  // This character cannot be formatted as 8-bit text in the "C" locale.
   LogFormat(Record(LogLevel::Info), "before %ls after", L"\x2603");
   const wchar_t* const unfinished = L"before %";
   LogFormat(Record(LogLevel::Warning), unfinished);

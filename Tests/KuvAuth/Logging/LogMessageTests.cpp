@@ -43,7 +43,7 @@ TEST(FormatLogMessage, TruncatesTo2047Units) {
 }
 
 TEST(FormatLogMessage, IsEmptyIfFormattingFails) {
-  // An 8-bit text cannot take this character in the "C" locale.
+  // This character cannot be formatted as 8-bit text in the "C" locale.
   EXPECT_EQ(Format("before %S after", L"\x2603"), "");
   const std::string longStart(2000, 'x');
   EXPECT_EQ(Format("%s%S", longStart.c_str(), L"\x2603"), "");

@@ -112,12 +112,9 @@ TEST_F(PlainLog, StopFlushesAndClosesItsFile) {
   EXPECT_EQ(close.Calls(), (std::vector<std::tuple<HANDLE>>{{file}}));
 }
 
-TEST_F(PlainLog, StopDoesNothingIfItIsNotStarted) {
+TEST_F(PlainLog, CanBeStoppedBeforeItsStartAndStartedAgain) {
   StopPlainLog();
   EXPECT_EQ(g_plainLog, nullptr);
-}
-
-TEST_F(PlainLog, CanBeStartedAgain) {
   StartPlainLog(path);
   PlainLogFormat("one");
   StopPlainLog();

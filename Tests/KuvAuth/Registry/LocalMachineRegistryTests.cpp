@@ -62,7 +62,7 @@ struct ReadRow {
   const char* name;
   Reader read;
   std::string expected;
-  std::string line;  // what is logged at Debug, without the end that names the value; nothing if empty
+  std::string line;  // logged at Debug, without the name of the value; empty for no line
 };
 
 class RegReadLocalMachine : public LocalMachineFixture {

@@ -39,8 +39,8 @@ void ExpectError(const ErrorRow& row) {
   }
 }
 
-// Checks the arguments of a read and answers with `size` bytes of `data`; with no data, the size alone is
-// asked for.
+// Checks the arguments of a read and returns `size` bytes of `data`. Without data, expects a query for the
+// size only.
 GetValueHook::Replacement Answer(DWORD expectedFlags, DWORD expectedSize, const void* data, DWORD size) {
   return [=](HKEY root, const wchar_t* subKey, const wchar_t* name, DWORD flags, DWORD* type, void* buffer,
              DWORD* bytes) {
@@ -109,13 +109,13 @@ TEST_F(RegistryOperations, ReadsADwordWithOneCall) {
   EXPECT_EQ(Kuv::ReadRegistryDword(HKEY_CURRENT_USER, L"sub", L"name"), 0x04030201u);
 }
 
-TEST_F(RegistryOperations, AsksForTheSizeOfBytesAndKeepsItWhenFewerAreRead) {
+TEST_F(RegistryOperations, QueriesTheSizeOfBytesAndKeepsItIfFewerAreRead) {
   KUV_IMPORT_HOOK(get, RegGetValueW);
   get.Script({Answer(/*expectedFlags=*/8, 0, nullptr, 5), Answer(8, /*expectedSize=*/5, "\7\7", 2)});
   EXPECT_EQ(Kuv::ReadRegistryBinary(HKEY_CURRENT_USER, L"sub", L"name"), (Bytes{7, 7, 0, 0, 0}));
 }
 
-TEST_F(RegistryOperations, AsksForTheSizeOfTextAndKeepsItWhenLessIsRead) {
+TEST_F(RegistryOperations, QueriesTheSizeOfTextAndKeepsItIfLessIsRead) {
   KUV_IMPORT_HOOK(get, RegGetValueW);
   get.Script({Answer(/*expectedFlags=*/2, 0, nullptr, 10), Answer(2, /*expectedSize=*/10, L"ab", 6)});
   EXPECT_EQ(Kuv::ReadRegistryString(HKEY_CURRENT_USER, L"sub", L"name"), (std::wstring{L"ab\0\0", 4}));
@@ -174,7 +174,7 @@ TEST_F(RegistryOperations, FailedReadAfterTheSizeThrows) {
 
 const HKEY kCreated = reinterpret_cast<HKEY>(std::uintptr_t{0x5AFE});
 
-// Answers every call itself: a key created as the writers create it grants no right to write.
+// Replaces every call: a key that is created as the writers create it grants no right to write.
 class RegistryOperationsWriters : public ::testing::Test {
  protected:
   RegistryOperationsWriters() {

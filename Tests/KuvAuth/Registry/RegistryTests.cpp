@@ -26,7 +26,7 @@ class RegistryForwarding : public ::testing::Test {
  protected:
   ~RegistryForwarding() override { EXPECT_EQ(log.Lines(), LogLines{}); }
 
-  // Expects one call with these arguments, whose answer is returned.
+  // Expects one platform call with these arguments, and its status as the result.
   template <typename Hook, typename Operation, typename... Arguments>
   void ExpectForwarded(Hook& hook, Operation operation, Arguments... arguments) {
     hook.Answer([](auto...) { return kStatus; });
