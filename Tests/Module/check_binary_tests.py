@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Tests of Scripts/check-binary.py: a copy of the filter with one thing spoilt must be refused.
+"""Tests of Scripts/check-binary.py: a copy of the filter with one modification must be rejected.
 
     check_binary_tests.py FILE VERSION
 """
@@ -34,7 +34,7 @@ class CheckBinary(unittest.TestCase):
     def findings(self, forbidden=(), imports=IMPORTS, runtime="gcc", version=None):
         return list(checker.check(bytes(self.bytes), imports, version or VERSION, forbidden, runtime))
 
-    def assert_refused(self, *expected, **options):
+    def assert_rejected(self, *expected, **options):
         found = self.findings(**options)
         self.assertEqual(len(found), len(expected), found)
         for text, finding in zip(expected, found):
@@ -58,7 +58,7 @@ class CheckBinary(unittest.TestCase):
         self.bytes[:] = self.bytes.replace(old, new)
 
     def plant(self, data, odd=0):
-        """Writes into what is left empty at the end of the read-only data."""
+        """Writes into the padding at the end of the read-only data."""
         section = self.section(".rdata")
         at = (section.offset + section.virtual_size + 1) // 2 * 2 + odd
         self.assertLessEqual(at + len(data), section.offset + section.raw_size)
@@ -67,126 +67,126 @@ class CheckBinary(unittest.TestCase):
     def clear_directory(self, index):
         struct.pack_into("<II", self.bytes, self.image.directories + 8 * index, 0, 0)
 
-    def test_accepts_what_was_built(self):
-        self.assert_refused()
+    def test_accepts_the_built_dll(self):
+        self.assert_rejected()
 
-    def test_refuses_another_kind_of_file(self):
+    def test_rejects_another_kind_of_file(self):
         self.bytes[0] = 0
-        self.assert_refused("no MZ header")
+        self.assert_rejected("no MZ header")
 
-    def test_refuses_a_file_that_was_cut_anywhere(self):
+    def test_rejects_a_truncated_file(self):
         whole = bytes(self.bytes)
         for size in list(range(0, 0x400, 7)) + list(range(0x400, len(whole), 4001)):
             with self.subTest(size=size):
                 self.bytes = whole[:size]
                 self.assertNotEqual(self.findings(), [])
 
-    def test_refuses_a_program(self):
+    def test_rejects_a_program(self):
         self.clear(self.image.header + 22, 0x2000)
-        self.assert_refused("is not a DLL")
+        self.assert_rejected("is not a DLL")
 
-    def test_refuses_cleared_hardening_flags(self):
+    def test_rejects_cleared_hardening_flags(self):
         for flag, text in ((0x40, "random base"), (0x100, "NX"), (0x20, "high entropy")):
             with self.subTest(flag=text):
                 self.setUp()
                 self.clear(self.image.optional + 70, flag)
-                self.assert_refused(text)
+                self.assert_rejected(text)
 
-    def test_refuses_small_addresses(self):
+    def test_rejects_small_addresses(self):
         self.clear(self.image.header + 22, 0x20)
-        self.assert_refused("large addresses")
+        self.assert_rejected("large addresses")
 
-    def test_refuses_stripped_relocations(self):
+    def test_rejects_stripped_relocations(self):
         struct.pack_into("<H", self.bytes, self.image.header + 22, self.image.characteristics | 1)
-        self.assert_refused("cannot be moved")
+        self.assert_rejected("cannot be moved")
 
-    def test_refuses_a_missing_relocation_directory(self):
+    def test_rejects_a_missing_relocation_directory(self):
         self.clear_directory(pe_image.RELOCATION)
-        self.assert_refused("cannot be moved")
+        self.assert_rejected("cannot be moved")
 
-    def test_refuses_executable_data(self):
+    def test_rejects_executable_data(self):
         for name in (".data", ".bss", ".idata"):
             with self.subTest(section=name):
                 self.setUp()
                 self.set_section_flags(name, 0x20000000)
-                self.assert_refused(f"section {name} is writable and executable")
+                self.assert_rejected(f"section {name} is writable and executable")
 
-    def test_refuses_writable_code(self):
+    def test_rejects_writable_code(self):
         self.set_section_flags(".text", 0x80000000)
-        self.assert_refused("section .text is writable and executable")
+        self.assert_rejected("section .text is writable and executable")
 
-    def test_refuses_data_shared_between_processes(self):
+    def test_rejects_data_shared_between_processes(self):
         self.set_section_flags(".data", 0x10000000)
-        self.assert_refused("section .data is shared")
+        self.assert_rejected("section .data is shared")
 
-    def test_refuses_an_entry_point_in_data(self):
+    def test_rejects_an_entry_point_in_data(self):
         struct.pack_into("<I", self.bytes, self.image.optional + 16, self.section(".data").address)
-        self.assert_refused("not executable")
+        self.assert_rejected("not executable")
 
-    def test_refuses_a_renamed_export(self):
+    def test_rejects_a_renamed_export(self):
         self.replace(b"DllCanUnloadNow\0", b"DllCanUnloadNop\0")
-        self.assert_refused("exports DllCanUnloadNop, DllGetClassObject")
+        self.assert_rejected("exports DllCanUnloadNop, DllGetClassObject")
 
-    def test_refuses_a_missing_export_table(self):
+    def test_rejects_a_missing_export_table(self):
         self.clear_directory(pe_image.EXPORT)
-        self.assert_refused("exports nothing", "exports 0 functions")
+        self.assert_rejected("exports nothing", "exports 0 functions")
 
-    def test_refuses_a_further_export(self):
+    def test_rejects_a_further_export(self):
         at = self.image.offset(self.image.directory(pe_image.EXPORT)[0])
         struct.pack_into("<II", self.bytes, at + 20, 5, 5)
         found = self.findings()
         self.assertTrue(any("exports" in finding for finding in found), found)
 
-    def test_refuses_an_export_without_a_name(self):
+    def test_rejects_an_export_without_a_name(self):
         at = self.image.offset(self.image.directory(pe_image.EXPORT)[0])
         struct.pack_into("<I", self.bytes, at + 20, 5)
         # The fifth entry is what follows the table: the address of the names.
-        self.assert_refused("exports 5 functions", "function of another library")
+        self.assert_rejected("exports 5 functions", "function of another library")
 
-    def test_refuses_an_export_that_lives_elsewhere(self):
+    def test_rejects_a_forwarded_export(self):
         address = self.image.directory(pe_image.EXPORT)[0]
         table = self.image.offset(self.image.u32(self.image.offset(address) + 28))
         struct.pack_into("<I", self.bytes, table, address + 0x28)
-        self.assert_refused("function of another library")
+        self.assert_rejected("function of another library")
 
-    def test_refuses_a_function_that_is_not_listed(self):
+    def test_rejects_a_function_that_is_not_listed(self):
         self.replace(b"GetLocalTime\0", b"OpenProcessX\0")
-        self.assert_refused("imports OpenProcessX of kernel32.dll", "does not import GetLocalTime")
+        self.assert_rejected("imports OpenProcessX of kernel32.dll", "does not import GetLocalTime")
 
-    def test_refuses_a_library_that_is_not_listed(self):
+    def test_rejects_a_library_that_is_not_listed(self):
         self.replace(b"USER32.dll\0", b"WS2_32.dll\0")
-        self.assert_refused("imports GetSystemMetrics of ws2_32.dll", "does not import GetSystemMetrics")
+        self.assert_rejected("imports GetSystemMetrics of ws2_32.dll", "does not import GetSystemMetrics")
 
-    def test_refuses_a_function_by_number(self):
+    def test_rejects_a_function_by_number(self):
         at = self.bytes.index(b"GetSystemMetrics") - 2
         address = at - self.section(".idata").offset + self.section(".idata").address
         self.bytes[:] = self.bytes.replace(struct.pack("<Q", address), struct.pack("<Q", 1 << 63 | 440))
-        self.assert_refused("imports #440 of user32.dll", "does not import GetSystemMetrics")
+        self.assert_rejected("imports #440 of user32.dll", "does not import GetSystemMetrics")
 
-    def test_refuses_libraries_that_are_loaded_late(self):
+    def test_rejects_delay_loaded_libraries(self):
         struct.pack_into("<II", self.bytes, self.image.directories + 8 * pe_image.DELAY_IMPORT,
                          *self.image.directory(pe_image.EXPORT))
-        self.assert_refused("loads libraries late")
+        self.assert_rejected("loads libraries late")
 
-    def test_refuses_a_listed_function_that_is_not_imported(self):
+    def test_rejects_a_listed_function_that_is_not_imported(self):
         with tempfile.TemporaryDirectory() as folder:
             imports = pathlib.Path(folder) / "imports.txt"
             imports.write_text(IMPORTS.read_text() + "[KERNEL32.dll x64]\nOpenProcess\n[WS2_32.dll x86]\nsocket\n")
-            self.assert_refused("does not import OpenProcess", imports=imports)
+            self.assert_rejected("does not import OpenProcess", imports=imports)
 
-    def test_refuses_a_stack_guard_that_does_not_end_the_process(self):
+    def test_rejects_a_stack_guard_that_does_not_end_the_process(self):
         self.replace(bytes.fromhex("B902000000CD29"), bytes.fromhex("B902000000CD2E"))
-        self.assert_refused("guards the stack in 0 places")
+        self.assert_rejected("guards the stack in 0 places")
 
-    def test_refuses_missing_thread_local_data(self):
+    def test_rejects_missing_thread_local_data(self):
         self.clear_directory(pe_image.THREAD_LOCAL)
-        self.assert_refused("no thread local data")
+        self.assert_rejected("no thread local data")
 
-    def test_refuses_a_missing_table_of_functions_to_unwind(self):
+    def test_rejects_a_missing_table_of_functions_to_unwind(self):
         self.clear_directory(pe_image.EXCEPTION)
-        self.assert_refused("no table of functions")
+        self.assert_rejected("no table of functions")
 
-    def test_refuses_too_few_stack_guards(self):
+    def test_rejects_too_few_stack_guards(self):
         code = self.section(".text")
         failure = self.bytes.index(bytes.fromhex("B902000000CD29"))
         left = 59
@@ -196,57 +196,57 @@ class CheckBinary(unittest.TestCase):
                 if left < 0:
                     self.bytes[at] = 0xE9
         self.assertLess(left, 0)
-        self.assert_refused("guards the stack in 59 places")
+        self.assert_rejected("guards the stack in 59 places")
 
-    def test_refuses_paths_of_the_build_machine(self):
+    def test_rejects_paths_of_the_build_machine(self):
         for path in ("/home/anna/filter", "/usr/src/x", "C:\\Users\\anna\\filter", "d:/build/filter"):
             for encoding, odd in (("ascii", 0), ("ascii", 1), ("utf-16-le", 0), ("utf-16-le", 1)):
                 with self.subTest(path=path, encoding=encoding, odd=odd):
                     self.setUp()
                     self.plant(path.encode(encoding), odd)
-                    self.assert_refused("path of the build machine")
+                    self.assert_rejected("path of the build machine")
 
-    def test_refuses_a_forbidden_text(self):
+    def test_rejects_a_forbidden_text(self):
         for encoding, odd in (("ascii", 0), ("utf-16-le", 0), ("utf-16-le", 1)):
             with self.subTest(encoding=encoding, odd=odd):
                 self.setUp()
                 self.plant("buildhost7".encode(encoding), odd)
-                self.assert_refused("holds the text buildhost7", forbidden=["buildhost7", "another"])
+                self.assert_rejected("holds the text buildhost7", forbidden=["buildhost7", "another"])
 
-    def test_refuses_a_missing_version_resource(self):
+    def test_rejects_a_missing_version_resource(self):
         self.clear_directory(pe_image.RESOURCE)
-        self.assert_refused("has no version resource")
+        self.assert_rejected("has no version resource")
 
-    def test_refuses_a_version_resource_without_numbers(self):
+    def test_rejects_a_version_resource_without_numbers(self):
         self.replace(b"\xBD\x04\xEF\xFE", b"\xBD\x04\xEF\xFF")
-        self.assert_refused("without a fixed part")
+        self.assert_rejected("without a fixed part")
 
-    def test_refuses_another_version(self):
-        self.assert_refused("file version", "product version", "does not tell 4.3.1700.1151", version="4.3.1700.1151")
+    def test_rejects_another_version(self):
+        self.assert_rejected("file version", "product version", "does not tell 4.3.1700.1151", version="4.3.1700.1151")
 
-    def test_refuses_another_original_name(self):
+    def test_rejects_another_original_name(self):
         self.replace("KuvCredFilter.dll\0".encode("utf-16-le"), "KuvCredFilter.dl_\0".encode("utf-16-le"))
-        self.assert_refused("does not tell KuvCredFilter.dll")
+        self.assert_rejected("does not tell KuvCredFilter.dll")
 
-    def test_refuses_bytes_behind_the_last_section(self):
+    def test_rejects_bytes_behind_the_last_section(self):
         self.bytes.append(0)
-        self.assert_refused("carries 1 bytes behind")
+        self.assert_rejected("carries 1 bytes behind")
 
-    def test_refuses_a_symbol_table(self):
+    def test_rejects_a_symbol_table(self):
         struct.pack_into("<I", self.bytes, self.image.header + 12, 0x400)
-        self.assert_refused("symbol table")
+        self.assert_rejected("symbol table")
 
-    def test_refuses_debug_information(self):
+    def test_rejects_debug_information(self):
         section = self.section(".rdata")
         struct.pack_into("<II", self.bytes, self.image.directories + 8 * pe_image.DEBUG,
                          section.address + section.virtual_size, 28)
-        self.assert_refused("carries debug information")
+        self.assert_rejected("carries debug information")
 
-    def test_refuses_a_file_that_is_too_large(self):
+    def test_rejects_a_file_that_is_too_large(self):
         self.bytes.extend(bytes(400 * 1024 + 1 - len(self.bytes)))
-        self.assert_refused("409,601 bytes; 409,600 are allowed", "behind its last section")
+        self.assert_rejected("409,601 bytes; 409,600 are allowed", "behind its last section")
 
-    def test_misses_what_the_other_compiler_adds(self):
+    def test_requires_the_mitigations_of_the_other_compiler(self):
         found = "\n".join(self.findings(runtime="msvc"))
         for text in ("control flow guard", "security cookie", "shadow stacks"):
             self.assertIn(text, found)
