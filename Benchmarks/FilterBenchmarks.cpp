@@ -10,7 +10,6 @@
 #include "InstantPlatform.h"
 #include "KuvAuth/Logging/LogFront.h"
 #include "KuvCredFilter/KuvCredFilter.h"
-#include "LoadedFilter.h"
 #include "Support/Comparison.h"
 
 namespace {
@@ -18,8 +17,8 @@ namespace {
 using KuvBench::Compare;
 using KuvBench::Goal;
 using KuvBench::InBatches;
-using KuvBench::LoadedFilter;
 using KuvBench::MachineSettings;
+using KuvBench::ModuleFilter;
 using KuvBench::ProviderArrays;
 using KuvBench::Repeat;
 
@@ -72,8 +71,8 @@ BENCHMARK(FilterWithNullHandler)->Apply(InBatches);
 
 void FilterOfModuleLogOutputDropped(benchmark::State& state) {
   const MachineSettings settings;
-  const LoadedFilter loaded;
-  loaded.DropLogOutput();
+  const ModuleFilter loaded;
+  KuvBench::DropLogOutput(loaded.Module());
   CompareFilter(state, Goal{}, loaded.Filter());
 }
 BENCHMARK(FilterOfModuleLogOutputDropped)->Apply(InBatches);
@@ -81,7 +80,7 @@ BENCHMARK(FilterOfModuleLogOutputDropped)->Apply(InBatches);
 // Runs as in the logon process: every line is written to the debugger and, write-through, to the file.
 void FilterOfModule(benchmark::State& state) {
   const MachineSettings settings;
-  const LoadedFilter loaded;
+  const ModuleFilter loaded;
   CompareFilter(state, Goal{}, loaded.Filter());
 }
 BENCHMARK(FilterOfModule)->Apply(InBatches);
@@ -120,7 +119,7 @@ void LoadFilterUnload(benchmark::State& state) {
   const MachineSettings settings;
   ProviderArrays arrays{kProviders};
   KuvBench::Measure(state, Repeat([&] {
-                      const LoadedFilter loaded;
+                      const ModuleFilter loaded;
                       arrays.Check(loaded.Filter());
                     }));
 }

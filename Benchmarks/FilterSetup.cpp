@@ -6,6 +6,7 @@
 #include <benchmark/benchmark.h>
 
 #include "KuvCredFilter/Identifiers.h"
+#include "Support/TempFolder.h"
 
 namespace KuvBench {
 
@@ -55,6 +56,18 @@ void QueryVersion() {
   benchmark::DoNotOptimize(holds);
 }
 
+const std::wstring& AppData() {
+  static const KuvTest::TempFolder folder;
+  return folder.Path();
+}
+
+void WINAPI DropDebugText(LPCWSTR) {}
+
+BOOL WINAPI DropWrite(HANDLE, LPCVOID, DWORD size, LPDWORD written, LPOVERLAPPED) {
+  *written = size;
+  return TRUE;
+}
+
 }  // namespace
 
 MachineSettings::MachineSettings() {
@@ -86,6 +99,13 @@ void ProviderArrays::Check(ICredentialProviderFilter& filter) {
   if (allow_.back() != TRUE || std::count(allow_.begin(), allow_.end(), TRUE) != 1) {
     throw std::runtime_error{"the filter does not enable the second-factor provider alone"};
   }
+}
+
+ModuleFilter::ModuleFilter() : LiveFilter(AppData()) {}
+
+void DropLogOutput(const KuvTest::FilterModule& module) {
+  module.ReplaceImport("OutputDebugStringW", reinterpret_cast<void*>(&DropDebugText));
+  module.ReplaceImport("WriteFile", reinterpret_cast<void*>(&DropWrite));
 }
 
 void CallPlatformForDecision() {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "KuvCredFilter/CredentialProviderApi.h"
+#include "Support/FilterModule.h"
 #include "Support/RegistrySandbox.h"
 
 namespace KuvBench {
@@ -35,6 +36,15 @@ class ProviderArrays {
   std::vector<GUID> providers_;
   std::vector<BOOL> allow_;
 };
+
+/// Loads the built DLL with one filter. Its log goes to a temporary folder of this program.
+class ModuleFilter : public KuvTest::LiveFilter {
+ public:
+  ModuleFilter();
+};
+
+/// Drops what the log of the DLL writes to the debugger and to the file from here on.
+void DropLogOutput(const KuvTest::FilterModule& module);
 
 /// Calls the platform functions that the decision for a logon needs, and nothing else.
 void CallPlatformForDecision();

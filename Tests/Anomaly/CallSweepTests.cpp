@@ -13,15 +13,14 @@ namespace {
 using namespace KuvTest;
 
 constexpr std::size_t kMostReports = 5;
-// The script makes some hundreds of calls more, and some dozens of allocations: fewer, and it has come to
-// nothing.
+// The script makes hundreds of calls and dozens of allocations more; with fewer, it has ended early.
 constexpr std::size_t kFewestCalls = 500;
 constexpr std::size_t kFewestAllocations = 40;
 
 struct Sweep {
   Domain domain;
   bool toTheEnd;
-  std::size_t answers;  // how many of a function's failures are tried for each call
+  std::size_t answers;  // number of failures of a function that are tried for each call
   std::size_t stride;   // between the calls that fail
   std::size_t fewest;   // calls that the script makes at least
   std::size_t reports = 0;
@@ -35,7 +34,7 @@ struct Sweep {
     std::size_t runs = 0;
     for (std::size_t call = 1; call <= calls; call += stride) {
       for (std::size_t answer = 0; answer < answers; ++answer) {
-        // With fewer tries than failures, neighbours try different ones.
+        // With fewer tries than failures, neighbors try different ones.
         const Fault fault{domain, call, toTheEnd, answers == 1 ? call / stride : answer};
         if (!Survives(host, fault)) return;
         ++runs;
@@ -43,9 +42,9 @@ struct Sweep {
       }
     }
     host.PlayNormally();
-    // Failures to the end keep the script from what comes later.
+    // Failures to the end keep the script from later calls.
     if (!toTheEnd) {
-      EXPECT_EQ(host.Imports().NeverStruck(domain), OutOfReach(domain));
+      EXPECT_EQ(host.Imports().NeverStruck(domain), NotReached(domain));
     }
     std::printf("Tried: %zu of %zu %s %s, %zu runs, %zu steps compared\n", (calls + stride - 1) / stride,
                 calls, domain == Domain::Memory ? "allocations" : "calls",
@@ -53,8 +52,8 @@ struct Sweep {
   }
 
  private:
-  // What the script does not come to.
-  static std::vector<std::string> OutOfReach(Domain domain) {
+  // Imports that the script does not reach.
+  static std::vector<std::string> NotReached(Domain domain) {
     if (domain == Domain::Memory) return {"calloc", "realloc"};
     // The log converts text only where something has failed before. The rest belongs to parts of the library
     // and of the runtime that the filter does not reach.
@@ -78,25 +77,25 @@ struct Sweep {
   }
 };
 
-TEST(ImportTable, HoldsNothingThatTheSweepsDoNotKnow) {
+TEST(ImportTable, IsCoveredByTheSweeps) {
   Host host;
   EXPECT_EQ(host.Imports().Unclassified(), std::vector<std::string>{});
 }
 
-TEST(CallSweep, NoFailingCallDoesHarm) {
+TEST(CallSweep, SurvivesAnyFailingCall) {
   Sweep{Domain::Platform, false, IsLong() ? std::size_t{4} : 1, 1, kFewestCalls}.Run();
 }
 
-TEST(CallSweep, NoPlatformThatFailsToTheEndDoesHarm) {
+TEST(CallSweep, SurvivesAllCallsFailingFromAnyOneOn) {
   Sweep{Domain::Platform, true, IsLong() ? std::size_t{4} : 1, IsLong() ? std::size_t{1} : 5, kFewestCalls}
       .Run();
 }
 
-TEST(MemorySweep, NoFailingAllocationDoesHarm) {
+TEST(MemorySweep, SurvivesAnyFailingAllocation) {
   Sweep{Domain::Memory, false, 1, 1, kFewestAllocations}.Run();
 }
 
-TEST(MemorySweep, NoMemoryThatIsGoneToTheEndDoesHarm) {
+TEST(MemorySweep, SurvivesAllAllocationsFailingFromAnyOneOn) {
   Sweep{Domain::Memory, true, 1, 1, kFewestAllocations}.Run();
 }
 

@@ -10,8 +10,8 @@
 #include <string_view>
 #include <utility>
 
-#include "Anomaly/Providers.h"
 #include "Support/ImportTable.h"
+#include "Support/Providers.h"
 
 namespace KuvTest {
 
@@ -29,7 +29,7 @@ struct State {
   std::map<std::pair<Resource, std::intptr_t>, int> out;
   std::vector<std::string> foreign;
   std::vector<std::string> unclassified;
-  // Where the entries lie in the module, found once.
+  // Offsets of the entries in the module, found once.
   std::vector<std::pair<std::size_t, const ImportRule*>> entries;
   void* registration = nullptr;
 };
@@ -37,27 +37,9 @@ struct State {
 State* g_state = nullptr;
 
 const char* NameOf(Resource resource) {
-  switch (resource) {
-    case Resource::RegistryKey:
-      return "RegistryKey";
-    case Resource::Handle:
-      return "Handle";
-    case Resource::Sid:
-      return "Sid";
-    case Resource::LocalMemory:
-      return "LocalMemory";
-    case Resource::HeapBlock:
-      return "HeapBlock";
-    case Resource::CriticalSection:
-      return "CriticalSection";
-    case Resource::Lock:
-      return "Lock";
-    case Resource::Module:
-      return "Module";
-    case Resource::None:
-      break;
-  }
-  return "None";
+  constexpr const char* kNames[] = {"None",      "RegistryKey",     "Handle", "Sid",   "LocalMemory",
+                                    "HeapBlock", "CriticalSection", "Lock",   "Module"};
+  return kNames[static_cast<int>(resource)];
 }
 
 const ImportRule* FindRule(const std::string& name) {
@@ -90,7 +72,7 @@ void Intercept(HMODULE module) {
   }
 }
 
-// The loader's notification, which comes when a module is mapped and bound and none of its code has run.
+// The notification that the loader sends once a module is mapped and bound, before its code runs.
 struct LoadedModule {
   ULONG flags;
   const UNICODE_STRING* path;
@@ -111,7 +93,7 @@ template <typename Function>
 Function LoaderFunction(const char* name) {
   const auto function =
       reinterpret_cast<void (*)()>(::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), name));
-  if (function == nullptr) throw std::runtime_error{std::string{"no "} + name};
+  if (function == nullptr) throw std::runtime_error{std::string{"missing export: "} + name};
   return reinterpret_cast<Function>(function);
 }
 
@@ -131,14 +113,14 @@ void CopyData(Answer& answer, std::intptr_t from, std::size_t size) {
   answer.data.assign(bytes, bytes + size);
 }
 
-// After a failure a buffer holds anything, even the name of a provider that nobody has allowed.
+// After a failure a buffer may hold anything, even the identifier of a provider that is not allowed.
 void Scribble(const ImportRule& rule, const std::intptr_t* arguments, std::intptr_t result) {
   const std::string_view name{rule.name};
   if (name.starts_with("RegQueryValueEx")) {
     DWORD& size = *reinterpret_cast<DWORD*>(arguments[5]);
     std::memset(reinterpret_cast<void*>(arguments[4]), 0x5A, size);
     if (result == ERROR_MORE_DATA) {
-      // Told besides: the type that there is, and the size that it would have taken.
+      // This status also returns the stored type and the required size.
       const auto key = reinterpret_cast<HKEY>(arguments[0]);
       auto* const type = reinterpret_cast<DWORD*>(arguments[3]);
       if (name.ends_with('A')) {
@@ -190,14 +172,15 @@ std::intptr_t Opened(const ImportRule& rule, const std::intptr_t* arguments, std
   return itself ? argument : *At<std::intptr_t>(argument);
 }
 
-void KeepBooks(const ImportRule& rule, const std::intptr_t* arguments, std::intptr_t result, bool failed) {
+void TrackResources(const ImportRule& rule, const std::intptr_t* arguments, std::intptr_t result,
+                    bool failed) {
   const bool works = !failed || rule.worksAllTheSame;
   const bool opens = works && rule.opens != Resource::None && Succeeded(rule, result);
   const bool closes = works && rule.closes != Resource::None && arguments[0] != 0;
   if (closes && (opens || rule.opens == Resource::None)) {
     const auto found = g_state->out.find({rule.closes, arguments[0]});
     if (found == g_state->out.end()) {
-      g_state->foreign.push_back(std::string{"a foreign "} + NameOf(rule.closes) + " to " + rule.name);
+      g_state->foreign.push_back(std::string{"unknown "} + NameOf(rule.closes) + " to " + rule.name);
     } else if (--found->second == 0) {
       g_state->out.erase(found);
     }
@@ -225,7 +208,7 @@ void EndCall(const ImportRule& rule, const std::intptr_t* arguments, std::intptr
   const DWORD lastError = ::GetLastError();
   if (rule.recorded) Record(rule, arguments, result, failed);
   if (failed) Scribble(rule, arguments, result);
-  KeepBooks(rule, arguments, result, failed);
+  TrackResources(rule, arguments, result, failed);
   ::SetLastError(lastError);
 }
 
@@ -239,14 +222,14 @@ std::string DescribeFault() {
 }
 
 FaultyImports::FaultyImports(Watch watch) {
-  if (g_state != nullptr) throw std::runtime_error{"one at a time"};
+  if (g_state != nullptr) throw std::runtime_error{"only one FaultyImports at a time"};
   for (const ImportRule& rule : ImportRules()) *rule.self = &rule;
   g_state = new State;
   g_state->watches = watch == Watch::Everything;
   using Register = NTSTATUS(NTAPI*)(ULONG, Notify, void*, void**);
-  const auto enter = LoaderFunction<Register>("LdrRegisterDllNotification");
-  if (enter(0, OnModule, nullptr, &g_state->registration) != 0) {
-    throw std::runtime_error{"the loader takes no notification"};
+  const auto subscribe = LoaderFunction<Register>("LdrRegisterDllNotification");
+  if (subscribe(0, OnModule, nullptr, &g_state->registration) != 0) {
+    throw std::runtime_error{"LdrRegisterDllNotification failed"};
   }
 }
 

@@ -35,8 +35,8 @@ Value FromRaw(std::intptr_t raw) {
   }
 }
 
-/// What stands behind the replacement of one function in an import table: asks whether this call shall fail,
-/// and answers so, or hands it on. The name keeps apart what has the same type.
+/// The replacement of one function in an import table: fails the call if a fault strikes it, else forwards
+/// it. The name tells functions of the same type apart.
 template <ImportName Name, typename Function, typename Result, typename... Arguments>
 struct Forwarding {
   static Result Pass(Arguments... arguments) {
@@ -81,7 +81,7 @@ struct Forwarder<Name, Result(__cdecl*)(Arguments...)>
 };
 #endif
 
-/// Gives the bare rule of a function. `answer`, if any, is asked instead of the real one.
+/// Returns the plain rule of a function. `answer`, if any, replaces the real function.
 template <ImportName Name, typename Function>
 ImportRule RuleOf(Function, std::type_identity_t<Function> answer = nullptr) {
   using Its = Forwarder<Name, Function>;

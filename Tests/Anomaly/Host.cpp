@@ -9,16 +9,15 @@
 
 #include <gtest/gtest.h>
 
-#include "Anomaly/LiveFilter.h"
-#include "Anomaly/Providers.h"
 #include "Support/Holdings.h"
+#include "Support/Providers.h"
 
 namespace KuvTest {
 
 namespace {
 
-// The steps that exhausted memory may end: what makes an object has no answer for it but the exception. Every
-// other step has one and gives it.
+// The steps that may end with `std::bad_alloc`: a step that creates an object reports exhausted memory by
+// this exception only. Every other step returns a result.
 constexpr const char* kMayRunOutOfMemory[] = {"factory", "factory for another interface", "filter",
                                               "filter for another interface"};
 
@@ -63,22 +62,17 @@ struct Credential {
 const Credential kCredentials[] = {
     {"credential for a password", kPasswordProvider, S_OK, kKuvProvider},
     {"credential for a listed smart card", kSmartCardProvider, E_NOTIMPL, {}},
-    {"credential for an old smart card", kOldSmartCardProvider, S_OK, kKuvSmartCardProvider},
+    {"credential for an old smart card", kV1SmartCardProvider, S_OK, kKuvSmartCardProvider},
     {"credential for a whitelisted provider", kVendorProvider, E_NOTIMPL, {}},
 };
 
-template <typename Function>
-Function Export(HMODULE module, const char* name) {
-  return reinterpret_cast<Function>(reinterpret_cast<void (*)()>(::GetProcAddress(module, name)));
-}
-
-// A verdict, or a failure of the test if the DLL did not ask what it should have.
-template <typename Judgement>
-Verdict Rule(Judgement judgement) {
+// Returns what the model expects; fails the test if the DLL made another call than it should have.
+template <typename Model>
+Expected Compute(Model model) {
   try {
-    return judgement();
-  } catch (const WrongQuestion& question) {
-    ADD_FAILURE() << question.what();
+    return model();
+  } catch (const WrongCall& call) {
+    ADD_FAILURE() << call.what();
     return {};
   }
 }
@@ -93,18 +87,12 @@ bool IsLogLine(const std::string& line) {
   return level != std::string::npos && line.find("] ", level) != std::string::npos;
 }
 
-constexpr wchar_t kGlassKey[] = L"SYSTEM\\CurrentControlSet\\Control\\Terminal Server";
-constexpr wchar_t kClassKey[] = L"CLSID\\{3F6A1C92-7E40-4B1D-A6C3-52D9E07B11F4}";
-constexpr wchar_t kFilterKey[] =
-    L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Authentication\\Credential Provider Filters\\"
-    L"{3F6A1C92-7E40-4B1D-A6C3-52D9E07B11F4}";
-
 }  // namespace
 
 Host::Host() {
   PrepareMachine();
-  // What the platform and this program's runtime keep for good after the first time is there before anything
-  // is counted: for the debugger, and for an exception.
+  // The platform and the runtime of this program keep something after the first debugger text and the first
+  // exception: both come before anything is counted.
   ::OutputDebugStringW(L"");
   try {
     throw std::bad_alloc{};
@@ -124,43 +112,39 @@ void Host::PrepareMachine() {
   local.SetText(L"Host", L"Auth.Example:8443");
   local.SetText(L"IKey", L"a client that has a long name");
   local.SetText(L"SKey", L"a secret that is longer than a short text");
-  local.SetTexts(L"ProvidersWhitelist", {kVendorText});
+  local.SetTexts(L"ProvidersWhitelist", {Wide(kVendor)});
   local.SetDword(L"Debug", 2);
   local.SetDword(L"LogFileMaxSizeMB", 1);
   const TestKey policy = registry_.Policy();
   policy.SetDword(L"EnableSmartCards", 1);
   policy.SetText(L"HttpProxyHost", L"proxy.example");
-  policy.SetTexts(L"ProvidersWhitelist", {kVendorText, L"no identifier", kVendorText});
+  policy.SetTexts(L"ProvidersWhitelist", {Wide(kVendor), L"no identifier", Wide(kVendor)});
   policy.SetDword(L"LogFileMaxCount", 2);
 }
 
-// Leaves the machine as before the first run.
-void Host::Tidy() {
-  ::RegDeleteTreeW(HKEY_CLASSES_ROOT, kClassKey);
-  ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, kFilterKey);
+// Restores the machine to its state before the first run.
+void Host::CleanUp() {
+  ::RegDeleteTreeW(HKEY_CLASSES_ROOT, Wide(kClassKey).c_str());
+  ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, Wide(kFilterKey).c_str());
   std::error_code ignored;
   std::filesystem::remove_all(appData_.Path(L"Kuvant"), ignored);
 }
 
 // No fault keeps the loader from it.
-bool Host::Load() {
-  judge_ = {};
-  module_ = ::LoadLibraryW(BuiltDll().c_str());
-  EXPECT_NE(module_, nullptr) << "the DLL does not load, at " << DescribeFault();
-  return module_ != nullptr;
+void Host::Load() {
+  model_ = {};
+  module_.emplace();
 }
 
 void Host::Unload() {
-  if (module_ != nullptr) {
-    Expect("unloading question", S_OK, Export<HRESULT(STDAPICALLTYPE*)()>(module_, "DllCanUnloadNow"));
-    ::FreeLibrary(std::exchange(module_, nullptr));
-  }
-  EXPECT_EQ(::GetModuleHandleW(L"KuvCredFilter.dll"), nullptr);
+  Expect("unloading question", S_OK, [this] { return module_->CanUnloadNow(); });
+  EXPECT_TRUE(module_->Unload());
+  module_.reset();
   EXPECT_EQ(imports_.Outstanding(), "");
   imports_.ForgetOutstanding();
 }
 
-// Takes a step. None: memory ran out, and the step may end so.
+// Takes a step. Returns nothing if memory ran out and the step may end so.
 std::optional<HRESULT> Host::Ask(const char* step, const Step& call) {
   imports_.TakeAnswers();
   ++steps_;
@@ -183,16 +167,15 @@ void Host::Expect(const char* step, HRESULT expected, const Step& call) {
 }
 
 IClassFactory* Host::AskFactory() {
-  using Function = HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, void**);
-  const auto get = Export<Function>(module_, "DllGetClassObject");
   IClassFactory* factory = nullptr;
-  Expect("factory", S_OK,
-         [&] { return get(kFilterClass, IID_IClassFactory, reinterpret_cast<void**>(&factory)); });
+  Expect("factory", S_OK, [&] {
+    return module_->GetClassObject(kFilterClassId, IID_IClassFactory, reinterpret_cast<void**>(&factory));
+  });
   void* object = nullptr;
   Expect("factory for another class", CLASS_E_CLASSNOTAVAILABLE,
-         [&] { return get(kKuvProvider, IID_IClassFactory, &object); });
+         [&] { return module_->GetClassObject(kKuvProvider, IID_IClassFactory, &object); });
   Expect("factory for another interface", E_NOINTERFACE,
-         [&] { return get(kFilterClass, kFilterInterface, &object); });
+         [&] { return module_->GetClassObject(kFilterClassId, kFilterInterfaceId, &object); });
   EXPECT_EQ(object, nullptr);
   return factory;
 }
@@ -200,12 +183,12 @@ IClassFactory* Host::AskFactory() {
 ICredentialProviderFilter* Host::AskFilter(IClassFactory* factory) {
   ICredentialProviderFilter* filter = nullptr;
   Expect("filter", S_OK, [&] {
-    return factory->CreateInstance(nullptr, kFilterInterface, reinterpret_cast<void**>(&filter));
+    return factory->CreateInstance(nullptr, kFilterInterfaceId, reinterpret_cast<void**>(&filter));
   });
   return filter;
 }
 
-void Host::AskWrongly(IClassFactory* factory) {
+void Host::AskInvalidly(IClassFactory* factory) {
   void* object = nullptr;
   Expect("filter inside another object", CLASS_E_NOAGGREGATION,
          [&] { return factory->CreateInstance(factory, IID_IUnknown, &object); });
@@ -216,7 +199,7 @@ void Host::AskWrongly(IClassFactory* factory) {
   Expect("unlock", S_OK, [&] { return factory->LockServer(FALSE); });
 }
 
-// Writes a number only if it is not there already: that is the slow part of a decision.
+// Writes a number only if it differs: writing is the slow part of a decision.
 void Host::Set(const TestKey& key, const wchar_t* name, DWORD value) {
   const auto [entry, isNew] = numbers_.try_emplace(name, value);
   if (!isNew && entry->second == value) return;
@@ -227,12 +210,12 @@ void Host::Set(const TestKey& key, const wchar_t* name, DWORD value) {
 void Host::PlayDecisions(ICredentialProviderFilter* filter, std::size_t count) {
   DWORD session = 0;
   ::ProcessIdToSessionId(::GetCurrentProcessId(), &session);
-  const TestKey glass{HKEY_LOCAL_MACHINE, kGlassKey};
+  const TestKey terminalServer{HKEY_LOCAL_MACHINE, Wide(kTerminalServerKey)};
   for (const Decision& decision : std::span{kDecisions}.first(count)) {
     SCOPED_TRACE(decision.name);
     Set(registry_.Policy(), L"ElevationProtectionMode", decision.mode);
     Set(registry_.Local(), L"RdpOnly", decision.rdpOnly);
-    Set(glass, L"GlassSessionId", session + (decision.otherSession ? 1 : 0));
+    Set(terminalServer, L"GlassSessionId", session + (decision.otherSession ? 1 : 0));
     TheMachine().remoteSession = decision.metric;
     std::vector<GUID> providers = kProviders;
     std::vector<BOOL> allow = kBefore;
@@ -242,12 +225,12 @@ void Host::PlayDecisions(ICredentialProviderFilter* filter, std::size_t count) {
                             static_cast<DWORD>(providers.size()));
     });
     const bool memoryFailed = imports_.HasStruck() && fault_.domain == Domain::Memory;
-    const Verdict verdict = Rule([&] {
-      return judge_.Filter(imports_.TakeAnswers(), memoryFailed, decision.scenario, decision.flags,
+    const Expected expected = Compute([&] {
+      return model_.Filter(imports_.TakeAnswers(), memoryFailed, decision.scenario, decision.flags,
                            kProviders, kBefore);
     });
     EXPECT_EQ(result, std::optional{S_OK});
-    EXPECT_EQ(allow, verdict.allow);
+    EXPECT_EQ(allow, expected.allow);
     EXPECT_EQ(providers, kProviders);
     if (normal_) {
       EXPECT_EQ(allow, decision.normally);
@@ -255,7 +238,7 @@ void Host::PlayDecisions(ICredentialProviderFilter* filter, std::size_t count) {
   }
   std::vector<GUID> others = {kPasswordProvider, kVendorProvider};
   std::vector<BOOL> allow = {0, 7};
-  Expect("decision without us", S_OK,
+  Expect("decision without Kuv providers", S_OK,
          [&] { return filter->Filter(CPUS_LOGON, 0, others.data(), allow.data(), 2); });
   EXPECT_EQ(allow, (std::vector<BOOL>{0, 7}));
   Expect("decision on nothing", E_INVALIDARG,
@@ -270,22 +253,22 @@ void Host::PlayCredentials(ICredentialProviderFilter* filter) {
     CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION out{99, kVendorProvider, 98, nullptr};
     const auto result = Ask("credential", [&] { return filter->UpdateRemoteCredential(&in, &out); });
     const bool memoryFailed = imports_.HasStruck() && fault_.domain == Domain::Memory;
-    const Verdict verdict = Rule([&] {
-      return judge_.UpdateRemoteCredential(imports_.TakeAnswers(), memoryFailed, credential.provider);
+    const Expected expected = Compute([&] {
+      return model_.UpdateRemoteCredential(imports_.TakeAnswers(), memoryFailed, credential.provider);
     });
-    EXPECT_EQ(result, std::optional{verdict.result});
-    const bool written = verdict.result != E_NOTIMPL;
-    EXPECT_TRUE(out.clsidCredentialProvider == (written ? verdict.provider : kVendorProvider));
+    EXPECT_EQ(result, std::optional{expected.result});
+    const bool written = expected.result != E_NOTIMPL;
+    EXPECT_TRUE(out.clsidCredentialProvider == (written ? expected.provider : kVendorProvider));
     EXPECT_EQ(out.ulAuthenticationPackage, written ? 7u : 99u);
     EXPECT_EQ(out.cbSerialization, written ? 3u : 98u);
-    ASSERT_EQ(out.rgbSerialization != nullptr, verdict.result == S_OK);
+    ASSERT_EQ(out.rgbSerialization != nullptr, expected.result == S_OK);
     if (out.rgbSerialization != nullptr) {
       EXPECT_TRUE(std::equal(bytes, bytes + 3, out.rgbSerialization));
     }
     ::CoTaskMemFree(out.rgbSerialization);
     if (normal_) {
-      EXPECT_EQ(verdict.result, credential.normally);
-      EXPECT_TRUE(verdict.provider == credential.target);
+      EXPECT_EQ(expected.result, credential.normally);
+      EXPECT_TRUE(expected.provider == credential.target);
     }
   }
   const CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION empty{7, kPasswordProvider, 0, bytes};
@@ -294,59 +277,56 @@ void Host::PlayCredentials(ICredentialProviderFilter* filter) {
 }
 
 void Host::PlayRegistration() {
-  using Function = HRESULT(STDAPICALLTYPE*)();
-  const auto enter = Ask("registration", Export<Function>(module_, "DllRegisterServer"));
-  const Verdict entered = Rule([&] { return judge_.Register(imports_.TakeAnswers()); });
-  EXPECT_EQ(enter, std::optional{entered.result});
-  const auto remove = Ask("removal", Export<Function>(module_, "DllUnregisterServer"));
+  const auto registration = Ask("registration", [this] { return module_->RegisterServer(); });
+  const Expected registered = Compute([&] { return model_.Register(imports_.TakeAnswers()); });
+  EXPECT_EQ(registration, std::optional{registered.result});
+  const auto removal = Ask("removal", [this] { return module_->UnregisterServer(); });
   const bool hindered = imports_.HasStruck() && fault_.domain == Domain::Platform;
-  const Verdict removed = Rule([&] { return judge_.Unregister(imports_.TakeAnswers()); });
-  EXPECT_EQ(remove, std::optional{removed.result});
+  const Expected unregistered = Compute([&] { return model_.Unregister(imports_.TakeAnswers()); });
+  EXPECT_EQ(removal, std::optional{unregistered.result});
   if (hindered) return;
-  EXPECT_FALSE((TestKey{HKEY_CLASSES_ROOT, kClassKey}.Exists()));
-  EXPECT_FALSE((TestKey{HKEY_LOCAL_MACHINE, kFilterKey}.Exists()));
+  EXPECT_FALSE((TestKey{HKEY_CLASSES_ROOT, Wide(kClassKey)}.Exists()));
+  EXPECT_FALSE((TestKey{HKEY_LOCAL_MACHINE, Wide(kFilterKey)}.Exists()));
 }
 
-// The first process on a machine: makes the folder and the log file.
-void Host::PlayShortLife() {
-  if (Load()) {
-    if (IClassFactory* const factory = AskFactory()) {
-      EXPECT_EQ(factory->Release(), 0u);
-    }
+// The first process on a machine: creates the folder and the log file.
+void Host::PlayShortCycle() {
+  Load();
+  if (IClassFactory* const factory = AskFactory()) {
+    EXPECT_EQ(factory->Release(), 0u);
   }
   Unload();
 }
 
-// A host that asks once more if it has got nothing, and goes without if it gets nothing again.
-void Host::PlayLongLife() {
+// A host that asks once more if it got nothing, and does without if it gets nothing again.
+void Host::PlayLongCycle() {
   TheMachine().logIsFull = true;
-  if (Load()) {
-    IClassFactory* factory = AskFactory();
-    if (factory == nullptr) factory = AskFactory();
-    if (factory != nullptr) {
-      AskWrongly(factory);
-      ICredentialProviderFilter* filter = AskFilter(factory);
-      if (filter == nullptr) filter = AskFilter(factory);
-      if (filter != nullptr) {
-        PlayDecisions(filter, std::size(kDecisions));
-        PlayCredentials(filter);
-        EXPECT_EQ(filter->Release(), 0u);
-      }
+  Load();
+  IClassFactory* factory = AskFactory();
+  if (factory == nullptr) factory = AskFactory();
+  if (factory != nullptr) {
+    AskInvalidly(factory);
+    ICredentialProviderFilter* filter = AskFilter(factory);
+    if (filter == nullptr) filter = AskFilter(factory);
+    if (filter != nullptr) {
+      PlayDecisions(filter, std::size(kDecisions));
+      PlayCredentials(filter);
+      EXPECT_EQ(filter->Release(), 0u);
     }
-    PlayRegistration();
-    imports_.Disarm();
-    PlayAftermath(factory);
-    if (factory != nullptr) {
-      EXPECT_EQ(factory->Release(), 0u);
-    }
-    // What is released at the end may fail as well.
-    imports_.Rearm();
   }
+  PlayRegistration();
+  imports_.Disarm();
+  PlayAfterFault(factory);
+  if (factory != nullptr) {
+    EXPECT_EQ(factory->Release(), 0u);
+  }
+  // What is released at the end may fail as well.
+  imports_.Rearm();
   Unload();
 }
 
-// With the platform in order again, the same DLL decides on its answers, and nothing holds it up.
-void Host::PlayAftermath(IClassFactory*& factory) {
+// Once the platform works again, the same DLL decides correctly.
+void Host::PlayAfterFault(IClassFactory*& factory) {
   if (factory == nullptr) factory = AskFactory();
   ASSERT_NE(factory, nullptr);
   ICredentialProviderFilter* const filter = AskFilter(factory);
@@ -355,38 +335,37 @@ void Host::PlayAftermath(IClassFactory*& factory) {
   EXPECT_EQ(filter->Release(), 0u);
 }
 
-void Host::ExpectWholeLog() const {
-  bool told = false;
+void Host::ExpectWellFormedLog() const {
+  bool found = false;
   std::error_code none;
   for (const auto& entry : std::filesystem::directory_iterator{appData_.Path(L"Kuvant"), none}) {
     const std::string text = ReadFileBytes(entry.path().wstring());
     std::size_t start = 0;
     for (std::size_t end = 0; (end = text.find("\r\n", start)) != std::string::npos; start = end + 2) {
       const std::string line = text.substr(start, end - start);
-      if (!IsLogLine(line)) ADD_FAILURE() << "no log line: " << line;
-      told = told || line.ends_with("[Info] Usage scenario 1/CPUS_LOGON supported");
+      if (!IsLogLine(line)) ADD_FAILURE() << "not a log line: " << line;
+      found = found || line.ends_with("[Info] Usage scenario 1/CPUS_LOGON supported");
     }
-    EXPECT_EQ(text.substr(start), "") << "half a line";
+    EXPECT_EQ(text.substr(start), "") << "incomplete line";
   }
   if (normal_) {
-    EXPECT_TRUE(told) << "a decision is not in the log";
+    EXPECT_TRUE(found) << "a decision is not in the log";
   }
 }
 
-// Whatever has happened to the last process, the next one works as ever.
-void Host::PlayNextLife() {
+// Whatever happened to the last process, the next one works.
+void Host::PlayNextCycle() {
   normal_ = true;
-  if (Load()) {
-    IClassFactory* const factory = AskFactory();
-    ICredentialProviderFilter* const filter = factory != nullptr ? AskFilter(factory) : nullptr;
-    EXPECT_NE(filter, nullptr);
-    if (filter != nullptr) {
-      PlayDecisions(filter, 1);
-      EXPECT_EQ(filter->Release(), 0u);
-    }
-    if (factory != nullptr) {
-      EXPECT_EQ(factory->Release(), 0u);
-    }
+  Load();
+  IClassFactory* const factory = AskFactory();
+  ICredentialProviderFilter* const filter = factory != nullptr ? AskFilter(factory) : nullptr;
+  EXPECT_NE(filter, nullptr);
+  if (filter != nullptr) {
+    PlayDecisions(filter, 1);
+    EXPECT_EQ(filter->Release(), 0u);
+  }
+  if (factory != nullptr) {
+    EXPECT_EQ(factory->Release(), 0u);
   }
   Unload();
   normal_ = false;
@@ -395,16 +374,16 @@ void Host::PlayNextLife() {
 void Host::Play(const Fault& fault) {
   fault_ = fault;
   imports_.Arm(fault);
-  PlayShortLife();
-  PlayLongLife();
+  PlayShortCycle();
+  PlayLongCycle();
   imports_.Disarm();
   TheMachine().logIsFull = false;
-  ExpectWholeLog();
-  if (!normal_) PlayNextLife();
+  ExpectWellFormedLog();
+  if (!normal_) PlayNextCycle();
   if (handles_ != 0) {
     EXPECT_EQ(CountHandles(), handles_);
   }
-  Tidy();
+  CleanUp();
 }
 
 void Host::PlayNormally() {

@@ -9,58 +9,59 @@
 #include <string>
 #include <vector>
 
+#include "Anomaly/AnswerModel.h"
 #include "Anomaly/Faults.h"
-#include "Anomaly/Judge.h"
+#include "Support/FilterModule.h"
 #include "Support/RegistrySandbox.h"
 #include "Support/TempFolder.h"
 
 namespace KuvTest {
 
 /// Plays the logon process on the built DLL while the platform fails under it: a fixed script of loads,
-/// requests, decisions, registrations and unloads on a machine with every setting that matters. Each step is
-/// compared with the judge's verdict on the platform's answers; each life must leave nothing behind.
+/// requests, decisions, registrations and unloads on a machine with every setting that matters. Compares each
+/// step with the answer model and each load/unload cycle with what it held before.
 class Host {
  public:
   Host();
   ~Host();
 
   /// Plays the script under a fault, then a few steps without it in the same process and DLL, and a short
-  /// life of the DLL loaded anew. Fails the test at whatever is not allowed.
+  /// load/unload cycle. Fails the test at every result that is not allowed.
   void Play(const Fault& fault);
-  /// Plays the script with nothing failing, and compares with the answers that are written out.
+  /// Plays the script without a fault and compares with the results that are written out.
   void PlayNormally();
 
   FaultyImports& Imports() { return imports_; }
-  /// The steps played so far whose result was compared.
+  /// Returns the number of steps whose result was compared so far.
   std::size_t StepCount() const { return steps_; }
 
  private:
   using Step = std::function<HRESULT()>;
 
   void PrepareMachine();
-  void Tidy();
-  bool Load();
+  void CleanUp();
+  void Load();
   void Unload();
   std::optional<HRESULT> Ask(const char* step, const Step& call);
   void Expect(const char* step, HRESULT expected, const Step& call);
   IClassFactory* AskFactory();
   ICredentialProviderFilter* AskFilter(IClassFactory* factory);
-  void AskWrongly(IClassFactory* factory);
+  void AskInvalidly(IClassFactory* factory);
   void PlayDecisions(ICredentialProviderFilter* filter, std::size_t count);
   void Set(const TestKey& key, const wchar_t* name, DWORD value);
   void PlayCredentials(ICredentialProviderFilter* filter);
   void PlayRegistration();
-  void PlayShortLife();
-  void PlayLongLife();
-  void PlayAftermath(IClassFactory*& factory);
-  void PlayNextLife();
-  void ExpectWholeLog() const;
+  void PlayShortCycle();
+  void PlayLongCycle();
+  void PlayAfterFault(IClassFactory*& factory);
+  void PlayNextCycle();
+  void ExpectWellFormedLog() const;
 
   FaultyImports imports_;
   RegistrySandbox registry_;
   TempFolder appData_;
-  HMODULE module_ = nullptr;
-  Judge judge_;
+  std::optional<FilterModule> module_;
+  AnswerModel model_;
   Fault fault_;
   bool normal_ = false;
   std::size_t steps_ = 0;

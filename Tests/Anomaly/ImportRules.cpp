@@ -13,20 +13,20 @@
 
 #include "Anomaly/Forwarder.h"
 
-// The bare rule of a function: KUV_RULE(CloseHandle), KUV_RULE(GetSystemMetrics, TheAnswerInItsPlace).
+// The plain rule of a function: KUV_RULE(CloseHandle), KUV_RULE(GetSystemMetrics, ReplacementAnswer).
 #define KUV_RULE(function, ...) RuleOf<#function>(&::function __VA_OPT__(, ) __VA_ARGS__)
 
 namespace KuvTest {
 
 namespace {
 
-// The formatters are templates as well.
+// The formatters have template overloads as well.
 using NarrowFormatter = int(__cdecl*)(char*, std::size_t, std::size_t, const char*, va_list);
 using WideFormatter = int(__cdecl*)(wchar_t*, std::size_t, std::size_t, const wchar_t*, va_list);
 
 using Codes = std::initializer_list<DWORD>;
 
-// A function that answers with a status.
+// A function that returns a status.
 ImportRule Status(ImportRule rule, Codes codes) {
   for (const DWORD code : codes) rule.failures.push_back({static_cast<std::intptr_t>(code), ERROR_SUCCESS});
   rule.succeedsWithZero = true;
@@ -39,15 +39,15 @@ ImportRule Result(ImportRule rule, std::initializer_list<HRESULT> results) {
   return rule;
 }
 
-// A function that answers with one value, and a last error that tells why.
-ImportRule Gives(ImportRule rule, std::intptr_t value, Codes errors) {
+// A function that returns one value on failure and sets the last error.
+ImportRule Fails(ImportRule rule, std::intptr_t value, Codes errors) {
   for (const DWORD error : errors) rule.failures.push_back({value, error});
   return rule;
 }
 
-// Gives FALSE, null or 0.
-ImportRule Nothing(ImportRule rule, Codes errors) {
-  return Gives(std::move(rule), 0, errors);
+// A function that returns FALSE, null or 0 on failure.
+ImportRule FailsWithZero(ImportRule rule, Codes errors) {
+  return Fails(std::move(rule), 0, errors);
 }
 
 ImportRule Opens(ImportRule rule, Resource resource, int argument = -1) {
@@ -62,7 +62,7 @@ ImportRule Closes(ImportRule rule, Resource resource) {
   return rule;
 }
 
-// Takes one resource and gives another, or fails and takes nothing.
+// Closes one resource and opens another, or fails and closes nothing.
 ImportRule Moves(ImportRule rule, Resource resource) {
   rule.opens = rule.closes = resource;
   return rule;
@@ -101,13 +101,13 @@ BOOL WINAPI WriteOfTheTest(HANDLE file, const void* bytes, DWORD count, DWORD* w
   return TRUE;
 }
 
-// Nobody listens, and telling the system so takes it longer than all the rest of a line.
+// No debugger is attached, and finding that out takes longer than the rest of a log line.
 void WINAPI NoDebugger(const wchar_t*) {}
 
-// Stands in the place of what must not be called.
+// Replaces a function that must not be called.
 template <typename Result, typename... Arguments>
-Result __cdecl EndWithAReport(Arguments...) {
-  std::printf("The DLL has called what it must not, at %s\n", DescribeFault().c_str());
+Result __cdecl ReportAndTerminate(Arguments...) {
+  std::printf("The DLL called a forbidden function, at %s\n", DescribeFault().c_str());
   std::fflush(stdout);
   ::TerminateProcess(::GetCurrentProcess(), EXIT_FAILURE);
   std::abort();
@@ -135,81 +135,86 @@ const std::vector<ImportRule>& Rules() {
       Closes(Status(KUV_RULE(RegCloseKey), {ERROR_INVALID_HANDLE}), RegistryKey),
 
       // The descriptor of the log folder.
-      Opens(Nothing(KUV_RULE(AllocateAndInitializeSid), {ERROR_NOT_ENOUGH_MEMORY, ERROR_INVALID_PARAMETER}),
+      Opens(FailsWithZero(KUV_RULE(AllocateAndInitializeSid),
+                          {ERROR_NOT_ENOUGH_MEMORY, ERROR_INVALID_PARAMETER}),
             Sid, 10),
-      Nothing(KUV_RULE(CreateWellKnownSid), {ERROR_INSUFFICIENT_BUFFER, ERROR_INVALID_PARAMETER}),
+      FailsWithZero(KUV_RULE(CreateWellKnownSid), {ERROR_INSUFFICIENT_BUFFER, ERROR_INVALID_PARAMETER}),
       Closes(KUV_RULE(FreeSid), Sid),
       Opens(Status(KUV_RULE(SetEntriesInAclW),
                    {ERROR_NOT_ENOUGH_MEMORY, ERROR_INVALID_PARAMETER, ERROR_INVALID_ACL}),
             LocalMemory, 3),
-      Nothing(KUV_RULE(InitializeSecurityDescriptor), {ERROR_UNKNOWN_REVISION}),
-      Nothing(KUV_RULE(SetSecurityDescriptorDacl), {ERROR_INVALID_SECURITY_DESCR, ERROR_INVALID_ACL}),
-      Nothing(KUV_RULE(SetSecurityDescriptorControl), {ERROR_INVALID_PARAMETER}),
-      Nothing(KUV_RULE(IsValidSecurityDescriptor), {ERROR_SUCCESS}),
+      FailsWithZero(KUV_RULE(InitializeSecurityDescriptor), {ERROR_UNKNOWN_REVISION}),
+      FailsWithZero(KUV_RULE(SetSecurityDescriptorDacl), {ERROR_INVALID_SECURITY_DESCR, ERROR_INVALID_ACL}),
+      FailsWithZero(KUV_RULE(SetSecurityDescriptorControl), {ERROR_INVALID_PARAMETER}),
+      FailsWithZero(KUV_RULE(IsValidSecurityDescriptor), {ERROR_SUCCESS}),
       Status(KUV_RULE(SetNamedSecurityInfoW), {ERROR_ACCESS_DENIED, ERROR_FILE_NOT_FOUND}),
-      Opens(Nothing(KUV_RULE(LocalAlloc), {ERROR_NOT_ENOUGH_MEMORY}), LocalMemory),
-      Closes(Gives(KUV_RULE(LocalFree), 1, {ERROR_INVALID_HANDLE}), LocalMemory),
+      Opens(FailsWithZero(KUV_RULE(LocalAlloc), {ERROR_NOT_ENOUGH_MEMORY}), LocalMemory),
+      Closes(Fails(KUV_RULE(LocalFree), 1, {ERROR_INVALID_HANDLE}), LocalMemory),
 
       // The log file and its folder.
       Result(KUV_RULE(SHGetFolderPathW, AppDataOfTheTest), {E_FAIL, E_ACCESSDENIED, E_OUTOFMEMORY}),
-      Gives(KUV_RULE(GetFileAttributesW), static_cast<std::intptr_t>(INVALID_FILE_ATTRIBUTES),
+      Fails(KUV_RULE(GetFileAttributesW), static_cast<std::intptr_t>(INVALID_FILE_ATTRIBUTES),
             {ERROR_FILE_NOT_FOUND, ERROR_ACCESS_DENIED}),
-      Nothing(KUV_RULE(GetFileAttributesExW, SizeOfTheTest), {ERROR_FILE_NOT_FOUND, ERROR_ACCESS_DENIED}),
-      Nothing(KUV_RULE(CreateDirectoryW),
-              {ERROR_ACCESS_DENIED, ERROR_ALREADY_EXISTS, ERROR_PATH_NOT_FOUND, ERROR_DISK_FULL}),
-      Nothing(KUV_RULE(DeleteFileW), {ERROR_ACCESS_DENIED, ERROR_FILE_NOT_FOUND}),
-      Nothing(KUV_RULE(MoveFileExW), {ERROR_ACCESS_DENIED, ERROR_ALREADY_EXISTS, ERROR_SHARING_VIOLATION}),
-      Opens(Gives(KUV_RULE(CreateFileW), -1,
+      FailsWithZero(KUV_RULE(GetFileAttributesExW, SizeOfTheTest),
+                    {ERROR_FILE_NOT_FOUND, ERROR_ACCESS_DENIED}),
+      FailsWithZero(KUV_RULE(CreateDirectoryW),
+                    {ERROR_ACCESS_DENIED, ERROR_ALREADY_EXISTS, ERROR_PATH_NOT_FOUND, ERROR_DISK_FULL}),
+      FailsWithZero(KUV_RULE(DeleteFileW), {ERROR_ACCESS_DENIED, ERROR_FILE_NOT_FOUND}),
+      FailsWithZero(KUV_RULE(MoveFileExW),
+                    {ERROR_ACCESS_DENIED, ERROR_ALREADY_EXISTS, ERROR_SHARING_VIOLATION}),
+      Opens(Fails(KUV_RULE(CreateFileW), -1,
                   {ERROR_ACCESS_DENIED, ERROR_SHARING_VIOLATION, ERROR_TOO_MANY_OPEN_FILES, ERROR_DISK_FULL}),
             Handle),
-      Nothing(KUV_RULE(WriteFile, WriteOfTheTest), {ERROR_DISK_FULL, ERROR_IO_DEVICE, ERROR_INVALID_HANDLE}),
-      Nothing(KUV_RULE(FlushFileBuffers), {ERROR_DISK_FULL, ERROR_INVALID_HANDLE}),
-      Closes(Nothing(KUV_RULE(CloseHandle), {ERROR_INVALID_HANDLE}), Handle),
+      FailsWithZero(KUV_RULE(WriteFile, WriteOfTheTest),
+                    {ERROR_DISK_FULL, ERROR_IO_DEVICE, ERROR_INVALID_HANDLE}),
+      FailsWithZero(KUV_RULE(FlushFileBuffers), {ERROR_DISK_FULL, ERROR_INVALID_HANDLE}),
+      Closes(FailsWithZero(KUV_RULE(CloseHandle), {ERROR_INVALID_HANDLE}), Handle),
 
       // The system, the session, text.
-      Nothing(KUV_RULE(GetModuleFileNameW), {ERROR_INVALID_HANDLE, ERROR_INSUFFICIENT_BUFFER}),
-      Recorded(Nothing(KUV_RULE(GetSystemMetrics, SessionOfTheTest), {ERROR_SUCCESS})),
-      Recorded(Nothing(KUV_RULE(ProcessIdToSessionId), {ERROR_ACCESS_DENIED, ERROR_INVALID_PARAMETER})),
-      Recorded(Nothing(KUV_RULE(VerifyVersionInfoW), {ERROR_OLD_WIN_VERSION, ERROR_BAD_ARGUMENTS})),
-      Opens(Nothing(KUV_RULE(FormatMessageW), {ERROR_MR_MID_NOT_FOUND}), LocalMemory, 4),
-      Nothing(KUV_RULE(MultiByteToWideChar), {ERROR_NO_UNICODE_TRANSLATION, ERROR_INSUFFICIENT_BUFFER}),
-      Nothing(KUV_RULE(WideCharToMultiByte), {ERROR_NO_UNICODE_TRANSLATION, ERROR_INSUFFICIENT_BUFFER}),
-      Gives(RuleOf<"_vsnprintf_s">(static_cast<NarrowFormatter>(&::_vsnprintf_s)), -1, {ERROR_SUCCESS}),
-      Gives(RuleOf<"_vsnwprintf_s">(static_cast<WideFormatter>(&::_vsnwprintf_s)), -1, {ERROR_SUCCESS}),
-      Gives(KUV_RULE(_vsnwprintf), -1, {ERROR_SUCCESS}),
-      Gives(KUV_RULE(_vscprintf), -1, {ERROR_SUCCESS}),
-      Gives(KUV_RULE(_vscwprintf), -1, {ERROR_SUCCESS}),
+      FailsWithZero(KUV_RULE(GetModuleFileNameW), {ERROR_INVALID_HANDLE, ERROR_INSUFFICIENT_BUFFER}),
+      Recorded(FailsWithZero(KUV_RULE(GetSystemMetrics, SessionOfTheTest), {ERROR_SUCCESS})),
+      Recorded(FailsWithZero(KUV_RULE(ProcessIdToSessionId), {ERROR_ACCESS_DENIED, ERROR_INVALID_PARAMETER})),
+      Recorded(FailsWithZero(KUV_RULE(VerifyVersionInfoW), {ERROR_OLD_WIN_VERSION, ERROR_BAD_ARGUMENTS})),
+      Opens(FailsWithZero(KUV_RULE(FormatMessageW), {ERROR_MR_MID_NOT_FOUND}), LocalMemory, 4),
+      FailsWithZero(KUV_RULE(MultiByteToWideChar), {ERROR_NO_UNICODE_TRANSLATION, ERROR_INSUFFICIENT_BUFFER}),
+      FailsWithZero(KUV_RULE(WideCharToMultiByte), {ERROR_NO_UNICODE_TRANSLATION, ERROR_INSUFFICIENT_BUFFER}),
+      Fails(RuleOf<"_vsnprintf_s">(static_cast<NarrowFormatter>(&::_vsnprintf_s)), -1, {ERROR_SUCCESS}),
+      Fails(RuleOf<"_vsnwprintf_s">(static_cast<WideFormatter>(&::_vsnwprintf_s)), -1, {ERROR_SUCCESS}),
+      Fails(KUV_RULE(_vsnwprintf), -1, {ERROR_SUCCESS}),
+      Fails(KUV_RULE(_vscprintf), -1, {ERROR_SUCCESS}),
+      Fails(KUV_RULE(_vscwprintf), -1, {ERROR_SUCCESS}),
 
       // COM.
-      Nothing(KUV_RULE(StringFromGUID2), {ERROR_SUCCESS}),
+      FailsWithZero(KUV_RULE(StringFromGUID2), {ERROR_SUCCESS}),
       Recorded(Result(KUV_RULE(CLSIDFromString), {CO_E_CLASSSTRING, E_OUTOFMEMORY, REGDB_E_READREGDB})),
-      Recorded(Nothing(KUV_RULE(CoTaskMemAlloc), {ERROR_NOT_ENOUGH_MEMORY})),
+      Recorded(FailsWithZero(KUV_RULE(CoTaskMemAlloc), {ERROR_NOT_ENOUGH_MEMORY})),
 
-      // What the compiler's runtime asks for.
-      Nothing(KUV_RULE(VirtualProtect), {ERROR_ACCESS_DENIED, ERROR_INVALID_ADDRESS}),
-      Nothing(KUV_RULE(VirtualQuery), {ERROR_INVALID_PARAMETER}),
-      Opens(Nothing(KUV_RULE(LoadLibraryW), {ERROR_MOD_NOT_FOUND}), Module),
-      Nothing(KUV_RULE(GetModuleHandleW), {ERROR_MOD_NOT_FOUND}),
-      Nothing(KUV_RULE(GetProcAddress), {ERROR_PROC_NOT_FOUND}),
+      // The compiler's runtime.
+      FailsWithZero(KUV_RULE(VirtualProtect), {ERROR_ACCESS_DENIED, ERROR_INVALID_ADDRESS}),
+      FailsWithZero(KUV_RULE(VirtualQuery), {ERROR_INVALID_PARAMETER}),
+      Opens(FailsWithZero(KUV_RULE(LoadLibraryW), {ERROR_MOD_NOT_FOUND}), Module),
+      FailsWithZero(KUV_RULE(GetModuleHandleW), {ERROR_MOD_NOT_FOUND}),
+      FailsWithZero(KUV_RULE(GetProcAddress), {ERROR_PROC_NOT_FOUND}),
 
-      // Memory of the heap.
+      // The heap.
       Memory(Opens(KUV_RULE(malloc), HeapBlock)),
       Memory(Opens(KUV_RULE(calloc), HeapBlock)),
       Memory(Moves(KUV_RULE(realloc), HeapBlock)),
       Closes(KUV_RULE(free), HeapBlock),
 
-      // They must not be called at all. Most belong to parts of the runtime that this DLL links and does not
+      // Functions that must not be called. Most belong to parts of the runtime that the DLL links and does
+      // not
       // reach.
-      KUV_RULE(abort, EndWithAReport),
-      KUV_RULE(fputc, EndWithAReport),
-      KUV_RULE(fputs, EndWithAReport),
-      KUV_RULE(fwrite, EndWithAReport),
-      KUV_RULE(vfprintf, EndWithAReport),
-      KUV_RULE(strerror, EndWithAReport),
-      KUV_RULE(_read, EndWithAReport),
-      KUV_RULE(_close, EndWithAReport),
+      KUV_RULE(abort, ReportAndTerminate),
+      KUV_RULE(fputc, ReportAndTerminate),
+      KUV_RULE(fputs, ReportAndTerminate),
+      KUV_RULE(fwrite, ReportAndTerminate),
+      KUV_RULE(vfprintf, ReportAndTerminate),
+      KUV_RULE(strerror, ReportAndTerminate),
+      KUV_RULE(_read, ReportAndTerminate),
+      KUV_RULE(_close, ReportAndTerminate),
 
-      // They cannot fail; the books need them, or the time that they take.
+      // Functions that cannot fail: they open or close a resource, or take too much time.
       KUV_RULE(OutputDebugStringW, NoDebugger),
       Opens(KUV_RULE(InitializeCriticalSectionAndSpinCount), CriticalSection, 0),
       Opens(KUV_RULE(InitializeCriticalSection), CriticalSection, 0),
@@ -226,9 +231,9 @@ struct Reason {
 };
 
 constexpr char kNoFailure[] = "the platform defines no failure for it";
-constexpr char kPure[] = "computes from its arguments alone";
-constexpr char kUnwinds[] = "carries an exception; a failure of it ends the process by definition";
-constexpr char kEnds[] = "ends the process, so the sweeps would not live if it were called";
+constexpr char kPure[] = "computes from its arguments only";
+constexpr char kUnwinds[] = "carries an exception; its failure ends the process by definition";
+constexpr char kEnds[] = "ends the process, which the sweeps would not survive";
 
 constexpr Reason kReasons[] = {
     {"GetCurrentProcessId", kNoFailure},

@@ -1,5 +1,5 @@
-// What must hold whatever the settings, the scenario, the session and the failing call: nobody gets around
-// the second factor where it is in force, and nobody is locked out where it is not.
+// What must hold for all settings, scenarios, sessions and failing calls: no one bypasses the second factor
+// where it is required, and no one is locked out where it is not.
 #include <algorithm>
 #include <cstdio>
 #include <optional>
@@ -9,9 +9,10 @@
 #include <gtest/gtest.h>
 
 #include "Anomaly/Faults.h"
-#include "Anomaly/LiveFilter.h"
-#include "Anomaly/Providers.h"
 #include "Anomaly/Size.h"
+#include "Support/DecisionModel.h"
+#include "Support/FilterModule.h"
+#include "Support/Providers.h"
 #include "Support/RegistrySandbox.h"
 #include "Support/TempFolder.h"
 
@@ -20,10 +21,10 @@ namespace {
 using namespace KuvTest;
 
 // All kinds of provider, and one that no setting names.
-constexpr GUID kStrangeProvider = {0x01234567, 0x89AB, 0xCDEF, {1, 2, 3, 4, 5, 6, 7, 8}};
-const std::vector<GUID> kProviders = {kPasswordProvider,    kKuvProvider,          kVendorProvider,
-                                      kStrangeProvider,     kKuvSmartCardProvider, kSmartCardProvider,
-                                      kOldSmartCardProvider};
+constexpr GUID kUnlistedProvider = {0x01234567, 0x89AB, 0xCDEF, {1, 2, 3, 4, 5, 6, 7, 8}};
+const std::vector<GUID> kProviders = {kPasswordProvider,   kKuvProvider,          kVendorProvider,
+                                      kUnlistedProvider,   kKuvSmartCardProvider, kSmartCardProvider,
+                                      kV1SmartCardProvider};
 const std::vector<BOOL> kBefore = {0, 1, 7, -1, 0, 2, 1};
 
 struct Record {
@@ -66,7 +67,7 @@ void Write(const TestKey& key, const wchar_t* name, const Number& number) {
   if (number.kind == Number::Text) key.SetText(name, L"2");
 }
 
-enum class Session { Local, Remote, RemoteByItsNumber };
+enum class Session { Local, Remote, RemoteByNumber };
 
 // All that a decision depends on besides the allowed list.
 struct Situation {
@@ -77,18 +78,7 @@ struct Situation {
   Session session;
 };
 
-enum class Outcome { Untouched, OnlyAllowed, WithoutKuv };
-
-Outcome OutcomeOf(const Scenario& scenario, DWORD mode, bool rdpOnly, bool remote) {
-  if (scenario.cpus >= 1 && scenario.cpus <= 3) {
-    if (mode == 1) return Outcome::Untouched;
-    return remote || !rdpOnly ? Outcome::OnlyAllowed : Outcome::WithoutKuv;
-  }
-  const bool elevation = scenario.cpus == 4 && (scenario.flags & 0x100) != 0;
-  return elevation && mode != 0 ? Outcome::OnlyAllowed : Outcome::WithoutKuv;
-}
-
-// What a call that fails may take from a decision.
+// The facts that a failing call may hide from a decision.
 struct Losses {
   bool mode = false;
   bool rdpOnly = false;
@@ -97,14 +87,14 @@ struct Losses {
   int Count() const { return (mode ? 1 : 0) + (rdpOnly ? 1 : 0) + (session ? 1 : 0); }
 };
 
-// What is lost counts as absent: logon alone is protected, in every session, and the session is local.
+// What is lost counts as absent: only logon is protected, in every session, and the session is local.
 Outcome OutcomeOf(const Situation& situation, const Losses& lost) {
-  if (!situation.loadable) return Outcome::WithoutKuv;
-  const bool hasMode = !lost.mode && situation.mode.kind == Number::Stored && situation.mode.value <= 2;
-  const bool rdpOnly =
-      !lost.rdpOnly && situation.rdpOnly.kind == Number::Stored && situation.rdpOnly.value == 1;
-  const bool remote = !lost.session && situation.session != Session::Local;
-  return OutcomeOf(situation.scenario, hasMode ? situation.mode.value : 0, rdpOnly, remote);
+  DecisionFacts facts{
+      .loadable = situation.loadable, .scenario = situation.scenario.cpus, .flags = situation.scenario.flags};
+  if (!lost.mode && situation.mode.kind == Number::Stored) facts.mode = situation.mode.value;
+  facts.rdpOnly = !lost.rdpOnly && situation.rdpOnly.kind == Number::Stored && situation.rdpOnly.value == 1;
+  facts.remote = !lost.session && situation.session != Session::Local;
+  return RuleFor(facts).outcome;
 }
 
 class Invariant : public ::testing::Test {
@@ -124,36 +114,19 @@ class Invariant : public ::testing::Test {
     if (record.host != nullptr) key.SetText(L"Host", record.host);
     key.SetText(L"IKey", L"client");
     if (record.hasSecret) key.SetText(L"SKey", L"secret");
-    if (whitelist) key.SetTexts(L"ProvidersWhitelist", {kVendorText});
-    key.SetDword(L"EnableSmartCards", cards == SmartCards::On || cards == SmartCards::Wrapped ? 1 : 0);
-    key.SetDword(L"WrapSmartCards", cards == SmartCards::Wrapped || cards == SmartCards::OnlyWrap ? 1 : 0);
-    allowed = {kKuvProvider};
-    if (whitelist) allowed.push_back(kVendorProvider);
-    if (cards == SmartCards::On) allowed.push_back(kSmartCardProvider);
-    if (cards == SmartCards::Wrapped) allowed.push_back(kKuvSmartCardProvider);
-  }
-
-  // `oldSystem`: the one that has the old smart card provider.
-  std::vector<BOOL> OnlyAllowed(bool oldSystem = false) const {
-    std::vector<BOOL> allow;
-    for (const GUID& provider : kProviders) {
-      allow.push_back(std::find(allowed.begin(), allowed.end(), provider) != allowed.end() ? TRUE : FALSE);
+    if (whitelist) key.SetTexts(L"ProvidersWhitelist", {Wide(kVendor)});
+    const bool enable = cards == SmartCards::On || cards == SmartCards::Wrapped;
+    const bool wrap = cards == SmartCards::Wrapped || cards == SmartCards::OnlyWrap;
+    key.SetDword(L"EnableSmartCards", enable ? 1 : 0);
+    key.SetDword(L"WrapSmartCards", wrap ? 1 : 0);
+    for (const bool newSystem : {false, true}) {
+      allowed[newSystem] = ExpectedAllowed(
+          whitelist ? std::vector<GUID>{kVendorProvider} : std::vector<GUID>{}, enable, wrap, newSystem);
     }
-    if (oldSystem) std::swap(allow[5], allow[6]);
-    return allow;
   }
 
-  static std::vector<BOOL> WithoutKuv() {
-    std::vector<BOOL> allow;
-    for (const GUID& provider : kProviders) {
-      allow.push_back(provider == kKuvProvider || provider == kKuvSmartCardProvider ? FALSE : TRUE);
-    }
-    return allow;
-  }
-
-  std::vector<BOOL> Flags(Outcome outcome, bool oldSystem = false) const {
-    if (outcome == Outcome::Untouched) return kBefore;
-    return outcome == Outcome::OnlyAllowed ? OnlyAllowed(oldSystem) : WithoutKuv();
+  std::vector<BOOL> Flags(Outcome outcome, bool newSystem = true) const {
+    return ExpectedFlags(outcome, kProviders, allowed[newSystem], kBefore);
   }
 
   // Decides with the n-th call failing (0: none), alone or with all later ones.
@@ -168,14 +141,14 @@ class Invariant : public ::testing::Test {
     return allow;
   }
 
-  // A setting that cannot be read counts as absent, a session that cannot be told as local, a system as an
-  // old one; memory that is out takes ours away. Nothing else that fails changes the flags.
+  // A setting that cannot be read counts as absent, an unknown session as local, an unknown version as old;
+  // exhausted memory disables the Kuv providers. No other failure changes the flags.
   void ExpectSafe(const std::vector<BOOL>& allow, const Situation& situation, const Fault& fault) const {
     const std::string text = DescribeFault();
     const auto struck = [&](const char* function) { return text.find(function) != std::string::npos; };
     EXPECT_TRUE(imports.HasStruck()) << text;
     if (fault.domain == Domain::Memory) {
-      EXPECT_EQ(allow, WithoutKuv()) << text;
+      EXPECT_EQ(allow, Flags(Outcome::WithoutKuv)) << text;
       return;
     }
     const bool noSetting = struck("RegOpenKeyExA") || struck("RegQueryValueExA");
@@ -189,9 +162,9 @@ class Invariant : public ::testing::Test {
         for (const bool session : {false, true}) {
           const Losses lost{mode, rdpOnly, session};
           if (((mode || rdpOnly) && !noSetting) || (session && !noSession)) continue;
-          // One call that fails alone takes one thing.
+          // One failing call hides one fact.
           if (!fault.toTheEnd && lost.Count() > 1) continue;
-          possible.push_back(Flags(OutcomeOf(situation, lost), struck("VerifyVersionInfoW")));
+          possible.push_back(Flags(OutcomeOf(situation, lost), !struck("VerifyVersionInfoW")));
         }
       }
     }
@@ -214,10 +187,10 @@ class Invariant : public ::testing::Test {
   void Check(const LiveFilter& filter, bool loadable, const Number& mode, const Number& rdpOnly) {
     DWORD own = 0;
     ::ProcessIdToSessionId(::GetCurrentProcessId(), &own);
-    for (const Session session : {Session::Local, Session::Remote, Session::RemoteByItsNumber}) {
+    for (const Session session : {Session::Local, Session::Remote, Session::RemoteByNumber}) {
       TheMachine().remoteSession = session == Session::Remote ? 1 : 0;
-      TestKey{HKEY_LOCAL_MACHINE, L"SYSTEM\\CurrentControlSet\\Control\\Terminal Server"}.SetDword(
-          L"GlassSessionId", session == Session::RemoteByItsNumber ? own + 1 : own);
+      TestKey{HKEY_LOCAL_MACHINE, Wide(kTerminalServerKey)}.SetDword(
+          L"GlassSessionId", session == Session::RemoteByNumber ? own + 1 : own);
       for (const Scenario& scenario : kScenarios) {
         const Situation situation{loadable, scenario, mode, rdpOnly, session};
         EXPECT_EQ(Decide(filter, scenario, {}), Flags(OutcomeOf(situation, {}))) << Describe(situation);
@@ -236,7 +209,7 @@ class Invariant : public ::testing::Test {
       const std::size_t calls = domain == Domain::Platform ? platformCalls : allocations;
       ASSERT_GT(calls, 0u);
       if (!IsLong()) {
-        // One fault a decision. What chooses it keeps no step with what is decided.
+        // One fault a decision, chosen independently of the decision.
         const std::size_t call = 1 + random() % calls;
         const bool toTheEnd = random() % 2 == 0;
         check({domain, call, toTheEnd, random() % 4});
@@ -252,22 +225,22 @@ class Invariant : public ::testing::Test {
   RegistrySandbox registry;
   TempFolder appData;
   FaultyImports imports;
-  std::vector<GUID> allowed;
+  std::vector<GUID> allowed[2];  // on an old system and on a new one
   std::size_t decisions = 0;
   std::mt19937 random;
 };
 
-TEST_F(Invariant, HoldsOverAllSettingsScenariosSessionsAndFaults) {
+TEST_F(Invariant, HoldsForAllSettingsScenariosSessionsAndFaults) {
   for (const Record& record : kRecords) {
     for (const SmartCards cards : kSmartCards) {
       for (const bool whitelist : {false, true}) {
-        // What an unloadable record says besides is never looked at.
+        // The other settings of an incomplete record are never read.
         if (!record.loadable && (cards != SmartCards::On || !whitelist)) continue;
         SCOPED_TRACE(std::string{record.name} + ", smart cards " + std::to_string(static_cast<int>(cards)) +
                      (whitelist ? ", whitelist" : ""));
         WriteRecord(record, cards, whitelist);
         const LiveFilter filter;
-        // A record is loaded once, and without a fault, so that all else is compared with what it says.
+        // The record is loaded once and without a fault: everything else is compared with its settings.
         Decide(filter, kScenarios[0], {});
         for (const Number& mode : kModes) {
           Write(registry.Policy(), L"ElevationProtectionMode", mode);
@@ -283,35 +256,35 @@ TEST_F(Invariant, HoldsOverAllSettingsScenariosSessionsAndFaults) {
   std::printf("Tried: %zu decisions\n", decisions);
 }
 
-TEST_F(Invariant, ASettingsLoadThatFailsAnywhereLeavesNoWayAround) {
+TEST_F(Invariant, FailingSettingsLoadOpensNoBypass) {
   WriteRecord(kRecords[0], SmartCards::On, true);
   std::size_t calls = 0;
   std::size_t loaded = 0;
   {
     const LiveFilter filter;
-    EXPECT_EQ(Decide(filter, {1, 0}, {}), OnlyAllowed());
+    EXPECT_EQ(Decide(filter, {1, 0}, {}), Flags(Outcome::OnlyAllowed));
     calls = imports.CallCount(Domain::Platform);
   }
   for (std::size_t call = 1; call <= calls; ++call) {
     const LiveFilter filter;
     const std::vector<BOOL> allow = Decide(filter, {1, 0}, {Domain::Platform, call, false, call});
-    // Settings may be missing now, but none is ever added.
+    // A setting may be lost, but none is added.
     EXPECT_TRUE(imports.HasStruck());
-    if (allow == WithoutKuv()) continue;
+    if (allow == Flags(Outcome::WithoutKuv)) continue;
     ++loaded;
-    const std::vector<BOOL> most = OnlyAllowed();
+    const std::vector<BOOL> most = Flags(Outcome::OnlyAllowed);
     for (std::size_t i = 0; i < allow.size(); ++i) {
-      EXPECT_TRUE(allow[i] == FALSE || most[i] == TRUE || kProviders[i] == kOldSmartCardProvider)
+      EXPECT_TRUE(allow[i] == FALSE || most[i] == TRUE || kProviders[i] == kV1SmartCardProvider)
           << i << " at " << DescribeFault();
     }
   }
-  // Most settings can be missed.
+  // Most settings may be lost.
   EXPECT_GT(loaded, calls / 2);
   EXPECT_LT(loaded, calls);
   std::printf("Tried: %zu loads\n", calls);
 }
 
-TEST_F(Invariant, OnlyWrongArgumentsAreRefused) {
+TEST_F(Invariant, RejectsOnlyInvalidArguments) {
   WriteRecord(kRecords[0], SmartCards::On, true);
   const LiveFilter filter;
   std::vector<BOOL> allow;

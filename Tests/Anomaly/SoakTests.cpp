@@ -1,4 +1,4 @@
-// The DLL in a process that lives long: whatever is repeated, nothing grows.
+// The DLL in a process that runs for long: whatever is repeated, nothing grows.
 #include <windows.h>
 
 #include <atomic>
@@ -9,10 +9,10 @@
 #include <gtest/gtest.h>
 
 #include "Anomaly/Faults.h"
-#include "Anomaly/LiveFilter.h"
-#include "Anomaly/Providers.h"
 #include "Anomaly/Size.h"
+#include "Support/FilterModule.h"
 #include "Support/Holdings.h"
+#include "Support/Providers.h"
 #include "Support/RegistrySandbox.h"
 #include "Support/TempFolder.h"
 #include "Support/Together.h"
@@ -38,10 +38,10 @@ class Soak : public ::testing::Test {
     registry.Local().SetText(L"Host", L"auth.example");
     registry.Local().SetText(L"IKey", L"a client that has a long name");
     registry.Local().SetText(L"SKey", L"a secret that is longer than a short text");
-    registry.Local().SetTexts(L"ProvidersWhitelist", {kVendorText});
+    registry.Local().SetTexts(L"ProvidersWhitelist", {Wide(kVendor)});
   }
 
-  // The heap may keep what it has been given, so a few pages are no leak of that many rounds.
+  // The heap may keep freed memory, so a few pages are not a leak of that many rounds.
   static void ExpectFlat(const Holdings& before, std::size_t slack, std::size_t moreHandles = 0) {
     const Holdings after = CountHoldings();
     EXPECT_LE(after.handles, before.handles + moreHandles);
@@ -54,7 +54,7 @@ class Soak : public ::testing::Test {
   TempFolder appData;
 };
 
-TEST_F(Soak, DecisionsLeaveNothingBehind) {
+TEST_F(Soak, DecisionsLeakNothing) {
   FaultyImports imports;
   Configure();
   const int rounds = IsLong() ? 1'000'000 : 5'000;
@@ -78,11 +78,11 @@ TEST_F(Soak, DecisionsLeaveNothingBehind) {
   std::printf("Tried: %d decisions\n", rounds);
 }
 
-// Every other life ends with an exception inside: a machine without settings.
-TEST_F(Soak, LivesLeaveNothingBehind) {
+// Every other load/unload cycle has an exception inside: a machine without settings.
+TEST_F(Soak, LoadUnloadCyclesLeakNothing) {
   FaultyImports imports;
   Configure();
-  const auto live = [&](int count) {
+  const auto run = [&](int count) {
     for (int i = 0; i < count; ++i) {
       if (i % 2 == 0) Configure();
       {
@@ -98,24 +98,25 @@ TEST_F(Soak, LivesLeaveNothingBehind) {
     }
   };
   const int rounds = IsLong() ? 100'000 : 200;
-  live(100);
+  run(100);
   const Holdings before = CountHoldings();
-  live(rounds);
+  run(rounds);
   ExpectFlat(before, kSlack);
-  std::printf("Tried: %d lives\n", rounds);
+  std::printf("Tried: %d load/unload cycles\n", rounds);
 }
 
 class SoakOnThreads : public Soak {
  protected:
   static constexpr int kThreads = 4;
-  // A lock of this program takes an event when somebody first waits for it; a leak would be one a round.
+  // A lock of this program opens an event at its first wait; a leak would be one event a round.
   static constexpr std::size_t kLocks = 8;
 
-  // Threads make, ask and release, and one loads and unloads, while this thread keeps the DLL in place.
+  // Threads create, ask and release filters, and one loads and unloads, while this thread keeps the DLL
+  // loaded.
   void RunThreads(const std::vector<BOOL>& expected) {
     const int rounds = IsLong() ? 20'000 : 100;
     std::atomic<int> wrong = 0;
-    const HMODULE module = ::LoadLibraryW(BuiltDll().c_str());
+    FilterModule module;
     {
       const LiveFilter first;
       std::vector<BOOL> allow = {0, 1, 7};
@@ -123,52 +124,51 @@ class SoakOnThreads : public Soak {
       Together(kThreads, [&](int index) {
         for (int i = 0; i < rounds; ++i) {
           if (index == 0) {
-            ::FreeLibrary(::LoadLibraryW(BuiltDll().c_str()));
+            FilterModule{};
             continue;
           }
           const LiveFilter filter;
           std::vector<BOOL> flags = {0, 1, 7};
           if (filter.Decide(CPUS_LOGON, 0, kProviders, flags) != S_OK || flags != expected) ++wrong;
-          filter.MakeAnother();
+          filter.Module().CreateFilter()->Release();
         }
       });
       EXPECT_EQ(wrong, 0);
-      EXPECT_FALSE(CanUnload(module));
+      EXPECT_EQ(module.CanUnloadNow(), S_FALSE);
     }
-    EXPECT_TRUE(CanUnload(module)) << "the count does not end at zero";
-    ::FreeLibrary(module);
-    EXPECT_EQ(::GetModuleHandleW(L"KuvCredFilter.dll"), nullptr);
+    EXPECT_EQ(module.CanUnloadNow(), S_OK) << "the count does not end at zero";
+    EXPECT_TRUE(module.Unload());
     std::printf("Tried: %d rounds on each of %d threads\n", rounds, kThreads);
   }
 
-  // Whether a machine without settings is decided on rightly: by an exception inside.
+  // Returns whether the decision on a machine without settings, which is by an exception inside, is correct.
   static bool Throws(const LiveFilter& filter) {
     std::vector<BOOL> allow = {0, 1, 7};
     return filter.Decide(CPUS_LOGON, 0, kProviders, allow) == S_OK && allow == kWithoutKuv;
   }
 
-  // Threads that were there before the DLL, for which its runtime has made nothing, throw and catch in it.
-  static void RunOldThreads(int rounds) {
+  // Threads that are older than the DLL, for which its runtime has set up nothing, throw and catch in it.
+  static void RunOlderThreads(int rounds) {
     for (int i = 0; i < rounds; ++i) {
       std::atomic<int> wrong = 0;
-      std::atomic<HMODULE> module = nullptr;
+      std::optional<FilterModule> module;
+      std::atomic<bool> loaded = false;
       Together(kThreads, [&](int index) {
         if (index == 0) {
-          const HMODULE loaded = ::LoadLibraryW(BuiltDll().c_str());
+          module.emplace();
           if (!Throws(LiveFilter{})) ++wrong;
-          module = loaded;
+          loaded = true;
         }
-        while (module == nullptr) std::this_thread::yield();
+        while (!loaded) std::this_thread::yield();
         if (!Throws(LiveFilter{})) ++wrong;
       });
       ASSERT_EQ(wrong, 0);
-      ::FreeLibrary(module);
-      ASSERT_EQ(::GetModuleHandleW(L"KuvCredFilter.dll"), nullptr);
+      ASSERT_TRUE(module->Unload());
     }
   }
 
-  // One thread uses the DLL, life after life. Others load and unload it, or come and go, and nobody keeps it.
-  static void RunUnkept(int rounds) {
+  // One thread uses the DLL again and again. Others load and unload it, or start and end.
+  static void RunWithoutReference(int rounds) {
     std::atomic<int> wrong = 0;
     Together(kThreads, [&](int index) {
       for (int i = 0; i < rounds; ++i) {
@@ -177,7 +177,7 @@ class SoakOnThreads : public Soak {
         } else if (index == 1) {
           std::thread{[] {}}.join();
         } else {
-          ::FreeLibrary(::LoadLibraryW(BuiltDll().c_str()));
+          FilterModule{};
         }
       }
     });
@@ -185,38 +185,33 @@ class SoakOnThreads : public Soak {
     ASSERT_EQ(::GetModuleHandleW(L"KuvCredFilter.dll"), nullptr);
   }
 
+  // The second run must hold no more than the first.
+  template <typename Run>
+  static void ExpectFlatOver(Run run) {
+    run();
+    const Holdings before = CountHoldings();
+    run();
+    ExpectFlat(before, 4 * kSlack, kLocks);
+  }
+
   FaultyImports imports{FaultyImports::Watch::Nothing};
 };
 
 TEST_F(SoakOnThreads, DecisionsAndLoadsAgree) {
   Configure();
-  RunThreads(kOnlyAllowed);
-  const Holdings before = CountHoldings();
-  RunThreads(kOnlyAllowed);
-  ExpectFlat(before, 4 * kSlack, kLocks);
+  ExpectFlatOver([this] { RunThreads(kOnlyAllowed); });
 }
 
-TEST_F(SoakOnThreads, ExceptionsOnThreadsStayApart) {
-  RunThreads(kWithoutKuv);
-  const Holdings before = CountHoldings();
-  RunThreads(kWithoutKuv);
-  ExpectFlat(before, 4 * kSlack, kLocks);
+TEST_F(SoakOnThreads, ExceptionsOnThreadsAreIndependent) {
+  ExpectFlatOver([this] { RunThreads(kWithoutKuv); });
 }
 
 TEST_F(SoakOnThreads, ThreadsOlderThanTheDllThrowInIt) {
-  const int rounds = IsLong() ? 2'000 : 20;
-  RunOldThreads(rounds);
-  const Holdings before = CountHoldings();
-  RunOldThreads(rounds);
-  ExpectFlat(before, 4 * kSlack, kLocks);
+  ExpectFlatOver([] { RunOlderThreads(IsLong() ? 2'000 : 20); });
 }
 
-TEST_F(SoakOnThreads, TheDllComesAndGoesWhileThreadsLive) {
-  const int rounds = IsLong() ? 10'000 : 50;
-  RunUnkept(rounds);
-  const Holdings before = CountHoldings();
-  RunUnkept(rounds);
-  ExpectFlat(before, 4 * kSlack, kLocks);
+TEST_F(SoakOnThreads, DllIsLoadedAndUnloadedWhileThreadsRun) {
+  ExpectFlatOver([] { RunWithoutReference(IsLong() ? 10'000 : 50); });
 }
 
 }  // namespace

@@ -18,13 +18,14 @@ class AllowedProviders : public FilterFixture {
   static Names Allowed() { return Texts(GetAllowedProviders()); }
 };
 
-TEST(Identifiers, AreTheOnesThatTheProvidersRegister) {
-  EXPECT_EQ(Text(CLSID_KuvCredFilter), "{3F6A1C92-7E40-4B1D-A6C3-52D9E07B11F4}");
-  EXPECT_EQ(Text(CLSID_KuvCredProv), "{5E1B7C30-9A42-4D6F-8C15-A3F02E76D418}");
-  EXPECT_EQ(Text(CLSID_KuvSmartCardCredProv), "{C27D40E9-16B3-4A8E-B7F2-094E6D1A35C8}");
-  EXPECT_EQ(Text(CLSID_SmartcardCredentialProvider), "{8FD7E19C-3BF7-489B-A72C-846AB3678C96}");
-  EXPECT_EQ(Text(CLSID_V1SmartcardCredentialProvider), "{8BF9A910-A8FF-457F-999F-A5CA10B4A885}");
-  EXPECT_EQ(Text(IID_ICredentialProviderFilter), "{A5DA53F9-D475-4080-A120-910C4A739880}");
+// The one place where the identifiers of the product meet those that other programs know.
+TEST(Identifiers, AreThoseThatTheProvidersRegister) {
+  EXPECT_EQ(Text(CLSID_KuvCredFilter), kFilterClass);
+  EXPECT_EQ(Text(CLSID_KuvCredProv), kKuv);
+  EXPECT_EQ(Text(CLSID_KuvSmartCardCredProv), kKuvSmartCard);
+  EXPECT_EQ(Text(CLSID_SmartcardCredentialProvider), kSmartCard);
+  EXPECT_EQ(Text(CLSID_V1SmartcardCredentialProvider), kV1SmartCard);
+  EXPECT_EQ(Text(IID_ICredentialProviderFilter), kICredentialProviderFilter);
 }
 
 TEST_F(AllowedProviders, AreTheKuvProviderAloneByDefault) {
@@ -32,7 +33,7 @@ TEST_F(AllowedProviders, AreTheKuvProviderAloneByDefault) {
   EXPECT_EQ(Allowed(), (Names{kKuv}));
 }
 
-TEST_F(AllowedProviders, StandBehindTheWhitelistInItsOrder) {
+TEST_F(AllowedProviders, FollowTheWhitelistInItsOrder) {
   Configure({kVendor, kPassword, kOther});
   EXPECT_EQ(Allowed(), (Names{kVendor, kPassword, kOther, kKuv}));
 }
@@ -50,7 +51,7 @@ TEST_F(AllowedProviders, WrapWithoutEnableAddsNoSmartCard) {
   EXPECT_EQ(version.CallCount(), 0u);
 }
 
-TEST_F(AllowedProviders, WrappingTakesTheKuvSmartCardProviderWhateverTheVersion) {
+TEST_F(AllowedProviders, WrappingAddsTheKuvSmartCardProviderOnAnyVersion) {
   Configure({kVendor}).EnableSmartCards = true;
   GetConfiguration()->WrapSmartCards = true;
   KUV_IMPORT_HOOK(version, VerifyVersionInfoW);
@@ -58,7 +59,7 @@ TEST_F(AllowedProviders, WrappingTakesTheKuvSmartCardProviderWhateverTheVersion)
   EXPECT_EQ(version.CallCount(), 0u);
 }
 
-TEST_F(AllowedProviders, TakeTheSmartCardProviderOfTheVersion) {
+TEST_F(AllowedProviders, IncludeTheSmartCardProviderOfTheVersion) {
   Configure({kVendor}).EnableSmartCards = true;
   KUV_IMPORT_HOOK(version, VerifyVersionInfoW);
   for (const BOOL success : {1, 2, -1}) {
@@ -72,7 +73,7 @@ TEST_F(AllowedProviders, TakeTheSmartCardProviderOfTheVersion) {
   EXPECT_EQ(Allowed(), (Names{kVendor, kKuv, kV1SmartCard}));
 }
 
-// The version test stands against a system of each version, with the comparison that the platform makes.
+// Answers the version test as a system of each version does.
 TEST_F(AllowedProviders, AskForVersion62OrLater) {
   Configure().EnableSmartCards = true;
   KUV_IMPORT_HOOK(version, VerifyVersionInfoW);
@@ -93,7 +94,7 @@ TEST_F(AllowedProviders, AskForVersion62OrLater) {
   }
 }
 
-TEST_F(AllowedProviders, TakeTheNewSmartCardProviderOnThisSystem) {
+TEST_F(AllowedProviders, IncludeTheNewSmartCardProviderOnThisSystem) {
   Configure().EnableSmartCards = true;
   EXPECT_EQ(Allowed(), (Names{kKuv, kSmartCard}));
 }
@@ -160,7 +161,7 @@ TEST_F(AllowedProviders, AreNotReadFromTheRegistryAgain) {
   EXPECT_EQ(open.CallCount(), 0u);
 }
 
-TEST_F(AllowedProviders, AreBuiltAfreshFromTheRecordAtEachCall) {
+TEST_F(AllowedProviders, AreBuiltFromTheRecordAtEachCall) {
   Configure({kVendor});
   EXPECT_EQ(Allowed(), (Names{kVendor, kKuv}));
   EXPECT_EQ(Texts(GetConfiguration()->ProvidersWhitelist), (Names{kVendor}));
@@ -170,7 +171,7 @@ TEST_F(AllowedProviders, AreBuiltAfreshFromTheRecordAtEachCall) {
   EXPECT_EQ(Allowed(), (Names{kKuv, kKuvSmartCard}));
 }
 
-TEST_F(AllowedProviders, LogNothingOfTheirOwn) {
+TEST_F(AllowedProviders, LogNothing) {
   Configure({kVendor}).EnableSmartCards = true;
   GetAllowedProviders();
   EXPECT_EQ(log.Lines(), LogLines{});

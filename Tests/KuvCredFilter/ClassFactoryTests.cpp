@@ -20,7 +20,7 @@ class ClassFactory : public ComFixture {
   const std::string address;
 };
 
-TEST_F(ClassFactory, TellsItsLife) {
+TEST_F(ClassFactory, LogsItsCreationAndDestruction) {
   auto* const other = new CClassFactory;
   const std::string otherAddress = Address(other);
   EXPECT_EQ(other->Release(), 0u);
@@ -29,15 +29,11 @@ TEST_F(ClassFactory, TellsItsLife) {
                       {Trace, "CClassFactory::~CClassFactory object " + otherAddress + " destroyed"}}));
 }
 
-TEST_F(ClassFactory, CountsItsReferencesSilently) {
-  EXPECT_EQ(factory->AddRef(), 2u);
-  EXPECT_EQ(factory->AddRef(), 3u);
-  EXPECT_EQ(factory->Release(), 2u);
-  EXPECT_EQ(factory->Release(), 1u);
-  EXPECT_EQ(log.Lines(), LogLines{});
+TEST_F(ClassFactory, CountsReferencesSilently) {
+  ExpectCountsReferencesSilently(factory);
 }
 
-TEST_F(ClassFactory, IsAnUnknownAndAClassFactory) {
+TEST_F(ClassFactory, HasUnknownAndClassFactoryInterfaces) {
   for (const char* const interfaceId : {kIUnknown, kIClassFactory}) {
     SCOPED_TRACE(interfaceId);
     log.Clear();
@@ -49,7 +45,7 @@ TEST_F(ClassFactory, IsAnUnknownAndAClassFactory) {
   }
 }
 
-TEST_F(ClassFactory, ShowsTheCountBeforeTheQuery) {
+TEST_F(ClassFactory, LogsTheCountBeforeTheQuery) {
   factory->AddRef();
   void* object = nullptr;
   EXPECT_EQ(factory->QueryInterface(Guid(kIUnknown), &object), S_OK);
@@ -58,31 +54,16 @@ TEST_F(ClassFactory, ShowsTheCountBeforeTheQuery) {
   EXPECT_EQ(factory->Release(), 1u);
 }
 
-TEST_F(ClassFactory, IsNothingElse) {
-  for (const char* const interfaceId :
-       {kICredentialProviderFilter, kFilterClass, kKuv, "{00000002-0000-0000-C000-000000000046}"}) {
-    SCOPED_TRACE(interfaceId);
-    void* object = kUntouched;
-    EXPECT_EQ(static_cast<unsigned>(factory->QueryInterface(Guid(interfaceId), &object)), 0x80004002u);
-    EXPECT_EQ(object, nullptr);
-    EXPECT_EQ(References(factory), 1u);
-  }
-  EXPECT_EQ(log.Lines(), LogLines{});
+TEST_F(ClassFactory, HasNoOtherInterface) {
+  ExpectNoInterface(
+      factory, {kICredentialProviderFilter, kFilterClass, kKuv, "{00000002-0000-0000-C000-000000000046}"});
 }
 
-TEST_F(ClassFactory, RefusesANullOutPointer) {
-  for (const char* const interfaceId : {kIUnknown, kIClassFactory, kKuv}) {
-    EXPECT_EQ(static_cast<unsigned>(factory->QueryInterface(Guid(interfaceId), nullptr)), 0x80070057u);
-  }
-  EXPECT_EQ(References(factory), 1u);
-  EXPECT_EQ(log.Lines(), LogLines{});
-}
-
-TEST_F(ClassFactory, DoesNotHoldTheModule) {
+TEST_F(ClassFactory, DoesNotRaiseTheModuleCount) {
   EXPECT_EQ(g_moduleCount.load(), 0);
 }
 
-TEST_F(ClassFactory, RefusesAggregation) {
+TEST_F(ClassFactory, RejectsAggregation) {
   void* object = kUntouched;
   EXPECT_EQ(static_cast<unsigned>(factory->CreateInstance(factory, Guid(kIUnknown), &object)), 0x80040110u);
   EXPECT_EQ(object, kUntouched);
@@ -109,7 +90,7 @@ TEST_F(ClassFactory, CreatesAFilter) {
   }
 }
 
-TEST_F(ClassFactory, DestroysAFilterThatLacksTheInterface) {
+TEST_F(ClassFactory, DestroysFilterWithoutTheRequestedInterface) {
   void* object = kUntouched;
   EXPECT_EQ(static_cast<unsigned>(factory->CreateInstance(nullptr, Guid(kIClassFactory), &object)),
             0x80004002u);
@@ -126,7 +107,7 @@ TEST_F(ClassFactory, DestroysAFilterThatLacksTheInterface) {
                              {Trace, "Exiting CKuvCredFilter_CreateInstance {hr: 0x80004002}"}}));
 }
 
-TEST_F(ClassFactory, DestroysAFilterThatNobodyCanTake) {
+TEST_F(ClassFactory, DestroysFilterWithoutOutPointer) {
   EXPECT_EQ(factory->CreateInstance(nullptr, Guid(kIUnknown), nullptr), E_INVALIDARG);
   EXPECT_EQ(g_moduleCount.load(), 0);
   EXPECT_EQ(log.Lines().back(), (LogLine{Trace, "Exiting CKuvCredFilter_CreateInstance {hr: 0x80070057}"}));
@@ -150,7 +131,7 @@ TEST_F(ClassFactory, LocksTheServer) {
                                    {Trace, "Filter DllRelease (count 0)"}}));
 }
 
-TEST_F(ClassFactory, LetsTheLocksFallBelowZero) {
+TEST_F(ClassFactory, LetsTheLockCountFallBelowZero) {
   EXPECT_EQ(factory->LockServer(FALSE), S_OK);
   EXPECT_EQ(g_moduleCount.load(), -1);
   EXPECT_EQ(factory->LockServer(TRUE), S_OK);
@@ -160,7 +141,7 @@ TEST_F(ClassFactory, LetsTheLocksFallBelowZero) {
                                    {Trace, "Filter DllAddRef (count 0)"}}));
 }
 
-TEST_F(ClassFactory, LocksBesideLiveObjects) {
+TEST_F(ClassFactory, LocksAddToLiveObjects) {
   void* object = nullptr;
   ASSERT_EQ(factory->CreateInstance(nullptr, Guid(kIUnknown), &object), S_OK);
   factory->LockServer(TRUE);
@@ -170,7 +151,7 @@ TEST_F(ClassFactory, LocksBesideLiveObjects) {
   factory->LockServer(FALSE);
 }
 
-TEST_F(ClassFactory, IsSilentAboveTrace) {
+TEST_F(ClassFactory, LogsAtTraceOnly) {
   log.System().minLevel = Debug;
   void* object = nullptr;
   factory->QueryInterface(Guid(kIUnknown), &object);
@@ -183,7 +164,7 @@ TEST_F(ClassFactory, IsSilentAboveTrace) {
   EXPECT_EQ(log.Lines(), LogLines{});
 }
 
-TEST_F(ClassFactory, KeepsALogThatIsInPlace) {
+TEST_F(ClassFactory, KeepsARunningLog) {
   KUV_IMPORT_HOOK(open, RegOpenKeyExA);
   const std::shared_ptr<Kuv::LogSystem> before = g_logSystem;
   void* object = nullptr;
@@ -193,7 +174,7 @@ TEST_F(ClassFactory, KeepsALogThatIsInPlace) {
   EXPECT_EQ(open.CallCount(), 0u);
 }
 
-// The operations as a client in C finds them.
+// The operations as a C client sees them.
 struct FactoryTable {
   HRESULT(STDMETHODCALLTYPE* QueryInterface)(void* self, const GUID* interfaceId, void** object);
   ULONG(STDMETHODCALLTYPE* AddRef)(void* self);
@@ -202,7 +183,7 @@ struct FactoryTable {
   HRESULT(STDMETHODCALLTYPE* LockServer)(void* self, BOOL lock);
 };
 
-TEST_F(ClassFactory, LaysOutItsOperationsInTheOrderOfItsInterface) {
+TEST_F(ClassFactory, HasItsOperationsInInterfaceOrder) {
   static_assert(!std::has_virtual_destructor_v<CClassFactory>);
   const GUID interfaceId = Guid(kIClassFactory);
   void* object = nullptr;

@@ -39,7 +39,7 @@ TEST_F(ClassObject, IsTheFactory) {
   }
 }
 
-TEST_F(ClassObject, IsAFactoryOfItsOwnAtEachCall) {
+TEST_F(ClassObject, IsANewFactoryAtEachCall) {
   void* first = nullptr;
   void* second = nullptr;
   ASSERT_EQ(Get(kFilterClass, kIClassFactory, &first), S_OK);
@@ -49,7 +49,7 @@ TEST_F(ClassObject, IsAFactoryOfItsOwnAtEachCall) {
   EXPECT_EQ(static_cast<IUnknown*>(second)->Release(), 0u);
 }
 
-TEST_F(ClassObject, OfAnotherClassIsNotAvailable) {
+TEST_F(ClassObject, IsUnavailableForAnotherClass) {
   for (const char* const classId :
        {kKuv, kKuvSmartCard, kIClassFactory, "{3F6A1C92-7E40-4B1D-A6C3-52D9E07B11F5}"}) {
     SCOPED_TRACE(classId);
@@ -67,40 +67,42 @@ TEST_F(ClassObject, OfAnotherClassIsNotAvailable) {
   }
 }
 
-TEST_F(ClassObject, HasNoOtherInterface) {
-  void* object = kUntouched;
-  EXPECT_EQ(static_cast<unsigned>(Get(kFilterClass, kICredentialProviderFilter, &object)), 0x80004002u);
-  EXPECT_EQ(object, nullptr);
-  const LogLines lines = log.Lines();
-  ASSERT_EQ(lines.size(), 5u);
-  const std::string factory = AddressIn(lines[2].text);
-  EXPECT_EQ(lines, (LogLines{{Trace, "Filter DllGetClassObject (count 0)"},
-                             {Trace, "Entering CClassFactory_CreateInstance"},
-                             {Trace, "CClassFactory::CClassFactory object " + factory + " created"},
-                             {Trace, "CClassFactory::~CClassFactory object " + factory + " destroyed"},
-                             {Trace, "Exiting CClassFactory_CreateInstance {hr: 0x80004002}"}}));
+TEST_F(ClassObject, DestroysTheFactoryOfAFailedRequest) {
+  struct Row {
+    const char* interfaceId;
+    bool hasOut;
+    unsigned result;
+    const char* exit;
+  };
+  for (const Row& row :
+       {Row{kICredentialProviderFilter, true, 0x80004002,
+            "Exiting CClassFactory_CreateInstance {hr: 0x80004002}"},
+        Row{kIClassFactory, false, 0x80070057, "Exiting CClassFactory_CreateInstance {hr: 0x80070057}"}}) {
+    SCOPED_TRACE(row.exit);
+    log.Clear();
+    void* object = kUntouched;
+    EXPECT_EQ(static_cast<unsigned>(Get(kFilterClass, row.interfaceId, row.hasOut ? &object : nullptr)),
+              row.result);
+    EXPECT_EQ(object, row.hasOut ? nullptr : kUntouched);
+    const LogLines lines = log.Lines();
+    ASSERT_EQ(lines.size(), 5u);
+    const std::string factory = AddressIn(lines[2].text);
+    EXPECT_EQ(lines, (LogLines{{Trace, "Filter DllGetClassObject (count 0)"},
+                               {Trace, "Entering CClassFactory_CreateInstance"},
+                               {Trace, "CClassFactory::CClassFactory object " + factory + " created"},
+                               {Trace, "CClassFactory::~CClassFactory object " + factory + " destroyed"},
+                               {Trace, row.exit}}));
+  }
 }
 
-TEST_F(ClassObject, NeedsAnOutPointer) {
-  EXPECT_EQ(static_cast<unsigned>(Get(kFilterClass, kIClassFactory, nullptr)), 0x80070057u);
-  const LogLines lines = log.Lines();
-  ASSERT_EQ(lines.size(), 5u);
-  const std::string factory = AddressIn(lines[2].text);
-  EXPECT_EQ(lines, (LogLines{{Trace, "Filter DllGetClassObject (count 0)"},
-                             {Trace, "Entering CClassFactory_CreateInstance"},
-                             {Trace, "CClassFactory::CClassFactory object " + factory + " created"},
-                             {Trace, "CClassFactory::~CClassFactory object " + factory + " destroyed"},
-                             {Trace, "Exiting CClassFactory_CreateInstance {hr: 0x80070057}"}}));
-}
-
-TEST_F(ClassObject, ShowsTheModuleCount) {
+TEST_F(ClassObject, LogsTheModuleCount) {
   g_moduleCount = 3;
   Get(kKuv, kIUnknown, nullptr);
   g_moduleCount = 0;
   EXPECT_EQ(log.Lines().front(), (LogLine{Trace, "Filter DllGetClassObject (count 3)"}));
 }
 
-TEST_F(ClassObject, RefreshesTheLogLevelBeforeItsClassIsLookedAt) {
+TEST_F(ClassObject, RefreshesTheLogLevelBeforeItComparesTheClass) {
   log.System().minLevel = Info;
   registry.Local().SetDword(L"Debug", 2);
   EXPECT_EQ(Get(kKuv, kIClassFactory, nullptr), CLASS_E_CLASSNOTAVAILABLE);
@@ -109,7 +111,7 @@ TEST_F(ClassObject, RefreshesTheLogLevelBeforeItsClassIsLookedAt) {
                                    {Trace, "Exiting CClassFactory_CreateInstance {hr: 0x80040111}"}}));
 }
 
-TEST_F(ClassObject, RefreshesTheLogLevelAtEveryCallThePolicyLast) {
+TEST_F(ClassObject, RefreshesTheLogLevelAtEachCallWithThePolicyLast) {
   registry.Local().SetDword(L"Debug", 2);
   registry.Policy().SetDword(L"Debug", 1);
   for (int i = 0; i < 2; ++i) {
@@ -123,7 +125,7 @@ TEST_F(ClassObject, RefreshesTheLogLevelAtEveryCallThePolicyLast) {
   }
 }
 
-// A process in which nobody has logged yet, and whose folders are the test's.
+// A process without a log system, whose folders are those of the test.
 class FirstLogging : public ::testing::Test {
  protected:
   FirstLogging() {
@@ -149,32 +151,30 @@ class FirstLogging : public ::testing::Test {
   LogLines lines;
 };
 
-TEST_F(FirstLogging, IsStartedByTheFactory) {
-  void* object = nullptr;
-  ASSERT_EQ(Get(kIClassFactory, &object), S_OK);
-  EXPECT_NE(g_logSystem, nullptr);
-  static_cast<IUnknown*>(object)->Release();
+TEST_F(FirstLogging, StartsWithTheQueryOfAFactory) {
+  struct Row {
+    const char* classId;
+    const char* interfaceId;
+    bool hasOut;
+    HRESULT result;
+    bool starts;
+  };
+  for (const Row& row : {Row{kKuv, kIClassFactory, true, CLASS_E_CLASSNOTAVAILABLE, false},
+                         Row{kFilterClass, kIClassFactory, false, E_INVALIDARG, false},
+                         Row{kFilterClass, kICredentialProviderFilter, true, E_NOINTERFACE, true},
+                         Row{kFilterClass, kIClassFactory, true, S_OK, true}}) {
+    SCOPED_TRACE(row.result);
+    void* object = nullptr;
+    EXPECT_EQ(::DllGetClassObject(Guid(row.classId), Guid(row.interfaceId), row.hasOut ? &object : nullptr),
+              row.result);
+    EXPECT_EQ(g_logSystem != nullptr, row.starts);
+    EXPECT_EQ(folder.CallCount() != 0, row.starts);
+    if (object != nullptr) static_cast<IUnknown*>(object)->Release();
+    g_logSystem = nullptr;
+  }
 }
 
-TEST_F(FirstLogging, IsStartedEvenIfTheInterfaceIsMissing) {
-  void* object = nullptr;
-  EXPECT_EQ(Get(kICredentialProviderFilter, &object), E_NOINTERFACE);
-  EXPECT_NE(g_logSystem, nullptr);
-}
-
-TEST_F(FirstLogging, IsNotStartedWithoutAnOutPointer) {
-  EXPECT_EQ(Get(kIClassFactory, nullptr), E_INVALIDARG);
-  EXPECT_EQ(g_logSystem, nullptr);
-  EXPECT_EQ(folder.CallCount(), 0u);
-}
-
-TEST_F(FirstLogging, IsNotStartedForAnotherClass) {
-  void* object = nullptr;
-  EXPECT_EQ(::DllGetClassObject(Guid(kKuv), Guid(kIClassFactory), &object), CLASS_E_CLASSNOTAVAILABLE);
-  EXPECT_EQ(g_logSystem, nullptr);
-}
-
-TEST_F(FirstLogging, IsStartedNeitherByAFilterNorByTheUnloadTest) {
+TEST_F(FirstLogging, IsNotStartedByAFilterOrTheUnloadTest) {
   void* object = nullptr;
   ASSERT_EQ(CKuvCredFilter_CreateInstance(Guid(kICredentialProviderFilter), &object), S_OK);
   auto* const filter = static_cast<ICredentialProviderFilter*>(object);
@@ -189,7 +189,7 @@ TEST_F(FirstLogging, IsStartedNeitherByAFilterNorByTheUnloadTest) {
 
 TEST_F(FirstLogging, GoesToTheDefaultFile) {
   folder.Answer([](HWND, int, HANDLE, DWORD, wchar_t* path) {
-    ::lstrcpyW(path, L"C:\\MadeUp");
+    ::lstrcpyW(path, L"C:\\Example");
     return S_OK;
   });
   KUV_IMPORT_HOOK(attributes, GetFileAttributesW);
@@ -198,11 +198,11 @@ TEST_F(FirstLogging, GoesToTheDefaultFile) {
   create.Answer([](const wchar_t*, SECURITY_ATTRIBUTES*) { return TRUE; });
   void* object = nullptr;
   ASSERT_EQ(Get(kIClassFactory, &object), S_OK);
-  EXPECT_EQ(files, (Names{"C:\\MadeUp\\Kuvant\\kuv.log"}));
+  EXPECT_EQ(files, (Names{"C:\\Example\\Kuvant\\kuv.log"}));
   static_cast<IUnknown*>(object)->Release();
 }
 
-TEST_F(FirstLogging, TakesTheLevelOfTheSettingsFromTheSecondCallOn) {
+TEST_F(FirstLogging, UsesTheConfiguredLevelFromTheSecondCallOn) {
   registry.Local().SetDword(L"Debug", 2);
   void* first = nullptr;
   ASSERT_EQ(Get(kIClassFactory, &first), S_OK);
@@ -223,7 +223,7 @@ TEST_F(FirstLogging, TakesTheLevelOfTheSettingsFromTheSecondCallOn) {
 
 class UnloadTest : public ComFixture {};
 
-TEST_F(UnloadTest, AllowsItWithoutObjectsAndLocks) {
+TEST_F(UnloadTest, AllowsUnloadingWithoutObjectsAndLocks) {
   EXPECT_EQ(::DllCanUnloadNow(), S_OK);
   EXPECT_EQ(log.Lines(), (LogLines{{Trace, "Filter DllCanUnloadNow (count 0)"}}));
 }
@@ -240,7 +240,7 @@ TEST_F(UnloadTest, IgnoresFactories) {
   factory->Release();
 }
 
-TEST_F(UnloadTest, RefusesItWhileAFilterLives) {
+TEST_F(UnloadTest, RejectsUnloadingWhileAFilterExists) {
   void* object = nullptr;
   ASSERT_EQ(CKuvCredFilter_CreateInstance(Guid(kIUnknown), &object), S_OK);
   log.Clear();
@@ -250,7 +250,7 @@ TEST_F(UnloadTest, RefusesItWhileAFilterLives) {
   EXPECT_EQ(::DllCanUnloadNow(), 0);
 }
 
-TEST_F(UnloadTest, RefusesItBelowZeroToo) {
+TEST_F(UnloadTest, RejectsUnloadingBelowZero) {
   DllRelease();
   EXPECT_EQ(::DllCanUnloadNow(), S_FALSE);
   DllAddRef();
@@ -272,7 +272,7 @@ class ModuleEntry : public KuvFixture {
   std::shared_ptr<FlushCounter> counter = std::make_shared<FlushCounter>();
 };
 
-TEST_F(ModuleEntry, RemembersTheModuleAtEveryNotification) {
+TEST_F(ModuleEntry, StoresTheModuleAtEachNotification) {
   for (const DWORD reason : {1u, 2u, 3u, 0u, 77u}) {
     SCOPED_TRACE(reason);
     const auto module = reinterpret_cast<HINSTANCE>(std::uintptr_t{0x10000} + reason);
@@ -281,14 +281,14 @@ TEST_F(ModuleEntry, RemembersTheModuleAtEveryNotification) {
   }
 }
 
-TEST_F(ModuleEntry, LeavesTheLogAloneUntilTheProcessDetaches) {
+TEST_F(ModuleEntry, KeepsTheLogUntilTheProcessDetaches) {
   const std::shared_ptr<Kuv::LogSystem> before = g_logSystem;
   for (const DWORD reason : {1u, 2u, 3u}) EXPECT_EQ(::DllMain(nullptr, reason, nullptr), TRUE);
   EXPECT_EQ(g_logSystem, before);
   EXPECT_EQ(counter->flushes, 0);
 }
 
-TEST_F(ModuleEntry, EndsTheLogWhenTheProcessDetaches) {
+TEST_F(ModuleEntry, EndsTheLogAtProcessDetach) {
   EXPECT_EQ(::DllMain(nullptr, 0, nullptr), TRUE);
   EXPECT_EQ(g_logSystem, nullptr);
   EXPECT_EQ(counter->flushes, 1);
@@ -296,14 +296,14 @@ TEST_F(ModuleEntry, EndsTheLogWhenTheProcessDetaches) {
   EXPECT_EQ(::DllMain(nullptr, 0, nullptr), TRUE);
 }
 
-TEST_F(ModuleEntry, EndsTheLogWithTheProcessTheSameWay) {
+TEST_F(ModuleEntry, EndsTheLogAtProcessExit) {
   int reserved = 0;
   EXPECT_EQ(::DllMain(nullptr, 0, &reserved), TRUE);
   EXPECT_EQ(g_logSystem, nullptr);
   EXPECT_EQ(counter->flushes, 1);
 }
 
-TEST_F(ModuleEntry, AsksThePlatformNothingAtAttach) {
+TEST_F(ModuleEntry, CallsNoRegistryAtAttach) {
   KUV_IMPORT_HOOK(openA, RegOpenKeyExA);
   KUV_IMPORT_HOOK(openW, RegOpenKeyExW);
   ::DllMain(nullptr, 1, nullptr);

@@ -19,7 +19,7 @@ class FilterArguments : public FilterFixture {
   BOOL flag = 7;
 };
 
-TEST_F(FilterArguments, NullArraysAndNoProvidersAreRefused) {
+TEST_F(FilterArguments, RejectsNullArraysAndNoProviders) {
   struct Row {
     GUID* providers;
     BOOL* allow;
@@ -47,7 +47,7 @@ TEST_F(FilterArguments, NullArraysAndNoProvidersAreRefused) {
   }
 }
 
-TEST_F(FilterArguments, ARefusalIsLoggedAtInfo) {
+TEST_F(FilterArguments, LogsARejectionAtInfo) {
   log.System().minLevel = LogLevel::Info;
   Ask(nullptr, &flag, 2);
   EXPECT_EQ(log.Lines(),
@@ -59,7 +59,7 @@ TEST_F(FilterArguments, ARefusalIsLoggedAtInfo) {
   EXPECT_EQ(log.Lines(), LogLines{});
 }
 
-TEST_F(FilterArguments, ARefusalAsksThePlatformNothing) {
+TEST_F(FilterArguments, RejectsWithoutAPlatformCall) {
   *GetConfiguration() = Configuration{};
   KUV_IMPORT_HOOK(openA, RegOpenKeyExA);
   KUV_IMPORT_HOOK(openW, RegOpenKeyExW);
@@ -71,17 +71,17 @@ TEST_F(FilterArguments, ARefusalAsksThePlatformNothing) {
   EXPECT_EQ(metrics.CallCount(), 0u);
 }
 
-TEST_F(FilterArguments, ARefusalNeedsNoLog) {
+TEST_F(FilterArguments, RejectsWithoutALog) {
   g_logSystem = nullptr;
   EXPECT_EQ(Ask(&kuv, nullptr, 1), E_INVALIDARG);
 }
 
-TEST_F(FilterArguments, OneProviderIsEnough) {
+TEST_F(FilterArguments, AcceptsOneProvider) {
   EXPECT_EQ(Filter({.providers = {kKuv}}), (std::vector<BOOL>{1}));
   EXPECT_EQ(Filter({.providers = {kVendor}}), (std::vector<BOOL>{7}));
 }
 
-TEST_F(FilterArguments, AsManyProvidersAsComeAreTaken) {
+TEST_F(FilterArguments, AcceptsThousandsOfProviders) {
   Names providers(5000, kVendor);
   providers.back() = kKuv;
   std::vector<BOOL> expected(5000, 0);

@@ -7,12 +7,8 @@ namespace {
 
 using namespace KuvTest;
 
-const std::string kLocal = "Software\\Kuvant\\KuvCredProv";
-const std::string kPolicy = "Software\\Policies\\Kuvant\\KuvCredProv";
-const std::string kTerminalServer = "SYSTEM\\CurrentControlSet\\Control\\Terminal Server\\";
-
-// Records the keys that a decision opens, in order, whichever form of the call it uses, and that each
-// one that opened is closed.
+// Records the keys that a decision opens, in order, by either form of the call, and checks that each opened
+// key is closed.
 class FilterCalls : public FilterFixture {
  protected:
   FilterCalls() {
@@ -48,56 +44,56 @@ class FilterCalls : public FilterFixture {
   }
 };
 
-TEST_F(FilterCalls, ALogonAsksForTheModeThenTheSessionThenRdpOnly) {
+TEST_F(FilterCalls, LogonReadsModeThenSessionThenRdpOnly) {
   Configure();
   for (const DWORD scenario : {1u, 2u, 3u}) {
     EXPECT_EQ(KeysOpenedBy({.scenario = scenario}),
-              (Names{kPolicy, kLocal, kTerminalServer, kPolicy, kLocal}));
+              (Names{kPolicyKey, kLocalKey, kTerminalServerKey, kPolicyKey, kLocalKey}));
   }
   EXPECT_EQ(metrics.CallCount(), 3u);
 }
 
-TEST_F(FilterCalls, APolicyValueEndsTheSearch) {
+TEST_F(FilterCalls, PolicyValueEndsTheSearch) {
   Configure();
   registry.Policy().SetDword(L"ElevationProtectionMode", 2);
   registry.Policy().SetDword(L"RdpOnly", 0);
-  EXPECT_EQ(KeysOpenedBy({}), (Names{kPolicy, kTerminalServer, kPolicy}));
+  EXPECT_EQ(KeysOpenedBy({}), (Names{kPolicyKey, kTerminalServerKey, kPolicyKey}));
 }
 
-TEST_F(FilterCalls, ARemoteLogonAsksForRdpOnlyAllTheSame) {
+TEST_F(FilterCalls, RemoteLogonReadsRdpOnlyToo) {
   Configure();
   SetRemote(true);
-  EXPECT_EQ(KeysOpenedBy({}), (Names{kPolicy, kLocal, kPolicy, kLocal}));
+  EXPECT_EQ(KeysOpenedBy({}), (Names{kPolicyKey, kLocalKey, kPolicyKey, kLocalKey}));
   EXPECT_EQ(metrics.CallCount(), 1u);
 }
 
-TEST_F(FilterCalls, AnUnprotectedLogonAsksForTheSessionOnceAndNotForRdpOnly) {
+TEST_F(FilterCalls, UnprotectedLogonReadsTheSessionOnceAndNotRdpOnly) {
   Configure();
   registry.Policy().SetDword(L"ElevationProtectionMode", 1);
-  EXPECT_EQ(KeysOpenedBy({}), (Names{kPolicy, kTerminalServer}));
+  EXPECT_EQ(KeysOpenedBy({}), (Names{kPolicyKey, kTerminalServerKey}));
   EXPECT_EQ(metrics.CallCount(), 1u);
 }
 
-TEST_F(FilterCalls, ElevationAsksForTheModeOnly) {
+TEST_F(FilterCalls, ElevationReadsTheModeOnly) {
   Configure();
   for (const DWORD mode : {0u, 1u, 2u}) {
     for (const DWORD flags : {0u, 0x100u}) {
       registry.Local().SetDword(L"ElevationProtectionMode", mode);
-      EXPECT_EQ(KeysOpenedBy({.scenario = CPUS_CREDUI, .flags = flags}), (Names{kPolicy, kLocal}));
+      EXPECT_EQ(KeysOpenedBy({.scenario = CPUS_CREDUI, .flags = flags}), (Names{kPolicyKey, kLocalKey}));
     }
   }
   EXPECT_EQ(metrics.CallCount(), 0u);
 }
 
-TEST_F(FilterCalls, EveryOtherScenarioAsksForTheModeAllTheSame) {
+TEST_F(FilterCalls, OtherScenariosReadTheModeToo) {
   Configure();
   for (const DWORD scenario : {0u, 5u, 6u, 0xFFFFFFFFu}) {
-    EXPECT_EQ(KeysOpenedBy({.scenario = scenario}), (Names{kPolicy, kLocal}));
+    EXPECT_EQ(KeysOpenedBy({.scenario = scenario}), (Names{kPolicyKey, kLocalKey}));
   }
   EXPECT_EQ(metrics.CallCount(), 0u);
 }
 
-TEST_F(FilterCalls, WithoutAKuvProviderNothingIsAsked) {
+TEST_F(FilterCalls, ReadsNothingWithoutKuvProvider) {
   for (const DWORD scenario : {0u, 1u, 2u, 3u, 4u, 5u, 6u}) {
     EXPECT_EQ(KeysOpenedBy({.scenario = scenario, .providers = {kPassword, kVendor}}), Names{});
   }
@@ -105,22 +101,23 @@ TEST_F(FilterCalls, WithoutAKuvProviderNothingIsAsked) {
   EXPECT_FALSE(GetConfiguration()->IsConfigured());
 }
 
-TEST_F(FilterCalls, AnIncompleteRecordIsLoadedAtEachDecisionAndNothingElseIsAsked) {
+TEST_F(FilterCalls, IncompleteRecordIsLoadedAtEachDecisionAndNothingElseIsRead) {
   // Each key is opened for its settings and, within that, for the level of the log.
-  for (int i = 0; i < 2; ++i) EXPECT_EQ(KeysOpenedBy({}), (Names{kLocal, kLocal, kPolicy, kPolicy}));
+  for (int i = 0; i < 2; ++i)
+    EXPECT_EQ(KeysOpenedBy({}), (Names{kLocalKey, kLocalKey, kPolicyKey, kPolicyKey}));
   EXPECT_EQ(metrics.CallCount(), 0u);
 }
 
-TEST_F(FilterCalls, ACompleteRecordIsLoadedOnce) {
+TEST_F(FilterCalls, CompleteRecordIsLoadedOnce) {
   registry.Local().SetText(L"Host", L"host.example");
   registry.Local().SetText(L"IKey", L"ikey");
   registry.Local().SetText(L"SKey", L"skey");
   EXPECT_EQ(KeysOpenedBy({.scenario = CPUS_PLAP}),
-            (Names{kLocal, kLocal, kPolicy, kPolicy, kPolicy, kLocal}));
-  EXPECT_EQ(KeysOpenedBy({.scenario = CPUS_PLAP}), (Names{kPolicy, kLocal}));
+            (Names{kLocalKey, kLocalKey, kPolicyKey, kPolicyKey, kPolicyKey, kLocalKey}));
+  EXPECT_EQ(KeysOpenedBy({.scenario = CPUS_PLAP}), (Names{kPolicyKey, kLocalKey}));
 }
 
-TEST_F(FilterCalls, ADecisionReadsTheSettingsByName) {
+TEST_F(FilterCalls, ReadsTheSettingsByName) {
   Configure();
   registry.Local().SetDword(L"ElevationProtectionMode", 2);
   Names names;
@@ -133,10 +130,10 @@ TEST_F(FilterCalls, ADecisionReadsTheSettingsByName) {
   EXPECT_EQ(names, (Names{"ElevationProtectionMode", "ElevationProtectionMode", "RdpOnly", "RdpOnly"}));
 }
 
-TEST_F(FilterCalls, AFailedDecisionStillReleasesWhatItOpened) {
+TEST_F(FilterCalls, FailedDecisionClosesItsKeys) {
   Configure();
-  metrics.Answer([](int) -> int { throw std::runtime_error{"made up"}; });
-  EXPECT_EQ(KeysOpenedBy({}), (Names{kPolicy, kLocal}));
+  metrics.Answer([](int) -> int { throw std::runtime_error{"example"}; });
+  EXPECT_EQ(KeysOpenedBy({}), (Names{kPolicyKey, kLocalKey}));
 }
 
 }  // namespace

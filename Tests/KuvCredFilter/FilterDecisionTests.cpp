@@ -1,6 +1,9 @@
+#include <ostream>
+#include <sstream>
 #include <stdexcept>
 
 #include "KuvCredFilter/FilterFixture.h"
+#include "Support/DecisionModel.h"
 
 namespace {
 
@@ -9,15 +12,13 @@ using enum LogLevel;
 
 using Flags = std::vector<BOOL>;
 
-// The lines that every decision over the password, the Kuv and the vendor's provider starts with, the
-// vendor's being on the whitelist, up to and with the one that names the scenario.
-LogLines Start(const std::string& scenarioLine) {
+// The first lines of a decision on the password, the Kuv and the vendor's provider, the last one whitelisted.
+LogLines Start() {
   return {{Trace, "Entering CKuvCredFilter::Filter"},
           {Debug, "Filter scanning provider {60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}"},
           {Debug, "Filter scanning provider {5E1B7C30-9A42-4D6F-8C15-A3F02E76D418}"},
           {Debug, "Whitelisted provider {0A1B2C3D-4E5F-4071-8293-A4B5C6D7E8F9}"},
-          {Debug, "Whitelisted provider {5E1B7C30-9A42-4D6F-8C15-A3F02E76D418}"},
-          {Debug, scenarioLine}};
+          {Debug, "Whitelisted provider {5E1B7C30-9A42-4D6F-8C15-A3F02E76D418}"}};
 }
 
 LogLines operator+(LogLines left, const LogLines& right) {
@@ -25,20 +26,15 @@ LogLines operator+(LogLines left, const LogLines& right) {
   return left;
 }
 
-// What each outcome leaves, and its report.
 const Flags kOnlyAllowed = {0, 1, 1};
+const Flags kAllButKuv = {1, 0, 1};
+const Flags kAsPassed = {0, 1, -1};
 const LogLines kOnlyAllowedReport = {{Debug, "Provider {60B78E88-EAD8-445C-9CFD-0B87F74EA6CD} is DISABLED."},
                                      {Debug, "Provider {5E1B7C30-9A42-4D6F-8C15-A3F02E76D418} is ENABLED."},
                                      {Debug, "Provider {0A1B2C3D-4E5F-4071-8293-A4B5C6D7E8F9} is ENABLED."}};
-const Flags kAllButKuv = {1, 0, 1};
 const LogLines kAllButKuvReport = {{Debug, "Provider {60B78E88-EAD8-445C-9CFD-0B87F74EA6CD} is ENABLED."},
                                    {Debug, "Provider {5E1B7C30-9A42-4D6F-8C15-A3F02E76D418} is DISABLED."},
                                    {Debug, "Provider {0A1B2C3D-4E5F-4071-8293-A4B5C6D7E8F9} is ENABLED."}};
-const Flags kAsPassed = {0, 1, -1};
-const LogLines kAsPassedReport = {{Debug, "Provider {60B78E88-EAD8-445C-9CFD-0B87F74EA6CD} is DISABLED."},
-                                  {Debug, "Provider {5E1B7C30-9A42-4D6F-8C15-A3F02E76D418} is ENABLED."},
-                                  {Debug, "Provider {0A1B2C3D-4E5F-4071-8293-A4B5C6D7E8F9} is ENABLED."}};
-
 class FilterDecision : public FilterFixture {
  protected:
   FilterDecision() { Configure({kVendor}); }
@@ -51,49 +47,113 @@ class FilterDecision : public FilterFixture {
   void SetRdpOnly(DWORD value) { registry.Local().SetDword(L"RdpOnly", value); }
 };
 
-TEST_F(FilterDecision, ProtectsALocalLogon) {
-  ExpectDecision(Call(1), kOnlyAllowed,
-                 Start("Filter usage scenario 1/CPUS_LOGON, flags=0x00000000") +
-                     LogLines{{Info, "Local login session"},
-                              {Info, "Usage scenario 1/CPUS_LOGON supported"},
-                              {Info, "Enabling Kuv and whitelisted Credential Providers"}},
-                 kOnlyAllowedReport);
+constexpr DWORD kAbsent = 77;
+
+struct DecisionRow {
+  const char* name;
+  DWORD scenario;
+  DWORD flags;
+  DWORD mode;
+  DWORD rdpOnly;
+  bool remote;
+  Outcome outcome;
+  const char* log;  // from the scenario on, without the line of the outcome
+};
+
+constexpr DecisionRow kDecisions[] = {
+    {"ProtectsLocalLogon", 1, 0, kAbsent, kAbsent, false, Outcome::OnlyAllowed,
+     "Debug: Filter usage scenario 1/CPUS_LOGON, flags=0x00000000\n"
+     "Info: Local login session\n"
+     "Info: Usage scenario 1/CPUS_LOGON supported\n"},
+    {"ProtectsRemoteLogon", 2, 0xABCDEF01, 2, kAbsent, true, Outcome::OnlyAllowed,
+     "Debug: Filter usage scenario 2/CPUS_UNLOCK_WORKSTATION, flags=0xABCDEF01\n"
+     "Info: Remote login session (RDP)\n"
+     "Info: Usage scenario 2/CPUS_UNLOCK_WORKSTATION supported\n"},
+    {"ProtectsRemoteLogonUnderRdpOnly", 3, 0, kAbsent, 1, true, Outcome::OnlyAllowed,
+     "Debug: Filter usage scenario 3/CPUS_CHANGE_PASSWORD, flags=0x00000000\n"
+     "Info: Remote login session (RDP)\n"
+     "Info: Kuv is configured for RDP only login\n"
+     "Info: Usage scenario 3/CPUS_CHANGE_PASSWORD supported\n"},
+    {"DisablesKuvAtLocalLogonUnderRdpOnly", 1, 0, kAbsent, 1, false, Outcome::WithoutKuv,
+     "Debug: Filter usage scenario 1/CPUS_LOGON, flags=0x00000000\n"
+     "Info: Local login session\n"
+     "Info: Kuv is configured for RDP only login\n"},
+    {"LeavesLocalLogonUntouchedUnderElevationOnly", 1, 0, 1, kAbsent, false, Outcome::Untouched,
+     "Debug: Filter usage scenario 1/CPUS_LOGON, flags=0x00000000\n"
+     "Info: Kuv is configured to not protect logon {logonType: Local}.\n"},
+    {"LeavesRemoteLogonUntouchedUnderElevationOnly", 3, 0, 1, 1, true, Outcome::Untouched,
+     "Debug: Filter usage scenario 3/CPUS_CHANGE_PASSWORD, flags=0x00000000\n"
+     "Info: Kuv is configured to not protect logon {logonType: RDP}.\n"},
+    {"ProtectsElevationPrompt", 4, 0x100, 2, kAbsent, false, Outcome::OnlyAllowed,
+     "Debug: Filter usage scenario 4/CPUS_CREDUI, flags=0x00000100\n"
+     "Info: Usage scenario 4/CPUS_CREDUI supported\n"},
+    {"ProtectsLocalElevationPromptUnderRdpOnly", 4, 0xFFFFFFFF, 1, 1, false, Outcome::OnlyAllowed,
+     "Debug: Filter usage scenario 4/CPUS_CREDUI, flags=0xFFFFFFFF\n"
+     "Info: Usage scenario 4/CPUS_CREDUI supported\n"},
+    {"DisablesKuvAtOtherPromptUnderElevationOnly", 4, 0xFFFFFEFF, 1, kAbsent, false, Outcome::WithoutKuv,
+     "Debug: Filter usage scenario 4/CPUS_CREDUI, flags=0xFFFFFEFF\n"
+     "Debug: UAC elevation does not support usage scenario CPUS_CREDUI with flags 0xFFFFFEFF\n"},
+    {"DisablesKuvAtOtherPromptUnderLogonAndElevation", 4, 0xFFFFFEFF, 2, kAbsent, false, Outcome::WithoutKuv,
+     "Debug: Filter usage scenario 4/CPUS_CREDUI, flags=0xFFFFFEFF\n"
+     "Debug: UAC elevation does not support usage scenario CPUS_CREDUI with flags 0xFFFFFEFF\n"},
+    {"DisablesKuvAtPromptUnderLogonOnly", 4, 0, kAbsent, kAbsent, false, Outcome::WithoutKuv,
+     "Debug: Filter usage scenario 4/CPUS_CREDUI, flags=0x00000000\n"},
+    {"DisablesKuvAtElevationPromptUnderLogonOnly", 4, 0x100, kAbsent, kAbsent, false, Outcome::WithoutKuv,
+     "Debug: Filter usage scenario 4/CPUS_CREDUI, flags=0x00000100\n"},
+    {"DisablesKuvForInvalidScenario", 0, 0x100, kAbsent, kAbsent, false, Outcome::WithoutKuv,
+     "Debug: Filter usage scenario 0/CPUS_INVALID, flags=0x00000100\n"
+     "Debug: Usage scenario 0/CPUS_INVALID not supported\n"},
+    {"DisablesKuvForPreLogonAccess", 5, 0x100, kAbsent, kAbsent, false, Outcome::WithoutKuv,
+     "Debug: Filter usage scenario 5/CPUS_PLAP, flags=0x00000100\n"
+     "Debug: Usage scenario 5/CPUS_PLAP not supported\n"},
+    {"DisablesKuvForUnknownScenario", 6, 0x100, kAbsent, kAbsent, false, Outcome::WithoutKuv,
+     "Debug: Filter usage scenario 6/<unknown>, flags=0x00000100\n"
+     "Debug: Usage scenario 6/<unknown> not supported\n"},
+    {"DisablesKuvForLargestScenario", 0xFFFFFFFF, 0x100, kAbsent, kAbsent, false, Outcome::WithoutKuv,
+     "Debug: Filter usage scenario -1/<unknown>, flags=0x00000100\n"
+     "Debug: Usage scenario -1/<unknown> not supported\n"},
+};
+
+void PrintTo(const DecisionRow& row, std::ostream* out) {
+  *out << row.name;
 }
 
-TEST_F(FilterDecision, ProtectsARemoteLogon) {
-  SetRemote(true);
-  SetMode(2);
-  ExpectDecision(Call(2, 0xABCDEF01), kOnlyAllowed,
-                 Start("Filter usage scenario 2/CPUS_UNLOCK_WORKSTATION, flags=0xABCDEF01") +
-                     LogLines{{Info, "Remote login session (RDP)"},
-                              {Info, "Usage scenario 2/CPUS_UNLOCK_WORKSTATION supported"},
-                              {Info, "Enabling Kuv and whitelisted Credential Providers"}},
-                 kOnlyAllowedReport);
+// Splits "Debug: text" and "Info: text" lines.
+LogLines Parse(const std::string& log) {
+  LogLines lines;
+  std::istringstream in{log};
+  for (std::string line; std::getline(in, line);) {
+    lines.push_back({line.starts_with("Debug") ? Debug : Info, line.substr(line.find(": ") + 2)});
+  }
+  return lines;
 }
 
-TEST_F(FilterDecision, ProtectsARemoteLogonIfOnlyThoseAreToBe) {
-  SetRemote(true);
-  SetRdpOnly(1);
-  ExpectDecision(Call(3), kOnlyAllowed,
-                 Start("Filter usage scenario 3/CPUS_CHANGE_PASSWORD, flags=0x00000000") +
-                     LogLines{{Info, "Remote login session (RDP)"},
-                              {Info, "Kuv is configured for RDP only login"},
-                              {Info, "Usage scenario 3/CPUS_CHANGE_PASSWORD supported"},
-                              {Info, "Enabling Kuv and whitelisted Credential Providers"}},
-                 kOnlyAllowedReport);
+class FilterDecisionRow : public FilterDecision, public ::testing::WithParamInterface<DecisionRow> {};
+
+INSTANTIATE_TEST_SUITE_P(, FilterDecisionRow, ::testing::ValuesIn(kDecisions),
+                         [](const auto& row) { return row.param.name; });
+
+TEST_P(FilterDecisionRow, LeavesFlagsAndLog) {
+  const DecisionRow& row = GetParam();
+  SetRemote(row.remote);
+  if (row.mode != kAbsent) SetMode(row.mode);
+  if (row.rdpOnly != kAbsent) SetRdpOnly(row.rdpOnly);
+  const LogLines lines = Start() + Parse(row.log);
+  const LogLine enabling{Info, "Enabling Kuv and whitelisted Credential Providers"};
+  const LogLine disabling{Info, "Disabling Kuv Credential Provider"};
+  const FilterCall call = Call(row.scenario, row.flags);
+  switch (row.outcome) {
+    case Outcome::OnlyAllowed:
+      return ExpectDecision(call, kOnlyAllowed, lines + LogLines{enabling}, kOnlyAllowedReport);
+    case Outcome::WithoutKuv:
+      return ExpectDecision(call, kAllButKuv, lines + LogLines{disabling}, kAllButKuvReport);
+    case Outcome::Untouched:
+      // The flags as passed have the report of the allowed list.
+      return ExpectDecision(call, kAsPassed, lines, kOnlyAllowedReport);
+  }
 }
 
-TEST_F(FilterDecision, LeavesALocalLogonToOthersIfOnlyRemoteOnesAreProtected) {
-  SetRdpOnly(1);
-  ExpectDecision(Call(1), kAllButKuv,
-                 Start("Filter usage scenario 1/CPUS_LOGON, flags=0x00000000") +
-                     LogLines{{Info, "Local login session"},
-                              {Info, "Kuv is configured for RDP only login"},
-                              {Info, "Disabling Kuv Credential Provider"}},
-                 kAllButKuvReport);
-}
-
-TEST_F(FilterDecision, RdpOnlyIsOnForExactlyOne) {
+TEST_F(FilterDecision, RdpOnlyIsOnOnlyIfStoredAsOne) {
   for (const DWORD value : {0u, 2u, 0xFFFFFFFFu}) {
     SCOPED_TRACE(value);
     SetRdpOnly(value);
@@ -102,7 +162,7 @@ TEST_F(FilterDecision, RdpOnlyIsOnForExactlyOne) {
   EXPECT_FALSE(log.Contains("RDP only"));
 }
 
-TEST_F(FilterDecision, RdpOnlyOfThePolicyEndsTheSearch) {
+TEST_F(FilterDecision, RdpOnlyOfThePolicyOverridesTheLocalOne) {
   SetRdpOnly(1);
   registry.Policy().SetDword(L"RdpOnly", 0);
   EXPECT_EQ(Filter(Call(1)), kOnlyAllowed);
@@ -110,71 +170,7 @@ TEST_F(FilterDecision, RdpOnlyOfThePolicyEndsTheSearch) {
   EXPECT_EQ(Filter(Call(1)), kAllButKuv);
 }
 
-TEST_F(FilterDecision, LeavesALocalLogonAloneIfOnlyElevationIsProtected) {
-  SetMode(1);
-  ExpectDecision(Call(1), kAsPassed,
-                 Start("Filter usage scenario 1/CPUS_LOGON, flags=0x00000000") +
-                     LogLines{{Info, "Kuv is configured to not protect logon {logonType: Local}."}},
-                 kAsPassedReport);
-}
-
-TEST_F(FilterDecision, LeavesARemoteLogonAloneIfOnlyElevationIsProtected) {
-  SetMode(1);
-  SetRdpOnly(1);
-  SetRemote(true);
-  ExpectDecision(Call(3), kAsPassed,
-                 Start("Filter usage scenario 3/CPUS_CHANGE_PASSWORD, flags=0x00000000") +
-                     LogLines{{Info, "Kuv is configured to not protect logon {logonType: RDP}."}},
-                 kAsPassedReport);
-}
-
-TEST_F(FilterDecision, ProtectsAnElevationPrompt) {
-  SetMode(2);
-  ExpectDecision(Call(4, 0x100), kOnlyAllowed,
-                 Start("Filter usage scenario 4/CPUS_CREDUI, flags=0x00000100") +
-                     LogLines{{Info, "Usage scenario 4/CPUS_CREDUI supported"},
-                              {Info, "Enabling Kuv and whitelisted Credential Providers"}},
-                 kOnlyAllowedReport);
-}
-
-TEST_F(FilterDecision, ProtectsALocalElevationPromptWhateverIsSaidOfRemoteLogons) {
-  SetMode(1);
-  SetRdpOnly(1);
-  ExpectDecision(Call(4, 0xFFFFFFFF), kOnlyAllowed,
-                 Start("Filter usage scenario 4/CPUS_CREDUI, flags=0xFFFFFFFF") +
-                     LogLines{{Info, "Usage scenario 4/CPUS_CREDUI supported"},
-                              {Info, "Enabling Kuv and whitelisted Credential Providers"}},
-                 kOnlyAllowedReport);
-}
-
-TEST_F(FilterDecision, LeavesEveryOtherCredentialPromptToOthers) {
-  for (const DWORD mode : {1u, 2u}) {
-    SCOPED_TRACE(mode);
-    SetMode(mode);
-    ExpectDecision(
-        Call(4, 0xFFFFFEFF), kAllButKuv,
-        Start("Filter usage scenario 4/CPUS_CREDUI, flags=0xFFFFFEFF") +
-            LogLines{
-                {Debug, "UAC elevation does not support usage scenario CPUS_CREDUI with flags 0xFFFFFEFF"},
-                {Info, "Disabling Kuv Credential Provider"}},
-        kAllButKuvReport);
-  }
-}
-
-TEST_F(FilterDecision, LeavesElevationToOthersIfOnlyLogonIsProtected) {
-  struct Row {
-    DWORD flags;
-    const char* line;
-  };
-  for (const Row& row : {Row{0, "Filter usage scenario 4/CPUS_CREDUI, flags=0x00000000"},
-                         Row{0x100, "Filter usage scenario 4/CPUS_CREDUI, flags=0x00000100"}}) {
-    SCOPED_TRACE(row.line);
-    ExpectDecision(Call(4, row.flags), kAllButKuv,
-                   Start(row.line) + LogLines{{Info, "Disabling Kuv Credential Provider"}}, kAllButKuvReport);
-  }
-}
-
-TEST_F(FilterDecision, AModeAboveTwoProtectsLogonOnly) {
+TEST_F(FilterDecision, ModeAboveTwoProtectsLogonOnly) {
   for (const DWORD mode : {3u, 4u, 0x80000001u, 0xFFFFFFFFu}) {
     SCOPED_TRACE(mode);
     SetMode(mode);
@@ -184,7 +180,7 @@ TEST_F(FilterDecision, AModeAboveTwoProtectsLogonOnly) {
   EXPECT_FALSE(log.Contains("UAC elevation"));
 }
 
-TEST_F(FilterDecision, TheModeIsReadAtEachDecisionAndNeverFromTheRecord) {
+TEST_F(FilterDecision, ModeIsReadAtEachDecisionAndNotFromTheRecord) {
   GetConfiguration()->ElevationProtectionMode = ElevationProtectionMode::ElevationOnly;
   EXPECT_EQ(Filter(Call(1)), kOnlyAllowed);
   SetMode(1);
@@ -193,29 +189,7 @@ TEST_F(FilterDecision, TheModeIsReadAtEachDecisionAndNeverFromTheRecord) {
   EXPECT_EQ(Filter(Call(1)), kOnlyAllowed);
 }
 
-TEST_F(FilterDecision, LeavesEveryOtherScenarioToOthers) {
-  struct Row {
-    DWORD scenario;
-    const char* start;
-    const char* refusal;
-  };
-  for (const Row& row : {Row{0, "Filter usage scenario 0/CPUS_INVALID, flags=0x00000100",
-                             "Usage scenario 0/CPUS_INVALID not supported"},
-                         Row{5, "Filter usage scenario 5/CPUS_PLAP, flags=0x00000100",
-                             "Usage scenario 5/CPUS_PLAP not supported"},
-                         Row{6, "Filter usage scenario 6/<unknown>, flags=0x00000100",
-                             "Usage scenario 6/<unknown> not supported"},
-                         Row{0xFFFFFFFF, "Filter usage scenario -1/<unknown>, flags=0x00000100",
-                             "Usage scenario -1/<unknown> not supported"}}) {
-    SCOPED_TRACE(row.refusal);
-    ExpectDecision(
-        Call(row.scenario, 0x100), kAllButKuv,
-        Start(row.start) + LogLines{{Debug, row.refusal}, {Info, "Disabling Kuv Credential Provider"}},
-        kAllButKuvReport);
-  }
-}
-
-TEST_F(FilterDecision, PermitsAllIfNoKuvProviderIsInstalled) {
+TEST_F(FilterDecision, PermitsAllWithoutKuvProvider) {
   *GetConfiguration() = Configuration{};
   for (const DWORD scenario : {0u, 1u, 4u, 5u, 6u}) {
     SCOPED_TRACE(scenario);
@@ -229,7 +203,7 @@ TEST_F(FilterDecision, PermitsAllIfNoKuvProviderIsInstalled) {
   }
 }
 
-TEST_F(FilterDecision, ReportsThatNothingIsEnabledEvenIfNothingWasTouched) {
+TEST_F(FilterDecision, WarnsOfNoEnabledProviderEvenIfUntouched) {
   ExpectDecision({CPUS_LOGON, 0, {kVendor}, {0}}, {0},
                  {{Trace, "Entering CKuvCredFilter::Filter"},
                   {Debug, "Filter scanning provider {0A1B2C3D-4E5F-4071-8293-A4B5C6D7E8F9}"},
@@ -238,7 +212,7 @@ TEST_F(FilterDecision, ReportsThatNothingIsEnabledEvenIfNothingWasTouched) {
                   {Warning, "No providers enabled!"}});
 }
 
-TEST_F(FilterDecision, ScansNoFurtherThanTheFirstKuvProvider) {
+TEST_F(FilterDecision, ScanStopsAtTheFirstKuvProvider) {
   Configure();
   for (const char* const first : {kKuv, kKuvSmartCard}) {
     SCOPED_TRACE(first);
@@ -254,7 +228,7 @@ TEST_F(FilterDecision, ScansNoFurtherThanTheFirstKuvProvider) {
   }
 }
 
-TEST_F(FilterDecision, TheSmartCardProviderAloneCountsAsInstalled) {
+TEST_F(FilterDecision, SmartCardProviderAloneCountsAsInstalled) {
   Configure();
   EXPECT_EQ(Filter({.providers = {kPassword, kKuvSmartCard}}), (Flags{0, 0}));
   EXPECT_EQ(Filter({.scenario = CPUS_PLAP, .providers = {kPassword, kKuvSmartCard}}), (Flags{1, 0}));
@@ -263,7 +237,7 @@ TEST_F(FilterDecision, TheSmartCardProviderAloneCountsAsInstalled) {
   EXPECT_EQ(Filter({.providers = {kPassword, kKuvSmartCard}}), (Flags{0, 1}));
 }
 
-TEST_F(FilterDecision, WarnsIfOnlyKuvProvidersWereThereAndGo) {
+TEST_F(FilterDecision, WarnsIfOnlyKuvProvidersExistAndAreDisabled) {
   Configure();
   ExpectDecision({CPUS_PLAP, 0, {kKuv, kKuvSmartCard}, {1, 1}}, {0, 0},
                  {{Trace, "Entering CKuvCredFilter::Filter"},
@@ -277,7 +251,7 @@ TEST_F(FilterDecision, WarnsIfOnlyKuvProvidersWereThereAndGo) {
                   {Warning, "No providers enabled!"}});
 }
 
-TEST_F(FilterDecision, AFlagOtherThanOneIsEnabledInTheReport) {
+TEST_F(FilterDecision, ReportsAnyNonzeroFlagAsEnabled) {
   SetMode(1);
   for (const BOOL flag : {1, 2, 7, -1}) {
     SCOPED_TRACE(flag);
@@ -288,7 +262,7 @@ TEST_F(FilterDecision, AFlagOtherThanOneIsEnabledInTheReport) {
   }
 }
 
-TEST_F(FilterDecision, TakesTheKuvProviderAwayIfTheSettingsCannotBeLoaded) {
+TEST_F(FilterDecision, DisablesKuvIfTheSettingsCannotBeLoaded) {
   *GetConfiguration() = Configuration{};
   for (const DWORD scenario : {0u, 1u, 2u, 3u, 4u, 5u, 6u, 0xFFFFFFFFu}) {
     SCOPED_TRACE(scenario);
@@ -331,7 +305,7 @@ TEST_F(FilterDecision, LoadsTheSettingsOnFirstUse) {
   EXPECT_FALSE(log.Contains("secret"));
 }
 
-TEST_F(FilterDecision, ListsTheSmartCardProviderBehindTheKuvOne) {
+TEST_F(FilterDecision, ListsTheSmartCardProviderAfterTheKuvProvider) {
   GetConfiguration()->EnableSmartCards = true;
   GetConfiguration()->WrapSmartCards = true;
   EXPECT_EQ(Filter({.providers = {kKuv, kKuvSmartCard, kSmartCard}}), (Flags{1, 1, 0}));
@@ -343,19 +317,20 @@ TEST_F(FilterDecision, ListsTheSmartCardProviderBehindTheKuvOne) {
                       {Debug, "Whitelisted provider {C27D40E9-16B3-4A8E-B7F2-094E6D1A35C8}"}}));
 }
 
-TEST_F(FilterDecision, TurnsAnyStandardExceptionIntoTheSafeResult) {
-  metrics.Answer([](int) -> int { throw std::out_of_range{"made up"}; });
+TEST_F(FilterDecision, DisablesKuvAtAnyStandardException) {
+  metrics.Answer([](int) -> int { throw std::out_of_range{"example"}; });
   ExpectDecision(Call(1), kAllButKuv,
-                 Start("Filter usage scenario 1/CPUS_LOGON, flags=0x00000000") +
-                     LogLines{{Error, "Filter encountered an exception. 'made up"},
-                              {Info, "Disabling Kuv Credential Provider"}},
+                 Start() + LogLines{{Debug, "Filter usage scenario 1/CPUS_LOGON, flags=0x00000000"},
+                                    {Error, "Filter encountered an exception. 'example"},
+                                    {Info, "Disabling Kuv Credential Provider"}},
                  kAllButKuvReport);
 }
 
-TEST_F(FilterDecision, LetsEveryOtherExceptionPass) {
+TEST_F(FilterDecision, LetsOtherExceptionsThrough) {
   metrics.Answer([](int) -> int { throw 5; });
   EXPECT_THROW(Filter(Call(1)), int);
-  EXPECT_EQ(log.Lines(), Start("Filter usage scenario 1/CPUS_LOGON, flags=0x00000000"));
+  EXPECT_EQ(log.Lines(),
+            (Start() + LogLines{{Debug, "Filter usage scenario 1/CPUS_LOGON, flags=0x00000000"}}));
 }
 
 TEST_F(FilterDecision, NeedsNoLog) {
@@ -366,7 +341,7 @@ TEST_F(FilterDecision, NeedsNoLog) {
   EXPECT_EQ(Filter(Call(1)), kAllButKuv);
 }
 
-TEST_F(FilterDecision, WritesNoIdentifierTextIfThePlatformGivesNone) {
+TEST_F(FilterDecision, WritesEmptyIdentifierIfThePlatformFormatsNone) {
   KUV_IMPORT_HOOK(convert, StringFromGUID2);
   convert.Answer([](const GUID&, wchar_t*, int) { return 0; });
   EXPECT_EQ(Filter(Call(5)), kAllButKuv);

@@ -12,7 +12,7 @@
 #include "KuvCredFilter/Module.h"
 #include "Support/ImportTable.h"
 
-// Nothing in here may need memory of its own while there is none: the arrays are made before.
+// The test itself must not allocate while memory is exhausted: the arrays are created before.
 
 namespace {
 
@@ -26,7 +26,7 @@ class ExhaustedMemory : public FilterFixture {
     GetConfiguration()->WrapSmartCards = true;
   }
 
-  // Decides on a logon with memory for that many allocations less one. Gives whether it ran out.
+  // Decides on a logon with memory for `allocations` - 1 allocations. Returns whether memory ran out.
   bool FilterWithMemoryFor(std::size_t allocations, MemoryExhaustion::Lasts lasts) {
     std::copy_n(std::begin(kBefore), 4, allow);
     const MemoryExhaustion exhaustion{allocations, lasts};
@@ -40,7 +40,7 @@ class ExhaustedMemory : public FilterFixture {
   HRESULT result = E_FAIL;
 };
 
-TEST_F(ExhaustedMemory, TakesTheKuvProvidersAwayAtWhicheverAllocation) {
+TEST_F(ExhaustedMemory, DisablesTheKuvProvidersAtAnyAllocation) {
   log.System().minLevel = LogLevelPlain;
   metrics.Answer([](int) { return 0; });
   for (const auto lasts : {MemoryExhaustion::Lasts::OneCall, MemoryExhaustion::Lasts::ToTheEnd}) {
@@ -57,7 +57,7 @@ TEST_F(ExhaustedMemory, TakesTheKuvProvidersAwayAtWhicheverAllocation) {
   }
 }
 
-TEST_F(ExhaustedMemory, IsTheExceptionThatTheLogTells) {
+TEST_F(ExhaustedMemory, IsTheLoggedException) {
   log.System().minLevel = Info;
   ASSERT_TRUE(FilterWithMemoryFor(1, MemoryExhaustion::Lasts::OneCall));
   EXPECT_EQ(result, S_OK);
@@ -66,18 +66,18 @@ TEST_F(ExhaustedMemory, IsTheExceptionThatTheLogTells) {
                       {Info, "Disabling Kuv Credential Provider"}}));
 }
 
-TEST_F(ExhaustedMemory, WithoutItTheDecisionIsTheUsualOne) {
+TEST_F(ExhaustedMemory, LeavesTheDecisionAloneIfItNeverStrikes) {
   ASSERT_FALSE(FilterWithMemoryFor(1000, MemoryExhaustion::Lasts::ToTheEnd));
   EXPECT_EQ(result, S_OK);
   EXPECT_EQ((std::vector<BOOL>{allow, allow + 4}), (std::vector<BOOL>{0, 1, 1, 1}));
 }
 
-TEST_F(ExhaustedMemory, LeavesTheAllowedListAsAStandardException) {
+TEST_F(ExhaustedMemory, ReachesTheCallerOfTheAllowedList) {
   const MemoryExhaustion exhaustion{1};
   EXPECT_THROW(GetAllowedProviders(), std::bad_alloc);
 }
 
-TEST_F(ExhaustedMemory, LetsARemoteCredentialPass) {
+TEST_F(ExhaustedMemory, PassesARemoteCredential) {
   log.System().minLevel = LogLevelPlain;
   BYTE bytes[3] = {1, 2, 3};
   CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION in{7, Guid(kPassword), 3, bytes};
@@ -92,7 +92,7 @@ TEST_F(ExhaustedMemory, LetsARemoteCredentialPass) {
   EXPECT_EQ(out.cbSerialization, 2u);
 }
 
-TEST_F(ExhaustedMemory, LeavesTheCreationOfAFilterUncaught) {
+TEST_F(ExhaustedMemory, LeavesFilterCreationUncaught) {
   void* object = nullptr;
   const GUID interfaceId = Guid(kIUnknown);
   log.System().minLevel = LogLevelPlain;
@@ -104,7 +104,7 @@ TEST_F(ExhaustedMemory, LeavesTheCreationOfAFilterUncaught) {
   EXPECT_EQ(g_moduleCount.load(), 1);  // the fixture's own
 }
 
-TEST_F(ExhaustedMemory, LeavesTheCreationOfAFactoryUncaught) {
+TEST_F(ExhaustedMemory, LeavesFactoryCreationUncaught) {
   void* object = nullptr;
   const GUID interfaceId = Guid(kIClassFactory);
   const GUID classId = Guid(kFilterClass);
@@ -113,7 +113,7 @@ TEST_F(ExhaustedMemory, LeavesTheCreationOfAFactoryUncaught) {
   EXPECT_THROW(::DllGetClassObject(classId, interfaceId, &object), std::bad_alloc);
 }
 
-// A process in which nobody has logged yet, on a machine that has no folder for a log.
+// A process without a log system, on a machine without a folder for a log.
 class ExhaustedMemoryAtTheStart : public ::testing::Test {
  protected:
   ExhaustedMemoryAtTheStart() {
@@ -123,8 +123,8 @@ class ExhaustedMemoryAtTheStart : public ::testing::Test {
     for (void** const entry : folder) WriteImport(entry, original);
   }
 
-  // Asks for a factory with memory for that many allocations less one, and gives back all it got.
-  // Gives whether memory ran out.
+  // Asks for a factory with memory for `allocations` - 1 allocations, and releases it. Returns whether memory
+  // ran out.
   bool AskForFactory(std::size_t allocations) {
     void* object = nullptr;
     const MemoryExhaustion exhaustion{allocations};
@@ -151,7 +151,7 @@ class ExhaustedMemoryAtTheStart : public ::testing::Test {
   void* const original = folder.empty() ? nullptr : *folder.front();
 };
 
-TEST_F(ExhaustedMemoryAtTheStart, LeavesNoFactoryBehindIfTheLogDoesNotStart) {
+TEST_F(ExhaustedMemoryAtTheStart, LeaksNoFactoryIfTheLogDoesNotStart) {
   ASSERT_FALSE(folder.empty());
   ASSERT_EQ(g_logSystem, nullptr);
   const std::size_t before = LiveBlocks();

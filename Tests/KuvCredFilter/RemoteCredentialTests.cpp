@@ -23,7 +23,7 @@ bool Same(const Credential& left, const Credential& right) {
          left.cbSerialization == right.cbSerialization && left.rgbSerialization == right.rgbSerialization;
 }
 
-// A credential of ten bytes that end at a guarded page, and an output that holds odd things before.
+// A credential of ten bytes that end at a guarded page, and an output with other values.
 class RemoteCredential : public FilterFixture {
  protected:
   RemoteCredential() {
@@ -42,6 +42,12 @@ class RemoteCredential : public FilterFixture {
     EXPECT_EQ(in.rgbSerialization[0], 200);
     EXPECT_EQ(in.rgbSerialization[kSize - 1], 209);
     return result;
+  }
+
+  // A null target: the credential passes.
+  void ExpectTarget(const char* provider, const char* target) {
+    out = {1, Guid(kOther), 2, outBytes};
+    target != nullptr ? ExpectRedirected(provider, target) : ExpectPassed(provider);
   }
 
   void ExpectPassed(const char* provider) {
@@ -84,7 +90,7 @@ class RemoteCredential : public FilterFixture {
   Credential out{1, Guid(kOther), 2, outBytes};
 };
 
-// What the log shows of the credential that `RemoteCredential` holds.
+// The line that describes the credential of `RemoteCredential`.
 LogLine CredentialLine(const char* provider) {
   return {
       Debug,
@@ -99,19 +105,44 @@ TEST_F(RemoteCredential, GoesToTheKuvProvider) {
   EXPECT_EQ(log.Lines(), (LogLines{kEntering, CredentialLine(kPassword)}));
 }
 
-TEST_F(RemoteCredential, OfEveryOtherProviderGoesToTheKuvProviderWhateverTheSmartCardSettings) {
-  for (const bool enable : {false, true}) {
-    for (const bool wrap : {false, true}) {
-      SetSmartCards(enable, wrap);
-      ExpectRedirected(kPassword, kKuv);
-      ExpectRedirected(kAlmostKuv, kKuv);
-      ExpectRedirected(kFilterClass, kKuv);
-      ExpectRedirected("{00000000-0000-0000-0000-000000000000}", kKuv);
+TEST_F(RemoteCredential, GoesToItsTargetUnderAllSmartCardSettings) {
+  // The target with smart cards off (also if wrapped), on (Windows 8 or later, before), and wrapped; null:
+  // passes.
+  struct Row {
+    const char* provider;
+    const char* off;
+    const char* onNew;
+    const char* onOld;
+    const char* wrapped;
+  };
+  const Row rows[] = {
+      {kPassword, kKuv, kKuv, kKuv, kKuv},
+      {kAlmostKuv, kKuv, kKuv, kKuv, kKuv},
+      {kFilterClass, kKuv, kKuv, kKuv, kKuv},
+      {"{00000000-0000-0000-0000-000000000000}", kKuv, kKuv, kKuv, kKuv},
+      {kVendor, nullptr, nullptr, nullptr, nullptr},
+      {kKuv, nullptr, nullptr, nullptr, nullptr},
+      {kKuvSmartCard, kKuv, kKuv, kKuv, nullptr},
+      {kSmartCard, kKuvSmartCard, nullptr, kKuvSmartCard, kKuvSmartCard},
+      {kV1SmartCard, kKuvSmartCard, kKuvSmartCard, nullptr, kKuvSmartCard},
+  };
+  KUV_IMPORT_HOOK(version, VerifyVersionInfoW);
+  for (const Row& row : rows) {
+    for (const BOOL newer : {TRUE, FALSE}) {
+      version.Answer([=](OSVERSIONINFOEXW*, DWORD, DWORDLONG) { return newer; });
+      SetSmartCards(false, false);
+      ExpectTarget(row.provider, row.off);
+      SetSmartCards(false, true);
+      ExpectTarget(row.provider, row.off);
+      SetSmartCards(true, false);
+      ExpectTarget(row.provider, newer ? row.onNew : row.onOld);
+      SetSmartCards(true, true);
+      ExpectTarget(row.provider, row.wrapped);
     }
   }
 }
 
-TEST_F(RemoteCredential, OfAWhitelistedProviderPasses) {
+TEST_F(RemoteCredential, PassesForAWhitelistedProvider) {
   ExpectPassed(kVendor);
   EXPECT_EQ(
       log.Lines(),
@@ -121,51 +152,13 @@ TEST_F(RemoteCredential, OfAWhitelistedProviderPasses) {
           {Debug, "CKuvCredFilter::UpdateRemoteCredential Exit NOTIMPL: Ignore whitelisted providers."}}));
 }
 
-TEST_F(RemoteCredential, OfTheKuvProviderAlwaysPasses) {
-  for (const bool enable : {false, true}) {
-    for (const bool wrap : {false, true}) {
-      SetSmartCards(enable, wrap);
-      ExpectPassed(kKuv);
-    }
-  }
-}
-
-TEST_F(RemoteCredential, OfTheKuvSmartCardProviderPassesIfThatIsAllowed) {
-  SetSmartCards(true, true);
-  ExpectPassed(kKuvSmartCard);
-  SetSmartCards(true, false);
-  ExpectRedirected(kKuvSmartCard, kKuv);
-  SetSmartCards(false, true);
-  ExpectRedirected(kKuvSmartCard, kKuv);
-  SetSmartCards(false, false);
-  ExpectRedirected(kKuvSmartCard, kKuv);
-}
-
-TEST_F(RemoteCredential, OfAPlatformSmartCardPassesOnlyIfThatProviderIsAllowed) {
-  KUV_IMPORT_HOOK(version, VerifyVersionInfoW);
-  for (const BOOL newer : {TRUE, FALSE}) {
-    version.Answer([=](OSVERSIONINFOEXW*, DWORD, DWORDLONG) { return newer; });
-    const char* const ofThisVersion = newer ? kSmartCard : kV1SmartCard;
-    const char* const ofTheOther = newer ? kV1SmartCard : kSmartCard;
-    SetSmartCards(true, false);
-    out = {1, Guid(kOther), 2, outBytes};
-    ExpectPassed(ofThisVersion);
-    ExpectRedirected(ofTheOther, kKuvSmartCard);
-    for (const bool wrap : {false, true}) {
-      SetSmartCards(wrap, wrap);
-      ExpectRedirected(ofThisVersion, kKuvSmartCard);
-      ExpectRedirected(ofTheOther, kKuvSmartCard);
-    }
-  }
-}
-
-TEST_F(RemoteCredential, OfAWhitelistedSmartCardProviderPasses) {
+TEST_F(RemoteCredential, PassesForAWhitelistedSmartCardProvider) {
   GetConfiguration()->ProvidersWhitelist = Guids({kSmartCard, kV1SmartCard});
   ExpectPassed(kSmartCard);
   ExpectPassed(kV1SmartCard);
 }
 
-TEST_F(RemoteCredential, WithoutARecordSizeOrBytesPasses) {
+TEST_F(RemoteCredential, PassesWithoutRecordSizeOrBytes) {
   *GetConfiguration() = Configuration{};
   const LogLines expected = {kEntering,
                              {Debug, "CKuvCredFilter::UpdateRemoteCredential Exit NOTIMPL: invalid params"}};
@@ -214,14 +207,14 @@ TEST_F(RemoteCredential, PassesIfTheSettingsCannotBeLoaded) {
 TEST_F(RemoteCredential, PassesAtAnyStandardException) {
   SetSmartCards(true, false);
   KUV_IMPORT_HOOK(version, VerifyVersionInfoW);
-  version.Answer([](OSVERSIONINFOEXW*, DWORD, DWORDLONG) -> BOOL { throw std::out_of_range{"made up"}; });
+  version.Answer([](OSVERSIONINFOEXW*, DWORD, DWORDLONG) -> BOOL { throw std::out_of_range{"example"}; });
   ExpectPassed(kPassword);
   EXPECT_EQ(log.Lines(), (LogLines{kEntering,
                                    CredentialLine(kPassword),
-                                   {Debug, "CKuvCredFilter::UpdateRemoteCredential Exit NOTIMPL: made up"}}));
+                                   {Debug, "CKuvCredFilter::UpdateRemoteCredential Exit NOTIMPL: example"}}));
 }
 
-TEST_F(RemoteCredential, LetsEveryOtherExceptionThrough) {
+TEST_F(RemoteCredential, LetsOtherExceptionsThrough) {
   SetSmartCards(true, false);
   KUV_IMPORT_HOOK(version, VerifyVersionInfoW);
   version.Answer([](OSVERSIONINFOEXW*, DWORD, DWORDLONG) -> BOOL { throw 5; });
@@ -239,7 +232,7 @@ TEST_F(RemoteCredential, LoadsTheSettingsOnFirstUse) {
   ExpectRedirected(kPassword, kKuv);
 }
 
-TEST_F(RemoteCredential, IsNotDescribedIfItsProviderHasNoText) {
+TEST_F(RemoteCredential, IsNotLoggedIfItsProviderHasNoText) {
   KUV_IMPORT_HOOK(convert, StringFromGUID2);
   for (const int result : {0, -1}) {
     log.Clear();
@@ -255,7 +248,7 @@ TEST_F(RemoteCredential, IsNotDescribedIfItsProviderHasNoText) {
   }
 }
 
-TEST_F(RemoteCredential, IsDescribedAtDebugOnly) {
+TEST_F(RemoteCredential, IsLoggedAtDebugOnly) {
   log.System().minLevel = Debug;
   ExpectRedirected(kPassword, kKuv);
   EXPECT_EQ(log.Lines(), (LogLines{CredentialLine(kPassword)}));
@@ -274,30 +267,24 @@ TEST_F(RemoteCredential, NeedsNoLog) {
   ExpectRedirected(kPassword, kKuv);
 }
 
-TEST_F(RemoteCredential, WithoutMemoryForTheCopyTellsSoInASilentLogToo) {
+TEST_F(RemoteCredential, HasNoBytesWithoutMemoryForTheCopy) {
   KUV_IMPORT_HOOK(allocate, CoTaskMemAlloc);
   allocate.Answer([](SIZE_T) { return static_cast<void*>(nullptr); });
-  log.System().minLevel = LogLevel::Critical;
-  EXPECT_EQ(static_cast<unsigned>(Update(kSmartCard)), 0x8007000Eu);
-  EXPECT_EQ(out.rgbSerialization, nullptr);
-  EXPECT_EQ(log.Lines(), LogLines{});
-}
-
-TEST_F(RemoteCredential, WithoutMemoryForTheCopyIsHalfWritten) {
-  KUV_IMPORT_HOOK(allocate, CoTaskMemAlloc);
-  allocate.Answer([](SIZE_T) { return static_cast<void*>(nullptr); });
-  log.System().minLevel = Debug;
-  EXPECT_EQ(static_cast<unsigned>(Update(kSmartCard)), 0x8007000Eu);
-  EXPECT_EQ(allocate.Calls(), (std::vector<std::tuple<SIZE_T>>{{10}}));
-  EXPECT_EQ(Text(out.clsidCredentialProvider), kKuvSmartCard);
-  EXPECT_EQ(out.ulAuthenticationPackage, 0x87654321u);
-  EXPECT_EQ(out.cbSerialization, 10u);
-  EXPECT_EQ(out.rgbSerialization, nullptr);
+  for (const LogLevel level : {Debug, Critical}) {
+    out = {1, Guid(kOther), 2, outBytes};
+    log.System().minLevel = level;
+    EXPECT_EQ(static_cast<unsigned>(Update(kSmartCard)), 0x8007000Eu);
+    EXPECT_EQ(Text(out.clsidCredentialProvider), kKuvSmartCard);
+    EXPECT_EQ(out.ulAuthenticationPackage, 0x87654321u);
+    EXPECT_EQ(out.cbSerialization, 10u);
+    EXPECT_EQ(out.rgbSerialization, nullptr);
+  }
+  EXPECT_EQ(allocate.Calls(), (std::vector<std::tuple<SIZE_T>>{{10}, {10}}));
   EXPECT_EQ(log.Lines(), (LogLines{CredentialLine(kSmartCard),
                                    {Error, "CKuvCredFilter::UpdateRemoteCredential Exit OUTOFMEMORY"}}));
 }
 
-TEST_F(RemoteCredential, IsCopiedToTheByte) {
+TEST_F(RemoteCredential, IsCopiedExactly) {
   const GuardedBuffer<BYTE> block{kSize};
   KUV_IMPORT_HOOK(allocate, CoTaskMemAlloc);
   allocate.Answer([&](SIZE_T) { return static_cast<void*>(block.Get()); });
@@ -307,7 +294,7 @@ TEST_F(RemoteCredential, IsCopiedToTheByte) {
   EXPECT_EQ(allocate.Calls(), (std::vector<std::tuple<SIZE_T>>{{10}}));
 }
 
-TEST_F(RemoteCredential, ThatGrowsMeanwhileIsCopiedAtTheSizeOfItsBlock) {
+TEST_F(RemoteCredential, IsCopiedAtItsFirstSizeIfItGrows) {
   const GuardedBuffer<BYTE> block{kSize};
   KUV_IMPORT_HOOK(allocate, CoTaskMemAlloc);
   allocate.Answer([&](SIZE_T) {
@@ -320,7 +307,7 @@ TEST_F(RemoteCredential, ThatGrowsMeanwhileIsCopiedAtTheSizeOfItsBlock) {
   EXPECT_EQ(std::memcmp(block.Get(), bytes.Get(), kSize), 0);
 }
 
-TEST_F(RemoteCredential, MayBeOfOneByteOrOfMany) {
+TEST_F(RemoteCredential, MayHaveAnySize) {
   for (const ULONG size : {1u, 4096u, 1000000u}) {
     const GuardedBuffer<BYTE> many{size};
     std::iota(many.Get(), many.Get() + size, BYTE{1});
@@ -344,7 +331,7 @@ TEST_F(RemoteCredential, MayShareItsRecordWithTheOutput) {
   ::CoTaskMemFree(both.rgbSerialization);
 }
 
-TEST_F(RemoteCredential, SharingItsRecordKeepsItIfItPasses) {
+TEST_F(RemoteCredential, KeepsASharedRecordIfItPasses) {
   Credential both = in;
   both.clsidCredentialProvider = Guid(kVendor);
   const Credential before = both;
@@ -352,18 +339,18 @@ TEST_F(RemoteCredential, SharingItsRecordKeepsItIfItPasses) {
   EXPECT_TRUE(Same(both, before));
 }
 
-// Calls back at each line of the log: a caller that changes its record while the filter works on it.
-struct Meddler final : Kuv::ILogHandler {
-  explicit Meddler(std::function<void(const std::wstring&)> act) : meddle(std::move(act)) {}
-  void LogWrite(LogLevel, const wchar_t* text) override { meddle(text); }
+// Calls back at each log line, so that the record can change while the filter works on it.
+struct LineCallback final : Kuv::ILogHandler {
+  explicit LineCallback(std::function<void(const std::wstring&)> act) : callback(std::move(act)) {}
+  void LogWrite(LogLevel, const wchar_t* text) override { callback(text); }
   void LogWrite(LogLevel, const char*) override {}
   void Flush() override {}
 
-  std::function<void(const std::wstring&)> meddle;
+  std::function<void(const std::wstring&)> callback;
 };
 
-TEST_F(RemoteCredential, ThatLosesItsSizeMeanwhileIsNotCopied) {
-  log.System().AddHandler(std::make_shared<Meddler>([this](const std::wstring& line) {
+TEST_F(RemoteCredential, IsNotCopiedIfItsSizeBecomesZero) {
+  log.System().AddHandler(std::make_shared<LineCallback>([this](const std::wstring& line) {
     if (line.find(L"guidString") != std::wstring::npos) in.cbSerialization = 0;
   }));
   KUV_IMPORT_HOOK(allocate, CoTaskMemAlloc);

@@ -7,23 +7,15 @@
 #include "KuvAuth/Support/UniqueResource.h"
 #include "KuvCredFilter/Identifiers.h"
 #include "KuvCredFilter/Module.h"
-#include "KuvCredFilter/Providers.h"
 #include "Support/ImportHook.h"
 #include "Support/KuvFixture.h"
+#include "Support/Providers.h"
 
 namespace {
 
 using namespace KuvTest;
 
-constexpr wchar_t kClassKey[] = L"CLSID\\{3F6A1C92-7E40-4B1D-A6C3-52D9E07B11F4}";
-constexpr wchar_t kServerKey[] = L"CLSID\\{3F6A1C92-7E40-4B1D-A6C3-52D9E07B11F4}\\InprocServer32";
-constexpr wchar_t kFiltersKey[] =
-    L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Authentication\\Credential Provider Filters";
-constexpr wchar_t kFilterKey[] =
-    L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Authentication\\Credential Provider Filters\\"
-    L"{3F6A1C92-7E40-4B1D-A6C3-52D9E07B11F4}";
-
-// Registers for real, in a registry of the test's own.
+// Registers in the registry sandbox.
 class SelfRegistration : public KuvFixture {
  protected:
   SelfRegistration() { g_moduleInstance = ::GetModuleHandleW(nullptr); }
@@ -34,7 +26,7 @@ class SelfRegistration : public KuvFixture {
     return {path, ::GetModuleFileNameW(nullptr, path, 1024)};
   }
 
-  // The value is this text, of type REG_SZ, with its terminator, in so many bytes.
+  // Expects this text as a REG_SZ value of `size` bytes, terminator included.
   static void ExpectText(const TestKey& key, const wchar_t* name, const std::wstring& text,
                          std::size_t size) {
     DWORD type = 0;
@@ -45,9 +37,9 @@ class SelfRegistration : public KuvFixture {
     EXPECT_EQ(std::memcmp(bytes.data(), text.c_str(), size), 0);
   }
 
-  static void ExpectHolds(HKEY root, const wchar_t* path, DWORD subkeys, DWORD values) {
+  static void ExpectHolds(HKEY root, const char* path, DWORD subkeys, DWORD values) {
     Kuv::UniqueRegistryKey key;
-    ASSERT_EQ(::RegOpenKeyExW(root, path, 0, KEY_READ, key.Put()), ERROR_SUCCESS);
+    ASSERT_EQ(::RegOpenKeyExW(root, Wide(path).c_str(), 0, KEY_READ, key.Put()), ERROR_SUCCESS);
     DWORD keyCount = 0;
     DWORD valueCount = 0;
     ASSERT_EQ(::RegQueryInfoKeyW(key.Get(), nullptr, nullptr, nullptr, &keyCount, nullptr, nullptr,
@@ -65,16 +57,16 @@ class SelfRegistration : public KuvFixture {
     ExpectHolds(HKEY_CLASSES_ROOT, kClassKey, 1, 1);
     ExpectHolds(HKEY_CLASSES_ROOT, kServerKey, 0, 2);
     ExpectHolds(HKEY_LOCAL_MACHINE, kFilterKey, 0, 1);
-    ExpectHolds(HKEY_CLASSES_ROOT, L"CLSID", 1, 0);
-    ExpectHolds(HKEY_LOCAL_MACHINE, kFiltersKey, 1, 0);
+    ExpectHolds(HKEY_CLASSES_ROOT, "CLSID", 1, 0);
+    ExpectHolds(HKEY_LOCAL_MACHINE, kFilterListKey, 1, 0);
   }
 
-  const TestKey classKey{HKEY_CLASSES_ROOT, kClassKey};
-  const TestKey serverKey{HKEY_CLASSES_ROOT, kServerKey};
-  const TestKey filterKey{HKEY_LOCAL_MACHINE, kFilterKey};
+  const TestKey classKey{HKEY_CLASSES_ROOT, Wide(kClassKey)};
+  const TestKey serverKey{HKEY_CLASSES_ROOT, Wide(kServerKey)};
+  const TestKey filterKey{HKEY_LOCAL_MACHINE, Wide(kFilterKey)};
 };
 
-TEST_F(SelfRegistration, EntersTheClassAndTheFilter) {
+TEST_F(SelfRegistration, WritesTheClassAndTheFilter) {
   EXPECT_EQ(::DllRegisterServer(), S_OK);
   ExpectRegistered();
   EXPECT_EQ(log.Lines(), LogLines{});
@@ -86,7 +78,7 @@ TEST_F(SelfRegistration, MayBeRepeated) {
   ExpectRegistered();
 }
 
-TEST_F(SelfRegistration, MendsWhatWasThere) {
+TEST_F(SelfRegistration, OverwritesExistingValues) {
   serverKey.SetText(L"", L"C:\\Old\\Filter.dll");
   serverKey.SetDword(L"ThreadingModel", 3);
   filterKey.SetText(L"", L"Old");
@@ -97,24 +89,21 @@ TEST_F(SelfRegistration, MendsWhatWasThere) {
 TEST_F(SelfRegistration, UsesTheTextOfTheClassIdentifier) {
   ASSERT_EQ(::DllRegisterServer(), S_OK);
   for (const auto& [root, path] :
-       {std::pair{HKEY_CLASSES_ROOT, L"CLSID"}, std::pair{HKEY_LOCAL_MACHINE, kFiltersKey + 0}}) {
+       {std::pair{HKEY_CLASSES_ROOT, "CLSID"}, std::pair{HKEY_LOCAL_MACHINE, kFilterListKey + 0}}) {
     Kuv::UniqueRegistryKey key;
-    ASSERT_EQ(::RegOpenKeyExW(root, path, 0, KEY_READ, key.Put()), ERROR_SUCCESS);
+    ASSERT_EQ(::RegOpenKeyExW(root, Wide(path).c_str(), 0, KEY_READ, key.Put()), ERROR_SUCCESS);
     wchar_t name[64] = {};
     DWORD length = 64;
     ASSERT_EQ(::RegEnumKeyExW(key.Get(), 0, name, &length, nullptr, nullptr, nullptr, nullptr),
               ERROR_SUCCESS);
-    wchar_t text[39] = {};
-    ::StringFromGUID2(CLSID_KuvCredFilter, text, 39);
-    EXPECT_STREQ(name, text);
-    EXPECT_STREQ(name, L"{3F6A1C92-7E40-4B1D-A6C3-52D9E07B11F4}");
+    EXPECT_EQ(name, Wide(Text(CLSID_KuvCredFilter)));
+    EXPECT_EQ(name, Wide(kFilterClass));
   }
 }
 
-TEST_F(SelfRegistration, IsTakenBack) {
-  const TestKey otherClass{HKEY_CLASSES_ROOT, L"CLSID\\{5E1B7C30-9A42-4D6F-8C15-A3F02E76D418}"};
-  const TestKey otherFilter{HKEY_LOCAL_MACHINE,
-                            std::wstring{kFiltersKey} + L"\\{5E1B7C30-9A42-4D6F-8C15-A3F02E76D418}"};
+TEST_F(SelfRegistration, IsRemovedByUnregistering) {
+  const TestKey otherClass{HKEY_CLASSES_ROOT, L"CLSID\\" + Wide(kKuv)};
+  const TestKey otherFilter{HKEY_LOCAL_MACHINE, Wide(kFilterListKey) + L"\\" + Wide(kKuv)};
   otherClass.SetText(L"", L"KuvCredProv");
   otherFilter.SetText(L"", L"Other");
   ASSERT_EQ(::DllRegisterServer(), S_OK);
@@ -122,27 +111,27 @@ TEST_F(SelfRegistration, IsTakenBack) {
   EXPECT_FALSE(classKey.Exists());
   EXPECT_FALSE(serverKey.Exists());
   EXPECT_FALSE(filterKey.Exists());
-  ExpectHolds(HKEY_CLASSES_ROOT, L"CLSID", 1, 0);
-  ExpectHolds(HKEY_LOCAL_MACHINE, kFiltersKey, 1, 0);
+  ExpectHolds(HKEY_CLASSES_ROOT, "CLSID", 1, 0);
+  ExpectHolds(HKEY_LOCAL_MACHINE, kFilterListKey, 1, 0);
   EXPECT_EQ(log.Lines(), LogLines{});
 }
 
-TEST_F(SelfRegistration, TakingBackNothingSucceeds) {
+TEST_F(SelfRegistration, UnregisteringWithoutRegistrationSucceeds) {
   EXPECT_EQ(::DllUnregisterServer(), S_OK);
   ASSERT_EQ(::DllRegisterServer(), S_OK);
   EXPECT_EQ(::DllUnregisterServer(), S_OK);
   EXPECT_EQ(::DllUnregisterServer(), S_OK);
 }
 
-TEST_F(SelfRegistration, IsTakenBackAsFarAsItGoes) {
+TEST_F(SelfRegistration, UnregistersWhatCanBeDeleted) {
   ASSERT_EQ(::DllRegisterServer(), S_OK);
-  TestKey{HKEY_CLASSES_ROOT, std::wstring{kServerKey} + L"\\Foreign"}.Create();
+  TestKey{HKEY_CLASSES_ROOT, Wide(kServerKey) + L"\\Foreign"}.Create();
   EXPECT_EQ(::DllUnregisterServer(), S_OK);
   EXPECT_FALSE(filterKey.Exists());
   EXPECT_TRUE(serverKey.Exists());
 }
 
-TEST_F(SelfRegistration, EntersThePathOfTheModuleAsLoaded) {
+TEST_F(SelfRegistration, WritesThePathOfTheModule) {
   for (const std::size_t length : {std::size_t{0}, std::size_t{1}, std::size_t{260}}) {
     SCOPED_TRACE(length);
     const std::wstring path(length, L'p');
@@ -159,7 +148,7 @@ TEST_F(SelfRegistration, EntersThePathOfTheModuleAsLoaded) {
   }
 }
 
-TEST_F(SelfRegistration, EntersNoPathIfTheModuleHasNone) {
+TEST_F(SelfRegistration, WritesAnEmptyPathIfTheModuleHasNone) {
   KUV_IMPORT_HOOK(module, GetModuleFileNameW);
   module.Answer([](HMODULE, wchar_t*, DWORD) { return DWORD{0}; });
   EXPECT_EQ(::DllRegisterServer(), S_OK);
@@ -167,7 +156,7 @@ TEST_F(SelfRegistration, EntersNoPathIfTheModuleHasNone) {
   ExpectText(serverKey, L"ThreadingModel", L"Apartment", 20);
 }
 
-// Registers in a registry that exists as a record of its calls, any of which may fail.
+// Registers in a registry that only records its calls, any of which may fail.
 class RegistrationCalls : public ::testing::Test {
  protected:
   RegistrationCalls() {
@@ -201,7 +190,7 @@ class RegistrationCalls : public ::testing::Test {
         [this](HKEY root, const wchar_t* path) { return Answer(L"delete " + Name(root) + L" " + path); });
   }
 
-  // The call of that number (the first is 1) gives the status from here on; the record starts anew.
+  // Starts a new record in which the n-th call (the first is 1) returns this status.
   void Fail(std::size_t number, LSTATUS status) {
     failing = number;
     failure = status;
@@ -235,16 +224,14 @@ class RegistrationCalls : public ::testing::Test {
   KUV_IMPORT_HOOK(remove, RegDeleteKeyW);
 };
 
-// All calls of a registration, in order: three keys are made.
-constexpr const wchar_t* kRegistration[] = {
-    L"create classes CLSID\\{3F6A1C92-7E40-4B1D-A6C3-52D9E07B11F4}",
+// All calls of a registration, in order: three keys are created.
+const std::vector<std::wstring> kRegistration = {
+    L"create classes " + Wide(kClassKey),
     L"set key1 '' KuvCredFilter 28",
     L"create key1 InprocServer32",
     L"set key2 '' C:\\f.dll 18",
     L"set key2 'ThreadingModel' Apartment 20",
-    L"create machine SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Authentication\\Credential Provider "
-    L"Filters\\"
-    L"{3F6A1C92-7E40-4B1D-A6C3-52D9E07B11F4}",
+    L"create machine " + Wide(kFilterKey),
     L"set key3 '' KuvCredFilter 28",
     L"close key3",
     L"close key2",
@@ -252,7 +239,8 @@ constexpr const wchar_t* kRegistration[] = {
 };
 
 std::vector<std::wstring> FirstCalls(std::size_t count, const std::vector<std::wstring>& closings) {
-  std::vector<std::wstring> calls{kRegistration, kRegistration + count};
+  std::vector<std::wstring> calls(kRegistration.begin(),
+                                  kRegistration.begin() + static_cast<std::ptrdiff_t>(count));
   calls.insert(calls.end(), closings.begin(), closings.end());
   return calls;
 }
@@ -262,7 +250,7 @@ TEST_F(RegistrationCalls, AreMadeInOrder) {
   EXPECT_EQ(calls, FirstCalls(10, {}));
 }
 
-TEST_F(RegistrationCalls, AFailureDoesWhatItsPlaceSays) {
+TEST_F(RegistrationCalls, FailureHasTheEffectOfItsPlace) {
   struct Row {
     const char* failure;
     std::size_t call;
@@ -289,7 +277,7 @@ TEST_F(RegistrationCalls, AFailureDoesWhatItsPlaceSays) {
   }
 }
 
-// A status as it comes and the result that it becomes.
+// A status and the result that it becomes.
 struct StatusRow {
   LSTATUS status;
   unsigned result;
@@ -299,7 +287,7 @@ constexpr StatusRow kStatuses[] = {{2, 0x80070002},       {5, 0x80070005},
                                    {0x12345, 0x80072345}, {0x7FFFFFFF, 0x8007FFFF},
                                    {-1, 0xFFFFFFFF},      {static_cast<LSTATUS>(0x80070020), 0x80070020}};
 
-TEST_F(RegistrationCalls, AStatusBecomesAResult) {
+TEST_F(RegistrationCalls, StatusBecomesAResult) {
   for (const StatusRow& row : kStatuses) {
     for (const std::size_t call : {std::size_t{1}, std::size_t{6}}) {
       SCOPED_TRACE(testing::Message() << "status " << row.status << " of call " << call);
@@ -309,29 +297,27 @@ TEST_F(RegistrationCalls, AStatusBecomesAResult) {
   }
 }
 
-const std::vector<std::wstring> kRemoval = {
-    L"delete machine SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Authentication\\Credential Provider "
-    L"Filters\\"
-    L"{3F6A1C92-7E40-4B1D-A6C3-52D9E07B11F4}",
-    L"delete classes CLSID\\{3F6A1C92-7E40-4B1D-A6C3-52D9E07B11F4}\\InprocServer32",
-    L"delete classes CLSID\\{3F6A1C92-7E40-4B1D-A6C3-52D9E07B11F4}",
+const std::vector<std::wstring> kUnregistration = {
+    L"delete machine " + Wide(kFilterKey),
+    L"delete classes " + Wide(kServerKey),
+    L"delete classes " + Wide(kClassKey),
 };
 
-TEST_F(RegistrationCalls, OfARemovalAreMadeInOrder) {
+TEST_F(RegistrationCalls, OfUnregisteringAreMadeInOrder) {
   EXPECT_EQ(::DllUnregisterServer(), S_OK);
-  EXPECT_EQ(calls, kRemoval);
+  EXPECT_EQ(calls, kUnregistration);
 }
 
-TEST_F(RegistrationCalls, OfARemovalAreAllMadeAndTheFirstOneDecides) {
+TEST_F(RegistrationCalls, OfUnregisteringAreAllMadeAndTheFirstDecides) {
   for (const StatusRow& row : kStatuses) {
     SCOPED_TRACE(row.status);
     Fail(1, row.status);
     EXPECT_EQ(static_cast<unsigned>(::DllUnregisterServer()), row.status == 2 ? 0u : row.result);
-    EXPECT_EQ(calls, kRemoval);
+    EXPECT_EQ(calls, kUnregistration);
     for (const std::size_t call : {std::size_t{2}, std::size_t{3}}) {
       Fail(call, row.status);
       EXPECT_EQ(::DllUnregisterServer(), S_OK);
-      EXPECT_EQ(calls, kRemoval);
+      EXPECT_EQ(calls, kUnregistration);
     }
   }
 }

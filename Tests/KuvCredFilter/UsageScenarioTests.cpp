@@ -9,7 +9,7 @@ namespace {
 
 using KuvTest::RegistrySandbox;
 
-TEST(UsageScenarioName, GivesThePlatformsNames) {
+TEST(UsageScenarioName, IsThePlatformsName) {
   EXPECT_STREQ(UsageScenarioName(0), "CPUS_INVALID");
   EXPECT_STREQ(UsageScenarioName(1), "CPUS_LOGON");
   EXPECT_STREQ(UsageScenarioName(2), "CPUS_UNLOCK_WORKSTATION");
@@ -18,13 +18,13 @@ TEST(UsageScenarioName, GivesThePlatformsNames) {
   EXPECT_STREQ(UsageScenarioName(5), "CPUS_PLAP");
 }
 
-TEST(UsageScenarioName, CallsEveryOtherValueUnknown) {
+TEST(UsageScenarioName, IsUnknownForOtherValues) {
   for (const std::uint32_t scenario : {6u, 7u, 0x100u, 0x80000001u, 0xFFFFFFFFu}) {
     EXPECT_STREQ(UsageScenarioName(scenario), "<unknown>") << scenario;
   }
 }
 
-TEST(LogonType, OfALogonScenarioFollowsTheSession) {
+TEST(LogonType, FollowsTheSessionForLogonScenarios) {
   const RegistrySandbox registry;
   KUV_IMPORT_HOOK(metrics, GetSystemMetrics);
   for (const std::uint32_t scenario : {1u, 2u, 3u}) {
@@ -35,7 +35,7 @@ TEST(LogonType, OfALogonScenarioFollowsTheSession) {
   }
 }
 
-TEST(LogonType, OfEveryOtherScenarioAsksForNoSession) {
+TEST(LogonType, NeedsNoSessionForOtherScenarios) {
   KUV_IMPORT_HOOK(metrics, GetSystemMetrics);
   metrics.Answer([](int) { return 1; });
   EXPECT_EQ(LogonTypeFromScenario(0).value, -1);
@@ -47,14 +47,14 @@ TEST(LogonType, OfEveryOtherScenarioAsksForNoSession) {
   EXPECT_EQ(metrics.CallCount(), 0u);
 }
 
-TEST(LogonTypeName, GivesTheText) {
+TEST(LogonTypeName, IsTheDocumentedText) {
   EXPECT_STREQ(LogonTypeName({0}), "unknown");
   EXPECT_STREQ(LogonTypeName({1}), "Local");
   EXPECT_STREQ(LogonTypeName({2}), "RDP");
   EXPECT_STREQ(LogonTypeName({3}), "Elevation");
 }
 
-TEST(LogonTypeName, CallsEveryOtherValueInvalid) {
+TEST(LogonTypeName, IsInvalidForOtherValues) {
   for (const std::int32_t value : {-1, 4, 5, -2147483647 - 1, 2147483647}) {
     EXPECT_STREQ(LogonTypeName({value}), "invalid") << value;
   }

@@ -1,11 +1,12 @@
-// What the event viewer makes of an event of the source "Kuvant" with the message table of the built DLL.
+// The text that the event viewer shows for an event of the source "Kuvant", from the message table of the
+// built DLL.
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "KuvAuth/Support/UniqueResource.h"
-#include "Module/LoadedFilter.h"
+#include "Support/FilterModule.h"
 
 namespace {
 
@@ -16,13 +17,13 @@ struct LibraryTraits {
 };
 using UniqueLibrary = Kuv::UniqueResource<LibraryTraits>;
 
-// The file is mapped as the viewer does it, without running any of its code.
+// Maps the file as the viewer does, without running its code.
 UniqueLibrary MessageFile() {
   return UniqueLibrary{::LoadLibraryExW(KuvTest::FilterDllPath().c_str(), /*hFile=*/nullptr,
                                         LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE)};
 }
 
-// The text of an event with one insertion string, less the line's end, or "error" with the code.
+// Returns the text of an event with one insertion string, without the line end, or "error" with the code.
 std::wstring EventText(HMODULE library, DWORD event, DWORD language, const wchar_t* insertion) {
   wchar_t text[256] = {};
   DWORD_PTR arguments[] = {reinterpret_cast<DWORD_PTR>(insertion)};
@@ -34,7 +35,7 @@ std::wstring EventText(HMODULE library, DWORD event, DWORD language, const wchar
   return result;
 }
 
-TEST(EventMessage, OfTheOneIdentifierIsItsInsertionString) {
+TEST(EventMessage, IsItsInsertionString) {
   const UniqueLibrary file = MessageFile();
   ASSERT_TRUE(file);
   EXPECT_EQ(EventText(file.Get(), 0xC0020000, 0, L"Zo\u00EB's settings are incomplete (100%)"),
@@ -46,8 +47,8 @@ BOOL CALLBACK AddLanguage(HMODULE, const wchar_t*, const wchar_t*, WORD language
   return TRUE;
 }
 
-// A viewer looks for its own language first and for none last.
-TEST(EventMessage, TableBelongsToNoLanguage) {
+// A viewer looks for its own language first and for the neutral language last.
+TEST(EventMessage, TableIsLanguageNeutral) {
   const UniqueLibrary file = MessageFile();
   ASSERT_TRUE(file);
   std::vector<WORD> languages;
@@ -56,7 +57,7 @@ TEST(EventMessage, TableBelongsToNoLanguage) {
   EXPECT_EQ(languages, std::vector<WORD>{0});
 }
 
-TEST(EventMessage, OfAnotherIdentifierIsNotFound) {
+TEST(EventMessage, IsMissingForOtherIdentifiers) {
   const UniqueLibrary file = MessageFile();
   ASSERT_TRUE(file);
   for (const DWORD event : {0xC0020001U, 0x40020000U, 0x00000000U}) {

@@ -1,43 +1,41 @@
-// What loading the DLL does to a process, and what becomes of a process whose stack was overwritten in it.
+// The effect of loading the DLL on a process, and the end of a process in which the DLL finds its stack
+// overwritten.
 #include <cwchar>
 
 #include <gtest/gtest.h>
 
-#include "KuvAuth/Support/UniqueResource.h"
-#include "Module/LoadedFilter.h"
+#include "Support/FilterModule.h"
 #include "Support/Holdings.h"
+#include "Support/ImportHook.h"
 #include "Support/RegistrySandbox.h"
 
 namespace {
 
 using KuvTest::CountHandles;
-using KuvTest::LoadedFilter;
+using KuvTest::FilterModule;
 
-TEST(LoadedImage, LeavesNoHandleBehind) {
-  { const LoadedFilter warm; }
+TEST(LoadedImage, OpensNoHandle) {
+  { const FilterModule first; }
   const std::size_t before = CountHandles();
-  const HMODULE module = ::LoadLibraryW(KuvTest::FilterDllPath().c_str());
-  ASSERT_NE(module, nullptr);
+  const FilterModule module;
   EXPECT_EQ(CountHandles(), before);
-  ::FreeLibrary(module);
 }
 
-// Lets the platform write more into a buffer on the stack of DllRegisterServer than it holds.
+// Lets the platform write past the end of a buffer on the stack of DllRegisterServer.
 void OverflowABuffer() {
   const KuvTest::RegistrySandbox registry;
-  const LoadedFilter dll;
-  KuvTest::ImportHook<decltype(&::GetModuleFileNameW)> path{dll.Module(), "GetModuleFileNameW"};
+  const FilterModule dll;
+  KuvTest::ImportHook<decltype(&::GetModuleFileNameW)> path{dll.Get(), "GetModuleFileNameW"};
   path.Answer([](HMODULE, wchar_t* buffer, DWORD size) {
     const DWORD written = size + 64;
     std::wmemset(buffer, L'x', written);
     buffer[written - 1] = L'\0';
     return written;
   });
-  const FARPROC registration = ::GetProcAddress(dll.Module(), "DllRegisterServer");
-  reinterpret_cast<HRESULT(STDAPICALLTYPE*)()>(reinterpret_cast<void (*)()>(registration))();
+  dll.RegisterServer();
 }
 
-TEST(LoadedImage, EndsTheProcessWhenABufferOnItsStackOverflows) {
+TEST(LoadedImage, EndsTheProcessOnStackBufferOverflow) {
   EXPECT_EXIT(OverflowABuffer(), ::testing::ExitedWithCode(static_cast<int>(STATUS_STACK_BUFFER_OVERRUN)),
               "");
 }

@@ -1,28 +1,47 @@
-// The entire log of runs of the DLL, as its reader finds it in the file.
+// The entire log of runs of the DLL, as it is in the file.
 #include <ostream>
 
 #include <gtest/gtest.h>
 
-#include "KuvCredFilter/Identifiers.h"
-#include "Module/LoadedFilter.h"
+#include "Module/LoggedModule.h"
+#include "Support/ImportHook.h"
+#include "Support/Providers.h"
 #include "Support/RegistrySandbox.h"
 
 namespace {
 
-using KuvTest::LoadedFilter;
-using KuvTest::RegistrySandbox;
+using namespace KuvTest;
 using Lines = std::vector<std::string>;
 
-const GUID kPasswordProvider = {0x60B78E88, 0xEAD8, 0x445C, {0x9C, 0xFD, 0x0B, 0x87, 0xF7, 0x4E, 0xA6, 0xCD}};
-const GUID kWhitelistedProvider = {
-    0xD6886603, 0x9D2F, 0x4EB2, {0xB6, 0x67, 0x19, 0x71, 0x04, 0x1F, 0xA9, 0x6B}};
+constexpr char kWhitelisted[] = "{D6886603-9D2F-4EB2-B667-1971041FA96B}";
 
-constexpr char kPasswordText[] = "{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}";
-constexpr char kWhitelistedText[] = "{D6886603-9D2F-4EB2-B667-1971041FA96B}";
-constexpr char kKuvText[] = "{5E1B7C30-9A42-4D6F-8C15-A3F02E76D418}";
-constexpr char kKuvSmartCardText[] = "{C27D40E9-16B3-4A8E-B7F2-094E6D1A35C8}";
-constexpr char kSmartCardText[] = "{8FD7E19C-3BF7-489B-A72C-846AB3678C96}";
-constexpr char kV1SmartCardText[] = "{8BF9A910-A8FF-457F-999F-A5CA10B4A885}";
+Lines operator+(Lines left, const Lines& right) {
+  left.insert(left.end(), right.begin(), right.end());
+  return left;
+}
+
+// One line for each provider.
+Lines ForEach(const Names& providers, const char* start, const char* end = "") {
+  Lines lines;
+  for (const std::string& provider : providers) lines.push_back(start + provider + end);
+  return lines;
+}
+
+Lines Scanning(const Names& providers) {
+  return Lines{"Trace: Entering CKuvCredFilter::Filter"} +
+         ForEach(providers, "Debug: Filter scanning provider ");
+}
+
+Lines Enabled(const Names& providers) {
+  return ForEach(providers, "Debug: Provider ", " is ENABLED.");
+}
+
+Lines Disabled(const Names& providers) {
+  return ForEach(providers, "Debug: Provider ", " is DISABLED.");
+}
+
+// The allowed list with the settings of `WholeLog::Configure`.
+const Lines kAllowedList = ForEach({kWhitelisted, kKuv}, "Debug: Whitelisted provider ");
 
 struct Verbosity {
   const char* name;
@@ -38,7 +57,8 @@ constexpr Verbosity kInfo{"Info", 0, nullptr};
 constexpr Verbosity kDebug{"Debug", 1, "Info: Debug logging level enabled"};
 constexpr Verbosity kTrace{"Trace", 2, "Info: Trace logging level enabled"};
 
-// What of a log at Trace stays at a level. "Notice" stands for the line that the setting causes.
+// Returns the lines of a log at Trace that pass a level. "Notice" represents the line that the setting
+// causes.
 Lines At(const Verbosity& verbosity, const Lines& lines) {
   Lines kept;
   for (const std::string& line : lines) {
@@ -52,35 +72,35 @@ Lines At(const Verbosity& verbosity, const Lines& lines) {
   return kept;
 }
 
-// A filter whose log has taken its level already, in a local session. The log starts behind that.
+// A filter whose log level is set, in a local session. The log starts after that.
 class WholeLog : public ::testing::TestWithParam<Verbosity> {
  protected:
   void Configure() const {
     registry_.Local().SetText(L"Host", L"Auth.Example:8443");
     registry_.Local().SetText(L"IKey", L"client-7");
     registry_.Local().SetText(L"SKey", L"a secret");
-    registry_.Local().SetTexts(L"ProvidersWhitelist", {L"{D6886603-9D2F-4EB2-B667-1971041FA96B}"});
+    registry_.Local().SetTexts(L"ProvidersWhitelist", {Wide(kWhitelisted)});
   }
 
   void Start() {
     if (GetParam().debug != 0) registry_.Local().SetDword(L"Debug", GetParam().debug);
     dll_.CreateFilter()->Release();
     filter_ = dll_.CreateFilter();
-    metrics_ = std::make_unique<KuvTest::ImportHook<decltype(&::GetSystemMetrics)>>(dll_.Module(),
-                                                                                    "GetSystemMetrics");
+    metrics_ = std::make_unique<ImportHook<decltype(&::GetSystemMetrics)>>(dll_.Get(), "GetSystemMetrics");
     metrics_->Answer([](int) { return 0; });
     dll_.NewLogLines();
   }
 
-  HRESULT Filter(std::uint32_t scenario, DWORD flags, std::vector<GUID> providers) {
+  HRESULT Filter(std::uint32_t scenario, DWORD flags, const Names& texts) {
+    std::vector<GUID> providers = Guids(texts);
     std::vector<BOOL> allow(providers.size(), TRUE);
     return filter_->Filter(static_cast<CREDENTIAL_PROVIDER_USAGE_SCENARIO>(scenario), flags, providers.data(),
                            allow.data(), static_cast<DWORD>(providers.size()));
   }
 
-  HRESULT Redirect(const GUID& provider) {
+  HRESULT Redirect(const char* provider) {
     BYTE bytes[] = {1, 2, 3};
-    const CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION in{7, provider, sizeof(bytes), bytes};
+    const CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION in{7, Guid(provider), sizeof(bytes), bytes};
     CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION out{};
     const HRESULT result = filter_->UpdateRemoteCredential(&in, &out);
     ::CoTaskMemFree(out.rgbSerialization);
@@ -93,77 +113,53 @@ class WholeLog : public ::testing::TestWithParam<Verbosity> {
     if (filter_ != nullptr) filter_->Release();
   }
 
-  // Of a first load, with the settings of `Configure`.
+  // The lines of the first load with the settings of `Configure`.
   const Lines loadLines_{
       "Notice",
       "Info: Host: auth.example:8443",
       "Info: IKey: client-7",
       "Info: Found whitelist registry key, replacing default whitelisted providers.",
-      std::string{"Info: Adding provider "} + kWhitelistedText + " to the WhiteList",
+      std::string{"Info: Adding provider "} + kWhitelisted + " to the WhiteList",
   };
 
-  Lines After(Lines first, const Lines& second, const Lines& third = {}) const {
-    first.insert(first.end(), second.begin(), second.end());
-    first.insert(first.end(), third.begin(), third.end());
-    return first;
-  }
-
   RegistrySandbox registry_;
-  LoadedFilter dll_;
-  std::unique_ptr<KuvTest::ImportHook<decltype(&::GetSystemMetrics)>> metrics_;
+  LoggedModule dll_;
+  std::unique_ptr<ImportHook<decltype(&::GetSystemMetrics)>> metrics_;
   ICredentialProviderFilter* filter_ = nullptr;
 };
 
 INSTANTIATE_TEST_SUITE_P(Level, WholeLog, ::testing::Values(kInfo, kDebug, kTrace),
                          [](const auto& row) { return row.param.name; });
 
-std::string Line(const char* start, const char* provider, const char* end = "") {
-  return std::string{start} + provider + end;
-}
-
 TEST_P(WholeLog, OfASupportedLogon) {
   Configure();
   Start();
-  EXPECT_EQ(Filter(CPUS_LOGON, 0, {kPasswordProvider, kWhitelistedProvider, CLSID_KuvCredProv}), S_OK);
-  ExpectLog(After(
-      {
-          "Trace: Entering CKuvCredFilter::Filter",
-          Line("Debug: Filter scanning provider ", kPasswordText),
-          Line("Debug: Filter scanning provider ", kWhitelistedText),
-          Line("Debug: Filter scanning provider ", kKuvText),
-      },
-      loadLines_,
-      {
-          Line("Debug: Whitelisted provider ", kWhitelistedText),
-          Line("Debug: Whitelisted provider ", kKuvText),
-          "Debug: Filter usage scenario 1/CPUS_LOGON, flags=0x00000000",
-          "Info: Local login session",
-          "Info: Usage scenario 1/CPUS_LOGON supported",
-          "Info: Enabling Kuv and whitelisted Credential Providers",
-          Line("Debug: Provider ", kPasswordText, " is DISABLED."),
-          Line("Debug: Provider ", kWhitelistedText, " is ENABLED."),
-          Line("Debug: Provider ", kKuvText, " is ENABLED."),
-      }));
+  EXPECT_EQ(Filter(CPUS_LOGON, 0, {kPassword, kWhitelisted, kKuv}), S_OK);
+  ExpectLog(Scanning({kPassword, kWhitelisted, kKuv}) + loadLines_ + kAllowedList +
+            Lines{
+                "Debug: Filter usage scenario 1/CPUS_LOGON, flags=0x00000000",
+                "Info: Local login session",
+                "Info: Usage scenario 1/CPUS_LOGON supported",
+                "Info: Enabling Kuv and whitelisted Credential Providers",
+            } +
+            Disabled({kPassword}) + Enabled({kWhitelisted, kKuv}));
 }
 
 TEST_P(WholeLog, OfASecondDecisionLoadsNothing) {
   Configure();
   registry_.Policy().SetDword(L"RdpOnly", 1);
   Start();
-  Filter(CPUS_LOGON, 0, {CLSID_KuvCredProv});
+  Filter(CPUS_LOGON, 0, {kKuv});
   dll_.NewLogLines();
-  EXPECT_EQ(Filter(CPUS_UNLOCK_WORKSTATION, 0, {CLSID_KuvCredProv}), S_OK);
-  Lines expected{
-      "Trace: Entering CKuvCredFilter::Filter",
-      Line("Debug: Filter scanning provider ", kKuvText),
-      Line("Debug: Whitelisted provider ", kWhitelistedText),
-      Line("Debug: Whitelisted provider ", kKuvText),
-      "Debug: Filter usage scenario 2/CPUS_UNLOCK_WORKSTATION, flags=0x00000000",
-      "Info: Local login session",
-      "Info: Kuv is configured for RDP only login",
-      "Info: Disabling Kuv Credential Provider",
-      Line("Debug: Provider ", kKuvText, " is DISABLED."),
-  };
+  EXPECT_EQ(Filter(CPUS_UNLOCK_WORKSTATION, 0, {kKuv}), S_OK);
+  Lines expected = Scanning({kKuv}) + kAllowedList +
+                   Lines{
+                       "Debug: Filter usage scenario 2/CPUS_UNLOCK_WORKSTATION, flags=0x00000000",
+                       "Info: Local login session",
+                       "Info: Kuv is configured for RDP only login",
+                       "Info: Disabling Kuv Credential Provider",
+                   } +
+                   Disabled({kKuv});
   // The whole report is for Debug, its warning too.
   if (GetParam().debug != 0) expected.emplace_back("Warning: No providers enabled!");
   ExpectLog(expected);
@@ -173,46 +169,30 @@ TEST_P(WholeLog, OfAnUnsupportedElevationPrompt) {
   Configure();
   registry_.Local().SetDword(L"ElevationProtectionMode", 1);
   Start();
-  EXPECT_EQ(Filter(CPUS_CREDUI, 0x1, {CLSID_KuvSmartCardCredProv, kPasswordProvider}), S_OK);
-  ExpectLog(After(
-      {
-          "Trace: Entering CKuvCredFilter::Filter",
-          Line("Debug: Filter scanning provider ", kKuvSmartCardText),
-      },
-      loadLines_,
-      {
-          Line("Debug: Whitelisted provider ", kWhitelistedText),
-          Line("Debug: Whitelisted provider ", kKuvText),
-          "Debug: Filter usage scenario 4/CPUS_CREDUI, flags=0x00000001",
-          "Debug: UAC elevation does not support usage scenario CPUS_CREDUI with flags 0x00000001",
-          "Info: Disabling Kuv Credential Provider",
-          Line("Debug: Provider ", kKuvSmartCardText, " is DISABLED."),
-          Line("Debug: Provider ", kPasswordText, " is ENABLED."),
-      }));
+  EXPECT_EQ(Filter(CPUS_CREDUI, 0x1, {kKuvSmartCard, kPassword}), S_OK);
+  ExpectLog(Scanning({kKuvSmartCard}) + loadLines_ + kAllowedList +
+            Lines{
+                "Debug: Filter usage scenario 4/CPUS_CREDUI, flags=0x00000001",
+                "Debug: UAC elevation does not support usage scenario CPUS_CREDUI with flags 0x00000001",
+                "Info: Disabling Kuv Credential Provider",
+            } +
+            Disabled({kKuvSmartCard}) + Enabled({kPassword}));
 }
 
-TEST_P(WholeLog, OfPlap) {
+TEST_P(WholeLog, OfPreLogonAccess) {
   Configure();
   Start();
-  EXPECT_EQ(Filter(CPUS_PLAP, 0, {CLSID_KuvCredProv, kPasswordProvider}), S_OK);
-  ExpectLog(After(
-      {
-          "Trace: Entering CKuvCredFilter::Filter",
-          Line("Debug: Filter scanning provider ", kKuvText),
-      },
-      loadLines_,
-      {
-          Line("Debug: Whitelisted provider ", kWhitelistedText),
-          Line("Debug: Whitelisted provider ", kKuvText),
-          "Debug: Filter usage scenario 5/CPUS_PLAP, flags=0x00000000",
-          "Debug: Usage scenario 5/CPUS_PLAP not supported",
-          "Info: Disabling Kuv Credential Provider",
-          Line("Debug: Provider ", kKuvText, " is DISABLED."),
-          Line("Debug: Provider ", kPasswordText, " is ENABLED."),
-      }));
+  EXPECT_EQ(Filter(CPUS_PLAP, 0, {kKuv, kPassword}), S_OK);
+  ExpectLog(Scanning({kKuv}) + loadLines_ + kAllowedList +
+            Lines{
+                "Debug: Filter usage scenario 5/CPUS_PLAP, flags=0x00000000",
+                "Debug: Usage scenario 5/CPUS_PLAP not supported",
+                "Info: Disabling Kuv Credential Provider",
+            } +
+            Disabled({kKuv}) + Enabled({kPassword}));
 }
 
-TEST_P(WholeLog, OfWrongArguments) {
+TEST_P(WholeLog, OfInvalidArguments) {
   Configure();
   Start();
   EXPECT_EQ(filter_->Filter(CPUS_LOGON, 0, nullptr, nullptr, 0), E_INVALIDARG);
@@ -225,37 +205,33 @@ TEST_P(WholeLog, OfWrongArguments) {
 TEST_P(WholeLog, OfAnUnconfiguredMachine) {
   registry_.Local().SetText(L"Host", L"auth.example");
   Start();
-  EXPECT_EQ(Filter(CPUS_LOGON, 0, {kPasswordProvider, CLSID_KuvCredProv}), S_OK);
-  ExpectLog({
-      "Trace: Entering CKuvCredFilter::Filter",
-      Line("Debug: Filter scanning provider ", kPasswordText),
-      Line("Debug: Filter scanning provider ", kKuvText),
-      "Notice",
-      "Info: Host: auth.example",
-      "Error: Kuv WinLogon MFA not configured properly. Please check 'Host', 'IKey' and 'SKey' settings.",
-      "Error: Filter encountered an exception. 'Filter unable to load Kuv configuration",
-      "Info: Disabling Kuv Credential Provider",
-      Line("Debug: Provider ", kPasswordText, " is ENABLED."),
-      Line("Debug: Provider ", kKuvText, " is DISABLED."),
-  });
+  EXPECT_EQ(Filter(CPUS_LOGON, 0, {kPassword, kKuv}), S_OK);
+  ExpectLog(
+      Scanning({kPassword, kKuv}) +
+      Lines{
+          "Notice",
+          "Info: Host: auth.example",
+          "Error: Kuv WinLogon MFA not configured properly. Please check 'Host', 'IKey' and 'SKey' settings.",
+          "Error: Filter encountered an exception. 'Filter unable to load Kuv configuration",
+          "Info: Disabling Kuv Credential Provider",
+      } +
+      Enabled({kPassword}) + Disabled({kKuv}));
 }
 
 TEST_P(WholeLog, OfAMachineWithoutKuvProviders) {
   Start();
-  EXPECT_EQ(Filter(CPUS_LOGON, 0, {kPasswordProvider, kWhitelistedProvider}), S_OK);
-  ExpectLog({
-      "Trace: Entering CKuvCredFilter::Filter",
-      Line("Debug: Filter scanning provider ", kPasswordText),
-      Line("Debug: Filter scanning provider ", kWhitelistedText),
-      "Error: Kuv Credential Provider not found. Filter permitting all.",
-      Line("Debug: Provider ", kPasswordText, " is ENABLED."),
-      Line("Debug: Provider ", kWhitelistedText, " is ENABLED."),
-  });
+  EXPECT_EQ(Filter(CPUS_LOGON, 0, {kPassword, kWhitelisted}), S_OK);
+  ExpectLog(Scanning({kPassword, kWhitelisted}) +
+            Lines{"Error: Kuv Credential Provider not found. Filter permitting all."} +
+            Enabled({kPassword, kWhitelisted}));
 }
 
-std::string CredentialLine(const char* provider) {
-  return std::string{"Debug: CKuvCredFilter::UpdateRemoteCredential ulAuthenticationPackage 7 guidString "} +
-         provider + " cbSerialization 3";
+// The first lines of the update of a credential.
+Lines Credential(const char* provider) {
+  return Lines{"Trace: Entering CKuvCredFilter::UpdateRemoteCredential"} +
+         ForEach({provider},
+                 "Debug: CKuvCredFilter::UpdateRemoteCredential ulAuthenticationPackage 7 guidString ",
+                 " cbSerialization 3");
 }
 
 TEST_P(WholeLog, OfARemoteCredentialWithoutBytes) {
@@ -271,63 +247,45 @@ TEST_P(WholeLog, OfARemoteCredentialWithoutBytes) {
 TEST_P(WholeLog, OfARemoteCredentialOnAnUnconfiguredMachine) {
   registry_.Local().Create();
   Start();
-  EXPECT_EQ(Redirect(kPasswordProvider), E_NOTIMPL);
-  ExpectLog({
-      "Trace: Entering CKuvCredFilter::UpdateRemoteCredential",
-      CredentialLine(kPasswordText),
-      "Notice",
-      "Error: Kuv WinLogon MFA not configured properly. Please check 'Host', 'IKey' and 'SKey' settings.",
-      "Debug: CKuvCredFilter::UpdateRemoteCredential Exit NOTIMPL: Filter unable to load Kuv configuration",
-  });
+  EXPECT_EQ(Redirect(kPassword), E_NOTIMPL);
+  ExpectLog(
+      Credential(kPassword) +
+      Lines{
+          "Notice",
+          "Error: Kuv WinLogon MFA not configured properly. Please check 'Host', 'IKey' and 'SKey' settings.",
+          "Debug: CKuvCredFilter::UpdateRemoteCredential Exit NOTIMPL: Filter unable to load Kuv "
+          "configuration",
+      });
 }
 
 TEST_P(WholeLog, OfARemoteCredentialOfAnAllowedProvider) {
   Configure();
   Start();
-  EXPECT_EQ(Redirect(kWhitelistedProvider), E_NOTIMPL);
-  ExpectLog(After(
-      {
-          "Trace: Entering CKuvCredFilter::UpdateRemoteCredential",
-          CredentialLine(kWhitelistedText),
-      },
-      loadLines_,
-      {"Debug: CKuvCredFilter::UpdateRemoteCredential Exit NOTIMPL: Ignore whitelisted providers."}));
+  EXPECT_EQ(Redirect(kWhitelisted), E_NOTIMPL);
+  ExpectLog(
+      Credential(kWhitelisted) + loadLines_ +
+      Lines{"Debug: CKuvCredFilter::UpdateRemoteCredential Exit NOTIMPL: Ignore whitelisted providers."});
 }
 
-TEST_P(WholeLog, OfRemoteCredentialsThatAreRedirected) {
+TEST_P(WholeLog, OfRedirectedRemoteCredentials) {
   Configure();
   Start();
-  EXPECT_EQ(Redirect(kPasswordProvider), S_OK);
-  EXPECT_EQ(Redirect(CLSID_SmartcardCredentialProvider), S_OK);
-  EXPECT_EQ(Redirect(CLSID_V1SmartcardCredentialProvider), S_OK);
-  ExpectLog(After(
-      {
-          "Trace: Entering CKuvCredFilter::UpdateRemoteCredential",
-          CredentialLine(kPasswordText),
-      },
-      loadLines_,
-      {
-          "Trace: Entering CKuvCredFilter::UpdateRemoteCredential",
-          CredentialLine(kSmartCardText),
-          "Trace: Entering CKuvCredFilter::UpdateRemoteCredential",
-          CredentialLine(kV1SmartCardText),
-      }));
+  EXPECT_EQ(Redirect(kPassword), S_OK);
+  EXPECT_EQ(Redirect(kSmartCard), S_OK);
+  EXPECT_EQ(Redirect(kV1SmartCard), S_OK);
+  ExpectLog(Credential(kPassword) + loadLines_ + Credential(kSmartCard) + Credential(kV1SmartCard));
 }
 
 TEST_P(WholeLog, OfARemoteCredentialWithoutMemory) {
   Configure();
   Start();
   {
-    KuvTest::ImportHook<decltype(&::CoTaskMemAlloc)> memory{dll_.Module(), "CoTaskMemAlloc"};
+    ImportHook<decltype(&::CoTaskMemAlloc)> memory{dll_.Get(), "CoTaskMemAlloc"};
     memory.Answer([](SIZE_T) { return static_cast<void*>(nullptr); });
-    EXPECT_EQ(Redirect(kPasswordProvider), E_OUTOFMEMORY);
+    EXPECT_EQ(Redirect(kPassword), E_OUTOFMEMORY);
   }
-  ExpectLog(After(
-      {
-          "Trace: Entering CKuvCredFilter::UpdateRemoteCredential",
-          CredentialLine(kPasswordText),
-      },
-      loadLines_, {"Error: CKuvCredFilter::UpdateRemoteCredential Exit OUTOFMEMORY"}));
+  ExpectLog(Credential(kPassword) + loadLines_ +
+            Lines{"Error: CKuvCredFilter::UpdateRemoteCredential Exit OUTOFMEMORY"});
 }
 
 TEST_P(WholeLog, OfAnotherClassObjectRequest) {
@@ -351,11 +309,11 @@ TEST_P(WholeLog, OfAnotherClassObjectRequest) {
   });
 }
 
-TEST_P(WholeLog, OfAClassThatIsNotOurs) {
+TEST_P(WholeLog, OfAnUnknownClass) {
   Configure();
   Start();
   void* object = nullptr;
-  EXPECT_EQ(dll_.GetClassObject(CLSID_KuvCredProv, IID_IClassFactory, &object), CLASS_E_CLASSNOTAVAILABLE);
+  EXPECT_EQ(dll_.GetClassObject(kKuvProvider, IID_IClassFactory, &object), CLASS_E_CLASSNOTAVAILABLE);
   ExpectLog({
       "Trace: Filter DllGetClassObject (count 1)",
       "Trace: Entering CClassFactory_CreateInstance",
@@ -364,7 +322,7 @@ TEST_P(WholeLog, OfAClassThatIsNotOurs) {
   });
 }
 
-TEST_P(WholeLog, OfTheUnloading) {
+TEST_P(WholeLog, OfUnloading) {
   Configure();
   Start();
   filter_->Release();
@@ -379,13 +337,13 @@ TEST_P(WholeLog, OfTheUnloading) {
   });
 }
 
-// From the first request on, with the setting there all the time.
+// From the first request on, with the setting present from the start.
 TEST(WholeLogFromTheStart, BeginsWithTheFirstConfigurationLoad) {
   const RegistrySandbox registry;
   registry.Local().SetDword(L"Debug", 2);
-  LoadedFilter dll;
+  LoggedModule dll;
   ICredentialProviderFilter* const filter = dll.CreateFilter();
-  GUID provider = CLSID_KuvCredProv;
+  GUID provider = kKuvProvider;
   BOOL allow = TRUE;
   EXPECT_EQ(filter->Filter(CPUS_INVALID, 0, &provider, &allow, 1), S_OK);
   filter->Release();
@@ -404,13 +362,13 @@ TEST(WholeLogFromTheStart, BeginsWithTheFirstConfigurationLoad) {
       }));
 }
 
-TEST(WholeLogFromTheStart, IsEmptyWithoutTheSettingUntilSomethingHappens) {
+TEST(WholeLogFromTheStart, IsEmptyAtInfoUntilTheFirstDecision) {
   const RegistrySandbox registry;
-  LoadedFilter dll;
+  LoggedModule dll;
   dll.CreateFilter()->Release();
   EXPECT_EQ(dll.CanUnloadNow(), S_OK);
   EXPECT_EQ(dll.NewLogLines(), Lines{});
-  EXPECT_NE(::GetFileAttributesW(dll.LogPath().c_str()), INVALID_FILE_ATTRIBUTES);
+  EXPECT_TRUE(dll.HasLog());
 }
 
 }  // namespace

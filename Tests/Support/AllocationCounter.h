@@ -4,9 +4,9 @@
 
 namespace KuvTest {
 
-/// Watches the heap allocations of the program for the life of the object: each one through `operator
-/// new`, which this program replaces, or through the runtime's own functions where they are imported.
-/// Can let the n-th `operator new` fail. One at a time.
+/// Counts the heap allocations of the program for the life of the object: those through `operator new`,
+/// which this program replaces, and those through imported functions of the runtime. Can make the n-th
+/// `operator new` fail. One object at a time.
 class AllocationCounter {
  public:
   /// With `failing` above 0, the `operator new` of that number (the first is 1) throws `std::bad_alloc`.
@@ -15,9 +15,9 @@ class AllocationCounter {
   AllocationCounter(const AllocationCounter&) = delete;
   AllocationCounter& operator=(const AllocationCounter&) = delete;
 
-  /// Stops watching and gives the number of allocations so far.
+  /// Stops counting and returns the number of allocations so far.
   std::size_t Stop();
-  /// Whether the allocation that was to fail came.
+  /// Returns whether the failing allocation was reached.
   bool HasFailed() const;
 };
 

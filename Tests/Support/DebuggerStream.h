@@ -7,7 +7,7 @@
 
 namespace KuvTest {
 
-/// Takes what goes to the debugger stream for the life of the object.
+/// Captures the debugger stream for the life of the object.
 class DebuggerStream {
  public:
   DebuggerStream() {

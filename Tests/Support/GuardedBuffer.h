@@ -7,8 +7,8 @@
 
 namespace KuvTest {
 
-/// An array whose last element ends at a page boundary with a no-access page behind it: reading or
-/// writing one element too many ends the process.
+/// An array whose last element ends at a page boundary, followed by a page without access: reading or
+/// writing behind the array ends the process.
 template <typename Element>
 class GuardedBuffer {
  public:
@@ -25,7 +25,7 @@ class GuardedBuffer {
     elements_ = reinterpret_cast<Element*>(memory_ + pages * kPage - bytes);
   }
 
-  /// Holds the text with its NUL as the last element.
+  /// Creates an array of the text with its NUL as the last element.
   static GuardedBuffer Text(const Element* text, std::size_t length) {
     GuardedBuffer buffer{length + 1};
     std::memcpy(buffer.elements_, text, length * sizeof(Element));

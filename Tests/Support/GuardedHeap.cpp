@@ -19,7 +19,7 @@ constexpr std::size_t kAlignment = 16;
 constexpr unsigned char kFresh = 0xCD;
 constexpr unsigned char kSurroundings = 0xFD;
 
-// Address space is taken in large pieces and never given back; what a block needs of it is committed.
+// Address space is reserved in large pieces and never released; the pages of a block are committed.
 constexpr std::size_t kArenaPages = std::size_t{1} << 20;
 constexpr std::size_t kMaxArenas = 64;
 constexpr std::uint64_t kFreed = UINT64_MAX;
@@ -71,7 +71,7 @@ bool AddArena() {
   return true;
 }
 
-// The place of a block in the books, or null if it lies in no arena.
+// Returns the record of a block, or null if it is in no arena.
 std::uint64_t* Find(const void* block) {
   const auto address = reinterpret_cast<std::uintptr_t>(block);
   for (std::size_t i = 0; i < g_arenaCount; ++i) {
@@ -106,14 +106,14 @@ bool IsUntouched(const BYTE* begin, const BYTE* end) {
 
 void Close(void* block, std::uint64_t& entry) {
   if (entry == kFreed) End("freed twice", block, 0);
-  if (entry == 0) End("freed what is no block", block, 0);
+  if (entry == 0) End("freed an invalid pointer", block, 0);
   const auto wanted = static_cast<std::size_t>(entry - 1);
   const std::size_t size = wanted == 0 ? 1 : wanted;
   auto* const bytes = static_cast<BYTE*>(block);
   BYTE* const memory = bytes - reinterpret_cast<std::uintptr_t>(block) % kPage;
   BYTE* const end = memory + PagesFor(size) * kPage;
   if (bytes + size > end || static_cast<std::size_t>(end - bytes - size) >= kAlignment) {
-    End("freed what is no block", block, wanted);
+    End("freed an invalid pointer", block, wanted);
   }
   if (!IsUntouched(memory, bytes)) End("written in front of", block, wanted);
   if (!IsUntouched(bytes + size, end)) End("written behind", block, wanted);
@@ -121,7 +121,7 @@ void Close(void* block, std::uint64_t& entry) {
   ::VirtualFree(memory, static_cast<std::size_t>(end - memory), MEM_DECOMMIT);
 }
 
-// Answers false for a block that was allocated otherwise.
+// Returns false for a block that was allocated elsewhere.
 bool Free(void* block) {
   const Lock lock;
   std::uint64_t* const entry = Find(block);
@@ -136,7 +136,7 @@ std::size_t SizeOf(const void* block) {
   return entry == nullptr || *entry == 0 || *entry == kFreed ? 0 : static_cast<std::size_t>(*entry - 1);
 }
 
-// The replacements of what the import tables name. An original is what the table held before.
+// The replacements of imported functions, and the originals that the table held before.
 
 void(__cdecl* originalFree)(void*);
 void*(__cdecl* originalRealloc)(void*, std::size_t);
@@ -188,7 +188,7 @@ void WINAPI GuardedCoTaskMemFree(LPVOID block) {
   if (block != nullptr && !Free(block)) originalCoTaskMemFree(block);
 }
 
-// Loads with `load` and watches the filter when it is new: later on, its table may hold a test's hooks.
+// Loads with `load` and watches the filter if it is new: later its table may hold the hooks of a test.
 template <typename Load>
 HMODULE LoadAndWatch(const wchar_t* path, Load load) {
   constexpr wchar_t kFilter[] = L"KuvCredFilter.dll";
@@ -206,7 +206,8 @@ HMODULE WINAPI GuardedLoadLibraryW(LPCWSTR path) {
 }
 
 HMODULE WINAPI GuardedLoadLibraryExW(LPCWSTR path, HANDLE file, DWORD flags) {
-  // A module that is read for its resources alone has no imports to replace, and its handle is no address.
+  // A module that is loaded for its resources only has no imports to replace, and its handle is not an
+  // address.
   constexpr DWORD kAsData =
       LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_DATAFILE_EXCLUSIVE | LOAD_LIBRARY_AS_IMAGE_RESOURCE;
   if ((flags & kAsData) != 0) return originalLoadLibraryExW(path, file, flags);
@@ -254,7 +255,7 @@ void GuardedHeap::Watch(HMODULE module) {
   for (const Import& import : kImports) {
     for (void** const entry : FindImports(module, import.name)) {
       if (*entry == import.replacement) continue;
-      // What a later module's table holds may be a test's hook already.
+      // The table of a later module may hold the hook of a test already.
       if (import.original != nullptr && *import.original == nullptr) *import.original = *entry;
       WriteImport(entry, import.replacement);
     }

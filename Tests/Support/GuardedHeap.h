@@ -4,29 +4,29 @@
 
 namespace KuvTest {
 
-/// Puts the heap blocks of this program, and of a module that it watches, where misuse shows:
+/// Places the heap blocks of this program, and of a module that it watches, so that misuse is detected:
 ///
 /// - A block ends where a page without access begins, so one byte too many ends the process. The platform's
-///   blocks are aligned to 16 bytes, and a block that is no multiple of that leaves a gap of up to 15 bytes
-///   behind it; blocks below 16 bytes keep only the alignment that their size asks for and leave none.
-/// - The gap, and the page in front of the block, are filled with a pattern that is looked at when the block
-/// is
-///   freed. A changed one ends the process.
-/// - The pages of a freed block lose their access for good, and freeing it again ends the process.
-/// - A new block is filled with a pattern of its own, so that nobody reads zeros by luck.
+///   blocks are aligned to 16 bytes, and a size that is not a multiple of 16 leaves a gap of up to 15 bytes
+///   behind the block; blocks below 16 bytes have only the alignment that their size needs and leave none.
+/// - The gap and the rest of the page in front of the block are filled with a pattern that is checked when
+/// the
+///   block is freed. A change ends the process.
+/// - The pages of a freed block stay inaccessible, and freeing it again ends the process.
+/// - A new block is filled with another pattern, so that uninitialized memory is not zero by chance.
 ///
-/// It works through the import tables, so not with a runtime that is linked in: `malloc` and its kin, below
-/// `operator new` too, `LocalAlloc` and `CoTaskMemAlloc`. Blocks that were allocated otherwise are passed on
-/// when they are freed.
+/// It replaces imports, so it does not work with a statically linked runtime: `malloc` and related functions,
+/// also below `operator new`, `LocalAlloc` and `CoTaskMemAlloc`. Blocks that were allocated elsewhere are
+/// freed by the original function.
 class GuardedHeap {
  public:
-  /// Starts if the environment variable KUV_GUARDED_HEAP is 1. The filter is watched as well from the moment
-  /// the program loads it.
+  /// Starts if the environment variable KUV_GUARDED_HEAP is 1. The filter is watched too once the program
+  /// loads it.
   static void StartIfAskedFor();
   static bool IsOn();
-  /// Watches the allocations of a loaded module, which frees its blocks itself.
+  /// Watches the allocations of a loaded module, which frees its own blocks.
   static void Watch(HMODULE module);
-  /// Whether the block was allocated here and is not freed yet.
+  /// Returns whether the block was allocated here and is not freed yet.
   static bool Owns(const void* block);
 };
 

@@ -13,7 +13,7 @@ using KuvTest::GuardedHeap;
 
 constexpr char kCrash[] = "Crashed with exception 0xC0000005";
 
-// The cases run with the guarded heap, in this process or in a child of their own.
+// The cases run with the guarded heap, in this process or in a child process.
 class GuardedHeapTest : public ::testing::Test {
  protected:
   GuardedHeapTest() {
@@ -22,7 +22,7 @@ class GuardedHeapTest : public ::testing::Test {
   }
 };
 
-// Behind the compiler's back, which sees and refuses some of what is done here.
+// Hides the pointer from the compiler, which rejects some of these accesses.
 volatile unsigned char* Bytes(void* block) {
   static void* volatile pointer;
   pointer = block;
@@ -37,7 +37,7 @@ void Touch(volatile unsigned char* byte) {
   *byte = static_cast<unsigned char>(*byte + 1);
 }
 
-TEST_F(GuardedHeapTest, LeavesTheRightUseOfABlockAlone) {
+TEST_F(GuardedHeapTest, AllowsCorrectUse) {
   for (std::size_t size = 0; size < 9000; size = size * 5 / 4 + 1) {
     SCOPED_TRACE(size);
     void* const block = std::malloc(size);
@@ -49,14 +49,14 @@ TEST_F(GuardedHeapTest, LeavesTheRightUseOfABlockAlone) {
   }
 }
 
-TEST_F(GuardedHeapTest, HoldsTheBlocksOfOperatorNew) {
+TEST_F(GuardedHeapTest, OwnsTheBlocksOfOperatorNew) {
   const auto object = std::make_unique<int>(1);
   const auto array = std::make_unique<char[]>(100);
   EXPECT_TRUE(GuardedHeap::Owns(object.get()));
   EXPECT_TRUE(GuardedHeap::Owns(array.get()));
 }
 
-TEST_F(GuardedHeapTest, HoldsTheBlocksOfThePlatformsAllocators) {
+TEST_F(GuardedHeapTest, OwnsTheBlocksOfThePlatformsAllocators) {
   const HLOCAL block = ::LocalAlloc(LMEM_FIXED | LMEM_ZEROINIT, 20);
   EXPECT_TRUE(GuardedHeap::Owns(block));
   EXPECT_EQ(*Bytes(block), 0);
@@ -64,7 +64,7 @@ TEST_F(GuardedHeapTest, HoldsTheBlocksOfThePlatformsAllocators) {
   EXPECT_FALSE(GuardedHeap::Owns(block));
 }
 
-TEST_F(GuardedHeapTest, AlignsWhatIsLargeEnoughTo16Bytes) {
+TEST_F(GuardedHeapTest, AlignsBlocksOf16BytesAndMore) {
   for (const std::size_t size : {16, 17, 24, 4095, 4096, 4097}) {
     void* const block = std::malloc(size);
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(block) % 16, 0u) << size;
@@ -72,7 +72,7 @@ TEST_F(GuardedHeapTest, AlignsWhatIsLargeEnoughTo16Bytes) {
   }
 }
 
-TEST_F(GuardedHeapTest, ZeroesOnlyWhatIsAskedForAsZeros) {
+TEST_F(GuardedHeapTest, ZeroesOnlyOnRequest) {
   void* const zeros = std::calloc(3, 5);
   void* const fresh = std::malloc(15);
   for (int i = 0; i < 15; ++i) {
@@ -83,7 +83,7 @@ TEST_F(GuardedHeapTest, ZeroesOnlyWhatIsAskedForAsZeros) {
   std::free(fresh);
 }
 
-TEST_F(GuardedHeapTest, KeepsWhatABlockHoldsWhenItGrowsOrShrinks) {
+TEST_F(GuardedHeapTest, KeepsTheContentsOnReallocation) {
   void* block = std::realloc(nullptr, 4);
   std::memcpy(block, "abc", 4);
   block = std::realloc(block, 5000);
@@ -94,19 +94,19 @@ TEST_F(GuardedHeapTest, KeepsWhatABlockHoldsWhenItGrowsOrShrinks) {
   std::free(block);
 }
 
-TEST_F(GuardedHeapTest, RefusesWhatNoMemoryCanHold) {
+TEST_F(GuardedHeapTest, ReturnsNullForHugeSizes) {
   volatile std::size_t huge = SIZE_MAX / 2;
   EXPECT_EQ(std::malloc(huge), nullptr);
   EXPECT_EQ(std::calloc(huge, 4), nullptr);
 }
 
-TEST_F(GuardedHeapTest, PassesOnBlocksThatWereAllocatedOtherwise) {
+TEST_F(GuardedHeapTest, ForwardsForeignBlocks) {
   char* const copy = ::_strdup("allocated by the runtime itself");
   EXPECT_FALSE(GuardedHeap::Owns(copy));
   std::free(copy);
 }
 
-TEST_F(GuardedHeapTest, EndsTheProcessAtTheFirstByteTooMany) {
+TEST_F(GuardedHeapTest, DetectsAccessBehindABlock) {
   for (const std::size_t size : {1, 2, 3, 7, 8, 13, 15, 16, 48, 4096, 8192}) {
     SCOPED_TRACE(size);
     void* const block = std::malloc(size);
@@ -116,7 +116,7 @@ TEST_F(GuardedHeapTest, EndsTheProcessAtTheFirstByteTooMany) {
   }
 }
 
-TEST_F(GuardedHeapTest, SeesAWriteToTheGapWhenTheBlockIsFreed) {
+TEST_F(GuardedHeapTest, DetectsAWriteToTheGapOnFree) {
   for (const std::size_t size : {17, 24, 31, 4097}) {
     SCOPED_TRACE(size);
     void* const block = std::malloc(size);
@@ -131,7 +131,7 @@ TEST_F(GuardedHeapTest, SeesAWriteToTheGapWhenTheBlockIsFreed) {
   }
 }
 
-TEST_F(GuardedHeapTest, SeesAWriteInFrontOfABlockWhenItIsFreed) {
+TEST_F(GuardedHeapTest, DetectsAWriteBeforeABlockOnFree) {
   void* const block = std::malloc(16);
   EXPECT_DEATH(
       {
@@ -142,7 +142,7 @@ TEST_F(GuardedHeapTest, SeesAWriteInFrontOfABlockWhenItIsFreed) {
   std::free(block);
 }
 
-TEST_F(GuardedHeapTest, EndsTheProcessAtAUseAfterTheFree) {
+TEST_F(GuardedHeapTest, DetectsUseAfterFree) {
   void* const block = std::malloc(24);
   EXPECT_DEATH(
       {
@@ -154,7 +154,7 @@ TEST_F(GuardedHeapTest, EndsTheProcessAtAUseAfterTheFree) {
   std::free(block);
 }
 
-TEST_F(GuardedHeapTest, EndsTheProcessAtASecondFree) {
+TEST_F(GuardedHeapTest, DetectsDoubleFree) {
   void* const block = std::malloc(24);
   EXPECT_DEATH(
       {
@@ -166,10 +166,10 @@ TEST_F(GuardedHeapTest, EndsTheProcessAtASecondFree) {
   std::free(block);
 }
 
-TEST_F(GuardedHeapTest, EndsTheProcessAtTheFreeOfWhatIsNoBlock) {
+TEST_F(GuardedHeapTest, DetectsFreeOfAnInvalidPointer) {
   void* const block = std::malloc(100);
   volatile unsigned char* const inside = Bytes(block) + 16;
-  EXPECT_DEATH(Free(inside), "Guarded heap: freed what is no block");
+  EXPECT_DEATH(Free(inside), "Guarded heap: freed an invalid pointer");
   std::free(block);
 }
 

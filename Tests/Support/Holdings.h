@@ -4,19 +4,19 @@
 
 namespace KuvTest {
 
-/// What this process holds at this moment.
+/// The resources of this process at one moment.
 struct Holdings {
   std::size_t handles;       ///< of the kernel
-  std::size_t privateBytes;  ///< committed and shared with nobody
-  std::size_t guiObjects;    ///< GDI and USER objects; Wine does not count them and says 0
+  std::size_t privateBytes;  ///< committed and not shared
+  std::size_t guiObjects;    ///< GDI and USER objects; always 0 under Wine
 
   bool operator==(const Holdings&) const = default;
 };
 
-/// Counts what this process holds.
+/// Counts the resources of this process.
 Holdings CountHoldings();
 
-/// The handles alone.
+/// Counts only the handles.
 std::size_t CountHandles();
 
 }  // namespace KuvTest

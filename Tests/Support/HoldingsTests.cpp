@@ -9,7 +9,7 @@ namespace {
 using KuvTest::CountHoldings;
 using KuvTest::Holdings;
 
-TEST(Holdings, OfAnIdleProcessDoNotChange) {
+TEST(Holdings, StayEqualInAnIdleProcess) {
   CountHoldings();
   const Holdings before = CountHoldings();
   EXPECT_NE(before.handles, 0U);
@@ -26,7 +26,7 @@ TEST(Holdings, CountEveryHandle) {
   EXPECT_EQ(CountHoldings().handles, before.handles);
 }
 
-TEST(Holdings, CountEveryPageOfItsOwn) {
+TEST(Holdings, CountEveryPrivatePage) {
   CountHoldings();
   const Holdings before = CountHoldings();
   constexpr std::size_t kBytes = 3 * 4096;

@@ -27,9 +27,9 @@ class ImportHook;
 ///   ImportHook<decltype(&::GetSystemMetrics)> metrics{"GetSystemMetrics"};
 ///   metrics.Answer([](int) { return 1; });
 ///
-/// Until it is told an answer it passes every call on and counts. Calls from several threads at once
-/// are only safe while the answer is. The compiler may keep an import's address in a register within
-/// one function, so the hook stands outside the function under test.
+/// Without an answer it forwards and counts every call. Calls from several threads at once are safe only
+/// if the answer is. The compiler may keep the address of an import in a register within one function, so
+/// create the hook outside the function under test.
 template <typename Result, typename... Arguments>
 class ImportHook<Result(WINAPI*)(Arguments...)> {
  public:
@@ -65,7 +65,7 @@ class ImportHook<Result(WINAPI*)(Arguments...)> {
     script_.assign(answers.begin(), answers.end());
   }
 
-  /// Answers the n-th call from the start of the hook (the first is 1); all others are passed on.
+  /// Answers the n-th call from the start of the hook (the first is 1); all others are forwarded.
   void AnswerCall(std::size_t number, Replacement replacement) {
     answer_ = [this, number, replacement = std::move(replacement)](Arguments... arguments) {
       return calls_.size() == number ? replacement(arguments...) : original_(arguments...);
@@ -77,7 +77,7 @@ class ImportHook<Result(WINAPI*)(Arguments...)> {
 
   std::size_t CallCount() const { return calls_.size(); }
 
-  /// The arguments of the calls so far. What a pointer points at may be gone by now.
+  /// Returns the arguments of the calls so far. Their pointers may be invalid by now.
   const std::vector<std::tuple<Arguments...>>& Calls() const { return calls_; }
 
  private:

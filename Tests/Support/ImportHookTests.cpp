@@ -6,7 +6,7 @@ namespace {
 
 using KuvTest::ImportHook;
 
-// A function of its own, so that no import address outlives a hook in a register.
+// Not inlined, so that no register keeps an import address across a hook.
 __declspec(noinline) int Metric(int index) {
   return ::GetSystemMetrics(index);
 }
@@ -23,14 +23,14 @@ __declspec(noinline) BOOL Remove(const wchar_t* path) {
   return ::RemoveDirectoryW(path);
 }
 
-TEST(ImportHook, PassesCallsOnAndCountsThemUntilItIsToldAnAnswer) {
+TEST(ImportHook, ForwardsAndCountsCallsWithoutAnAnswer) {
   const int expected = Metric(SM_CXSCREEN);
   KUV_IMPORT_HOOK(metrics, GetSystemMetrics);
   EXPECT_EQ(Metric(SM_CXSCREEN), expected);
   EXPECT_EQ(metrics.CallCount(), 1u);
 }
 
-TEST(ImportHook, AnswersInPlaceOfThePlatform) {
+TEST(ImportHook, ReturnsItsAnswer) {
   KUV_IMPORT_HOOK(metrics, GetSystemMetrics);
   metrics.Answer([](int index) { return index * 3; });
   EXPECT_EQ(Metric(7), 21);
@@ -68,7 +68,7 @@ TEST(ImportHook, PlaysAScriptInOrder) {
   EXPECT_EQ(Metric(0), 22);
 }
 
-TEST(ImportHook, FailsTheTestIfTheScriptRunsDry) {
+TEST(ImportHook, FailsTheTestIfTheScriptIsTooShort) {
   EXPECT_NONFATAL_FAILURE(
       {
         KUV_IMPORT_HOOK(metrics, GetSystemMetrics);
@@ -88,7 +88,7 @@ TEST(ImportHook, FailsTheTestIfAnswersAreLeftOver) {
       "1 answers were not asked for");
 }
 
-TEST(ImportHook, KeepsTwoFunctionsOfOneTypeApart) {
+TEST(ImportHook, SeparatesFunctionsOfOneType) {
   KUV_IMPORT_HOOK(deleteFile, DeleteFileW);
   KUV_IMPORT_HOOK(removeDirectory, RemoveDirectoryW);
   deleteFile.Answer([](const wchar_t*) { return 1; });
@@ -97,17 +97,17 @@ TEST(ImportHook, KeepsTwoFunctionsOfOneTypeApart) {
   EXPECT_EQ(Remove(L"x"), 2);
 }
 
-TEST(ImportHook, RefusesAFunctionThatIsNotImported) {
+TEST(ImportHook, RejectsAFunctionThatIsNotImported) {
   EXPECT_THROW(ImportHook<decltype(&::GetSystemMetrics)>{"NoSuchFunction"}, std::runtime_error);
 }
 
-TEST(ImportTable, ListsWhatAModuleImports) {
+TEST(ImportTable, ListsTheImportsOfAModule) {
   const std::vector<std::string> imports = KuvTest::ListImports(::GetModuleHandleW(nullptr));
   EXPECT_NE(std::find(imports.begin(), imports.end(), "USER32.dll!GetSystemMetrics"), imports.end());
 }
 
-// The platform's own import library has some of the sockets' functions by ordinal.
-TEST(ImportTable, TellsTheNameOfAnOrdinal) {
+// The platform's import library imports some socket functions by ordinal.
+TEST(ImportTable, ReturnsTheNameOfAnOrdinal) {
   const HMODULE sockets = ::LoadLibraryW(L"ws2_32.dll");
   ASSERT_NE(sockets, nullptr);
   EXPECT_EQ(KuvTest::NameOfExport(sockets, 111), "WSAGetLastError");

@@ -18,9 +18,9 @@ const IMAGE_DATA_DIRECTORY& Directory(HMODULE module, std::size_t index) {
   return headers->OptionalHeader.DataDirectory[index];
 }
 
-// Calls `visit(dll, function, entry)` for every function that is imported. The platform's own import library
-// has the older functions of some DLLs, the sockets' among them, by ordinal: these get the names that the DLL
-// gives them.
+// Calls `visit(dll, function, entry)` for every function that is imported. The platform's import library
+// imports older functions of some DLLs, such as those for sockets, by ordinal: these get the names that the
+// DLL exports.
 template <typename Visit>
 void ForEachImport(HMODULE module, Visit visit) {
   const IMAGE_DATA_DIRECTORY& directory = Directory(module, IMAGE_DIRECTORY_ENTRY_IMPORT);

@@ -8,8 +8,8 @@
 
 namespace KuvTest {
 
-/// What most tests stand on: an empty registry, an unloaded configuration and a captured log at Trace.
-/// Lines that setting up caused are dropped with `log.Clear()`.
+/// The base of most tests: an empty registry, an unloaded configuration and a captured log at Trace.
+/// `log.Clear()` drops the lines that the set-up caused.
 class KuvFixture : public ::testing::Test {
  protected:
   KuvFixture() { *GetConfiguration() = Configuration{}; }

@@ -20,12 +20,11 @@ using LogLines = std::vector<LogLine>;
 
 void PrintTo(const LogLine& line, std::ostream* out);
 
-/// Takes a finished line apart. Throws `std::runtime_error` if it has not the form of a line with a
+/// Parses a finished line. Throws `std::runtime_error` if it does not have the form of a line with a
 /// level tag.
 LogLine ParseLogLine(const std::wstring& line);
 
-/// Puts a log system of its own in place of the main log for the life of the object and collects what
-/// it hands out.
+/// Replaces the main log by another log system for the life of the object and collects its output.
 class LogCapture {
  public:
   explicit LogCapture(LogLevel minLevel = LogLevel::Trace);
@@ -35,15 +34,15 @@ class LogCapture {
 
   Kuv::LogSystem& System() { return *system_; }
 
-  /// The lines so far, taken apart.
+  /// Returns the parsed lines so far.
   LogLines Lines() const;
-  /// The lines so far as the handler got them, prefix and line end included.
+  /// Returns the lines so far as the handler got them, prefix and line end included.
   const std::vector<std::wstring>& RawLines() const;
-  /// The 8-bit texts so far (`LogSystem::WriteRaw` and its kin).
+  /// Returns the 8-bit texts so far (`LogSystem::WriteRaw` and related functions).
   const std::vector<std::string>& NarrowTexts() const;
   void Clear();
 
-  /// Whether the text stands in any line or text so far.
+  /// Returns whether any line or text so far contains this text.
   bool Contains(const std::string& text) const;
 
  private:

@@ -23,7 +23,7 @@ TEST(LogCapture, FiltersAtItsLevel) {
   EXPECT_EQ(log.Lines(), LogLines{});
 }
 
-TEST(LogCapture, PutsTheEarlierLogBack) {
+TEST(LogCapture, RestoresTheEarlierLog) {
   LogCapture outer;
   {
     LogCapture inner;
@@ -49,14 +49,14 @@ TEST(LogCapture, FindsTextInAnyLine) {
   EXPECT_FALSE(log.Contains("haystack"));
 }
 
-TEST(LogCapture, ClearForgetsWhatCame) {
+TEST(LogCapture, ClearRemovesAllLines) {
   LogCapture log;
   KUV_LOG(LogLevel::Info, "text");
   log.Clear();
   EXPECT_EQ(log.Lines(), LogLines{});
 }
 
-TEST(LogCapture, RefusesALineWithoutItsForm) {
+TEST(LogCapture, RejectsMalformedLines) {
   EXPECT_THROW(ParseLogLine(L"text"), std::runtime_error);
   EXPECT_THROW(ParseLogLine(L"06/02/25 12:59:52 [1](2) [Info] text"), std::runtime_error);
   EXPECT_THROW(ParseLogLine(L"06/02/25 12:59:52 [1](2) [Other] text\r\n"), std::runtime_error);

@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-// The test program's own operator new and delete, which a test can make fail. Not for several threads.
+// Replaces operator new and delete of the test program, so that a test can make them fail. For one thread.
 namespace KuvTest {
 
 /// Makes `operator new` of this program throw `std::bad_alloc` for the life of the object, from its
@@ -16,11 +16,11 @@ class MemoryExhaustion {
   MemoryExhaustion(const MemoryExhaustion&) = delete;
   MemoryExhaustion& operator=(const MemoryExhaustion&) = delete;
 
-  /// Whether a call has failed so far.
+  /// Returns whether a call has failed so far.
   bool Struck() const;
 };
 
-/// How many blocks `operator new` of this program has given and not got back.
+/// Returns the number of blocks that `operator new` of this program has allocated and that are not freed.
 std::size_t LiveBlocks();
 
 }  // namespace KuvTest

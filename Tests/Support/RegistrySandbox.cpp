@@ -90,7 +90,7 @@ RegistrySandbox::RegistrySandbox() {
   static std::atomic<int> number{0};
   scratch_ = std::wstring{kScratchRoot} + L"\\" + std::to_wstring(::GetCurrentProcessId()) + L"." +
              std::to_wstring(++number);
-  // A process that ended hard has left its key, and its identifier may be ours by now.
+  // A crashed process with the same identifier may have left its key.
   ::RegDeleteTreeW(HKEY_CURRENT_USER, scratch_.c_str());
   const UniqueRegistryKey machine = CreateKey(HKEY_CURRENT_USER, scratch_ + L"\\LocalMachine");
   const UniqueRegistryKey classes = CreateKey(HKEY_CURRENT_USER, scratch_ + L"\\ClassesRoot");

@@ -9,7 +9,7 @@
 namespace KuvTest {
 
 /// One registry key that a test writes. Every operation throws `std::runtime_error` if it fails, so
-/// that a test never goes on with settings other than it believes.
+/// that a test never continues with other settings than it has written.
 class TestKey {
  public:
   /// Names a key; it is created by the first write.
@@ -24,11 +24,11 @@ class TestKey {
   /// Writes any type and any bytes.
   void SetBytes(const std::wstring& name, DWORD type, const void* data, std::size_t size) const;
   void DeleteValue(const std::wstring& name) const;
-  /// Deletes the key with all below it.
+  /// Deletes the key with its values and subkeys.
   void Delete() const;
 
   bool Exists() const;
-  /// Reads a value; `type` is its type. An absent value throws.
+  /// Reads a value and its type. Throws if it is absent.
   std::vector<std::uint8_t> GetBytes(const std::wstring& name, DWORD& type) const;
 
  private:
@@ -38,7 +38,7 @@ class TestKey {
 
 /// Redirects `HKEY_LOCAL_MACHINE` and `HKEY_CLASSES_ROOT` of this process to a scratch key for the life
 /// of the object, and removes that key afterwards. The constructor throws `std::runtime_error` if it
-/// cannot: then nothing of the machine has been touched. One at a time.
+/// cannot: then the registry of the machine is unchanged. One object at a time.
 class RegistrySandbox {
  public:
   RegistrySandbox();
@@ -46,7 +46,7 @@ class RegistrySandbox {
   RegistrySandbox(const RegistrySandbox&) = delete;
   RegistrySandbox& operator=(const RegistrySandbox&) = delete;
 
-  /// The settings key of the machine and that of the policies.
+  /// Returns the key of the local settings and that of the policies.
   TestKey Local() const { return {HKEY_LOCAL_MACHINE, L"Software\\Kuvant\\KuvCredProv"}; }
   TestKey Policy() const { return {HKEY_LOCAL_MACHINE, L"Software\\Policies\\Kuvant\\KuvCredProv"}; }
 

@@ -36,7 +36,7 @@ TEST(RegistrySandbox, LeavesNothingBehind) {
   EXPECT_FALSE(Opens(HKEY_CURRENT_USER, scratch.c_str()));
 }
 
-TEST(RegistrySandbox, EachOneStartsEmpty) {
+TEST(RegistrySandbox, StartsEmpty) {
   { RegistrySandbox{}.Local().SetDword(L"RdpOnly", 1); }
   const RegistrySandbox sandbox;
   EXPECT_FALSE(sandbox.Local().Exists());
@@ -51,8 +51,8 @@ TEST(TestKey, WritesAnyTypeAndSize) {
   EXPECT_EQ(type, static_cast<DWORD>(REG_BINARY));
 }
 
-// What a process that ended hard has left under the names that are taken next.
-TEST(RegistrySandbox, StartsEmptyWhateverWasLeftUnderItsName) {
+// Keys that a crashed process left under the names that are used next.
+TEST(RegistrySandbox, StartsEmptyAfterACrashedProcess) {
   const std::wstring stem = L"Software\\KuvTests\\" + std::to_wstring(::GetCurrentProcessId()) + L".";
   constexpr int kNames = 50;
   for (int number = 1; number <= kNames; ++number) {
@@ -78,7 +78,7 @@ TEST(TestKey, WritesTextsWithBothTerminators) {
   EXPECT_EQ(type, static_cast<DWORD>(REG_MULTI_SZ));
 }
 
-TEST(TestKey, ThrowsForWhatIsNotThere) {
+TEST(TestKey, ThrowsIfAbsent) {
   const RegistrySandbox sandbox;
   DWORD type = 0;
   EXPECT_THROW(sandbox.Local().GetBytes(L"value", type), std::runtime_error);

@@ -1,4 +1,4 @@
-// Stands in builds that trap undefined behaviour: shows that they do.
+// Part of builds that trap undefined behavior: proves that they do.
 #include <climits>
 
 #include <gtest/gtest.h>
@@ -19,7 +19,7 @@ int Element(const int (&array)[4], int index) {
 
 constexpr char kTrap[] = "Crashed with exception 0xC000001D";
 
-TEST(Sanitize, EndsTheProcessAtUndefinedBehaviour) {
+TEST(Sanitize, EndsTheProcessAtUndefinedBehavior) {
   const int numbers[4] = {1, 2, 3, 4};
   EXPECT_EQ(Add(INT_MAX - 1, 1), INT_MAX);
   EXPECT_DEATH(Add(INT_MAX, 1), kTrap);

@@ -59,12 +59,12 @@ TempFolder::TempFolder() {
   if (::GetTempPathW(MAX_PATH + 1, temp) == 0) throw std::runtime_error{"no folder for temporary files"};
   const std::wstring stem =
       std::wstring{temp} + L"KuvTests-" + std::to_wstring(::GetCurrentProcessId()) + L"-";
-  // A process that ended hard has left its folder, and its identifier may be ours by now.
+  // A crashed process with the same identifier may have left its folder.
   do {
     path_ = stem + std::to_wstring(++number);
     if (::CreateDirectoryW(path_.c_str(), nullptr) != FALSE) return;
   } while (::GetLastError() == ERROR_ALREADY_EXISTS);
-  throw std::runtime_error{"a temporary folder cannot be made"};
+  throw std::runtime_error{"a temporary folder cannot be created"};
 }
 
 TempFolder::~TempFolder() {

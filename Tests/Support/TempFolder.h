@@ -8,8 +8,8 @@
 
 namespace KuvTest {
 
-/// A new, empty folder in the platform's folder for temporary files, removed with all it holds at the
-/// end. The constructor throws `std::runtime_error` if it cannot be made.
+/// A new, empty folder in the platform's folder for temporary files, removed with its contents at the
+/// end. The constructor throws `std::runtime_error` if it cannot be created.
 class TempFolder {
  public:
   TempFolder();
@@ -17,10 +17,10 @@ class TempFolder {
   TempFolder(const TempFolder&) = delete;
   TempFolder& operator=(const TempFolder&) = delete;
 
-  /// The folder's own path, with no backslash at its end.
+  /// Returns the path of the folder, without a backslash at its end.
   const std::wstring& Path() const { return path_; }
   std::wstring Path(std::wstring_view name) const;
-  /// The names of what the folder holds, sorted.
+  /// Returns the names of the files and folders in it, sorted.
   std::vector<std::wstring> Names() const;
 
  private:

@@ -9,8 +9,8 @@
 
 namespace {
 
-// Wine reports success for a process that crashed after it had run other threads, and asks its debugger
-// first, which takes seconds. A crash ends here instead, and fails.
+// Wine reports success for a process that crashed after it had run other threads, and starts its debugger
+// first, which takes seconds. This handler ends the process with a failure instead.
 LONG WINAPI EndAtCrash(EXCEPTION_POINTERS* crash) {
   std::fprintf(stderr, "Crashed with exception 0x%08lX at %p\n", crash->ExceptionRecord->ExceptionCode,
                crash->ExceptionRecord->ExceptionAddress);

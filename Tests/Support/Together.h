@@ -6,8 +6,8 @@
 
 namespace KuvTest {
 
-/// Calls `work` with 0, 1, ... `count` - 1, each on a thread of its own, and returns when all have ended.
-/// They set out together, so that they do meet. They spin until then: the runtime's `std::latch` can miss its
+/// Calls `work` with 0, 1, ... `count` - 1, each on its own thread, and returns when all have ended. The
+/// threads start together, so that they do race, and spin until then: the runtime's `std::latch` can miss its
 /// wake-up here.
 template <typename Work>
 void Together(int count, Work work) {

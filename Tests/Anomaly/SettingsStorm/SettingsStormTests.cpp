@@ -1,4 +1,4 @@
-// Settings that nobody would think of, loaded and decided on, against the naive model.
+// Generated settings, loaded and decided on, compared with the model.
 #include <algorithm>
 #include <cstdio>
 #include <functional>
@@ -7,33 +7,34 @@
 
 #include <gtest/gtest.h>
 
-#include "Anomaly/SettingsStorm/NaiveModel.h"
+#include "Anomaly/SettingsStorm/SettingsModel.h"
 #include "Anomaly/Size.h"
 #include "KuvAuth/Configuration/Configuration.h"
 #include "KuvCredFilter/FilterFixture.h"
-#include "KuvCredFilter/Providers.h"
-#include "Module/LoadedFilter.h"
+#include "Support/FilterModule.h"
+#include "Support/Providers.h"
+#include "Support/TempFolder.h"
 
 namespace {
 
 using namespace KuvTest;
 
-const std::vector<std::string>& Providers() {
-  static const std::vector<std::string> providers{kPassword, kVendor,       kSmartCard,  kKuv,
-                                                  kOther,    kKuvSmartCard, kV1SmartCard};
+const std::vector<GUID>& Providers() {
+  static const std::vector<GUID> providers =
+      Guids({kPassword, kVendor, kSmartCard, kKuv, kOther, kKuvSmartCard, kV1SmartCard});
   return providers;
 }
 
-// Every other provider was allowed before.
+// Every other provider is allowed before.
 std::vector<int> FlagsBefore() {
   std::vector<int> flags;
   while (flags.size() < Providers().size()) flags.push_back(flags.size() % 2 == 0 ? 7 : 0);
   return flags;
 }
 
-// Each turn asks another few of all questions.
-std::vector<ModelQuestion> Questions(std::size_t turn) {
-  std::vector<ModelQuestion> questions;
+// Each turn asks four of all questions.
+std::vector<Question> Questions(std::size_t turn) {
+  std::vector<Question> questions;
   for (const bool remote : {false, true}) {
     for (const std::uint32_t scenario : {0u, 1u, 2u, 3u, 4u, 5u, 6u})
       questions.push_back({scenario, 0, remote});
@@ -46,28 +47,27 @@ std::vector<ModelQuestion> Questions(std::size_t turn) {
   return questions;
 }
 
-ModelRecord RecordInForce() {
+SettingsRecord RecordInForce() {
   const Configuration& in = *GetConfiguration();
-  ModelRecord out;
-  out.Host = in.Host;
-  out.Port = in.Port;
-  out.IKey = in.IKey;
-  out.SKey = in.SKey;
-  out.HttpProxyHost = in.HttpProxyHost;
-  out.HttpProxyPort = in.HttpProxyPort;
-  out.OfflineMaxUsers = in.OfflineMaxUsers;
-  out.InactivityTimeoutSeconds = in.InactivityTimeoutSeconds;
-  out.ProvidersWhitelist = Texts(in.ProvidersWhitelist);
-  out.FailOpen = in.FailOpen;
-  out.AutoPush = in.AutoPush;
-  out.local_ip_fallback = in.local_ip_fallback;
-  out.EnableSmartCards = in.EnableSmartCards;
-  out.WrapSmartCards = in.WrapSmartCards;
-  out.OfflineAvailable = in.OfflineAvailable;
-  out.ElevationOfflineEnable = in.ElevationOfflineEnable;
-  out.ElevationOfflineEnrollment = in.ElevationOfflineEnrollment;
-  out.ElevationProtectionMode = static_cast<std::uint32_t>(in.ElevationProtectionMode);
-  out.UsernameFormat = static_cast<std::uint32_t>(in.UsernameFormat);
+  SettingsRecord out{
+      {"Host", in.Host}, {"IKey", in.IKey}, {"SKey", in.SKey}, {"HttpProxyHost", in.HttpProxyHost}};
+#define KUV_NUMBER(field) out[#field] = std::to_string(static_cast<std::uint32_t>(in.field))
+  KUV_NUMBER(Port);
+  KUV_NUMBER(HttpProxyPort);
+  KUV_NUMBER(OfflineMaxUsers);
+  KUV_NUMBER(InactivityTimeoutSeconds);
+  KUV_NUMBER(ElevationProtectionMode);
+  KUV_NUMBER(UsernameFormat);
+  KUV_NUMBER(FailOpen);
+  KUV_NUMBER(AutoPush);
+  KUV_NUMBER(local_ip_fallback);
+  KUV_NUMBER(EnableSmartCards);
+  KUV_NUMBER(WrapSmartCards);
+  KUV_NUMBER(OfflineAvailable);
+  KUV_NUMBER(ElevationOfflineEnable);
+  KUV_NUMBER(ElevationOfflineEnrollment);
+#undef KUV_NUMBER
+  for (const GUID& provider : in.ProvidersWhitelist) out["ProvidersWhitelist"] += Text(provider) + " ";
   return out;
 }
 
@@ -77,26 +77,16 @@ std::string Show(const std::vector<int>& flags) {
   return text;
 }
 
-std::string Show(const ModelRecord& record) {
-  std::string text = record.Host + ":" + std::to_string(record.Port) + " IKey " + record.IKey + " SKey " +
-                     record.SKey + " proxy " + record.HttpProxyHost + ":" +
-                     std::to_string(record.HttpProxyPort) + " users " +
-                     std::to_string(record.OfflineMaxUsers) + " timeout " +
-                     std::to_string(record.InactivityTimeoutSeconds) + " flags";
-  for (const bool flag : {record.FailOpen, record.AutoPush, record.local_ip_fallback, record.EnableSmartCards,
-                          record.WrapSmartCards, record.OfflineAvailable, record.ElevationOfflineEnable,
-                          record.ElevationOfflineEnrollment}) {
-    text += flag ? '1' : '0';
-  }
-  text += " mode " + std::to_string(record.ElevationProtectionMode) + " format " +
-          std::to_string(record.UsernameFormat);
-  for (const std::string& provider : record.ProvidersWhitelist) text += " " + provider;
+std::string Show(const SettingsRecord& record) {
+  std::string text;
+  for (const auto& [name, value] : record) text += name + " '" + value + "' ";
   return text;
 }
 
-std::optional<std::string> JudgeDecision(ICredentialProviderFilter* filter, const ModelQuestion& question,
-                                         const NaiveModel& model) {
-  std::vector<GUID> providers = Guids(Providers());
+// Returns the difference from the model, if any.
+std::optional<std::string> CheckDecision(ICredentialProviderFilter* filter, const Question& question,
+                                         const SettingsModel& model) {
+  std::vector<GUID> providers = Providers();
   std::vector<int> flags = FlagsBefore();
   const HRESULT result =
       filter->Filter(static_cast<CREDENTIAL_PROVIDER_USAGE_SCENARIO>(question.scenario), question.flags,
@@ -108,20 +98,20 @@ std::optional<std::string> JudgeDecision(ICredentialProviderFilter* filter, cons
          Show(flags) + ", model" + Show(expected);
 }
 
-// What is wrong with these settings, if anything is.
-using Verdict = std::function<std::optional<std::string>(const StoredSettings&, std::size_t turn)>;
+// Returns the error that these settings show, if any.
+using Check = std::function<std::optional<std::string>(const StoredSettings&, std::size_t turn)>;
 
-// The first case that is judged wrong fails the test, cut down to what is needed for it.
-void Storm(std::uint64_t cases, const Verdict& judge) {
+// Fails the test at the first error and shows the smallest settings with an error.
+void Storm(std::uint64_t cases, const Check& check) {
   const std::uint64_t step = 0x9E3779B97F4A7C15;
   for (std::uint64_t number = 1; number <= cases; ++number) {
     StoredSettings settings = MakeSettings(number * step);
-    std::optional<std::string> wrong = judge(settings, number);
+    std::optional<std::string> wrong = check(settings, number);
     if (!wrong) continue;
     for (bool smaller = true; smaller;) {
       smaller = false;
       for (const StoredSettings& candidate : SmallerSettings(settings)) {
-        std::optional<std::string> wrongToo = judge(candidate, number);
+        std::optional<std::string> wrongToo = check(candidate, number);
         if (!wrongToo) continue;
         wrong = std::move(wrongToo);
         settings = candidate;
@@ -137,48 +127,45 @@ void Storm(std::uint64_t cases, const Verdict& judge) {
 
 class SettingsStorm : public FilterFixture {};
 
-TEST_F(SettingsStorm, RecordAndDecisionsAreThoseOfTheModel) {
+TEST_F(SettingsStorm, RecordAndDecisionsMatchTheModel) {
   std::uint64_t complete = 0;
   Storm(IsLong() ? 100000 : 5000,
         [&](const StoredSettings& settings, std::size_t turn) -> std::optional<std::string> {
           settings.Store();
           *GetConfiguration() = {};
           log.System().minLevel = LogLevel::Info;
-          const NaiveModel model{settings};
+          const SettingsModel model{settings};
           if (EnsureConfigurationLoaded() != model.Complete()) return "complete or not";
           if (model.Complete()) ++complete;
           if (RecordInForce() != model.Record())
             return "record " + Show(RecordInForce()) + "\nmodel  " + Show(model.Record());
           if (static_cast<int>(log.System().minLevel) != model.LogLevel()) return "log level";
-          for (const ModelQuestion& question : Questions(turn)) {
+          for (const Question& question : Questions(turn)) {
             SetRemote(question.remote);
-            if (const auto wrong = JudgeDecision(filter, question, model)) return wrong;
+            if (const auto wrong = CheckDecision(filter, question, model)) return wrong;
           }
           log.Clear();
           return std::nullopt;
         });
-  // Neither kind is an exception.
+  // Both kinds are frequent.
   EXPECT_GT(complete, 1000u);
   EXPECT_LT(complete, IsLong() ? 99000u : 4000u);
 }
 
-TEST(SettingsStormOnTheDll, DecisionsAreThoseOfTheModel) {
+TEST(SettingsStormOnTheDll, DecisionsMatchTheModel) {
   const RegistrySandbox registry;
+  const TempFolder appData;
   Storm(IsLong() ? 4000 : 50,
         [&](const StoredSettings& settings, std::size_t turn) -> std::optional<std::string> {
           settings.Store();
-          const NaiveModel model{settings};
-          const LoadedFilter dll;
-          ImportHook<decltype(&::GetSystemMetrics)> metrics{dll.Module(), "GetSystemMetrics"};
-          ICredentialProviderFilter* const filter = dll.CreateFilter();
-          std::optional<std::string> wrong;
-          for (const ModelQuestion& question : Questions(turn)) {
+          const SettingsModel model{settings};
+          const LiveFilter dll{appData.Path()};
+          ImportHook<decltype(&::GetSystemMetrics)> metrics{dll.Module().Get(), "GetSystemMetrics"};
+          for (const Question& question : Questions(turn)) {
             metrics.Answer([&](int) { return question.remote ? 1 : 0; });
-            wrong = JudgeDecision(filter, question, model);
-            if (wrong) break;
+            if (const auto wrong = CheckDecision(&dll.Filter(), question, model)) return wrong;
           }
-          filter->Release();
-          return wrong;
+          return std::nullopt;
         });
 }
 

@@ -7,13 +7,11 @@
 #include <stdexcept>
 
 #include "KuvAuth/Support/UniqueResource.h"
+#include "Support/Providers.h"
 
 namespace KuvTest {
 
 namespace {
-
-constexpr wchar_t kLocalKey[] = L"Software\\Kuvant\\KuvCredProv";
-constexpr wchar_t kPolicyKey[] = L"Software\\Policies\\Kuvant\\KuvCredProv";
 
 void Require(LSTATUS status, const char* operation) {
   if (status != ERROR_SUCCESS) {
@@ -21,20 +19,20 @@ void Require(LSTATUS status, const char* operation) {
   }
 }
 
-void StoreKey(const wchar_t* path, const StoredKey& key) {
-  const LSTATUS deleted = ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, path);
+void StoreKey(const std::string& name, const StoredKey& key) {
+  const std::wstring path = Wide(name);
+  const LSTATUS deleted = ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, path.c_str());
   if (deleted != ERROR_FILE_NOT_FOUND) Require(deleted, "RegDeleteKeyW");
   if (!key.exists) return;
   Kuv::UniqueRegistryKey opened;
-  Require(::RegCreateKeyExW(HKEY_LOCAL_MACHINE, path, 0, nullptr, 0, KEY_SET_VALUE, nullptr, opened.Put(),
-                            nullptr),
+  Require(::RegCreateKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, 0, KEY_SET_VALUE, nullptr,
+                            opened.Put(), nullptr),
           "RegCreateKeyExW");
   for (const StoredValue& value : key.values) {
-    const std::wstring name(value.name.begin(), value.name.end());
-    // Finding a NUL right behind a text without one, the platform would store that too.
+    // If a NUL followed a text without one, the platform would store it too.
     Bytes data = value.data;
     data.insert(data.end(), {0xFF, 0xFF, 0xFF, 0xFF});
-    Require(::RegSetValueExW(opened.Get(), name.c_str(), 0, value.type, data.data(),
+    Require(::RegSetValueExW(opened.Get(), Wide(value.name).c_str(), 0, value.type, data.data(),
                              static_cast<DWORD>(value.data.size())),
             "RegSetValueExW");
   }
@@ -52,9 +50,9 @@ Bytes BytesOf(std::uint32_t number) {
   return bytes;
 }
 
-class Maker {
+class SettingsGenerator {
  public:
-  explicit Maker(std::uint64_t seed) : random_(seed) {}
+  explicit SettingsGenerator(std::uint64_t seed) : random_(seed) {}
 
   StoredSettings Make() {
     StoredSettings settings;
@@ -76,16 +74,16 @@ class Maker {
     StoredKey key;
     key.exists = !OneIn(oftenComplete ? 20 : 3);
     for (const char* const name : {"Host", "IKey", "SKey"}) {
-      if (oftenComplete ? !OneIn(12) : OneIn(6)) key.values.push_back(Spoil({name, REG_SZ, Text(name)}));
+      if (oftenComplete ? !OneIn(12) : OneIn(6)) key.values.push_back(Corrupt({name, REG_SZ, Text(name)}));
     }
-    if (OneIn(4)) key.values.push_back(Spoil({"HttpProxyHost", REG_SZ, Text("HttpProxyHost")}));
-    if (OneIn(2)) key.values.push_back(Spoil({"ProvidersWhitelist", REG_MULTI_SZ, Whitelist()}));
+    if (OneIn(4)) key.values.push_back(Corrupt({"HttpProxyHost", REG_SZ, Text("HttpProxyHost")}));
+    if (OneIn(2)) key.values.push_back(Corrupt({"ProvidersWhitelist", REG_MULTI_SZ, Whitelist()}));
     for (const char* const name :
          {"Debug", "FailOpen", "EnableSmartCards", "WrapSmartCards", "AutoPush", "local_ip_fallback",
           "UsernameFormatForService", "HttpProxyPort", "OfflineAvailable", "OfflineMaxUsers",
           "ElevationProtectionMode", "ElevationOfflineEnable", "ElevationOfflineEnrollment",
           "InactivityTimeoutSeconds", "RdpOnly"}) {
-      if (OneIn(3)) key.values.push_back(Spoil({name, REG_DWORD, BytesOf(Number())}));
+      if (OneIn(3)) key.values.push_back(Corrupt({name, REG_DWORD, BytesOf(Number())}));
     }
     if (!key.exists) key.values.clear();
     return key;
@@ -123,11 +121,9 @@ class Maker {
     std::wstring text;
     // Nine identifiers fit the buffer, ten do not.
     for (std::uint32_t count = OneIn(6) ? 8 + Below(4) : Below(4); count > 0; --count) {
-      std::wstring entry = OneOf<const wchar_t*>(
-          {L"{0A1B2C3D-4E5F-4071-8293-A4B5C6D7E8F9}", L"{11111111-2222-4333-8444-555555555555}",
-           L"{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}", L"{60b78e88-ead8-445c-9cfd-0b87f74ea6cd}",
-           L"{5E1B7C30-9A42-4D6F-8C15-A3F02E76D418}", L"{C27D40E9-16B3-4A8E-B7F2-094E6D1A35C8}",
-           L"{8FD7E19C-3BF7-489B-A72C-846AB3678C96}", L"{8BF9A910-A8FF-457F-999F-A5CA10B4A885}"});
+      std::wstring entry =
+          Wide(OneOf<const char*>({kVendor, kOther, kPassword, "{60b78e88-ead8-445c-9cfd-0b87f74ea6cd}", kKuv,
+                                   kKuvSmartCard, kSmartCard, kV1SmartCard}));
       if (OneIn(6))
         entry[Below(static_cast<std::uint32_t>(entry.size()))] =
             OneOf<wchar_t>({L'x', L'-', L'0', L' ', L'\xE9'});
@@ -139,7 +135,7 @@ class Maker {
     return BytesOf(text);
   }
 
-  StoredValue Spoil(StoredValue value) {
+  StoredValue Corrupt(StoredValue value) {
     if (OneIn(12)) {
       value.type = OneOf<DWORD>({REG_NONE, REG_SZ, REG_EXPAND_SZ, REG_BINARY, REG_DWORD, REG_DWORD_BIG_ENDIAN,
                                  REG_MULTI_SZ, REG_QWORD, 0x12345678});
@@ -206,7 +202,7 @@ void StoredSettings::Store() const {
 }
 
 StoredSettings MakeSettings(std::uint64_t seed) {
-  return Maker{seed}.Make();
+  return SettingsGenerator{seed}.Make();
 }
 
 std::vector<StoredSettings> SmallerSettings(const StoredSettings& settings) {

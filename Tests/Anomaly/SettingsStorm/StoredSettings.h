@@ -18,7 +18,7 @@ struct StoredValue {
   Bytes data;
 };
 
-/// One settings key: absent, or there with these values, each name at most once.
+/// One settings key: absent, or present with these values, each name at most once.
 struct StoredKey {
   bool exists = false;
   std::vector<StoredValue> values;
@@ -26,7 +26,7 @@ struct StoredKey {
   const StoredValue* Find(const std::string& name) const;
 };
 
-/// What an administrator, or somebody worse, has left on the machine.
+/// The settings of a machine, however they came about.
 struct StoredSettings {
   StoredKey local;
   StoredKey policy;
@@ -35,14 +35,14 @@ struct StoredSettings {
   void Store() const;
 };
 
-/// Makes settings from a seed: mostly such as are in use, mixed with wrong types and sizes, missing
-/// terminators, limits and noise. The same seed gives the same settings everywhere.
+/// Creates settings from a seed: mostly usual ones, mixed with wrong types and sizes, missing terminators,
+/// limits and noise. The same seed gives the same settings everywhere.
 StoredSettings MakeSettings(std::uint64_t seed);
 
-/// Gives the same settings with one value or one key less, or with data cut in half, for each way to do so.
+/// Returns the same settings with one value or one key less, or with data cut, for each way to do so.
 std::vector<StoredSettings> SmallerSettings(const StoredSettings& settings);
 
-/// All of the settings, a value a line.
+/// Returns all settings, one value a line.
 std::string Describe(const StoredSettings& settings);
 
 }  // namespace KuvTest

@@ -1,15 +1,14 @@
-#include "Anomaly/SettingsStorm/NaiveModel.h"
+#include "Anomaly/SettingsStorm/SettingsModel.h"
 
 #include <algorithm>
 #include <cctype>
 
+#include "Support/DecisionModel.h"
+#include "Support/Providers.h"
+
 namespace KuvTest {
 
 namespace {
-
-constexpr char kKuv[] = "{5E1B7C30-9A42-4D6F-8C15-A3F02E76D418}";
-constexpr char kKuvSmartCard[] = "{C27D40E9-16B3-4A8E-B7F2-094E6D1A35C8}";
-constexpr char kSmartCard[] = "{8FD7E19C-3BF7-489B-A72C-846AB3678C96}";
 
 std::vector<wchar_t> Units(const Bytes& data) {
   std::vector<wchar_t> units;
@@ -58,7 +57,7 @@ void GetFlag(const StoredKey& key, const char* name, bool& flag) {
   if (GetNumber(key, name, number)) flag = number != 0;
 }
 
-// What is asked anew at each decision has four bytes, and the policy comes first.
+// A setting that is read at each decision has four bytes, and the policy comes first.
 std::uint32_t GetLive(const StoredSettings& settings, const char* name) {
   for (const StoredKey* const key : {&settings.policy, &settings.local}) {
     const StoredValue* const value = key->Find(name);
@@ -99,15 +98,14 @@ void GetWhitelist(const StoredKey& key, std::vector<std::string>& whitelist) {
 
 }  // namespace
 
-NaiveModel::NaiveModel(const StoredSettings& settings) {
+SettingsModel::SettingsModel(const StoredSettings& settings) {
   ReadKey(settings.local);
   ReadKey(settings.policy);
   mode_ = GetLive(settings, "ElevationProtectionMode");
-  if (mode_ > 2) mode_ = 0;
   rdpOnly_ = GetLive(settings, "RdpOnly") == 1;
 }
 
-void NaiveModel::ReadKey(const StoredKey& key) {
+void SettingsModel::ReadKey(const StoredKey& key) {
   if (!key.exists) return;
 
   const StoredValue* const debug = key.Find("Debug");
@@ -133,54 +131,48 @@ void NaiveModel::ReadKey(const StoredKey& key) {
       if (negative) port = -port;
       host.resize(colon);
     }
-    record_.Host = host;
-    record_.Port = static_cast<std::uint32_t>(port & 0xFFFF);
+    texts_["Host"] = host;
+    numbers_["Port"] = static_cast<std::uint32_t>(port & 0xFFFF);
   }
-  GetText(key, "IKey", record_.IKey);
-  GetText(key, "SKey", record_.SKey);
-  GetText(key, "HttpProxyHost", record_.HttpProxyHost);
-  GetFlag(key, "FailOpen", record_.FailOpen);
-  GetFlag(key, "EnableSmartCards", record_.EnableSmartCards);
-  GetFlag(key, "WrapSmartCards", record_.WrapSmartCards);
-  GetFlag(key, "AutoPush", record_.AutoPush);
-  GetFlag(key, "local_ip_fallback", record_.local_ip_fallback);
-  GetFlag(key, "OfflineAvailable", record_.OfflineAvailable);
-  GetFlag(key, "ElevationOfflineEnable", record_.ElevationOfflineEnable);
-  GetFlag(key, "ElevationOfflineEnrollment", record_.ElevationOfflineEnrollment);
-  if (GetNumber(key, "UsernameFormatForService", number, 1)) record_.UsernameFormat = number > 2 ? 1 : number;
-  GetNumber(key, "HttpProxyPort", record_.HttpProxyPort);
-  record_.OfflineMaxUsers = 5;
-  if (GetNumber(key, "OfflineMaxUsers", number)) record_.OfflineMaxUsers = number > 50 ? 50 : number;
+  for (const char* const name : {"IKey", "SKey", "HttpProxyHost"}) GetText(key, name, texts_[name]);
+  for (auto& [name, flag] : flags_) GetFlag(key, name.c_str(), flag);
+  if (GetNumber(key, "UsernameFormatForService", number, 1))
+    numbers_["UsernameFormat"] = number > 2 ? 1 : number;
+  GetNumber(key, "HttpProxyPort", numbers_["HttpProxyPort"]);
+  numbers_["OfflineMaxUsers"] = 5;
+  if (GetNumber(key, "OfflineMaxUsers", number)) numbers_["OfflineMaxUsers"] = number > 50 ? 50 : number;
   if (GetNumber(key, "ElevationProtectionMode", number))
-    record_.ElevationProtectionMode = number > 2 ? 0 : number;
-  GetNumber(key, "InactivityTimeoutSeconds", record_.InactivityTimeoutSeconds);
-  GetWhitelist(key, record_.ProvidersWhitelist);
+    numbers_["ElevationProtectionMode"] = number > 2 ? 0 : number;
+  GetNumber(key, "InactivityTimeoutSeconds", numbers_["InactivityTimeoutSeconds"]);
+  GetWhitelist(key, whitelist_);
 }
 
-bool NaiveModel::Complete() const {
-  return !record_.Host.empty() && record_.Port != 0 && !record_.IKey.empty() && !record_.SKey.empty();
+SettingsRecord SettingsModel::Record() const {
+  SettingsRecord record = texts_;
+  for (const auto& [name, flag] : flags_) record[name] = std::to_string(flag);
+  for (const auto& [name, number] : numbers_) record[name] = std::to_string(number);
+  for (const std::string& provider : whitelist_) record["ProvidersWhitelist"] += provider + " ";
+  return record;
 }
 
-bool NaiveModel::Allowed(const std::string& provider) const {
-  if (provider == kKuv) return true;
-  if (record_.EnableSmartCards && provider == (record_.WrapSmartCards ? kKuvSmartCard : kSmartCard))
-    return true;
-  const auto& whitelist = record_.ProvidersWhitelist;
-  return std::find(whitelist.begin(), whitelist.end(), provider) != whitelist.end();
+bool SettingsModel::Complete() const {
+  return !texts_.at("Host").empty() && numbers_.at("Port") != 0 && !texts_.at("IKey").empty() &&
+         !texts_.at("SKey").empty();
 }
 
-std::vector<int> NaiveModel::Decide(const ModelQuestion& question, const std::vector<std::string>& providers,
-                                    std::vector<int> allow) const {
-  const bool logon = question.scenario >= 1 && question.scenario <= 3;
-  if (Complete() && logon && mode_ == 1) return allow;
-  bool enforced = false;
-  if (Complete() && logon) enforced = question.remote || !rdpOnly_;
-  if (Complete() && question.scenario == 4) enforced = mode_ != 0 && (question.flags & 0x100) != 0;
-  for (std::size_t i = 0; i < providers.size(); ++i) {
-    const bool kuv = providers[i] == kKuv || providers[i] == kKuvSmartCard;
-    allow[i] = (enforced ? Allowed(providers[i]) : !kuv) ? 1 : 0;
-  }
-  return allow;
+std::vector<int> SettingsModel::Decide(const Question& question, const std::vector<GUID>& providers,
+                                       const std::vector<int>& before) const {
+  const Outcome outcome = RuleFor({.kuvInstalled = std::any_of(providers.begin(), providers.end(), IsKuv),
+                                   .loadable = Complete(),
+                                   .scenario = question.scenario,
+                                   .flags = question.flags,
+                                   .mode = mode_,
+                                   .rdpOnly = rdpOnly_,
+                                   .remote = question.remote})
+                              .outcome;
+  return ExpectedFlags(
+      outcome, providers,
+      ExpectedAllowed(Guids(whitelist_), flags_.at("EnableSmartCards"), flags_.at("WrapSmartCards")), before);
 }
 
 }  // namespace KuvTest

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "Support/FilterModule.h"
+#include "Support/TempFolder.h"
+
+namespace KuvTest {
+
+struct OwnAppData {
+  TempFolder appData;
+};
+
+/// The built DLL, loaded anew, with a log file of its own.
+class LoggedModule : private OwnAppData, public FilterModule {
+ public:
+  LoggedModule() : FilterModule(appData.Path()), logPath_(appData.Path(L"Kuvant\\kuv.log")) {}
+
+  const std::wstring& LogPath() const { return logPath_; }
+  bool HasLog() const { return ::GetFileAttributesW(logPath_.c_str()) != INVALID_FILE_ATTRIBUTES; }
+  /// Returns the lines that the log file has got since the last call, as "Level: message", with addresses as
+  /// "%p".
+  std::vector<std::string> NewLogLines();
+
+ private:
+  std::wstring logPath_;
+  std::size_t logRead_ = 0;
+};
+
+}  // namespace KuvTest
