@@ -11,7 +11,7 @@
 namespace KuvBench {
 
 /// The registry of a machine that is fully set up: both settings keys are there, the service's values,
-/// a whitelist and smart cards stand in the local one, and the terminal server names this process's
+/// a whitelist and smart cards are in the local one, and the terminal server names this process's
 /// session.
 class MachineSettings {
  public:
