@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "KuvCredFilter/Providers.h"
+#include "Support/Providers.h"
 
 namespace Kuv {
 

@@ -8,8 +8,8 @@ namespace KuvTest {
 
 namespace {
 
-// Wine has no count. It gives the lowest number that is free, so behind a long gap there is no handle any
-// more. (Its table of the handles of all processes would tell too, but to ask for it may end its server.)
+// Wine has no count. It assigns the lowest free number, so behind a long gap there are no more handles. (Its
+// table of the handles of all processes has them too, but reading it may end its server.)
 std::size_t CountByTrying() {
   constexpr std::uintptr_t kStep = 4;
   constexpr int kGap = 256;
