@@ -33,7 +33,7 @@ class FilterFixture : public KuvFixture {
   /// identifiers. Returns the flags after it.
   std::vector<BOOL> Filter(const FilterCall& call);
 
-  /// Makes the decision with the log at Trace, Debug and Info, and expects these flags and this whole log
+  /// Decides with the log at Trace, Debug and Info, and expects these flags and this whole log
   /// each time: the lines of `decision` that pass the level, then `report` at Trace and Debug only.
   void ExpectDecision(const FilterCall& call, const std::vector<BOOL>& allow, const LogLines& decision,
                       const LogLines& report);

@@ -12,7 +12,7 @@ struct OwnAppData {
   TempFolder appData;
 };
 
-/// The built DLL, loaded anew, with a log file of its own.
+/// The built DLL, freshly loaded, with its own log file.
 class LoggedModule : private OwnAppData, public FilterModule {
  public:
   LoggedModule() : FilterModule(appData.Path()), logPath_(appData.Path(L"Kuvant\\kuv.log")) {}

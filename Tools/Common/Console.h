@@ -4,7 +4,7 @@
 
 namespace Tools {
 
-/// Makes the console of this process show UTF-8, and standard output and standard error pass on the same
+/// Sets the console of this process to UTF-8, and lets standard output and standard error write the same
 /// bytes to a console, a pipe and a file. Restores the console on destruction. One object at a time.
 class Console {
  public:
@@ -13,7 +13,7 @@ class Console {
   Console(const Console&) = delete;
   Console& operator=(const Console&) = delete;
 
-  /// Makes the console show the colors of escape sequences. Returns false if standard output is not a
+  /// Enables the colors of escape sequences. Returns false if standard output is not a
   /// console, or one that cannot.
   bool EnableColors();
 

@@ -57,8 +57,7 @@ ProviderList ReadInstalledProviders() {
     const std::optional<GUID> identifier = ParseIdentifier(WideToUtf8(subkey));
     if (identifier) providers.push_back({*identifier, ReadName(key.Get(), subkey)});
   }
-  if (providers.empty())
-    throw NoProvidersError{ "no credential providers are registered in " + keyName};
+  if (providers.empty()) throw NoProvidersError{"no credential providers are registered in " + keyName};
   return providers;
 }
 
@@ -81,7 +80,7 @@ ProviderList ReadProviderFile(const std::wstring& path) {
     }
     providers.push_back(*std::move(provider));
   }
-  if (providers.empty()) throw NoProvidersError{ "'" + fileName + "' contains no providers"};
+  if (providers.empty()) throw NoProvidersError{"'" + fileName + "' contains no providers"};
   return providers;
 }
 

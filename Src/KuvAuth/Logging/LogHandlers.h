@@ -12,7 +12,7 @@
 namespace Kuv {
 
 /// Receives the finished text of a log system. A handler neither filters nor changes the text. Its log system
-/// calls it under the lock, so it needs no lock of its own and must not log to that system.
+/// calls it under the lock, so it needs no further lock and must not log to that system.
 struct ILogHandler {
   virtual void LogWrite(LogLevel level, const wchar_t* text) = 0;  ///< writes NUL-terminated UTF-16
   virtual void LogWrite(LogLevel level, const char* text) = 0;     ///< writes NUL-terminated UTF-8

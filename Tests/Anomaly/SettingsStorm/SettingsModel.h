@@ -9,7 +9,7 @@
 
 namespace KuvTest {
 
-/// The settings in force as texts, by the names of the fields of `Configuration`.
+/// The effective settings as texts, by the names of the fields of `Configuration`.
 using SettingsRecord = std::map<std::string, std::string>;
 
 /// One request of the logon process.

@@ -218,7 +218,7 @@ class RegistryOperationsWriters : public ::testing::Test {
   }
   ~RegistryOperationsWriters() override { EXPECT_EQ(log.Lines(), LogLines{}); }
 
-  // Expects this code from each writer, with a message of its own.
+  // Expects this code from each writer, with its message.
   void ExpectErrors(std::int32_t code, const char* binary, const char* dword, const char* string) {
     const ErrorRow rows[] = {
         {"binary", [] { Kuv::WriteRegistryBinary(HKEY_CURRENT_USER, L"sub", L"name", {1}); }, code, binary},

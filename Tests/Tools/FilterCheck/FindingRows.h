@@ -77,7 +77,7 @@ inline Change Both(const Change& first, const Change& second) {
   };
 }
 
-/// Makes one change after the other to a machine without findings, and compares the findings.
+/// Applies one change after the other to a machine without findings, and compares the findings.
 class Findings : public SettingsFixture {
  protected:
   void ExpectRows(const std::vector<FindingRow>& rows) const {

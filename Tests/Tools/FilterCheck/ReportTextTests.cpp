@@ -172,7 +172,7 @@ TEST(ReportText, AlignsColumnsWithColors) {
 TEST(ReportText, DoesNotShowWhatIfSecret) {
   Report report = ExampleWhatIf();
   report.whatIfSettings = {{FilterCheck::FindSetting("SKey"), L"letters"},
-                        {FilterCheck::FindSetting("IKey"), L""}};
+                           {FilterCheck::FindSetting("IKey"), L""}};
   const std::string text = Printed(report);
   EXPECT_THAT(text, Not(HasSubstr("letters")));
   EXPECT_THAT(text, HasSubstr("\nAssuming SKey=(set)\nAssuming IKey=\n"));

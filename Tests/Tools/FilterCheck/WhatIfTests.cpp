@@ -160,7 +160,7 @@ TEST_F(WhatIf, CopiesNoByteOfASecretThatIsStoredOtherwise) {
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
-    // Behind it stands what is no NUL, which the platform would store too.
+    // The bytes after the value are not NUL. The platform would store them if the size were wrong.
     registry.Local().SetBytes(L"SKey", row.type, (row.bytes + "\xFF\xFF").data(), row.bytes.size());
     const std::string today = Describe(Examine());
     KUV_IMPORT_HOOK(write, RegSetValueExW);

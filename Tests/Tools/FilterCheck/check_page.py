@@ -74,7 +74,7 @@ LOOK = r"""
         cells: [...row.querySelectorAll('td')].map((cell) => ({
           scenario: cell.dataset.scenario, text: cell.querySelector('.state').innerText,
           ground: getComputedStyle(cell).backgroundColor, ring: getComputedStyle(cell).boxShadow !== 'none',
-          labelled: cell.querySelector('.label').getClientRects().length > 0,
+          labeled: cell.querySelector('.label').getClientRects().length > 0,
         })),
       })),
     })),
@@ -156,7 +156,7 @@ def check_matrix(name, page, answer, scheme, narrow):
                     key = session, row["clsid"], cell["scenario"]
                     shown, before = expected[key]
                     seen.add(key)
-                    expect(f"{name}: {key}", (cell["text"], cell["ground"], cell["ring"], cell["labelled"]),
+                    expect(f"{name}: {key}", (cell["text"], cell["ground"], cell["ring"], cell["labeled"]),
                            (TEXTS[shown, before], COLORS[scheme]["shown" if shown else "hidden"], shown != before,
                             narrow))
     expect(f"{name}: cells", seen, set(expected))

@@ -91,8 +91,9 @@ TEST_F(ProviderFile, RejectsOtherForms) {
 
 TEST_F(ProviderFile, RejectsFileWithoutProviders) {
   const std::wstring path = folder.Write(L"p.txt", "# comment\n");
-  ExpectError<Tools::NoProvidersError>("'" + std::string{path.begin(), path.end()} + "' contains no providers",
-              [&] { ReadProviderFile(path); });
+  ExpectError<Tools::NoProvidersError>(
+      "'" + std::string{path.begin(), path.end()} + "' contains no providers",
+      [&] { ReadProviderFile(path); });
 }
 
 class InstalledProviderList : public KuvTest::FilterHostFixture {};
@@ -127,9 +128,9 @@ TEST_F(InstalledProviderList, IgnoresOtherKeys) {
 TEST_F(InstalledProviderList, RejectsMachineWithoutProviders) {
   const auto expectNone = [] {
     ExpectError<Tools::NoProvidersError>(
-                "no credential providers are registered in "
-                "HKLM\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Authentication\\Credential Providers",
-                [] { ReadInstalledProviders(); });
+        "no credential providers are registered in "
+        "HKLM\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Authentication\\Credential Providers",
+        [] { ReadInstalledProviders(); });
   };
   expectNone();
   InstalledProviders().Create();

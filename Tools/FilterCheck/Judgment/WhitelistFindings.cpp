@@ -24,8 +24,7 @@ Finding InvalidIdentifier(const std::wstring& entry) {
 
 Finding Duplicate(const GUID& provider) {
   return {"whitelist.duplicate", Severity::Warning, kWhitelist,
-          "The entry " + IdentifierText(provider) +
-              " is in the list more than once and takes up space.",
+          "The entry " + IdentifierText(provider) + " is in the list more than once and takes up space.",
           "Keep one of them."};
 }
 

@@ -18,9 +18,8 @@ using Tools::PlainText;
 void RequireRead(LSTATUS status, const char* path) {
   if (status == ERROR_SUCCESS) return;
   const std::string advice = status == ERROR_ACCESS_DENIED ? "; run KuvFilterCheck as an administrator" : "";
-  throw Tools::ToolError{
-                              std::string{"cannot read HKLM\\"} + path + ": " +
-                                  Tools::DescribeError(static_cast<std::uint32_t>(status)) + advice};
+  throw Tools::ToolError{std::string{"cannot read HKLM\\"} + path + ": " +
+                         Tools::DescribeError(static_cast<std::uint32_t>(status)) + advice};
 }
 
 // Returns a value by its index, or nothing after the last.

@@ -47,7 +47,7 @@ class TextTable {
   std::vector<std::vector<TextCell>> rows_;
 };
 
-/// Splits text between words into lines; a word wider than `width` columns has a line of its own.
+/// Splits text between words into lines; a word wider than `width` columns has its own line.
 std::vector<std::string> Wrapped(const std::string& text, std::size_t width);
 
 }  // namespace FilterCheck
