@@ -58,11 +58,13 @@ class CheckBinary(unittest.TestCase):
         self.bytes[:] = self.bytes.replace(old, new)
 
     def plant(self, data, odd=0):
-        """Writes to the unused space at the end of the read-only data."""
+        """Writes over the compiler's version texts, which end the read-only data. Returns the address."""
         section = self.section(".rdata")
-        at = (section.offset + section.virtual_size + 1) // 2 * 2 + odd
-        self.assertLessEqual(at + len(data), section.offset + section.raw_size)
-        self.bytes[at:at + len(data)] = data
+        at = (section.offset + section.virtual_size - 256) // 2 * 2
+        self.assertEqual(self.bytes[at:at + 256].count(b"GCC: (GNU)"), 8)
+        self.assertLessEqual(odd + len(data), 128)
+        self.bytes[at:at + 128] = (bytes(odd) + data).ljust(128, b"\0")
+        return at - section.offset + section.address
 
     def clear_directory(self, index):
         struct.pack_into("<II", self.bytes, self.image.directories + 8 * index, 0, 0)
@@ -238,9 +240,7 @@ class CheckBinary(unittest.TestCase):
         self.assert_rejected("symbol table")
 
     def test_rejects_debug_information(self):
-        section = self.section(".rdata")
-        struct.pack_into("<II", self.bytes, self.image.directories + 8 * pe_image.DEBUG,
-                         section.address + section.virtual_size, 28)
+        struct.pack_into("<II", self.bytes, self.image.directories + 8 * pe_image.DEBUG, self.plant(b""), 28)
         self.assert_rejected("carries debug information")
 
     def test_rejects_a_file_that_is_too_large(self):
