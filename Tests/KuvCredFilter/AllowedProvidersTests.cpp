@@ -18,7 +18,7 @@ class AllowedProviders : public FilterFixture {
   static Names Allowed() { return Texts(GetAllowedProviders()); }
 };
 
-// The one place where the identifiers of the product meet those that other programs know.
+// The only comparison of the product's identifiers with those that other programs use.
 TEST(Identifiers, AreThoseThatTheProvidersRegister) {
   EXPECT_EQ(Text(CLSID_KuvCredFilter), kFilterClass);
   EXPECT_EQ(Text(CLSID_KuvCredProv), kKuv);
@@ -73,7 +73,7 @@ TEST_F(AllowedProviders, IncludeTheSmartCardProviderOfTheVersion) {
   EXPECT_EQ(Allowed(), (Names{kVendor, kKuv, kV1SmartCard}));
 }
 
-// Answers the version test as a system of each version does.
+// Replaces the version check by that of a system of each version.
 TEST_F(AllowedProviders, AskForVersion62OrLater) {
   Configure().EnableSmartCards = true;
   KUV_IMPORT_HOOK(version, VerifyVersionInfoW);

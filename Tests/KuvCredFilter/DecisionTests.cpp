@@ -1,4 +1,4 @@
-// The rule on facts of the test's own: what it decides, by which of them, and which it asks for.
+// The decision on facts of the test: the outcome, the fact that determines it, and the facts that it uses.
 #include "KuvCredFilter/Decision.h"
 
 #include <new>
@@ -35,7 +35,7 @@ struct Facts {
   bool rdpOnly = false;
 };
 
-// What the facts below answer, and which were asked for.
+// The values of the facts below, and the facts that were used.
 Facts answers;
 Names asked;
 

@@ -45,7 +45,7 @@ TEST_F(ExhaustedMemory, DisablesTheKuvProvidersAtAnyAllocation) {
   metrics.Answer([](int) { return 0; });
   for (const auto lasts : {MemoryExhaustion::Lasts::OneCall, MemoryExhaustion::Lasts::ToTheEnd}) {
     std::size_t allocation = 1;
-    // The last round has memory enough. The list alone needs a copy and an append.
+    // The last round has enough memory. The list alone needs a copy and an append.
     while (FilterWithMemoryFor(allocation, lasts) && allocation < 100) {
       SCOPED_TRACE(allocation);
       EXPECT_EQ(result, S_OK);
@@ -101,7 +101,7 @@ TEST_F(ExhaustedMemory, LeavesFilterCreationUncaught) {
     EXPECT_THROW(CKuvCredFilter_CreateInstance(interfaceId, &object), std::bad_alloc);
   }
   EXPECT_EQ(object, nullptr);
-  EXPECT_EQ(g_moduleCount.load(), 1);  // the fixture's own
+  EXPECT_EQ(g_moduleCount.load(), 1);  // that of the fixture
 }
 
 TEST_F(ExhaustedMemory, LeavesFactoryCreationUncaught) {
@@ -123,7 +123,7 @@ class ExhaustedMemoryAtTheStart : public ::testing::Test {
     for (void** const entry : folder) WriteImport(entry, original);
   }
 
-  // Asks for a factory with memory for `allocations` - 1 allocations, and releases it. Returns whether memory
+  // Requests a factory with memory for `allocations` - 1 allocations, and releases it. Returns whether memory
   // ran out.
   bool AskForFactory(std::size_t allocations) {
     void* object = nullptr;
@@ -161,7 +161,8 @@ TEST_F(ExhaustedMemoryAtTheStart, LeaksNoFactoryIfTheLogDoesNotStart) {
     ++allocation;
   }
   EXPECT_EQ(LiveBlocks(), before);
-  // The factory, the log system, its first handler, the room for that: what fails behind the first matters.
+  // The factory, the log system, its first handler, the list of handlers: the failures after the first one
+  // matter.
   EXPECT_GE(allocation, 5u);
   EXPECT_LT(allocation, 100u);
 }

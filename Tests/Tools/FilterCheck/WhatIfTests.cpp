@@ -1,4 +1,4 @@
-// The machine as it would be with what-if settings.
+// The examination of the machine with what-if settings.
 #include <gmock/gmock.h>
 
 #include "Common/ToolError.h"
@@ -83,8 +83,8 @@ TEST_F(WhatIf, TakesTheLargestNumber) {
       "4294967295");
 }
 
-// The look fails halfway, with the private keys in view.
-TEST_F(WhatIf, PutsTheMachineBackWhateverHappens) {
+// The examination fails while the registry is redirected to the private keys.
+TEST_F(WhatIf, RestoresTheMachineAfterAFailure) {
   const std::string before = Snapshot();
   {
     KUV_IMPORT_HOOK(info, RegQueryInfoKeyW);
@@ -110,8 +110,8 @@ TEST_F(WhatIf, CleansUpIfThePlatformRefusesThePrivateView) {
   EXPECT_TRUE(PrivateKeyIsGone());
 }
 
-// The machine itself is put back by null, which the platform asks for.
-TEST(WhatIfOnTheMachine, PutsTheMachineItselfBack) {
+// The platform requires null to restore the real root.
+TEST(WhatIfOnTheMachine, RestoresTheRealRoot) {
   KUV_IMPORT_HOOK(redirect, RegOverridePredefKey);
   try {
     ExamineWhatIf(std::vector{WhatIfSetting{FindSetting("RdpOnly"), L"1"}});
@@ -122,7 +122,7 @@ TEST(WhatIfOnTheMachine, PutsTheMachineItselfBack) {
   EXPECT_EQ(redirect.Calls().back(), (std::tuple<HKEY, HKEY>{HKEY_LOCAL_MACHINE, nullptr}));
 }
 
-// Every byte that goes into the copy.
+// Checks every byte that is written to the copy.
 TEST_F(WhatIf, CopiesNoSecret) {
   registry.Local().SetText(L"SKeyy", L"sample-secret");
   KUV_IMPORT_HOOK(write, RegSetValueExW);
@@ -139,8 +139,8 @@ TEST_F(WhatIf, CopiesNoSecret) {
   EXPECT_EQ(StateOf(situation, "SKey").effective, "set");
 }
 
-// Whatever it is stored as.
-TEST_F(WhatIf, CopiesNoByteOfASecretThatIsStoredOtherwise) {
+// With any type of value.
+TEST_F(WhatIf, CopiesNoByteOfASecretOfAnotherType) {
   struct Row {
     const char* name;
     DWORD type;
