@@ -99,7 +99,7 @@ const Row kRows[] = {
     {"largest", 0xFFFFFFFF, 0x100, {ElevationOnly, true, false}, kByScenario, kMode},
 };
 
-TEST(Decision, NamesWhatDecidedAndAsksForNothingElse) {
+TEST(Decision, ReturnsTheDecidingFactAndUsesNoOther) {
   for (const Row& row : kRows) {
     SCOPED_TRACE(row.name);
     answers = row.facts;
@@ -142,7 +142,7 @@ TEST(Decision, WritesTheFlagsOfItsOutcome) {
   EXPECT_EQ(untouched.allow, (Flags{7, 7, 7}));
 }
 
-TEST(Decision, WithoutAKuvProviderAsksForNoFact) {
+TEST(Decision, UsesNoFactWithoutAKuvProvider) {
   answers = {};
   for (const Names& providers : {Names{}, Names{kPassword, kAlmostKuv}}) {
     const Filtered filtered = Filter(providers, kFacts);
@@ -162,7 +162,7 @@ auto MayFail() {
   return Fact();
 }
 
-TEST(Decision, FailsIfAFactDoes) {
+TEST(Decision, FailsIfAFactThrows) {
   constexpr Kuv::DecisionFacts kFailing{MayFail<0, kFacts.allowedProviders>,
                                         MayFail<1, kFacts.elevationProtectionMode>,
                                         MayFail<2, kFacts.isRemoteSession>, MayFail<3, kFacts.isRdpOnly>};

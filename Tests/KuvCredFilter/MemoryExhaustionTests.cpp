@@ -66,7 +66,7 @@ TEST_F(ExhaustedMemory, IsTheLoggedException) {
                       {Info, "Disabling Kuv Credential Provider"}}));
 }
 
-TEST_F(ExhaustedMemory, LeavesTheDecisionAloneIfItNeverStrikes) {
+TEST_F(ExhaustedMemory, DoesNotAffectTheDecisionIfItNeverOccurs) {
   ASSERT_FALSE(FilterWithMemoryFor(1000, MemoryExhaustion::Lasts::ToTheEnd));
   EXPECT_EQ(result, S_OK);
   EXPECT_EQ((std::vector<BOOL>{allow, allow + 4}), (std::vector<BOOL>{0, 1, 1, 1}));
@@ -92,7 +92,7 @@ TEST_F(ExhaustedMemory, PassesARemoteCredential) {
   EXPECT_EQ(out.cbSerialization, 2u);
 }
 
-TEST_F(ExhaustedMemory, LeavesFilterCreationUncaught) {
+TEST_F(ExhaustedMemory, IsNotCaughtByFilterCreation) {
   void* object = nullptr;
   const GUID interfaceId = Guid(kIUnknown);
   log.System().minLevel = LogLevelPlain;
@@ -104,7 +104,7 @@ TEST_F(ExhaustedMemory, LeavesFilterCreationUncaught) {
   EXPECT_EQ(g_moduleCount.load(), 1);  // that of the fixture
 }
 
-TEST_F(ExhaustedMemory, LeavesFactoryCreationUncaught) {
+TEST_F(ExhaustedMemory, IsNotCaughtByFactoryCreation) {
   void* object = nullptr;
   const GUID interfaceId = Guid(kIClassFactory);
   const GUID classId = Guid(kFilterClass);

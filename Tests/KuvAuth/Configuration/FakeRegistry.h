@@ -29,11 +29,11 @@ class FakeRegistry final : public IRegistry {
   /// Writes a `REG_SZ` value with its terminator.
   void SetText(const std::string& path, const std::string& name, std::string_view text);
 
-  /// Makes every query of this value fill buffer, type and size as on success, but return this status.
+  /// Sets the status of every query of this value, which still fills buffer, type and size as on success.
   void FailQuery(const std::string& name, LSTATUS status) { queryFailures_[name] = status; }
-  /// Makes the n-th `OpenKeyA` (the first is 1) return this status.
+  /// Sets the status of the n-th `OpenKeyA` (the first is 1).
   void FailOpen(std::size_t number, LSTATUS status) { openFailures_[number] = status; }
-  /// Makes every `CloseKey` close the key and return this status.
+  /// Sets the status of every `CloseKey`, which still closes the key.
   void AnswerClose(LSTATUS status) { closeStatus_ = status; }
 
   /// Returns the calls so far.

@@ -77,7 +77,7 @@ class SecurityCalls {
     });
   }
 
-  /// Makes the n-th call (the first is 1) fail.
+  /// Selects the n-th call (the first is 1) to fail.
   void Fail(std::size_t call) { failing_ = call; }
 
   DWORD failureCode = 1314;

@@ -91,7 +91,7 @@ class CryptoApiScript {
     });
   }
 
-  /// Makes the n-th call (the first is 1; releases do not count) fail with this code.
+  /// Selects the n-th call (the first is 1; releases do not count) to fail with this code.
   void Fail(int step, DWORD code) {
     failing_ = step;
     code_ = code;

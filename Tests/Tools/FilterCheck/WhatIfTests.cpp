@@ -29,12 +29,12 @@ class WhatIf : public SettingsFixture {
   }
 };
 
-TEST_F(WhatIf, NothingGivesWhatIsThere) {
+TEST_F(WhatIf, MatchesTheCurrentStateWithoutSettings) {
   registry.Policy().SetDword(L"RdpOnly", 2);
   EXPECT_EQ(Describe(ExamineWhatIf({})), Describe(Examine()));
 }
 
-TEST_F(WhatIf, TakesSeveralInTheirOrder) {
+TEST_F(WhatIf, AppliesSeveralInOrder) {
   const std::vector<WhatIfSetting> settings{{FindSetting("RdpOnly"), L"1"},
                                             {FindSetting("EnableSmartCards"), L"1"},
                                             {FindSetting("RdpOnly"), L"0"}};
@@ -44,7 +44,7 @@ TEST_F(WhatIf, TakesSeveralInTheirOrder) {
   EXPECT_EQ(StateOf(situation, "EnableSmartCards").effective, "1");
 }
 
-TEST_F(WhatIf, GoesToThePolicyKeyThatHoldsTheSetting) {
+TEST_F(WhatIf, ReplacesThePolicyValueOfTheSetting) {
   registry.Policy().SetText(L"RdpOnly", L"of another type");
   const Situation situation = ExamineWith("RdpOnly", L"1");
   EXPECT_EQ(StateOf(situation, "RdpOnly").source, Source::Policy);
@@ -59,7 +59,7 @@ TEST_F(WhatIf, NeedsNoLocalKey) {
   EXPECT_FALSE(registry.Local().Exists());
 }
 
-TEST_F(WhatIf, ThrowsForWhatIsNoNumber) {
+TEST_F(WhatIf, ThrowsForAnInvalidNumber) {
   const std::string before = Snapshot();
   for (const wchar_t* const value : {L"on", L"-1", L"+1", L"1 ", L" ", L"0x", L"0xG", L"4294967296",
                                      L"0x100000000", L"99999999999999999999999", L"1,2"}) {
@@ -74,7 +74,7 @@ TEST_F(WhatIf, ThrowsForWhatIsNoNumber) {
   EXPECT_TRUE(PrivateKeyIsGone());
 }
 
-TEST_F(WhatIf, TakesTheLargestNumber) {
+TEST_F(WhatIf, AcceptsTheLargestNumber) {
   EXPECT_EQ(
       StateOf(ExamineWith("InactivityTimeoutSeconds", L"4294967295"), "InactivityTimeoutSeconds").effective,
       "4294967295");
