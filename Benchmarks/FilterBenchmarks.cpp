@@ -30,7 +30,7 @@ struct Releaser {
 };
 using FilterObject = std::unique_ptr<ICredentialProviderFilter, Releaser>;
 
-// Returns a filter of the code that is linked into this program, which has no log at first.
+// Creates a filter from the code that is linked into this program. There is no log initially.
 FilterObject MakeFilter() {
   return FilterObject{new CKuvCredFilter};
 }

@@ -43,7 +43,7 @@ class ModuleFilter : public KuvTest::LiveFilter {
   ModuleFilter();
 };
 
-/// Drops what the log of the DLL writes to the debugger and to the file from here on.
+/// Discards everything that the log of the DLL writes to the debugger and to the file from now on.
 void DropLogOutput(const KuvTest::FilterModule& module);
 
 /// Calls the platform functions that the decision for a logon needs, and nothing else.

@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-// Our level names, so that both logs write the same line.
+// The level names of our log, so that both logs write the same line.
 #define SPDLOG_LEVEL_NAMES \
   { "Trace", "Debug", "Info", "Warning", "Error", "Critical", "Off" }
 #include <spdlog/sinks/base_sink.h>
@@ -12,7 +12,7 @@
 
 namespace KuvBench {
 
-/// Formats the line, as the sinks of spdlog that write it do, and drops it. (spdlog's null sink does not
+/// Formats a line like the sinks of spdlog that write it, and discards it. (spdlog's null sink does not
 /// format it.)
 class DiscardingSink final : public spdlog::sinks::base_sink<std::mutex> {
  public:

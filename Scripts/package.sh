@@ -52,7 +52,7 @@ x86=$(realpath -m "${option[x86-build]}")
 version=${option[version]}
 need_programs wixl msibuild faketime python3
 
-# The package contains this program for administrators beside the DLL.
+# The package contains this program for administrators in the folder of the DLL.
 tool=KuvFilterCheck
 
 work=$(mktemp -d)

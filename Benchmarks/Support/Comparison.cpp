@@ -39,7 +39,7 @@ double Median(std::vector<double> values) {
   return *middle;
 }
 
-// A work and the times of one operation in each batch, in nanoseconds.
+// A `Work` and the time of one operation in each batch, in nanoseconds.
 class Timed {
  public:
   Timed(const Work& work, Seconds batchTime) : work_(work), count_(BatchSize(work, batchTime)) {}

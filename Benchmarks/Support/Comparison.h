@@ -11,7 +11,7 @@ namespace KuvBench {
 /// Runs an operation `count` times.
 using Work = std::function<void(std::size_t count)>;
 
-/// Returns the work that calls `operation`.
+/// Returns a `Work` that calls `operation`.
 template <typename Operation>
 Work Repeat(Operation operation) {
   return [operation](std::size_t count) mutable {
@@ -31,7 +31,7 @@ struct Goal {
   double ratio = 0;  ///< 0 for none
 };
 
-/// Two works to compare.
+/// Two operations to compare.
 struct Comparison {
   const char* baselineName;  ///< the label
   Goal goal;
@@ -45,7 +45,7 @@ struct Comparison {
 /// (`median_ns`, `baseline_ns`), the median of the ratios of adjacent batches (`ratio`), and `goal`.
 void Compare(benchmark::State& state, const Comparison& comparison);
 
-/// Measures one work, one batch per iteration, and reports `median_ns`.
+/// Measures one operation, one batch per iteration, and reports `median_ns`.
 void Measure(benchmark::State& state, const Work& work);
 
 /// Sets the options of a benchmark that calls `Compare` or `Measure`.

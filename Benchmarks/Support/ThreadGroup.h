@@ -11,7 +11,7 @@
 
 namespace KuvBench {
 
-/// A group of threads that run a work together, any number of times.
+/// A group of threads that run an operation together, any number of times.
 class ThreadGroup {
  public:
   ThreadGroup(std::size_t threads, Work work);
@@ -19,8 +19,8 @@ class ThreadGroup {
   ThreadGroup(const ThreadGroup&) = delete;
   ThreadGroup& operator=(const ThreadGroup&) = delete;
 
-  /// Runs the work `count` times in total, rounded up to the same number for each thread, and waits for the
-  /// end.
+  /// Runs the operation `count` times in total, rounded up to the same number for each thread, and waits for
+  /// all threads.
   void Run(std::size_t count);
 
  private:

@@ -32,8 +32,8 @@ class ExampleError : public std::runtime_error {
 /// Throws the `ExampleError` of an invalid command line.
 [[noreturn]] void ThrowUsage(const std::string& message);
 
-/// Replaces control characters by "?", except line feeds if `lines` is set, so that text from elsewhere
-/// cannot move the cursor or end the line.
+/// Replaces control characters by "?", except line feeds if `lines` is set, so that untrusted text cannot
+/// move the cursor or end the line.
 std::string Printable(std::string text, bool lines = false);
 
 /// Returns the text in UTF-8 and in quotes, for a message.

@@ -18,7 +18,7 @@ bool IsKuvProvider(const GUID& provider) noexcept;
 /// Returns whether the list contains the provider.
 bool IsAllowed(const AllowedProviderList& allowed, const GUID& provider) noexcept;
 
-/// Returns the allowed providers by the configuration, which it loads if it is not complete: the whitelist,
+/// Loads the configuration if it is incomplete and returns the allowed providers: the whitelist,
 /// `CLSID_KuvCredProv`, and with `EnableSmartCards` one smart card provider, either the wrapping one
 /// (`WrapSmartCards`) or that of the running version of Windows. Throws `std::runtime_error` if the
 /// configuration cannot be loaded, and `std::bad_alloc`.

@@ -21,7 +21,7 @@ bool FindKuvProvider(BoundedArray<const GUID> providers) {
 
 Decision DecideLogon(std::uint32_t scenario, ElevationProtectionMode mode, const DecisionFacts& facts) {
   if (mode == ElevationProtectionMode::ElevationOnly) {
-    // The message asks for the kind of session itself; the decision does not depend on it.
+    // The message determines the kind of session separately; the decision does not depend on it.
     KUV_LOG(LogLevel::Info, "Kuv is configured to not protect logon {logonType: %s}.",
             LogonTypeName(LogonTypeFromScenario(scenario)));
     return {Outcome::Untouched, DecidedBy::ElevationProtectionMode};
@@ -75,7 +75,7 @@ Decision DecideAndWrite(std::uint32_t scenario, DWORD flags, BoundedArray<const 
 Decision DecideScenario(std::uint32_t scenario, DWORD flags, const DecisionFacts& facts) {
   KUV_LOG(LogLevel::Debug, "Filter usage scenario %d/%s, flags=0x%08X", static_cast<int>(scenario),
           UsageScenarioName(scenario), static_cast<unsigned>(flags));
-  // Read for every scenario, even where it decides nothing.
+  // Read for every scenario, even if it does not affect the outcome.
   const ElevationProtectionMode mode = facts.elevationProtectionMode();
   switch (scenario) {
     case CPUS_LOGON:
@@ -96,7 +96,7 @@ Decision FilterProviders(std::uint32_t scenario, DWORD flags, BoundedArray<const
   try {
     return DecideAndWrite(scenario, flags, providers, allow, facts);
   } catch (const std::exception& exception) {
-    // The text opens a quote that it never closes.
+    // The missing closing quote is part of the required text.
     KUV_LOG(LogLevel::Error, "Filter encountered an exception. '%s", exception.what());
     DisableKuvProviders(providers, allow);
     return {Outcome::Unsupported, DecidedBy::Failure};

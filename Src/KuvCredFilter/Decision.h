@@ -8,14 +8,12 @@
 #include "KuvCredFilter/AllowedProviders.h"
 
 /// @file
-/// The rule of the filter, apart from where its facts come from: the filter hands it those of the running
-/// system, a tool those of a system that it describes.
+/// The decision of the filter. The caller passes the facts, so that a tool can evaluate it with assumed ones.
 
 namespace Kuv {
 
-/// What one decision depends on besides its arguments. Each fact is asked for only when the decision needs
-/// it, at most once, in the order of the members, with the log messages in between. What a fact throws, if
-/// it derives from `std::exception`, makes the decision a `DecidedBy::Failure`.
+/// The facts of a decision, other than its arguments. Each function is called at most once, in the order of
+/// the members, and only if the decision needs the fact. The functions may log and throw exceptions.
 struct DecisionFacts {
   AllowedProviderList (*allowedProviders)();
   ElevationProtectionMode (*elevationProtectionMode)();
@@ -25,16 +23,16 @@ struct DecisionFacts {
 
 /// What the filter does with the allow flags.
 enum class Outcome : std::uint8_t {
-  Supported,    ///< only the allowed list stays
-  Unsupported,  ///< the second-factor providers go, all others stay
-  Untouched,    ///< nothing is written
+  Supported,    ///< only the allowed providers are enabled
+  Unsupported,  ///< the second-factor providers are disabled, all others are enabled
+  Untouched,    ///< no flag is written
 };
 
-/// The fact that settled a decision: with another value of it, the outcome could be another one.
+/// The fact that determined the outcome.
 enum class DecidedBy : std::uint8_t {
   KuvProvider,              ///< no second-factor provider is among the providers
-  Failure,                  ///< a fact was unavailable: incomplete settings, as a rule
-  UsageScenario,            ///< the scenario, with its flags, is never protected
+  Failure,                  ///< an exception, usually because the settings are incomplete
+  UsageScenario,            ///< the scenario with these flags is never protected
   ElevationProtectionMode,  ///< the setting of that name
   RdpOnly,                  ///< the setting of that name, in a local session
 };
@@ -44,13 +42,13 @@ struct Decision {
   DecidedBy decidedBy;
 };
 
-/// Decides on a usage scenario, with the platform's scenario flags, for providers of which at least one is
-/// a second-factor provider. Does not ask for the allowed list. Passes on what a fact throws.
+/// Returns the decision on a usage scenario with these flags if a second-factor provider is among the
+/// providers. Does not call `allowedProviders`. Throws the exceptions of the facts.
 Decision DecideScenario(std::uint32_t scenario, DWORD flags, const DecisionFacts& facts);
 
-/// Decides on a usage scenario and writes the allow flags of its providers, both arrays having the same
-/// size. Exceptions derived from `std::exception` are logged and end in `Outcome::Unsupported`, with the
-/// flags written for that.
+/// Decides on a usage scenario, writes the allow flags and returns the decision. Both arrays must have the
+/// same size. Logs an exception that derives from `std::exception`, writes the flags of
+/// `Outcome::Unsupported` and returns `DecidedBy::Failure`.
 Decision FilterProviders(std::uint32_t scenario, DWORD flags, BoundedArray<const GUID> providers,
                          BoundedArray<BOOL> allow, const DecisionFacts& facts);
 

@@ -9,7 +9,7 @@ namespace {
 constexpr Kuv::DecisionFacts kSystemFacts{GetAllowedProviders, GetElevationProtectionMode,
                                           Kuv::Util::IsRemoteSession, IsRdpOnly};
 
-// The whole report, its warning included, is for the Debug level.
+// Logs nothing, not even the warning, unless the level Debug is enabled.
 void ReportFlags(BoundedArray<const GUID> providers, BoundedArray<BOOL> allow) {
   if (!IsLogLevelEnabled(LogLevel::Debug)) return;
   bool anyEnabled = false;

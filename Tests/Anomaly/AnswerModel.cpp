@@ -21,7 +21,7 @@ void AnswerModel::Begin(std::vector<Answer> answers) {
   next_ = 0;
 }
 
-// An answer that is left means a call too many.
+// A remaining answer means an unexpected call.
 void AnswerModel::ExpectEnd() const {
   if (next_ == answers_.size()) return;
   const Answer& left = answers_[next_];
@@ -105,7 +105,7 @@ bool AnswerModel::IsConfigured() const {
   return !host_.empty() && port_ != 0 && !clientId_.empty() && !secret_.empty();
 }
 
-// The number of a setting as stored at this moment, 0 if absent.
+// The currently stored number of a setting, 0 if absent.
 DWORD AnswerModel::LiveNumber(const char* name) {
   for (const char* const key : {kPolicyKey, kLocalKey}) {
     if (!OpensKey(key)) continue;
@@ -129,7 +129,7 @@ bool AnswerModel::IsRemote() {
 
 std::vector<GUID> AnswerModel::AllowedList() {
   if (!IsConfigured()) {
-    // The record counts as complete only when a load has come to its end.
+    // The record counts as complete only when a load has finished.
     whitelist_.clear();
     try {
       LoadKey(kLocalKey);
@@ -148,7 +148,8 @@ Outcome AnswerModel::Decide(std::uint32_t scenario, DWORD flags) {
   DecisionFacts facts{.scenario = scenario, .flags = flags};
   facts.mode = LiveNumber("ElevationProtectionMode");
   if (scenario >= 1 && scenario <= 3) {
-    // With logon unprotected the session is for the log alone: asked for only if there is a log.
+    // If logon is not protected, the session is used by the log only, so it is queried only if there is a
+    // log.
     const bool isProtected = facts.mode != 1;
     if (isProtected || next_ != answers_.size()) facts.remote = IsRemote();
     if (isProtected) facts.rdpOnly = LiveNumber("RdpOnly") == 1;

@@ -11,20 +11,20 @@
 
 namespace KuvTest {
 
-/// What an operation of the DLL must have done.
+/// The expected effects of an operation of the DLL.
 struct Expected {
   HRESULT result = S_OK;
   std::vector<BOOL> allow;  ///< the flags after `Filter`
-  GUID provider{};          ///< where `UpdateRemoteCredential` sends the credential
+  GUID provider{};          ///< the provider that `UpdateRemoteCredential` redirects to
 };
 
-/// The DLL made another call than it should have.
+/// The DLL made an unexpected call.
 struct WrongCall : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// Computes what the DLL must do from the answers that the platform gave it, the failing ones included, and
-/// checks the order of its calls. A plain second statement of the rules, for one load of the DLL.
+/// Computes the expected effects from the results of the platform calls, including failures, and checks the
+/// order of the calls. A simple, independent model of the rules for one load/unload cycle of the DLL.
 class AnswerModel {
  public:
   Expected Filter(std::vector<Answer> answers, bool memoryFailed, std::uint32_t scenario, DWORD flags,

@@ -25,7 +25,7 @@ struct Sweep {
   std::size_t fewest;   // calls that the script makes at least
   std::size_t reports = 0;
 
-  // Plays the script once for each fault, and without one in between.
+  // Plays the script once for each fault, and without a fault in between.
   void Run() {
     Host host;
     host.Play({});
@@ -34,7 +34,7 @@ struct Sweep {
     std::size_t runs = 0;
     for (std::size_t call = 1; call <= calls; call += stride) {
       for (std::size_t answer = 0; answer < answers; ++answer) {
-        // With fewer tries than failures, neighbors try different ones.
+        // With fewer tries than failures, neighboring calls try different ones.
         const Fault fault{domain, call, toTheEnd, answers == 1 ? call / stride : answer};
         if (!Survives(host, fault)) return;
         ++runs;

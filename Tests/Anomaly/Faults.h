@@ -46,7 +46,7 @@ struct Fault {
   std::size_t answer = 0;  ///< which of the failures of the function, modulo their number
 };
 
-/// What a recorded function answered.
+/// The result of a recorded function.
 struct Answer {
   std::string function;
   std::string subject;  ///< the name of a key or value, as ASCII
@@ -86,7 +86,7 @@ class FaultyImports {
   /// Drops the tracked resources, after a leak was reported.
   void ForgetOutstanding();
 
-  /// Returns the imports that no rule and no reason covers.
+  /// Returns the imports that have neither a rule nor a reason.
   const std::vector<std::string>& Unclassified() const;
   /// Returns the imports that can fail and that no fault has struck since the start.
   std::vector<std::string> NeverStruck(Domain domain) const;
@@ -104,7 +104,7 @@ std::span<const ImportRule> ImportRules();
 /// Returns why an import needs no rule; null if it is unknown.
 const char* WhyItCannotFail(const std::string& import);
 
-/// Answers of the platform that the tests choose. The forwarders use it.
+/// Results of the platform that the tests choose and the forwarders return.
 struct MachineAnswers {
   std::wstring appData;
   int remoteSession = 0;

@@ -36,7 +36,7 @@ Value FromRaw(std::intptr_t raw) {
 }
 
 /// The replacement of one function in an import table: fails the call if a fault strikes it, else forwards
-/// it. The name tells functions of the same type apart.
+/// it. The name distinguishes functions of the same type.
 template <ImportName Name, typename Function, typename Result, typename... Arguments>
 struct Forwarding {
   static Result Pass(Arguments... arguments) {

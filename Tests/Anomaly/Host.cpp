@@ -66,7 +66,7 @@ const Credential kCredentials[] = {
     {"credential for a whitelisted provider", kVendorProvider, E_NOTIMPL, {}},
 };
 
-// Returns what the model expects; fails the test if the DLL made another call than it should have.
+// Returns what the model expects; fails the test if the DLL made an unexpected call.
 template <typename Model>
 Expected Compute(Model model) {
   try {
@@ -91,8 +91,8 @@ bool IsLogLine(const std::string& line) {
 
 Host::Host() {
   PrepareMachine();
-  // The platform and the runtime of this program keep something after the first debugger text and the first
-  // exception: both come before anything is counted.
+  // The platform and the runtime of this program allocate resources at the first debugger text and the first
+  // exception, so both happen before anything is counted.
   ::OutputDebugStringW(L"");
   try {
     throw std::bad_alloc{};
@@ -130,7 +130,7 @@ void Host::CleanUp() {
   std::filesystem::remove_all(appData_.Path(L"Kuvant"), ignored);
 }
 
-// No fault keeps the loader from it.
+// The fault does not apply to the loader.
 void Host::Load() {
   model_ = {};
   module_.emplace();
@@ -144,7 +144,7 @@ void Host::Unload() {
   imports_.ForgetOutstanding();
 }
 
-// Takes a step. Returns nothing if memory ran out and the step may end so.
+// Takes a step. Returns nothing if memory ran out and the step may report that.
 std::optional<HRESULT> Host::Ask(const char* step, const Step& call) {
   imports_.TakeAnswers();
   ++steps_;
@@ -298,7 +298,7 @@ void Host::PlayShortCycle() {
   Unload();
 }
 
-// A host that asks once more if it got nothing, and does without if it gets nothing again.
+// A host that retries each failed request once and continues without the object if that fails too.
 void Host::PlayLongCycle() {
   TheMachine().logIsFull = true;
   Load();
@@ -353,7 +353,7 @@ void Host::ExpectWellFormedLog() const {
   }
 }
 
-// Whatever happened to the last process, the next one works.
+// Faults in one process do not affect the next one.
 void Host::PlayNextCycle() {
   normal_ = true;
   Load();

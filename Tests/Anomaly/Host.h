@@ -17,9 +17,9 @@
 
 namespace KuvTest {
 
-/// Plays the logon process on the built DLL while the platform fails under it: a fixed script of loads,
+/// Plays the logon process with the built DLL while platform calls fail: a fixed script of loads,
 /// requests, decisions, registrations and unloads on a machine with every setting that matters. Compares each
-/// step with the answer model and each load/unload cycle with what it held before.
+/// step with the answer model, and the resources after each load/unload cycle with those before.
 class Host {
  public:
   Host();
@@ -28,7 +28,7 @@ class Host {
   /// Plays the script under a fault, then a few steps without it in the same process and DLL, and a short
   /// load/unload cycle. Fails the test at every result that is not allowed.
   void Play(const Fault& fault);
-  /// Plays the script without a fault and compares with the results that are written out.
+  /// Plays the script without a fault and compares the results with those in the source.
   void PlayNormally();
 
   FaultyImports& Imports() { return imports_; }

@@ -202,9 +202,8 @@ const std::vector<ImportRule>& Rules() {
       Memory(Moves(KUV_RULE(realloc), HeapBlock)),
       Closes(KUV_RULE(free), HeapBlock),
 
-      // Functions that must not be called. Most belong to parts of the runtime that the DLL links and does
-      // not
-      // reach.
+      // Functions that must not be called. Most belong to parts of the runtime that the DLL links but
+      // does not use.
       KUV_RULE(abort, ReportAndTerminate),
       KUV_RULE(fputc, ReportAndTerminate),
       KUV_RULE(fputs, ReportAndTerminate),

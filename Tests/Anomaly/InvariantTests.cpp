@@ -69,7 +69,7 @@ void Write(const TestKey& key, const wchar_t* name, const Number& number) {
 
 enum class Session { Local, Remote, RemoteByNumber };
 
-// All that a decision depends on besides the allowed list.
+// Everything that a decision depends on besides the allowed list.
 struct Situation {
   bool loadable;
   Scenario scenario;
@@ -87,7 +87,7 @@ struct Losses {
   int Count() const { return (mode ? 1 : 0) + (rdpOnly ? 1 : 0) + (session ? 1 : 0); }
 };
 
-// What is lost counts as absent: only logon is protected, in every session, and the session is local.
+// A lost setting counts as absent: only logon is protected, in every session, and the session is local.
 Outcome OutcomeOf(const Situation& situation, const Losses& lost) {
   DecisionFacts facts{
       .loadable = situation.loadable, .scenario = situation.scenario.cpus, .flags = situation.scenario.flags};
@@ -209,7 +209,7 @@ class Invariant : public ::testing::Test {
       const std::size_t calls = domain == Domain::Platform ? platformCalls : allocations;
       ASSERT_GT(calls, 0u);
       if (!IsLong()) {
-        // One fault a decision, chosen independently of the decision.
+        // One fault per decision, chosen independently of the decision.
         const std::size_t call = 1 + random() % calls;
         const bool toTheEnd = random() % 2 == 0;
         check({domain, call, toTheEnd, random() % 4});

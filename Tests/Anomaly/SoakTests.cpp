@@ -1,4 +1,4 @@
-// The DLL in a process that runs for long: whatever is repeated, nothing grows.
+// The DLL in a long-running process: repeated operations do not accumulate resources.
 #include <windows.h>
 
 #include <atomic>
@@ -108,10 +108,10 @@ TEST_F(Soak, LoadUnloadCyclesLeakNothing) {
 class SoakOnThreads : public Soak {
  protected:
   static constexpr int kThreads = 4;
-  // A lock of this program opens an event at its first wait; a leak would be one event a round.
+  // A lock of this program opens an event at its first wait; a leak would be one event per round.
   static constexpr std::size_t kLocks = 8;
 
-  // Threads create, ask and release filters, and one loads and unloads, while this thread keeps the DLL
+  // Threads create, call and release filters, and one loads and unloads, while this thread keeps the DLL
   // loaded.
   void RunThreads(const std::vector<BOOL>& expected) {
     const int rounds = IsLong() ? 20'000 : 100;
@@ -167,7 +167,7 @@ class SoakOnThreads : public Soak {
     }
   }
 
-  // One thread uses the DLL again and again. Others load and unload it, or start and end.
+  // One thread uses the DLL repeatedly. Others load and unload it, or start and end.
   static void RunWithoutReference(int rounds) {
     std::atomic<int> wrong = 0;
     Together(kThreads, [&](int index) {

@@ -99,7 +99,7 @@ TEST(SignedRequestOptions, RejectInvalidArguments) {
       {"a date of two lines",
        {L"GET", L"h", L"/", L"--date", L"a\r\nX: y"},
        "--date must be a single line, not 'a\?\?X: y'"},
-      {"parameters beside a body",
+      {"parameters and a body",
        {L"POST", L"h", L"/", L"a=1", L"--json", L"{}"},
        "a request can have parameters or a JSON body, not both"},
       {"a body of a query",

@@ -18,7 +18,7 @@ class AllowedProviders : public FilterFixture {
   static Names Allowed() { return Texts(GetAllowedProviders()); }
 };
 
-// The one place where the identifiers of the product meet those that other programs know.
+// The only comparison of the product's identifiers with those that other programs use.
 TEST(Identifiers, AreThoseThatTheProvidersRegister) {
   EXPECT_EQ(Text(CLSID_KuvCredFilter), kFilterClass);
   EXPECT_EQ(Text(CLSID_KuvCredProv), kKuv);
@@ -73,8 +73,8 @@ TEST_F(AllowedProviders, IncludeTheSmartCardProviderOfTheVersion) {
   EXPECT_EQ(Allowed(), (Names{kVendor, kKuv, kV1SmartCard}));
 }
 
-// Answers the version test as a system of each version does.
-TEST_F(AllowedProviders, AskForVersion62OrLater) {
+// Replaces the version check by that of a system of each version.
+TEST_F(AllowedProviders, CheckForVersion62OrLater) {
   Configure().EnableSmartCards = true;
   KUV_IMPORT_HOOK(version, VerifyVersionInfoW);
   struct System {
@@ -99,7 +99,7 @@ TEST_F(AllowedProviders, IncludeTheNewSmartCardProviderOnThisSystem) {
   EXPECT_EQ(Allowed(), (Names{kKuv, kSmartCard}));
 }
 
-TEST_F(AllowedProviders, HandAnExactRecordToTheVersionTest) {
+TEST_F(AllowedProviders, PassAnExactRecordToTheVersionCheck) {
   Configure().EnableSmartCards = true;
   KUV_IMPORT_HOOK(mask, VerSetConditionMask);
   KUV_IMPORT_HOOK(version, VerifyVersionInfoW);
@@ -255,13 +255,13 @@ TEST(BoundedArray, CountsIn64Bits) {
   EXPECT_EQ(array.Count(), 0x100000001u);
 }
 
-TEST(GuidToString, GivesTheBracedUpperCaseText) {
+TEST(GuidToString, ReturnsTheBracedUpperCaseText) {
   EXPECT_EQ(GuidToString(Guid("{0a1b2c3d-4e5f-4071-8293-a4b5c6d7e8f9}")),
             L"{0A1B2C3D-4E5F-4071-8293-A4B5C6D7E8F9}");
   EXPECT_EQ(GuidToString(GUID{}), L"{00000000-0000-0000-0000-000000000000}");
 }
 
-TEST(GuidToString, OffersAZeroedBufferOf50) {
+TEST(GuidToString, PassesAZeroedBufferOf50Units) {
   const GUID vendor = Guid(kVendor);
   KUV_IMPORT_HOOK(convert, StringFromGUID2);
   convert.Answer([&](const GUID& guid, wchar_t* text, int size) {

@@ -1,4 +1,4 @@
-// The rule on facts of the test's own: what it decides, by which of them, and which it asks for.
+// The decision on facts of the test: the outcome, the fact that determines it, and the facts that it uses.
 #include "KuvCredFilter/Decision.h"
 
 #include <new>
@@ -35,7 +35,7 @@ struct Facts {
   bool rdpOnly = false;
 };
 
-// What the facts below answer, and which were asked for.
+// The values of the facts below, and the facts that were used.
 Facts answers;
 Names asked;
 
@@ -99,7 +99,7 @@ const Row kRows[] = {
     {"largest", 0xFFFFFFFF, 0x100, {ElevationOnly, true, false}, kByScenario, kMode},
 };
 
-TEST(Decision, NamesWhatDecidedAndAsksForNothingElse) {
+TEST(Decision, ReturnsTheDecidingFactAndUsesNoOther) {
   for (const Row& row : kRows) {
     SCOPED_TRACE(row.name);
     answers = row.facts;
@@ -142,7 +142,7 @@ TEST(Decision, WritesTheFlagsOfItsOutcome) {
   EXPECT_EQ(untouched.allow, (Flags{7, 7, 7}));
 }
 
-TEST(Decision, WithoutAKuvProviderAsksForNoFact) {
+TEST(Decision, UsesNoFactWithoutAKuvProvider) {
   answers = {};
   for (const Names& providers : {Names{}, Names{kPassword, kAlmostKuv}}) {
     const Filtered filtered = Filter(providers, kFacts);
@@ -162,7 +162,7 @@ auto MayFail() {
   return Fact();
 }
 
-TEST(Decision, FailsIfAFactDoes) {
+TEST(Decision, FailsIfAFactThrows) {
   constexpr Kuv::DecisionFacts kFailing{MayFail<0, kFacts.allowedProviders>,
                                         MayFail<1, kFacts.elevationProtectionMode>,
                                         MayFail<2, kFacts.isRemoteSession>, MayFail<3, kFacts.isRdpOnly>};

@@ -148,7 +148,7 @@ TEST_P(FilterDecisionRow, LeavesFlagsAndLog) {
     case Outcome::WithoutKuv:
       return ExpectDecision(call, kAllButKuv, lines + LogLines{disabling}, kAllButKuvReport);
     case Outcome::Untouched:
-      // The flags as passed have the report of the allowed list.
+      // The flags as passed produce the same report as the allowed list.
       return ExpectDecision(call, kAsPassed, lines, kOnlyAllowedReport);
   }
 }

@@ -10,7 +10,7 @@
 #include "Support/GuardedBuffer.h"
 
 // Every combination of what a decision depends on, compared with the decision model. The registry and the
-// session answer from memory: there are some hundred thousand decisions.
+// session are simulated in memory, because there are several hundred thousand decisions.
 
 namespace {
 
@@ -77,8 +77,7 @@ void PrintTo(const Case& c, std::ostream* out) {
        << ", installed: " << c.installed->name;
 }
 
-// A platform that answers from memory: its registry holds the settings of one case, and its session is that
-// of the case.
+// A simulated platform with the settings and the session of one case.
 class FakeMachine {
  public:
   FakeMachine(ImportHook<decltype(&::GetSystemMetrics)>& metrics, Session session, DWORD mode,
@@ -151,8 +150,8 @@ class FilterProduct : public FilterFixture {
     return RuleFor(c.Facts(arrays_[index].kuvInstalled));
   }
 
-  // Returns whether a decision returns and leaves what the model expects. `index` is that of the installed
-  // providers.
+  // Returns whether the result and the flags of a decision are those that the model expects. `index` is that
+  // of the installed providers.
   bool Matches(const Case& c, std::size_t index, const std::vector<GUID>& allowed, const BOOL (&before)[2],
                BOOL (&left)[16]) {
     const Arrays& arrays = arrays_[index];

@@ -45,7 +45,7 @@ TEST_F(ExhaustedMemory, DisablesTheKuvProvidersAtAnyAllocation) {
   metrics.Answer([](int) { return 0; });
   for (const auto lasts : {MemoryExhaustion::Lasts::OneCall, MemoryExhaustion::Lasts::ToTheEnd}) {
     std::size_t allocation = 1;
-    // The last round has memory enough. The list alone needs a copy and an append.
+    // The last round has enough memory. The list alone needs a copy and an append.
     while (FilterWithMemoryFor(allocation, lasts) && allocation < 100) {
       SCOPED_TRACE(allocation);
       EXPECT_EQ(result, S_OK);
@@ -66,7 +66,7 @@ TEST_F(ExhaustedMemory, IsTheLoggedException) {
                       {Info, "Disabling Kuv Credential Provider"}}));
 }
 
-TEST_F(ExhaustedMemory, LeavesTheDecisionAloneIfItNeverStrikes) {
+TEST_F(ExhaustedMemory, DoesNotAffectTheDecisionIfItNeverOccurs) {
   ASSERT_FALSE(FilterWithMemoryFor(1000, MemoryExhaustion::Lasts::ToTheEnd));
   EXPECT_EQ(result, S_OK);
   EXPECT_EQ((std::vector<BOOL>{allow, allow + 4}), (std::vector<BOOL>{0, 1, 1, 1}));
@@ -92,7 +92,7 @@ TEST_F(ExhaustedMemory, PassesARemoteCredential) {
   EXPECT_EQ(out.cbSerialization, 2u);
 }
 
-TEST_F(ExhaustedMemory, LeavesFilterCreationUncaught) {
+TEST_F(ExhaustedMemory, IsNotCaughtByFilterCreation) {
   void* object = nullptr;
   const GUID interfaceId = Guid(kIUnknown);
   log.System().minLevel = LogLevelPlain;
@@ -101,10 +101,10 @@ TEST_F(ExhaustedMemory, LeavesFilterCreationUncaught) {
     EXPECT_THROW(CKuvCredFilter_CreateInstance(interfaceId, &object), std::bad_alloc);
   }
   EXPECT_EQ(object, nullptr);
-  EXPECT_EQ(g_moduleCount.load(), 1);  // the fixture's own
+  EXPECT_EQ(g_moduleCount.load(), 1);  // that of the fixture
 }
 
-TEST_F(ExhaustedMemory, LeavesFactoryCreationUncaught) {
+TEST_F(ExhaustedMemory, IsNotCaughtByFactoryCreation) {
   void* object = nullptr;
   const GUID interfaceId = Guid(kIClassFactory);
   const GUID classId = Guid(kFilterClass);
@@ -123,7 +123,7 @@ class ExhaustedMemoryAtTheStart : public ::testing::Test {
     for (void** const entry : folder) WriteImport(entry, original);
   }
 
-  // Asks for a factory with memory for `allocations` - 1 allocations, and releases it. Returns whether memory
+  // Requests a factory with memory for `allocations` - 1 allocations, and releases it. Returns whether memory
   // ran out.
   bool AskForFactory(std::size_t allocations) {
     void* object = nullptr;
@@ -161,7 +161,8 @@ TEST_F(ExhaustedMemoryAtTheStart, LeaksNoFactoryIfTheLogDoesNotStart) {
     ++allocation;
   }
   EXPECT_EQ(LiveBlocks(), before);
-  // The factory, the log system, its first handler, the room for that: what fails behind the first matters.
+  // The factory, the log system, its first handler, the list of handlers: the failures after the first one
+  // matter.
   EXPECT_GE(allocation, 5u);
   EXPECT_LT(allocation, 100u);
 }

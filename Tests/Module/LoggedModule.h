@@ -19,7 +19,8 @@ class LoggedModule : private OwnAppData, public FilterModule {
 
   const std::wstring& LogPath() const { return logPath_; }
   bool HasLog() const { return ::GetFileAttributesW(logPath_.c_str()) != INVALID_FILE_ATTRIBUTES; }
-  /// Returns the lines that the log file has got since the last call, as "Level: message", with addresses as
+  /// Returns the lines that were added to the log file since the last call, as "Level: message", with
+  /// addresses as
   /// "%p".
   std::vector<std::string> NewLogLines();
 

@@ -160,7 +160,7 @@ TEST_P(WholeLog, OfASecondDecisionLoadsNothing) {
                        "Info: Disabling Kuv Credential Provider",
                    } +
                    Disabled({kKuv});
-  // The whole report is for Debug, its warning too.
+  // The report requires Debug, including its warning.
   if (GetParam().debug != 0) expected.emplace_back("Warning: No providers enabled!");
   ExpectLog(expected);
 }

@@ -4,7 +4,7 @@
 
 namespace KuvTest {
 
-/// Counts the heap allocations of the program for the life of the object: those through `operator new`,
+/// Counts the heap allocations of the program for the lifetime of the object: those through `operator new`,
 /// which this program replaces, and those through imported functions of the runtime. Can make the n-th
 /// `operator new` fail. One object at a time.
 class AllocationCounter {

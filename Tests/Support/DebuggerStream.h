@@ -7,7 +7,7 @@
 
 namespace KuvTest {
 
-/// Captures the debugger stream for the life of the object.
+/// Captures the debugger stream for the lifetime of the object.
 class DebuggerStream {
  public:
   DebuggerStream() {

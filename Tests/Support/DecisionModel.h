@@ -6,10 +6,11 @@
 #include <span>
 #include <vector>
 
-// The rules of the filter as tests state them: what a decision must come to, without a line of the product.
+// The rules of the filter for the tests: the expected outcome of a decision, independent of the code of the
+// product.
 namespace KuvTest {
 
-/// All that the outcome of a decision depends on.
+/// Everything that the outcome of a decision depends on.
 struct DecisionFacts {
   bool kuvInstalled = true;  ///< at least one Kuv provider is in the array
   bool loadable = true;      ///< the configuration is complete
@@ -21,7 +22,7 @@ struct DecisionFacts {
 };
 
 enum class Outcome {
-  Untouched,    ///< the flags stay as they are
+  Untouched,    ///< no flag changes
   OnlyAllowed,  ///< the allowed list is enabled, all others are disabled
   WithoutKuv,   ///< the Kuv providers are disabled, all others are enabled
 };
@@ -45,10 +46,10 @@ std::vector<GUID> ExpectedAllowed(std::vector<GUID> whitelist, bool enableSmartC
 bool IsKuv(const GUID& provider);
 bool Holds(const std::vector<GUID>& list, const GUID& provider);
 
-/// Returns the flag of one provider after a decision that found it as `before`.
+/// Returns the flag of one provider after a decision; `before` is its flag before that.
 BOOL ExpectedFlag(Outcome outcome, const GUID& provider, const std::vector<GUID>& allowed, BOOL before);
 
-/// The same for all providers.
+/// Does the same for all providers.
 std::vector<BOOL> ExpectedFlags(Outcome outcome, const std::vector<GUID>& providers,
                                 const std::vector<GUID>& allowed, const std::vector<BOOL>& before);
 

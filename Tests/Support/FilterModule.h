@@ -11,7 +11,7 @@
 
 namespace KuvTest {
 
-/// Returns the path of the built DLL, which is beside this program.
+/// Returns the path of the built DLL, which is in the folder of this program.
 std::wstring FilterDllPath();
 
 /// A reference to the built DLL, which is loaded if it is not in the process yet, and released at the end of
@@ -55,7 +55,7 @@ class LiveFilter {
   const FilterModule& Module() const { return module_; }
   ICredentialProviderFilter& Filter() const { return *filter_; }
 
-  /// Asks for a decision; `allow` is in and out.
+  /// Calls `Filter`; `allow` is input and output.
   HRESULT Decide(std::uint32_t scenario, DWORD flags, std::vector<GUID> providers,
                  std::vector<BOOL>& allow) const {
     return filter_->Filter(static_cast<CREDENTIAL_PROVIDER_USAGE_SCENARIO>(scenario), flags, providers.data(),

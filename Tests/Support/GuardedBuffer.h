@@ -7,8 +7,8 @@
 
 namespace KuvTest {
 
-/// An array whose last element ends at a page boundary, followed by a page without access: reading or
-/// writing behind the array ends the process.
+/// An array whose last element ends at a page boundary, followed by a page without access: reading or writing
+/// past the end of the array ends the process.
 template <typename Element>
 class GuardedBuffer {
  public:

@@ -8,9 +8,8 @@ namespace KuvTest {
 ///
 /// - A block ends where a page without access begins, so one byte too many ends the process. The platform's
 ///   blocks are aligned to 16 bytes, and a size that is not a multiple of 16 leaves a gap of up to 15 bytes
-///   behind the block; blocks below 16 bytes have only the alignment that their size needs and leave none.
-/// - The gap and the rest of the page in front of the block are filled with a pattern that is checked when
-/// the
+///   after the block; blocks below 16 bytes have only the alignment that their size needs and leave none.
+/// - The gap and the rest of the page before the block are filled with a pattern that is checked when the
 ///   block is freed. A change ends the process.
 /// - The pages of a freed block stay inaccessible, and freeing it again ends the process.
 /// - A new block is filled with another pattern, so that uninitialized memory is not zero by chance.

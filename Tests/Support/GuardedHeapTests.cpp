@@ -106,7 +106,7 @@ TEST_F(GuardedHeapTest, ForwardsForeignBlocks) {
   std::free(copy);
 }
 
-TEST_F(GuardedHeapTest, DetectsAccessBehindABlock) {
+TEST_F(GuardedHeapTest, DetectsAccessPastABlock) {
   for (const std::size_t size : {1, 2, 3, 7, 8, 13, 15, 16, 48, 4096, 8192}) {
     SCOPED_TRACE(size);
     void* const block = std::malloc(size);

@@ -8,8 +8,8 @@ namespace KuvTest {
 
 namespace {
 
-// Wine has no count. It assigns the lowest free number, so behind a long gap there are no more handles. (Its
-// table of the handles of all processes has them too, but reading it may end its server.)
+// Wine has no count. It assigns the lowest free number, so there are no more handles after a long gap.
+// (Wine's table of the handles of all processes has them too, but reading it may end the Wine server.)
 std::size_t CountByTrying() {
   constexpr std::uintptr_t kStep = 4;
   constexpr int kGap = 256;

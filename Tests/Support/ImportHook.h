@@ -21,15 +21,15 @@ namespace KuvTest {
 template <typename Function>
 class ImportHook;
 
-/// Replaces one function in the import table of a module, this program or a loaded DLL, for the life
+/// Replaces one function in the import table of a module, this program or a loaded DLL, for the lifetime
 /// of the object:
 ///
 ///   ImportHook<decltype(&::GetSystemMetrics)> metrics{"GetSystemMetrics"};
 ///   metrics.Answer([](int) { return 1; });
 ///
-/// Without an answer it forwards and counts every call. Calls from several threads at once are safe only
-/// if the answer is. The compiler may keep the address of an import in a register within one function, so
-/// create the hook outside the function under test.
+/// Counts every call, and forwards it unless there is a replacement. Calls from several threads at once are
+/// safe only if the replacement is thread-safe. The compiler may keep the address of an import in a register
+/// within one function, so create the hook outside the function under test.
 template <typename Result, typename... Arguments>
 class ImportHook<Result(WINAPI*)(Arguments...)> {
  public:
@@ -55,24 +55,23 @@ class ImportHook<Result(WINAPI*)(Arguments...)> {
     if (!script_.empty()) ADD_FAILURE() << name_ << ": " << script_.size() << " answers were not asked for";
   }
 
-  /// Answers every call from here on.
+  /// Replaces every call from now on.
   void Answer(Replacement replacement) { answer_ = std::move(replacement); }
 
-  /// Answers the calls from here on in this order. A call too many, or one that does not come, fails
-  /// the test.
+  /// Replaces the calls from now on, in this order. An additional or a missing call fails the test.
   void Script(std::initializer_list<Replacement> answers) {
     scripted_ = true;
     script_.assign(answers.begin(), answers.end());
   }
 
-  /// Answers the n-th call from the start of the hook (the first is 1); all others are forwarded.
+  /// Replaces the n-th call since the hook was created (the first is 1); forwards all others.
   void AnswerCall(std::size_t number, Replacement replacement) {
     answer_ = [this, number, replacement = std::move(replacement)](Arguments... arguments) {
       return calls_.size() == number ? replacement(arguments...) : original_(arguments...);
     };
   }
 
-  /// Calls the function that is replaced.
+  /// Calls the original function.
   Result Original(Arguments... arguments) const { return original_(arguments...); }
 
   std::size_t CallCount() const { return calls_.size(); }

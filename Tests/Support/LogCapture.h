@@ -24,7 +24,7 @@ void PrintTo(const LogLine& line, std::ostream* out);
 /// level tag.
 LogLine ParseLogLine(const std::wstring& line);
 
-/// Replaces the main log by another log system for the life of the object and collects its output.
+/// Replaces the main log by another log system for the lifetime of the object and collects its output.
 class LogCapture {
  public:
   explicit LogCapture(LogLevel minLevel = LogLevel::Trace);
@@ -36,7 +36,7 @@ class LogCapture {
 
   /// Returns the parsed lines so far.
   LogLines Lines() const;
-  /// Returns the lines so far as the handler got them, prefix and line end included.
+  /// Returns the lines so far as the handler received them, prefix and line end included.
   const std::vector<std::wstring>& RawLines() const;
   /// Returns the 8-bit texts so far (`LogSystem::WriteRaw` and related functions).
   const std::vector<std::string>& NarrowTexts() const;

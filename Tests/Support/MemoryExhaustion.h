@@ -5,7 +5,7 @@
 // Replaces operator new and delete of the test program, so that a test can make them fail. For one thread.
 namespace KuvTest {
 
-/// Lets `operator new` of this program throw `std::bad_alloc` during the life of the object, from the
+/// During the lifetime of an object, `operator new` of this program throws `std::bad_alloc` from the
 /// n-th call on (the first is 1): for one call, or for all of them.
 class MemoryExhaustion {
  public:

@@ -11,8 +11,8 @@ namespace KuvTest {
 
 using Names = std::vector<std::string>;
 
-// Class identifiers as other programs know them. They are written out here once more, and a test compares
-// them with those of the product, so that a change of the product is seen.
+// Class identifiers that other programs use. A test compares them with those of the product, so that a change
+// of the product is detected.
 #define KUV_TEST_FILTER_CLASS "{3F6A1C92-7E40-4B1D-A6C3-52D9E07B11F4}"
 inline constexpr char kFilterClass[] = KUV_TEST_FILTER_CLASS;
 inline constexpr char kKuv[] = "{5E1B7C30-9A42-4D6F-8C15-A3F02E76D418}";
@@ -41,7 +41,7 @@ inline constexpr char kFilterKey[] =
     "Filters\\" KUV_TEST_FILTER_CLASS;
 #undef KUV_TEST_FILTER_CLASS
 
-// The keys of the settings, and the one that names the console session, below `HKEY_LOCAL_MACHINE`.
+// The keys of the settings, and the key with the console session, below `HKEY_LOCAL_MACHINE`.
 inline constexpr char kLocalKey[] = "Software\\Kuvant\\KuvCredProv";
 inline constexpr char kPolicyKey[] = "Software\\Policies\\Kuvant\\KuvCredProv";
 inline constexpr char kTerminalServerKey[] = "SYSTEM\\CurrentControlSet\\Control\\Terminal Server\\";

@@ -36,7 +36,7 @@ class TestKey {
   std::wstring path_;
 };
 
-/// Redirects `HKEY_LOCAL_MACHINE` and `HKEY_CLASSES_ROOT` of this process to a scratch key for the life
+/// Redirects `HKEY_LOCAL_MACHINE` and `HKEY_CLASSES_ROOT` of this process to a scratch key for the lifetime
 /// of the object, and removes that key afterwards. The constructor throws `std::runtime_error` if it
 /// cannot: then the registry of the machine is unchanged. One object at a time.
 class RegistrySandbox {
@@ -46,7 +46,7 @@ class RegistrySandbox {
   RegistrySandbox(const RegistrySandbox&) = delete;
   RegistrySandbox& operator=(const RegistrySandbox&) = delete;
 
-  /// Returns the key of the local settings and that of the policies.
+  /// Return the keys of the local settings and of the policy settings.
   TestKey Local() const { return {HKEY_LOCAL_MACHINE, L"Software\\Kuvant\\KuvCredProv"}; }
   TestKey Policy() const { return {HKEY_LOCAL_MACHINE, L"Software\\Policies\\Kuvant\\KuvCredProv"}; }
 

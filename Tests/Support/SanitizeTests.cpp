@@ -1,4 +1,4 @@
-// Part of builds that trap undefined behavior: proves that they do.
+// For builds that trap undefined behavior: verifies that they do.
 #include <climits>
 
 #include <gtest/gtest.h>

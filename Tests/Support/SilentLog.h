@@ -9,8 +9,8 @@
 namespace KuvTest {
 
 /// An empty registry, an unloaded configuration and a main log that drops every line that the library
-/// writes. Tests on it call what logs and expect the results that it has with a log; a line that reaches
-/// a handler fails the test.
+/// writes. Tests call functions that log and expect the same results as with a log; a line that reaches a
+/// handler fails the test.
 class SilentLogFixture : public ::testing::Test {
  protected:
   SilentLogFixture() { *GetConfiguration() = Configuration{}; }

@@ -30,8 +30,8 @@ class TempFolder {
 /// Creates or overwrites a file. Throws `std::runtime_error` if it fails.
 void WriteFileBytes(const std::wstring& path, std::string_view bytes);
 
-/// Reads a whole file, also one that another handle appends to. A missing one throws
-/// `std::runtime_error`.
+/// Reads a whole file, even if another handle appends to it. Throws `std::runtime_error` if the file is
+/// missing.
 std::string ReadFileBytes(const std::wstring& path);
 
 }  // namespace KuvTest

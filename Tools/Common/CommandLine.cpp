@@ -11,7 +11,7 @@ void ThrowUsage(const std::string& message) {
 }
 
 void ThrowUnknownOption(const std::wstring& argument) {
-  // An argument that is not an option may be a secret after an extra space.
+  // Not shown: an argument that is not an option may be a secret after an extra space.
   ThrowUsage(argument.starts_with(L"--") ? "unknown option " + Quoted(argument)
                                          : "unexpected argument that is not an option");
 }

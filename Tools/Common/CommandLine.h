@@ -20,7 +20,7 @@ namespace Tools {
 /// Formats text from the command line for a message, in single quotes.
 std::string Quoted(const std::wstring& text);
 
-/// One row of a table of options; `Target` is what the command line is read into.
+/// One row of a table of options. `Target` is the type that stores the options.
 template <typename Target>
 struct Option {
   const wchar_t* name;
@@ -28,8 +28,8 @@ struct Option {
   void (*apply)(Target& target, const std::wstring& value);
 };
 
-/// Applies the arguments, the program's name not among them, in their order. Returns true at `--help`,
-/// which no table lists; arguments after it are ignored. Throws `UsageError`, and what an option throws.
+/// Applies the arguments (without the program name) in order. Returns true for `--help`, which is not in the
+/// table, and ignores the arguments after it. Throws `UsageError` and the exceptions of the options.
 template <typename Target>
 bool ApplyOptions(const std::vector<std::wstring>& arguments, std::span<const Option<Target>> options,
                   Target& target) {

@@ -21,7 +21,7 @@ Console::Console() {
 }
 
 Console::~Console() {
-  // The console reads buffered text by the code page of the moment at which it is written.
+  // Buffered text is written first, because the console interprets it by the current code page.
   std::cout.flush();
   if (colors_) ::SetConsoleMode(output_, mode_);
   ::SetConsoleOutputCP(codePage_);

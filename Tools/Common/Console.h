@@ -4,8 +4,9 @@
 
 namespace Tools {
 
-/// Sets the console of this process to UTF-8, and lets standard output and standard error write the same
-/// bytes to a console, a pipe and a file. Restores the console on destruction. One object at a time.
+/// Sets the console of this process to UTF-8 and switches standard output and standard error to binary mode,
+/// so that a console, a pipe and a file receive the same bytes. Restores the console on destruction. Create
+/// only one object at a time.
 class Console {
  public:
   Console();
@@ -13,8 +14,8 @@ class Console {
   Console(const Console&) = delete;
   Console& operator=(const Console&) = delete;
 
-  /// Enables the colors of escape sequences. Returns false if standard output is not a
-  /// console, or one that cannot.
+  /// Enables escape sequences for colors. Returns false if standard output is not a console or the console
+  /// does not support them.
   bool EnableColors();
 
  private:

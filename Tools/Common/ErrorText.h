@@ -5,8 +5,8 @@
 
 namespace Tools {
 
-/// Returns the platform's description of an error code, and the code: "Access denied. (error 5)". A failing
-/// HRESULT is shown in hexadecimal.
+/// Returns the system message of an error code, followed by the code: "Access denied. (error 5)". The code of
+/// a failed HRESULT is hexadecimal.
 std::string DescribeError(std::uint32_t code);
 
 /// Formats an HRESULT as "0x80004001".

@@ -5,8 +5,8 @@
 
 namespace Tools {
 
-/// Reads the bytes of a file from `start` on, or all of them if the file is shorter than that. Others may
-/// have the file open for writing. Throws `FileNotReadableError`.
+/// Reads a file from the byte offset `start`, or the whole file if it is shorter than that. Other processes
+/// may have the file open for writing. Throws `FileNotReadableError`.
 std::string ReadFileFrom(const std::wstring& path, std::uint64_t start);
 
 }  // namespace Tools

@@ -7,8 +7,8 @@
 
 namespace Tools {
 
-/// Reads a braced class identifier of 38 characters, in upper or lower case. Returns nothing for any other
-/// form, program identifiers, which the platform would look up, among them.
+/// Parses a braced class identifier of 38 characters, in upper or lower case. Returns nothing for any other
+/// text, including a program identifier, which Windows would look up in the registry.
 std::optional<GUID> ParseIdentifier(const std::string& text);
 
 /// Formats an identifier as braced text in upper case.

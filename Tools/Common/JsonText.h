@@ -6,7 +6,7 @@
 
 namespace Tools {
 
-/// Writes a JSON value as UTF-8, indented by two spaces a level, and ends the line.
+/// Writes a JSON value in UTF-8, indented by two spaces per level, followed by a line feed.
 void WriteJson(const Json::Value& value, std::ostream& out);
 
 }  // namespace Tools

@@ -4,7 +4,7 @@
 
 namespace Tools {
 
-/// Returns the path of the filter's log file on this machine, and creates neither file nor folder. Throws
+/// Returns the path of the filter's log file on this machine. Does not create the file or its folder. Throws
 /// `ToolError`.
 std::wstring FilterLogPath();
 

@@ -6,11 +6,11 @@
 
 namespace Tools {
 
-/// Reads a number of at most 32 bits, decimal or 0x and hexadecimal. Returns nothing for any other text,
-/// such as one with a sign or a space.
+/// Parses a 32-bit number, decimal or hexadecimal with 0x. Returns nothing for any other text, for example
+/// one with a sign or a space.
 std::optional<std::uint32_t> ParseNumber(const std::wstring& text);
 
-/// Returns a text without the blanks at its start and end; `blanks` lists the characters.
+/// Returns the text without the characters of `blanks` at its start and end.
 template <typename Text>
 Text Trimmed(const Text& text, const typename Text::value_type* blanks) {
   const std::size_t first = text.find_first_not_of(blanks);

@@ -20,7 +20,7 @@ bool IsControlOrFormat(wchar_t unit) {
 
 std::wstring Converted(const std::string& text, UINT codePage) {
   if (text.empty()) return {};
-  // No character of 8 bits becomes more than one unit of 16.
+  // No byte becomes more than one UTF-16 unit.
   std::wstring wide(text.size(), L'\0');
   const int units = ::MultiByteToWideChar(codePage, 0, text.data(), static_cast<int>(text.size()),
                                           wide.data(), static_cast<int>(wide.size()));
@@ -45,7 +45,7 @@ std::string PlainUtf8(const std::string& text) {
 }
 
 std::size_t TextWidth(std::string_view text) noexcept {
-  // The bytes that continue a character take no column.
+  // UTF-8 continuation bytes have no width.
   return static_cast<std::size_t>(std::count_if(
       text.begin(), text.end(), [](char unit) { return (static_cast<unsigned char>(unit) & 0xC0) != 0x80; }));
 }

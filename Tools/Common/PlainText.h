@@ -6,17 +6,17 @@
 
 namespace Tools {
 
-/// Converts foreign text to UTF-8 on one line: a character that moves the cursor, starts an escape sequence
-/// or changes the direction of writing becomes a question mark, and a text is truncated after 1,100 units.
+/// Converts untrusted text to one line of UTF-8. Replaces characters that move the cursor, start an escape
+/// sequence or change the text direction by question marks, and truncates text after 1,100 units.
 std::string PlainText(const std::wstring& text);
 
-/// As above, from text in the code page of the platform's 8-bit calls.
+/// Does the same for text in the ANSI code page.
 std::string PlainText(const std::string& text);
 
-/// As above, from text in UTF-8, which may contain NUL characters.
+/// Does the same for UTF-8 text, which may contain NUL characters.
 std::string PlainUtf8(const std::string& text);
 
-/// Returns the number of columns that UTF-8 text takes on the screen, one for each character.
+/// Returns the width of UTF-8 text on a console in columns, one for each character.
 std::size_t TextWidth(std::string_view text) noexcept;
 
 }  // namespace Tools

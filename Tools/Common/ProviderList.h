@@ -11,7 +11,7 @@ namespace Tools {
 inline constexpr wchar_t kProvidersKey[] =
     L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Authentication\\Credential Providers";
 
-/// A credential provider as the logon process knows it; the name, in UTF-8, may be empty.
+/// A credential provider. Its name is UTF-8 and may be empty.
 struct Provider {
   GUID identifier;
   std::string name;
@@ -22,12 +22,12 @@ using ProviderList = std::vector<Provider>;
 std::string NameOrIdentifier(const Provider& provider);
 
 /// Reads the providers that are installed on this machine, in the order of the registry. Throws
-/// `NoProvidersError` if there are none, and `ToolError`.
+/// `NoProvidersError` if there are none, and `ToolError` if they cannot be read.
 ProviderList ReadInstalledProviders();
 
-/// Reads a provider from each line of a UTF-8 text file: a braced identifier and an optional name. Blank
-/// lines and lines that start with # are skipped. Throws `FileNotReadableError`,
-/// `MalformedIdentifierError`, and `NoProvidersError` if there are none.
+/// Reads a provider from each line of a UTF-8 text file: a braced identifier and an optional name. Skips
+/// blank lines and lines that start with #. Throws `FileNotReadableError`, `MalformedIdentifierError`, and
+/// `NoProvidersError` if there are none.
 ProviderList ReadProviderFile(const std::wstring& path);
 
 }  // namespace Tools

@@ -8,7 +8,7 @@
 
 namespace Tools {
 
-/// A usage scenario by the name that the tools have for it, with the flags that the logon process passes.
+/// A usage scenario, with its name in the tools and the flags that the logon process passes.
 struct Scenario {
   std::string_view name;
   CREDENTIAL_PROVIDER_USAGE_SCENARIO usage;

@@ -6,7 +6,7 @@
 
 namespace Tools {
 
-/// Returns the name of a subkey by its number from 0 on, empty after the last one.
+/// Returns the name of the subkey with this index, which starts at 0, or an empty text after the last one.
 std::wstring SubkeyName(HKEY key, DWORD index);
 
 }  // namespace Tools

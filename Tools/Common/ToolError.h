@@ -3,7 +3,7 @@
 #include <stdexcept>
 
 /// @file
-/// What ends the run of a tool. The message is one line of UTF-8 text for standard error.
+/// Errors that end the run of a tool. The message is one line of UTF-8 text for standard error.
 
 namespace Tools {
 
@@ -12,13 +12,13 @@ class ToolError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// The command line is wrong.
+/// The command line is invalid.
 class UsageError : public ToolError {
  public:
   using ToolError::ToolError;
 };
 
-/// A text that must be a braced class identifier is not one.
+/// A text is not a braced class identifier.
 class MalformedIdentifierError : public ToolError {
  public:
   using ToolError::ToolError;
@@ -30,7 +30,7 @@ class FileNotReadableError : public ToolError {
   using ToolError::ToolError;
 };
 
-/// There is no credential provider to ask about.
+/// There are no credential providers.
 class NoProvidersError : public ToolError {
  public:
   using ToolError::ToolError;

@@ -6,9 +6,9 @@
 
 namespace FilterCheck {
 
-/// Runs the program: reads the arguments, the program's name not among them, examines the machine and writes
-/// the results, in UTF-8 with line feeds alone; in color only if `isConsole`. Reports a failure in one line
-/// on `err`. Returns the exit code (`ExitCode`).
+/// Runs the program: parses the arguments (without the program name), examines the machine and writes the
+/// results in UTF-8 with line feeds. Uses colors only if `isConsole` is set. Writes a failure as one line to
+/// `err`. Returns the exit code (`ExitCode`).
 int RunFilterCheck(const std::vector<std::wstring>& arguments, std::ostream& out, std::ostream& err,
                    bool isConsole);
 

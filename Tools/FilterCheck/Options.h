@@ -8,7 +8,7 @@
 
 namespace FilterCheck {
 
-/// What the command line asks for.
+/// The options of the command line.
 struct Options {
   bool help = false;
   bool json = false;
@@ -17,10 +17,10 @@ struct Options {
   std::vector<WhatIfSetting> whatIfSettings;
 };
 
-/// Reads the arguments, the program's name not among them. Throws `Tools::UsageError`.
+/// Parses the arguments without the program name. Throws `Tools::UsageError`.
 Options ParseOptions(const std::vector<std::wstring>& arguments);
 
-/// Writes the text of `--help`.
+/// Writes the help text.
 void PrintUsage(std::ostream& out);
 
 }  // namespace FilterCheck

@@ -31,7 +31,7 @@ class SecretGuard {
   StoredKeys& keys_;
 };
 
-// What assumed settings do not change. It is read from the machine before the registry is redirected.
+// The facts that what-if settings do not change, read from the machine before the registry is redirected.
 struct Surroundings {
   Tools::ProviderList providers = InstalledProviders();
   AccessLists access = ReadAccessLists();

@@ -6,14 +6,14 @@
 
 namespace FilterCheck {
 
-/// Examines the settings, the providers and the decisions of the machine as they are. Writes nothing: no
-/// value, no folder, no line of the log. Throws `Tools::ToolError`.
+/// Examines the settings, providers and decisions of the machine in its current state. Does not write to the
+/// registry, the file system or the log. Throws `Tools::ToolError`.
 Situation Examine();
 
-/// Examines the machine as it would be with these settings in the local key, or in the policy key where that
-/// has the setting already. Redirects the process to a private copy of both keys meanwhile, and does not
-/// write to the real ones. Throws `Tools::ToolError`, and `Tools::UsageError` for a value that does not fit
-/// the setting's kind.
+/// Examines the machine with these settings in the policy key if that contains the setting, else in the local
+/// key. Redirects the process to a private copy of both keys during the call and does not write to the real
+/// keys. Throws `Tools::ToolError`, and `Tools::UsageError` for a value that is invalid for the kind of
+/// setting.
 Situation ExamineWhatIf(std::span<const WhatIfSetting> settings);
 
 }  // namespace FilterCheck

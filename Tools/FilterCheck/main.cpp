@@ -8,7 +8,7 @@ int wmain(int argc, wchar_t** argv) {
   Tools::Console console;
   const int code =
       FilterCheck::RunFilterCheck({argv + 1, argv + argc}, std::cout, std::cerr, console.EnableColors());
-  // A full disk, for example: part of the output is worse than none.
+  // The output may be incomplete, for example because the disk is full.
   if (!std::cout.flush()) {
     std::cerr << "KuvFilterCheck: cannot write the output\n";
     return static_cast<int>(FilterCheck::ExitCode::Failed);

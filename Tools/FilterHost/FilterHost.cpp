@@ -31,8 +31,9 @@ std::vector<FilterAnswer> AskAll(const FilterSession& session, const std::vector
   return answers;
 }
 
-// A filter that writes the flags it was passed cannot be told from one that writes nothing, so each scenario
-// is asked again with the opposite flags. The session ends here, so the DLL is unloaded and its log complete.
+// A filter that writes the flags that were passed cannot be distinguished from one that writes nothing, so
+// the filter is called again for each scenario with the opposite flags. The session ends here, so that the
+// DLL is unloaded and its log is complete.
 Report AskFilter(const Options& options, ProviderList providers) {
   std::vector<GUID> identifiers;
   for (const Provider& provider : providers) identifiers.push_back(provider.identifier);

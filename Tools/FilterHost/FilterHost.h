@@ -6,9 +6,8 @@
 
 namespace FilterHost {
 
-/// Runs the program: reads the arguments, the program's name not among them, asks the filter and writes the
-/// answer, in UTF-8 with line feeds alone. Reports a failure in one line on `err`. Returns the exit code
-/// (`ExitCode`).
+/// Runs the program: parses the arguments (without the program name), calls the filter and writes the results
+/// in UTF-8 with line feeds. Writes a failure as one line to `err`. Returns the exit code (`ExitCode`).
 int RunFilterHost(const std::vector<std::wstring>& arguments, std::ostream& out, std::ostream& err);
 
 }  // namespace FilterHost

@@ -8,14 +8,14 @@
 
 namespace FilterHost {
 
-/// The flags after a call of the filter, one for each provider.
+/// The result of a call of `Filter` and the flags after it, one for each provider.
 struct FilterAnswer {
   HRESULT result;
   std::vector<BOOL> allow;
 };
 
-/// Where a credential from a remote connection goes. The last two members are valid only for S_OK, with
-/// which the filter redirects it.
+/// The result for a credential from a remote connection. The last two members are valid only for `S_OK`,
+/// which means that the filter redirects the credential.
 struct RemoteAnswer {
   GUID meantFor;
   HRESULT result;
@@ -23,7 +23,7 @@ struct RemoteAnswer {
   bool contentUnchanged;
 };
 
-/// Initializes COM, and uninitializes it on destruction. The apartment is single-threaded, as the filter's
+/// Initializes COM and uninitializes it on destruction. The apartment is single-threaded, as the filter's
 /// registration requires. Throws `HostError`.
 class ComApartment {
  public:
@@ -48,17 +48,17 @@ using UniqueInterface = Kuv::UniqueResource<InterfaceTraits<Interface>>;
 /// One filter object, used as the logon process uses it. The filter's DLL is unloaded on destruction.
 class FilterSession {
  public:
-  /// Creates the filter by its class identifier, or, with a path, through the `DllGetClassObject` of that
-  /// file. Throws `HostError`.
+  /// Creates the filter by its class identifier or, if `dll` is not empty, through `DllGetClassObject` of
+  /// that file. Throws `HostError`.
   explicit FilterSession(const std::wstring& dll);
 
-  /// Returns the path of the file that the filter comes from.
+  /// Returns the path of the DLL.
   const std::wstring& Path() const noexcept { return path_; }
 
-  /// Asks the filter about the providers of a scenario, with `allow` as the flag of each.
+  /// Calls `Filter` for a scenario with these providers, each with the flag `allow`.
   FilterAnswer Ask(const Tools::Scenario& scenario, std::vector<GUID> providers, BOOL allow) const;
 
-  /// Offers a small sample credential that is meant for a provider.
+  /// Calls `UpdateRemoteCredential` with a small sample credential for a provider.
   RemoteAnswer OfferRemoteCredential(const GUID& provider) const;
 
  private:

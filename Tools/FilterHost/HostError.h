@@ -21,7 +21,7 @@ enum class ExitCode : std::uint8_t {
   NotCreated = 9,
 };
 
-/// Ends the run with an exit code that only this program has.
+/// An error with an exit code that only this program has.
 class HostError : public Tools::ToolError {
  public:
   HostError(ExitCode code, const std::string& message) : ToolError(message), code_(code) {}

@@ -6,14 +6,13 @@
 
 namespace FilterHost {
 
-/// Follows a text file: finds what is added to it after the construction.
+/// Reads the lines that are added to a text file after the object is created.
 class LogTail {
  public:
   explicit LogTail(std::wstring path);
 
-  /// Reads the lines that were added, without their ends. A file that has become shorter was rotated: all
-  /// lines of the new one count as added. Returns no line if there is no file. Throws
-  /// `Tools::FileNotReadableError`.
+  /// Returns the added lines without line ends. If the file has become shorter, it was rotated, and all its
+  /// lines are returned. Returns nothing if the file does not exist. Throws `Tools::FileNotReadableError`.
   std::vector<std::string> AddedLines() const;
 
  private:

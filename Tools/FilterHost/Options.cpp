@@ -113,8 +113,8 @@ KuvFilterHost [option...]
   --log                     show the lines that this run added to the filter's log
   --help                    show this help
 
-Each scenario is asked twice, with every provider allowed and with every provider not
-allowed, to detect whether the filter changed the flags or left them "untouched".
+The filter is called twice for each scenario, with every provider allowed and with every
+provider not allowed, to detect whether it writes the flags or leaves them "untouched".
 
 Exit codes
   0  the filter returned its decisions

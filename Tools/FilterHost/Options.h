@@ -9,23 +9,23 @@
 
 namespace FilterHost {
 
-/// What the command line asks for.
+/// The options of the command line.
 struct Options {
   bool help = false;
   std::wstring dll;                        ///< empty: the filter is created by its class identifier
-  std::wstring providersFile;              ///< empty: the providers that the registry names
+  std::wstring providersFile;              ///< empty: the installed providers
   std::vector<Tools::Scenario> scenarios;  ///< in the order of `kScenarios`, with the flags to pass
-  bool allow = true;                       ///< what is passed in for each provider
+  bool allow = true;                       ///< the flag that is passed for each provider
   std::optional<GUID> remoteCredential;
   bool json = false;
   bool log = false;
 };
 
-/// Reads the arguments, the program's name not among them. Throws `Tools::UsageError` and
+/// Parses the arguments without the program name. Throws `Tools::UsageError` and
 /// `Tools::MalformedIdentifierError`.
 Options ParseOptions(const std::vector<std::wstring>& arguments);
 
-/// Writes the text of `--help`.
+/// Writes the help text.
 void PrintUsage(std::ostream& out);
 
 }  // namespace FilterHost

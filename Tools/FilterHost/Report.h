@@ -10,7 +10,7 @@
 
 namespace FilterHost {
 
-/// The answer for one scenario.
+/// The result for one scenario.
 struct ScenarioAnswer {
   Tools::Scenario scenario;
   HRESULT result;
@@ -18,24 +18,24 @@ struct ScenarioAnswer {
   std::vector<BOOL> allow;  ///< in the order of the providers
 };
 
-/// Everything that a run found out.
+/// The results of a run.
 struct Report {
-  std::string filter;  ///< the file that the filter comes from
-  bool allow;          ///< what was passed in for each provider
+  std::string filter;  ///< the path of the DLL
+  bool allow;          ///< the flag that was passed for each provider
   Tools::ProviderList providers;
   std::vector<ScenarioAnswer> scenarios;
   std::optional<RemoteAnswer> remote;
 };
 using LogLines = std::vector<std::string>;
 
-/// Writes the table, with a row for each provider and a column for each scenario, and where a remote
-/// credential goes.
+/// Writes a table with a row for each provider and a column for each scenario, and the result for a remote
+/// credential.
 void PrintTable(const Report& report, std::ostream& out);
 
-/// Writes the lines of the log below the table.
+/// Writes the log lines below the table.
 void PrintLog(const LogLines& lines, std::ostream& out);
 
-/// Writes the same facts, and the lines of the log if there are any to show, as one JSON value.
+/// Writes the report and, if `log` has a value, the log lines as one JSON value.
 void PrintJson(const Report& report, const std::optional<LogLines>& log, std::ostream& out);
 
 }  // namespace FilterHost

@@ -9,7 +9,7 @@
 #include "KuvAuth/Support/CriticalSection.h"
 
 /// @file
-/// The log system behind the log calls.
+/// The log system that log calls write to.
 
 namespace Kuv {
 

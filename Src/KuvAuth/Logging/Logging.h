@@ -1,7 +1,7 @@
 #pragma once
 
 /// @file
-/// All of logging except `LogJson`, which needs jsoncpp and is in LogJson.h.
+/// Includes all logging headers except LogJson.h, which needs jsoncpp.
 #include "KuvAuth/Logging/LogFront.h"
 #include "KuvAuth/Logging/LogHandlers.h"
 #include "KuvAuth/Logging/LogLevel.h"

@@ -33,7 +33,7 @@ std::string BuildJsonAuthorizationSignature(const std::string& first, const std:
     KUV_LOG(LogLevel::Error, "BuildJsonAuthorizationSignature failed.");
     return {};
   }
-  // An empty line takes the place of the parameters in the other format. The digest is in lower case, unlike
+  // An empty line replaces the parameters of the other format. The digest is in lower case, unlike
   // the hash in the authorization header.
   return BuildAuthorizationSignature(first, second, third, fourth, /*parameters=*/"\n") +
          ToLowerAscii(AtlHexEncode(digest.data(), digest.size()));

@@ -3,7 +3,7 @@
 #include <cstdint>
 
 /// @file
-/// The encoding behind `Base64Encode`.
+/// The implementation of `Base64Encode`.
 
 namespace Kuv::Util {
 

@@ -34,7 +34,7 @@ class UniqueResource {
     return &value_;
   }
 
-  /// Returns the resource and gives up its ownership.
+  /// Returns the resource and transfers its ownership to the caller.
   Value Release() noexcept { return std::exchange(value_, Traits::None()); }
 
   /// Releases the resource and takes ownership of `value`.

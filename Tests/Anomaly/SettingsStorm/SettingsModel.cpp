@@ -21,7 +21,8 @@ bool IsBlank(char c) {
   return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r';
 }
 
-// A text counts if it has any unit at all and fits 1,024 bytes; it ends at its first NUL. Blanks go.
+// A text is accepted if it has at least one unit and at most 1,024 bytes. It ends at its first NUL; white
+// space is removed.
 bool GetText(const StoredKey& key, const char* name, std::string& text) {
   const StoredValue* const value = key.Find(name);
   if (value == nullptr || value->type != REG_SZ) return false;
@@ -41,7 +42,7 @@ bool GetText(const StoredKey& key, const char* name, std::string& text) {
   return true;
 }
 
-// A number counts if it is no longer than four bytes; missing ones are those of `preset`.
+// A number is accepted if it has at most four bytes; missing bytes are those of `preset`.
 bool GetNumber(const StoredKey& key, const char* name, std::uint32_t& number, std::uint32_t preset = 0) {
   const StoredValue* const value = key.Find(name);
   if (value == nullptr || value->type != REG_DWORD || value->data.size() > 4) return false;
@@ -57,7 +58,7 @@ void GetFlag(const StoredKey& key, const char* name, bool& flag) {
   if (GetNumber(key, name, number)) flag = number != 0;
 }
 
-// A setting that is read at each decision has four bytes, and the policy comes first.
+// A setting that is read at each decision must have four bytes; the policy key is read first.
 std::uint32_t GetLive(const StoredSettings& settings, const char* name) {
   for (const StoredKey* const key : {&settings.policy, &settings.local}) {
     const StoredValue* const value = key->Find(name);

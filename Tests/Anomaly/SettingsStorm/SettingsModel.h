@@ -19,7 +19,7 @@ struct Question {
   bool remote;
 };
 
-/// A deliberately simple second statement of what settings mean: how they load, and the decisions on them. It
+/// A deliberately simple, independent model of the settings: how they load, and the resulting decisions. It
 /// shares nothing with the code under test except the platform's conversion of 16-bit text.
 class SettingsModel {
  public:
@@ -27,10 +27,10 @@ class SettingsModel {
 
   SettingsRecord Record() const;
   bool Complete() const;
-  /// Returns the level of the log after the load, which found it at 3.
+  /// Returns the log level after the load; it is 3 before.
   int LogLevel() const { return logLevel_; }
 
-  /// Returns the flags of the providers after a decision that found them as `before`.
+  /// Returns the flags of the providers after a decision; `before` are the flags before that.
   std::vector<int> Decide(const Question& question, const std::vector<GUID>& providers,
                           const std::vector<int>& before) const;
 

@@ -32,7 +32,7 @@ std::vector<int> FlagsBefore() {
   return flags;
 }
 
-// Each turn asks four of all questions.
+// Each turn uses four of all questions.
 std::vector<Question> Questions(std::size_t turn) {
   std::vector<Question> questions;
   for (const bool remote : {false, true}) {

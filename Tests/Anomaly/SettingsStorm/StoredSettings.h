@@ -11,7 +11,7 @@ namespace KuvTest {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// One value as the registry keeps it.
+/// One value as stored in the registry.
 struct StoredValue {
   std::string name;
   DWORD type;
@@ -26,7 +26,7 @@ struct StoredKey {
   const StoredValue* Find(const std::string& name) const;
 };
 
-/// The settings of a machine, however they came about.
+/// The settings of a machine.
 struct StoredSettings {
   StoredKey local;
   StoredKey policy;
@@ -36,13 +36,13 @@ struct StoredSettings {
 };
 
 /// Creates settings from a seed: mostly usual ones, mixed with wrong types and sizes, missing terminators,
-/// limits and noise. The same seed gives the same settings everywhere.
+/// limits and noise. The same seed produces the same settings on every machine.
 StoredSettings MakeSettings(std::uint64_t seed);
 
-/// Returns the same settings with one value or one key less, or with data cut, for each way to do so.
+/// Returns all variants of the settings with one value or key removed, or with data truncated.
 std::vector<StoredSettings> SmallerSettings(const StoredSettings& settings);
 
-/// Returns all settings, one value a line.
+/// Returns all settings, one value per line.
 std::string Describe(const StoredSettings& settings);
 
 }  // namespace KuvTest

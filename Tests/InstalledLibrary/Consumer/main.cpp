@@ -1,5 +1,5 @@
-// Holds every object of the installed library, and logs to its own output. Nothing here uses jsoncpp, so
-// that the library alone asks for it.
+// Holds every object of the installed library, and logs to its own output. Nothing here uses jsoncpp, so that
+// only the library needs it.
 #include <cstdio>
 #include <memory>
 

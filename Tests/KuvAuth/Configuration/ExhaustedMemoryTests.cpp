@@ -25,7 +25,7 @@ class ExhaustedMemoryAtLoad : public KuvFixture {
     registry.Policy().SetTexts(L"ProvidersWhitelist", {L"{11111111-2222-3333-4444-555555555555}"});
   }
 
-  // Loads with memory for one allocation less than given. Returns whether it ran out.
+  // Loads with memory for `allocations` - 1 allocations. Returns whether memory ran out.
   bool LoadWithMemoryFor(std::size_t allocations) {
     record = Configuration{};
     const MemoryExhaustion exhaustion{allocations};

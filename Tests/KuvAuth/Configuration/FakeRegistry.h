@@ -12,7 +12,7 @@
 
 namespace KuvTest {
 
-/// A registry in memory that behaves as the platform's: it tracks the open keys, reports type and size of
+/// An in-memory registry that behaves like the platform's: it tracks the open keys, reports type and size of
 /// a value, rejects a buffer that is too small, and fills output buffers with garbage where the platform
 /// may. Text is stored in the width in which it is queried. Records every call as a line:
 ///
@@ -29,11 +29,11 @@ class FakeRegistry final : public IRegistry {
   /// Writes a `REG_SZ` value with its terminator.
   void SetText(const std::string& path, const std::string& name, std::string_view text);
 
-  /// Lets every query of this value fill buffer, type and size as on success, but return this status.
+  /// Sets the status of every query of this value, which still fills buffer, type and size as on success.
   void FailQuery(const std::string& name, LSTATUS status) { queryFailures_[name] = status; }
-  /// Lets the n-th `OpenKeyA` (the first is 1) return this status.
+  /// Sets the status of the n-th `OpenKeyA` (the first is 1).
   void FailOpen(std::size_t number, LSTATUS status) { openFailures_[number] = status; }
-  /// Lets every `CloseKey` close the key and return this status.
+  /// Sets the status of every `CloseKey`, which still closes the key.
   void AnswerClose(LSTATUS status) { closeStatus_ = status; }
 
   /// Returns the calls so far.

@@ -175,7 +175,7 @@ TEST_F(Whitelist, EmptyValueInThePlatformsRegistryEmptiesTheList) {
   EXPECT_EQ(log.Lines(), LogLines{kFound});
 }
 
-// 760 bytes are 380 units: 29 and a NUL, eight identifiers of 39 units, one of 38 and no NUL at all.
+// 760 bytes are 380 units: 29 and a NUL, eight identifiers of 39 units, one of 38 and no NUL.
 std::wstring FullBuffer() {
   std::wstring units = std::wstring(29, L'x') + L'\0';
   for (unsigned number = 1; number <= 8; ++number) units += Identifier(number) + L'\0';

@@ -48,15 +48,14 @@ inline AclEntries ReadAcl(ACL* acl) {
   return entries;
 }
 
-/// Returns the list of the folder and the keys, entry by entry: the creator for what is below it, the local
-/// system, the administrators.
+/// Returns the expected entries for the folder and the keys: the creator (of new objects below it), Local
+/// System and Administrators.
 inline AclEntries AdminOnlyEntries() {
   return {
       {"S-1-3-0", 0x000F003F, 0xA, 0}, {"S-1-5-18", 0x100F003F, 3, 0}, {"S-1-5-32-544", 0x100F003F, 3, 0}};
 }
 
-/// Checks every part of the administrators-only descriptor: it has its list, present and protected, and
-/// nothing else.
+/// Checks every part of the administrators-only descriptor: a present and protected list, and nothing else.
 inline void ExpectAdminOnly(SECURITY_DESCRIPTOR* descriptor) {
   ASSERT_NE(descriptor, nullptr);
   BOOL present = FALSE;

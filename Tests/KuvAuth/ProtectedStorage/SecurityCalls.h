@@ -10,8 +10,8 @@
 
 namespace KuvTest {
 
-/// Records the platform calls that create and release a security descriptor, in order, and passes each on
-/// except for the one that is to fail.
+/// Records the platform calls that create and release a security descriptor, in order, and forwards each
+/// except the one that must fail.
 class SecurityCalls {
  public:
   SecurityCalls() {
@@ -77,7 +77,7 @@ class SecurityCalls {
     });
   }
 
-  /// Lets the n-th call (the first is 1) fail.
+  /// Selects the n-th call (the first is 1) to fail.
   void Fail(std::size_t call) { failing_ = call; }
 
   DWORD failureCode = 1314;

@@ -116,7 +116,7 @@ TEST(SecurityDescriptor, CallsNothingIfDestroyedUnused) {
 
 struct FailureRow {
   const char* name;
-  std::size_t call;  ///< the one that fails; the first is 1
+  std::size_t call;  ///< the failing call; the first is 1
   LogLines lines;
   Calls releases;
 };

@@ -24,7 +24,7 @@ constexpr std::uint64_t kLargest = 18446744073709551615ull;
 
 const LogLine kClosed{LogLevel::Trace, "closed"};
 
-// Logs each close, so that its place among the other lines shows.
+// Logs each close, to show its position among the other lines.
 class ClosingRegistry : public Registry {
  public:
   LSTATUS CloseKey(HKEY key) override {

@@ -15,7 +15,7 @@ using KuvTest::LogLines;
 
 static_assert(std::is_abstract_v<IRegistry> && std::has_virtual_destructor_v<IRegistry>);
 static_assert(std::is_base_of_v<IRegistry, Registry>);
-// No data members: the virtual table is all there is.
+// No data members, only the pointer to the virtual table.
 static_assert(sizeof(IRegistry) == sizeof(void*) && sizeof(Registry) == sizeof(void*));
 
 constexpr LSTATUS kStatus = 0x1234;

@@ -46,7 +46,7 @@ class CryptoApiScript {
       EXPECT_EQ(flags, 0x100u);
       blobAddress = data;
       blobSize = size;
-      // The size may have been folded below that of the header.
+      // The size may have been truncated below that of the header.
       blob.assign(data, data + (size < 12 ? 12 : size));
       if (!Step("import key")) return FALSE;
       *key = 301;
@@ -91,7 +91,7 @@ class CryptoApiScript {
     });
   }
 
-  /// Lets the n-th call (the first is 1; releases do not count) fail with this code.
+  /// Selects the n-th call (the first is 1; releases do not count) to fail with this code.
   void Fail(int step, DWORD code) {
     failing_ = step;
     code_ = code;

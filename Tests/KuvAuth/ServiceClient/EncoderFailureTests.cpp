@@ -8,8 +8,8 @@
 #include "KuvAuth/ServiceClient/SignedRequest.h"
 #include "Support/LogCapture.h"
 
-// How a header is built if an encoder fails, which takes gigabytes of input with the library's encoders.
-// This program therefore defines its own, which the linker uses in their place.
+// Headers whose encoder fails. The library's encoders fail only for gigabytes of input, so this program
+// defines its own encoders, which the linker uses instead.
 namespace {
 
 enum class Outcome { Works, ReturnsNothing, Throws };

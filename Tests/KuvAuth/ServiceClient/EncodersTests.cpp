@@ -210,7 +210,7 @@ TEST_F(BytesToHexString, WritesTwoUpperCaseDigitsForEachByte) {
   EXPECT_EQ(Util::BytesToHexString("x", 0), "");
 }
 
-// Lengths that `AtlHexEncode` rejects or folds.
+// Lengths that `AtlHexEncode` rejects or truncates.
 TEST_F(BytesToHexString, HasNoLimitBelowThatOfAString) {
   EXPECT_EQ(AllocatedSize(Util::BytesToHexString, 0x40000000), std::uint64_t{0x80000000} + 1);
   EXPECT_EQ(AllocatedSize(Util::BytesToHexString, 0xC0000000), std::uint64_t{0x180000000} + 1);

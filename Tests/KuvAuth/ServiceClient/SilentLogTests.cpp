@@ -42,7 +42,7 @@ TEST_F(SilentServiceClient, EncodesNothingFromLengthsThatFoldToZeroOrBelow) {
   const char byte = 'x';
   constexpr std::uint64_t kFoldsToZero = std::uint64_t{1} << 32;
   EXPECT_EQ(Base64Encode(&byte, kFoldsToZero), "");
-  // Folds to -1, whose digits and terminator would take -1 bytes.
+  // The low 32 bits are -1, for which the digits and the terminator would need -1 bytes.
   EXPECT_EQ(AtlHexEncode(&byte, kFoldsToZero | 0xFFFFFFFF), "");
 }
 

@@ -13,7 +13,7 @@ using FilterCheck::Session;
 
 class DecisionMatrix : public SettingsFixture {
  protected:
-  // Loads the DLL again and asks it in a session of that kind.
+  // Loads the DLL again and calls it in a session of that kind.
   Json::Value AskDll(Session session) const {
     const Kuv::UniqueLibrary dll{::LoadLibraryW(FilterDllPath().c_str())};
     ImportHook<decltype(&::GetSystemMetrics)> metrics{dll.Get(), "GetSystemMetrics"};

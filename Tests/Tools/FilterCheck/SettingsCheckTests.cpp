@@ -105,7 +105,7 @@ TEST_F(SettingsCheck, ReadsSourceOfNumbersThatAreReadEachTime) {
   ExpectState("ElevationProtectionMode", "1", Source::Local);
   registry.Policy().SetDword(L"ElevationProtectionMode", 3);
   ExpectState("ElevationProtectionMode", "0", Source::Policy);
-  // The record takes the short number.
+  // The record accepts the short number.
   registry.Policy().SetBytes(L"AutoPush", REG_DWORD, &two, sizeof(two));
   ExpectState("AutoPush", "1", Source::Policy);
 }

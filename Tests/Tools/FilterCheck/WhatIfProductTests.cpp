@@ -1,4 +1,4 @@
-// The machine as it would be with what-if settings, against really writing them.
+// Compares the result of what-if settings with the result of writing the same settings.
 #include <functional>
 #include <stdexcept>
 
@@ -24,13 +24,13 @@ bool Holds(const TestKey& key, const std::wstring& name) {
 
 class WhatIfProduct : public SettingsFixture {
  protected:
-  // The key that a what-if value of this setting goes to.
+  // The key to which a what-if value of this setting is written.
   TestKey Target(const wchar_t* name) const {
     return Holds(registry.Policy(), name) ? registry.Policy() : registry.Local();
   }
 };
 
-// One what-if setting, and the same really written.
+// One what-if setting, and the same setting written to the registry.
 struct Change {
   const char* setting;
   std::wstring value;
@@ -92,7 +92,7 @@ std::vector<Start> Starts() {
         policy.SetDword(L"OfflineMaxUsers", 9);
         policy.SetTexts(L"ProvidersWhitelist", {kVendor});
       },
-      // What is stored badly looks as bad in the copy.
+      // Malformed values are malformed in the same way in the copy.
       [](const TestKey& local, const TestKey& policy) {
         local.SetBytes(L"SKey", REG_SZ, L"secret", 11);
         local.SetBytes(L"HttpProxyHost", REG_SZ, L"proxy\xFFFF", 10);
@@ -105,7 +105,7 @@ std::vector<Start> Starts() {
   };
 }
 
-TEST_F(WhatIfProduct, GivesWhatReallyWritingWouldGive) {
+TEST_F(WhatIfProduct, MatchesTheResultOfWriting) {
   const std::vector<Start> starts = Starts();
   for (std::size_t i = 0; i < starts.size(); ++i) {
     for (const Change& change : Changes()) {

@@ -1,4 +1,4 @@
-// The machine as it would be with what-if settings.
+// The examination of the machine with what-if settings.
 #include <gmock/gmock.h>
 
 #include "Common/ToolError.h"
@@ -29,12 +29,12 @@ class WhatIf : public SettingsFixture {
   }
 };
 
-TEST_F(WhatIf, NothingGivesWhatIsThere) {
+TEST_F(WhatIf, MatchesTheCurrentStateWithoutSettings) {
   registry.Policy().SetDword(L"RdpOnly", 2);
   EXPECT_EQ(Describe(ExamineWhatIf({})), Describe(Examine()));
 }
 
-TEST_F(WhatIf, TakesSeveralInTheirOrder) {
+TEST_F(WhatIf, AppliesSeveralInOrder) {
   const std::vector<WhatIfSetting> settings{{FindSetting("RdpOnly"), L"1"},
                                             {FindSetting("EnableSmartCards"), L"1"},
                                             {FindSetting("RdpOnly"), L"0"}};
@@ -44,7 +44,7 @@ TEST_F(WhatIf, TakesSeveralInTheirOrder) {
   EXPECT_EQ(StateOf(situation, "EnableSmartCards").effective, "1");
 }
 
-TEST_F(WhatIf, GoesToThePolicyKeyThatHoldsTheSetting) {
+TEST_F(WhatIf, ReplacesThePolicyValueOfTheSetting) {
   registry.Policy().SetText(L"RdpOnly", L"of another type");
   const Situation situation = ExamineWith("RdpOnly", L"1");
   EXPECT_EQ(StateOf(situation, "RdpOnly").source, Source::Policy);
@@ -59,7 +59,7 @@ TEST_F(WhatIf, NeedsNoLocalKey) {
   EXPECT_FALSE(registry.Local().Exists());
 }
 
-TEST_F(WhatIf, ThrowsForWhatIsNoNumber) {
+TEST_F(WhatIf, ThrowsForAnInvalidNumber) {
   const std::string before = Snapshot();
   for (const wchar_t* const value : {L"on", L"-1", L"+1", L"1 ", L" ", L"0x", L"0xG", L"4294967296",
                                      L"0x100000000", L"99999999999999999999999", L"1,2"}) {
@@ -74,7 +74,7 @@ TEST_F(WhatIf, ThrowsForWhatIsNoNumber) {
   EXPECT_TRUE(PrivateKeyIsGone());
 }
 
-TEST_F(WhatIf, TakesTheLargestNumber) {
+TEST_F(WhatIf, AcceptsTheLargestNumber) {
   EXPECT_EQ(
       StateOf(ExamineWith("InactivityTimeoutSeconds", L"4294967295"), "InactivityTimeoutSeconds").effective,
       "4294967295");
@@ -83,8 +83,8 @@ TEST_F(WhatIf, TakesTheLargestNumber) {
       "4294967295");
 }
 
-// The look fails halfway, with the private keys in view.
-TEST_F(WhatIf, PutsTheMachineBackWhateverHappens) {
+// The examination fails while the registry is redirected to the private keys.
+TEST_F(WhatIf, RestoresTheMachineAfterAFailure) {
   const std::string before = Snapshot();
   {
     KUV_IMPORT_HOOK(info, RegQueryInfoKeyW);
@@ -110,8 +110,8 @@ TEST_F(WhatIf, CleansUpIfThePlatformRefusesThePrivateView) {
   EXPECT_TRUE(PrivateKeyIsGone());
 }
 
-// The machine itself is put back by null, which the platform asks for.
-TEST(WhatIfOnTheMachine, PutsTheMachineItselfBack) {
+// The platform requires null to restore the real root.
+TEST(WhatIfOnTheMachine, RestoresTheRealRoot) {
   KUV_IMPORT_HOOK(redirect, RegOverridePredefKey);
   try {
     ExamineWhatIf(std::vector{WhatIfSetting{FindSetting("RdpOnly"), L"1"}});
@@ -122,7 +122,7 @@ TEST(WhatIfOnTheMachine, PutsTheMachineItselfBack) {
   EXPECT_EQ(redirect.Calls().back(), (std::tuple<HKEY, HKEY>{HKEY_LOCAL_MACHINE, nullptr}));
 }
 
-// Every byte that goes into the copy.
+// Checks every byte that is written to the copy.
 TEST_F(WhatIf, CopiesNoSecret) {
   registry.Local().SetText(L"SKeyy", L"sample-secret");
   KUV_IMPORT_HOOK(write, RegSetValueExW);
@@ -139,8 +139,8 @@ TEST_F(WhatIf, CopiesNoSecret) {
   EXPECT_EQ(StateOf(situation, "SKey").effective, "set");
 }
 
-// Whatever it is stored as.
-TEST_F(WhatIf, CopiesNoByteOfASecretThatIsStoredOtherwise) {
+// With any type of value.
+TEST_F(WhatIf, CopiesNoByteOfASecretOfAnotherType) {
   struct Row {
     const char* name;
     DWORD type;

@@ -34,15 +34,15 @@ constexpr Group kOrdinary[] = {
     {L"S-1-15-2-2", "All restricted application packages"},
 };
 
-// Who may own a key or folder: SYSTEM, Administrators, TrustedInstaller.
+// The expected owners of a key or folder: SYSTEM, Administrators, TrustedInstaller.
 constexpr std::wstring_view kOwners[] = {L"S-1-5-18", L"S-1-5-32-544",
                                          L"S-1-5-80-956008885-3418522649-1831038044-1853292631-2271478464"};
 
-// What ordinary users may do with a key or folder.
+// The access of ordinary users to a key or folder.
 struct OrdinaryAccess {
   bool mayRead = false;
   bool mayWrite = false;
-  std::string who;         // the groups by their names
+  std::string who;         // the names of the groups
   std::string owner;       // empty if the owner is an expected one
   std::string unreadable;  // why the access is unknown; empty if it is known
 };
@@ -77,7 +77,7 @@ void Grant(OrdinaryAccess& access, DWORD mask, const Masks& masks, std::string_v
     access.who += (access.who.empty() ? "" : ", ") + std::string{name};
 }
 
-// An entry that denies restricts the entries after it for the same account.
+// A deny entry restricts the entries after it for the same account.
 DWORD DeniedBefore(const std::vector<AccessEntry>& entries, std::size_t index) {
   DWORD denied = 0;
   for (std::size_t i = 0; i < index; ++i) {

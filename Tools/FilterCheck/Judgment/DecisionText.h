@@ -4,19 +4,23 @@
 
 namespace FilterCheck {
 
-/// The reasons of decisions that no setting decided.
+/// The values of `Decision::decidedBy` if no setting decided.
 inline constexpr char kNoKuvProvider[] = "Kuv provider not installed";
 inline constexpr char kNeverProtected[] = "never protected";
 
-/// Describe in a sentence what a user sees at the console, over Remote Desktop and at an elevation prompt.
+/// Returns what a user sees at the console, as a sentence.
 std::string ConsoleSentence(const DecisionReport& report);
+
+/// Returns what a user sees over Remote Desktop, as a sentence.
 std::string RemoteSentence(const DecisionReport& report);
+
+/// Returns what a user sees at an elevation prompt, as a sentence.
 std::string ElevationSentence(const DecisionReport& report);
 
-/// Returns true if only the allowed list stays, and it includes a Kuv provider to ask for the second factor.
+/// Returns whether the outcome is `Protected` and a Kuv provider is enabled.
 bool AsksForSecondFactor(const DecisionReport& report, const Decision& decision);
 
-/// Returns true if the filter leaves no provider in at least one scenario.
+/// Returns whether the outcome is `Protected` and no provider is enabled in at least one scenario.
 bool KeepsEveryoneOut(const DecisionReport& report);
 
 /// Returns "policy", "local setting" or "default".

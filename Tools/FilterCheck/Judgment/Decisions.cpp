@@ -48,8 +48,8 @@ Outcome OutcomeOf(Kuv::Outcome outcome) {
   }
 }
 
-// Returns the first required setting that is missing. If none is, the code failed for another reason, which
-// says nothing about the logon process.
+// Returns the first required setting that is missing. If none is missing, the code failed for a reason that
+// does not apply to the logon process.
 std::string_view MissingSetting() {
   const Configuration& record = *GetConfiguration();
   if (record.Host.empty() || record.Port == 0) return "Host";

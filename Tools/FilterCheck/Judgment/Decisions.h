@@ -4,11 +4,11 @@
 
 namespace FilterCheck {
 
-/// Asks the filter's own code about every scenario in every kind of session. Throws `Tools::ToolError` if
-/// that code fails although the settings are complete.
+/// Runs the decision code of the filter for every scenario in both kinds of session. Throws
+/// `Tools::ToolError` if that code fails although the settings are complete.
 DecisionReport Decide(Tools::ProviderList providers, const JudgedSettings& settings);
 
-/// Returns the findings about the outcome: screens without a second factor, or without any provider.
+/// Returns the findings about protected scenarios without a Kuv provider or without any provider.
 Findings JudgeDecisions(const DecisionReport& report);
 
 }  // namespace FilterCheck

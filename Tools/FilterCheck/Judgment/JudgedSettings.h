@@ -12,7 +12,7 @@ struct StoredSetting {
   bool taken = false;
 };
 
-/// Everything that is known about one setting.
+/// A setting with its effective value and its stored values.
 struct JudgedSetting {
   SettingState state;
   StoredSetting policy;
@@ -20,17 +20,17 @@ struct JudgedSetting {
 };
 using JudgedSettings = std::vector<JudgedSetting>;
 
-/// Reloads the configuration record of the library and asks the library for the value of every setting. The
-/// result points into `keys`, which must be what the registry contains.
+/// Reloads the configuration record of the library and reads the effective value of every setting from the
+/// library. `keys` must be the content of the registry; the result refers to it.
 JudgedSettings JudgeSettings(const StoredKeys& keys);
 
-/// Resets the configuration record of the library, and wipes the secret in it from memory.
+/// Resets the configuration record of the library and wipes the secret in it from memory.
 void ForgetRecord() noexcept;
 
-/// Returns the setting of a name, which must be in the list.
+/// Returns the setting with this name, which must be in the list.
 const JudgedSetting& Judged(const JudgedSettings& settings, std::string_view name);
 
-/// Returns the stored value that takes effect, or null if the default does.
+/// Returns the stored value that takes effect, or null if the default takes effect.
 const RawValue* InForce(const JudgedSetting& setting);
 
 /// Returns a stored number as the library reads it, with zeros for missing bytes.

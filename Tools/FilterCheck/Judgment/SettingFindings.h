@@ -7,16 +7,16 @@ namespace FilterCheck {
 /// Returns the findings about single stored values: type, size, terminator, range.
 Findings JudgeValues(const JudgedSettings& settings);
 
-/// Returns the findings about combinations of settings: missing, hidden, ignored or ineffective ones.
+/// Returns the findings about combinations of settings: missing, overridden, ignored or ineffective ones.
 Findings JudgeCombinations(const StoredKeys& keys, const JudgedSettings& settings);
 
-/// Returns the findings about the `Host` in effect. The configuration record must have been loaded.
+/// Returns the findings about the effective `Host`. The configuration record must be loaded.
 Findings JudgeHost();
 
-/// Returns the findings about the entries of the whitelist in effect.
+/// Returns the findings about the entries of the effective whitelist.
 Findings JudgeWhitelist(const JudgedSettings& settings, const Tools::ProviderList& providers);
 
-/// Returns the findings about values whose name is not that of a setting.
+/// Returns the findings about values that are not settings.
 Findings JudgeNames(const StoredKeys& keys);
 
 }  // namespace FilterCheck

@@ -24,7 +24,7 @@ struct Verdict {
 /// Returns the verdict on a situation of the report.
 Verdict Judge(const Report& report, const Situation& situation);
 
-/// Returns the situation that the run is about: the one with the what-if settings, if there are any.
+/// Returns the situation with the what-if settings or, without any, the current situation.
 const Situation& Subject(const Report& report) noexcept;
 
 /// Returns the findings about a situation and about the registration, the most severe first.

@@ -36,7 +36,7 @@ std::vector<AccessEntry> EntriesOf(ACL* acl, GENERIC_MAPPING mapping) {
   for (DWORD index = 0; index < acl->AceCount; ++index) {
     void* pointer = nullptr;
     if (::GetAce(acl, index, &pointer) == FALSE) continue;
-    // An entry that denies has the same layout.
+    // A deny entry has the same layout.
     auto* const entry = static_cast<ACCESS_ALLOWED_ACE*>(pointer);
     const bool denies = entry->Header.AceType == ACCESS_DENIED_ACE_TYPE;
     if (!denies && entry->Header.AceType != ACCESS_ALLOWED_ACE_TYPE) continue;

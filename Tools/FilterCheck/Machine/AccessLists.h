@@ -6,23 +6,23 @@
 #include <vector>
 
 /// @file
-/// Who may use the settings keys and the log folder, as the platform stores it.
+/// The owners and access control lists of the settings keys and the log folder.
 
 namespace FilterCheck {
 
-/// An entry of an access list that allows or denies access to the object itself.
+/// An access control entry that applies to the object itself.
 struct AccessEntry {
   bool denies;
-  std::wstring account;  ///< the security identifier as text, "S-1-1-0" for example
+  std::wstring account;  ///< the security identifier as text, for example "S-1-1-0"
   DWORD mask;            ///< generic rights are mapped to those of the object
 };
 
-/// Owner and access list of a key or folder. All members are empty for one that does not exist.
+/// The owner and access control list of a key or folder. All members are empty if it does not exist.
 struct AccessList {
   std::wstring owner;      ///< as `AccessEntry::account`; empty if there is none
-  bool isMissing = false;  ///< the object has no access list, which denies nothing to anyone
+  bool isMissing = false;  ///< the object has no access control list, so everyone has full access
   std::vector<AccessEntry> entries;
-  std::string unreadable;  ///< why owner and list cannot be read; empty if they were
+  std::string unreadable;  ///< why the owner and list cannot be read; empty if they were read
 };
 
 struct AccessLists {
@@ -32,7 +32,8 @@ struct AccessLists {
   std::string logFolderPath;
 };
 
-/// Reads the access lists, as far as this user may. Throws `Tools::ToolError` if the log has no place.
+/// Reads the access control lists; `unreadable` reports each that this user cannot read. Throws
+/// `Tools::ToolError` if the path of the log folder is unavailable.
 AccessLists ReadAccessLists();
 
 }  // namespace FilterCheck

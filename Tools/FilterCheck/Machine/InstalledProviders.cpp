@@ -15,7 +15,7 @@ Tools::ProviderList InstalledProviders() {
     return {};
   }
   for (Tools::Provider& provider : providers) {
-    // The registry has the name of a class, which users do not know.
+    // The registry contains the name of a class, which users do not know.
     const std::string_view stock = StockProviderName(provider.identifier);
     if (provider.name.empty() || (!stock.empty() && !IsKuvProvider(provider.identifier)))
       provider.name = stock;

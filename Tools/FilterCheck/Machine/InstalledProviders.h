@@ -4,8 +4,8 @@
 
 namespace FilterCheck {
 
-/// Reads the installed providers and names those that come with the platform as users know them. Returns an
-/// empty list if there are none. Throws `Tools::ToolError`.
+/// Reads the installed providers. Those of Windows have the names that users know. Returns an empty list if
+/// there are none. Throws `Tools::ToolError`.
 Tools::ProviderList InstalledProviders();
 
 }  // namespace FilterCheck

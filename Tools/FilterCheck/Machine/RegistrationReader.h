@@ -4,8 +4,8 @@
 
 namespace FilterCheck {
 
-/// Reads from the registry how the filter is registered in both views, the other filters, the Kuv providers
-/// and the platform's settings that affect the outcome. Writes nothing. Throws `Tools::ToolError`.
+/// Reads the registration of the filter in both views, of other filters and of the Kuv providers, and the
+/// settings of Windows that affect the result. Does not write to the registry. Throws `Tools::ToolError`.
 Registration ReadRegistration();
 
 }  // namespace FilterCheck

@@ -12,7 +12,7 @@
 #include "FilterCheck/Model/SettingsTable.h"
 
 /// @file
-/// The two settings keys as they are stored, whether the library accepts their values or not.
+/// The stored values of the two settings keys, including those that the library ignores.
 
 namespace FilterCheck {
 
@@ -28,9 +28,9 @@ struct StoredKey {
   bool exists = false;
   std::vector<RawValue> values;
 
-  /// Returns the value of a name, compared without case, or null if there is none.
+  /// Returns the value with this name, compared case-insensitively, or null if there is none.
   const RawValue* Find(std::string_view name) const;
-  /// Returns the setting that one of the values belongs to, or null if it has no setting's name.
+  /// Returns the setting of one of the values, or null if the value is not a setting.
   const SettingInfo* SettingOf(const RawValue& value) const;
 };
 
@@ -40,19 +40,19 @@ struct StoredKeys {
   StoredKey local;
 };
 
-/// Reads both keys. Throws `Tools::ToolError`, also if this user may not read a key.
+/// Reads both keys. Throws `Tools::ToolError` if a key cannot be read, for example without access rights.
 StoredKeys ReadStoredKeys();
 
-/// Returns the 16-bit units of a value, without an odd byte at its end.
+/// Returns the 16-bit units of a value, without an odd last byte.
 std::wstring Units(const RawValue& value);
 
 /// Returns the strings of a list, up to the first empty one.
 std::vector<std::wstring> Strings(const RawValue& value);
 
-/// Returns a value in the form that is shown; a secret only as "set" or "empty".
+/// Returns a value for display; a secret only as "set" or "empty".
 StoredValue Shown(const RawValue& value, const SettingInfo& setting);
 
-/// Returns the platform's name of a value type, "REG_SZ" for example.
+/// Returns the name of a value type, for example "REG_SZ".
 std::string TypeName(DWORD type);
 
 }  // namespace FilterCheck

@@ -14,7 +14,7 @@
 #include "FilterCheck/Model/SettingsTable.h"
 
 /// @file
-/// Everything that a run found out, before it is shown. Texts are UTF-8 without control characters.
+/// The results of a run. Texts are UTF-8 without control characters.
 
 namespace FilterCheck {
 
@@ -23,17 +23,17 @@ enum class Source : std::uint8_t { Default, Local, Policy };
 
 /// A value as it is stored in one of the two keys.
 struct StoredValue {
-  DWORD type;         ///< the platform's number of the value type
+  DWORD type;         ///< the value type, for example `REG_SZ`
   std::size_t bytes;  ///< the stored size
-  std::string shown;  ///< the value; of `SKey` only "set" or "empty"
+  std::string shown;  ///< the value; for `SKey` only "set" or "empty"
 };
 
-/// One setting, with its stored values and the effective one.
+/// A setting with its stored values and its effective value.
 struct SettingState {
   const SettingInfo* setting;
   std::optional<StoredValue> policy;
   std::optional<StoredValue> local;
-  /// The value that takes effect, as the library reads it; of `SKey` only "set" or "not set".
+  /// The effective value as the library reads it; for `SKey` only "set" or "not set".
   std::string effective;
   Source source;
 };
@@ -41,15 +41,16 @@ struct SettingState {
 /// The registration of the filter in one of the two registry views, for 64-bit or for 32-bit programs.
 struct RegisteredFilter {
   bool wow64;                         ///< the view of 32-bit programs
-  std::optional<std::string> module;  ///< the path in the class key; nothing without a class key
-  /// The class is registered for the current user alone, which the logon process ignores; `module` is nothing
-  /// then.
+  std::optional<std::string> module;  ///< the path in the class key; no value without a class key
+  /// The class is registered for the current user only, where the logon process does not look; `module` has
+  /// no value.
   bool onlyForThisUser;
   std::string threadingModel;
   bool inFilterList;
   bool moduleExists;
-  bool architectureFits;             ///< only for an existing module
-  std::optional<bool> sameAsBeside;  ///< the file is the DLL installed with this program; nothing without one
+  bool architectureFits;  ///< only for an existing module
+  std::optional<bool>
+      sameAsBeside;  ///< the file is the DLL installed with this program; no value without one
 };
 
 /// Another filter in the list of filters.
@@ -61,15 +62,16 @@ struct OtherFilter {
   bool moduleExists;
 };
 
-/// The registration of the filter and of others, and the platform's settings that affect the outcome.
+/// The registration of the filter, of other filters and of the Kuv providers, and the settings of Windows
+/// that affect the result.
 struct Registration {
   std::array<RegisteredFilter, 2> filter;  ///< the 64-bit view, then the 32-bit one
   std::vector<OtherFilter> others;
   bool kuvProviderInstalled;
   bool kuvSmartCardProviderInstalled;
-  bool kuvProviderExcluded;       ///< by the platform's ExcludedCredentialProviders
-  std::string excludedProviders;  ///< the platform's ExcludedCredentialProviders, empty if not set
-  std::string defaultProvider;    ///< the platform's DefaultCredentialProvider, empty if not set
+  bool kuvProviderExcluded;       ///< by the policy value ExcludedCredentialProviders
+  std::string excludedProviders;  ///< the policy value; empty if not set
+  std::string defaultProvider;    ///< the policy value; empty if not set
   std::optional<std::uint32_t> prohibitFallbacks;
 };
 
@@ -78,9 +80,9 @@ enum class Session : std::uint8_t { Console, Remote };
 
 /// The outcome of the filter's decision on a scenario.
 enum class Outcome : std::uint8_t {
-  Protected,    ///< only the allowed list stays
-  Unprotected,  ///< the second-factor providers go, all others stay
-  Untouched,    ///< every provider stays as the platform passed it
+  Protected,    ///< only the allowed providers are enabled
+  Unprotected,  ///< the Kuv providers are disabled, all others are enabled
+  Untouched,    ///< the filter changes no flag
 };
 
 /// The decision on one scenario in one kind of session.
@@ -89,31 +91,30 @@ struct Decision {
   Session session;
   Outcome outcome;
   std::vector<bool> enabled;  ///< in the order of the providers
-  /// The setting that decided, by its name in the table, or what is missing.
+  /// The name of the setting that decided, or another reason.
   std::string decidedBy;
-  std::string value;  ///< its effective value; empty where no setting decided
+  std::string value;  ///< its effective value; empty if no setting decided
   Source source;      ///< the source of that value
 };
 
-/// The decisions, and a sentence for each place where a user sees them.
+/// The decisions, and sentences that describe what users see.
 struct DecisionReport {
-  Tools::ProviderList providers;    ///< the installed ones; those of the platform by their stock names
-  std::vector<Decision> decisions;  ///< each scenario at the console, then each over remote desktop
-  std::string atConsole;            ///< "At the console a user sees ..."
+  Tools::ProviderList providers;    ///< the installed providers
+  std::vector<Decision> decisions;  ///< each scenario at the console, then each over Remote Desktop
+  std::string atConsole;            ///< "At the console, a user sees ..."
   std::string overRemoteDesktop;
   std::string atElevation;
-  bool inForce;  ///< at least one scenario is protected, with a Kuv provider to ask for the second factor
+  bool inForce;  ///< the second factor is required in at least one scenario
 };
 
-/// Settings, the findings about them and the decisions that follow, of the machine as it is or as it would
-/// be.
+/// The settings, findings and decisions of the machine, in its current state or with what-if settings.
 struct Situation {
   std::vector<SettingState> settings;  ///< in the order of the table
   Findings findings;
   DecisionReport decision;
 };
 
-/// One `--what-if Setting=value`, as typed.
+/// One `--what-if Setting=value`, as entered.
 struct WhatIfSetting {
   const SettingInfo* setting;
   std::wstring value;
@@ -121,11 +122,11 @@ struct WhatIfSetting {
 
 /// The results of a run.
 struct Report {
-  std::string machine;  ///< its name
+  std::string machine;  ///< name of the machine
   std::string time;     ///< the start of the run, in UTC: "2026-11-21T09:30:00Z"
   Situation now;
   std::vector<WhatIfSetting> whatIfSettings;
-  std::optional<Situation> whatIf;  ///< the situation with those settings; nothing without any
+  std::optional<Situation> whatIf;  ///< the situation with those settings; no value without any
   Registration registration;
   Findings registrationFindings;
 };

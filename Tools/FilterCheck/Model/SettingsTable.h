@@ -17,12 +17,12 @@ enum class SettingKind : std::uint8_t {
   Providers,  ///< `REG_MULTI_SZ` of class identifiers, at most 760 bytes
 };
 
-/// How a number above its range is treated. One below it is treated as the default, unless it is used as
-/// stored.
+/// How a number above its range is treated: used as stored, as the maximum or as the default. A number below
+/// its range is treated as the default, unless it is used as stored.
 enum class Beyond : std::uint8_t { AsStored, Most, Default };
 
-/// When a changed value takes effect. Only settings that take effect with the next process are kept in the
-/// configuration record of the library; all others are read each time, and then a number must have 4 bytes.
+/// When a changed value takes effect. Settings that take effect in the next process are in the configuration
+/// record of the library. All others are read at each use; their numbers must have 4 bytes.
 enum class Effect : std::uint8_t { AtOnce, NextClassObject, NextProcess, NextLogStart };
 
 /// The largest text and the largest list that the library accepts, in bytes.
@@ -39,10 +39,10 @@ struct SettingInfo {
   std::uint32_t least;  ///< of a number or choice
   std::uint32_t most;   ///< of a number or choice
   Beyond beyond;
-  std::string_view byDefault;  ///< in the form that is shown
+  std::string_view byDefault;  ///< for display
   Effect effect;
-  /// Returns the value that takes effect, in the form that is shown, from the library; of `SKey` only whether
-  /// it is set. The configuration record must have been loaded.
+  /// Returns the effective value from the library, for display; for `SKey` only whether it is set. The
+  /// configuration record must be loaded.
   std::string (*effective)();
   std::string_view meaning;  ///< one sentence for an administrator
   std::string_view limits;   ///< how other types, ranges and sizes are treated
@@ -51,13 +51,13 @@ struct SettingInfo {
 /// Returns all settings, in the order of the reference page.
 std::span<const SettingInfo> AllSettings() noexcept;
 
-/// Returns the setting of a name, compared without case as the registry does, or null if there is none.
+/// Returns the setting with this name, compared case-insensitively, or null if there is none.
 const SettingInfo* FindSetting(std::string_view name) noexcept;
 
-/// Returns true if a setting is stored as a `REG_DWORD`.
+/// Returns whether the setting is stored as a `REG_DWORD`.
 bool IsNumeric(const SettingInfo& setting) noexcept;
 
-/// Returns true if a setting is a text without which the second factor is off.
+/// Returns whether the setting is a text without which the second factor is not required.
 bool IsRequired(const SettingInfo& setting) noexcept;
 
 }  // namespace FilterCheck

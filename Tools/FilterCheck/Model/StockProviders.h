@@ -6,8 +6,8 @@
 
 namespace FilterCheck {
 
-/// Returns the name of a credential provider of the platform, "Password" for example, or of a Kuv provider;
-/// empty for any other.
+/// Returns the name of a credential provider of Windows, for example "Password", or of a Kuv provider; an
+/// empty text for any other.
 std::string_view StockProviderName(const GUID& provider) noexcept;
 
 }  // namespace FilterCheck

@@ -7,15 +7,15 @@
 #include "FilterCheck/Model/Report.h"
 
 /// @file
-/// What the table and the page show: the situation that the run is about, and how it differs from today.
-/// Without what-if settings it does not differ.
+/// The content of the text report and the HTML page: a situation and its differences from the current state.
+/// Without what-if settings there are no differences.
 
 namespace FilterCheck {
 
-/// Whether a user sees a provider, and how that differs from today.
+/// Whether a user sees a provider, and how that differs from the current state.
 enum class Cell : std::uint8_t { Shown, Hidden, Appears, Disappears };
 
-/// The decisions for one kind of session, or for both where they are the same.
+/// The decisions for one kind of session, or for both if they are the same.
 struct Matrix {
   std::vector<Session> sessions;
   std::vector<const Decision*> columns;  ///< one for each scenario
@@ -26,18 +26,18 @@ struct Matrix {
 /// else two.
 std::vector<Matrix> Matrices(const Report& report);
 
-/// A setting, with its state of today if that differs.
+/// A setting and, if it differs, its current state.
 struct ComparedSetting {
   const SettingState* state;
-  const SettingState* today;  ///< null if nothing changes
+  const SettingState* today;  ///< null if the setting does not change
 };
-/// Returns all settings, compared with today.
+/// Returns all settings, compared with the current state.
 std::vector<ComparedSetting> CompareSettings(const Report& report);
 
-/// How a finding differs from today.
+/// How a finding differs from the current state.
 enum class Change : std::uint8_t { Same, Appears, Disappears };
 
-/// A finding, compared with today.
+/// A finding, compared with the current state.
 struct ComparedFinding {
   Finding finding;
   Change change;
@@ -50,21 +50,21 @@ std::string_view NameOf(Outcome outcome) noexcept;    ///< "protected"
 std::string_view NameOf(Source source) noexcept;      ///< "policy"
 std::string_view NameOf(Severity severity) noexcept;  ///< "problem"
 
-/// Returns the place of a session for a sentence: "at the console".
+/// Returns the phrase for a session in a sentence: "at the console".
 std::string_view PlaceOf(Session session) noexcept;
 
-/// A line of name and value.
+/// A name and its value.
 struct Fact {
   std::string name;
   std::string value;
 };
-/// Returns the registration as lines of name and value.
+/// Returns the registration as names and values.
 std::vector<Fact> RegistrationFacts(const Registration& registration);
 
-/// Returns the what-if settings as typed, "RdpOnly=1", but without the letters of a secret.
+/// Returns the what-if settings for display, for example "RdpOnly=1"; a secret only as "(set)" or "(empty)".
 std::vector<std::string> WhatIfTexts(const Report& report);
 
-/// Returns a what-if value in the form that may be shown; a secret only as "set" or "empty".
+/// Returns a what-if value for display; a secret only as "set" or "empty".
 std::string WhatIfValue(const WhatIfSetting& whatIf);
 
 }  // namespace FilterCheck

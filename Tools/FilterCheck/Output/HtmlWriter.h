@@ -7,7 +7,7 @@
 
 namespace FilterCheck {
 
-/// Builds HTML, and escapes every text and every value of an attribute.
+/// Builds HTML and escapes all text and attribute values.
 class HtmlWriter {
  public:
   struct Attribute {
@@ -22,16 +22,16 @@ class HtmlWriter {
   HtmlWriter& Close();
   /// Adds text.
   HtmlWriter& Text(std::string_view text);
-  /// Adds text in which the parts between backticks are code.
+  /// Adds text and formats the parts between backticks as code.
   HtmlWriter& TextWithCode(std::string_view text);
-  /// Adds an element that contains text alone.
+  /// Adds an element that contains only text.
   HtmlWriter& Element(std::string_view tag, std::string_view text, Attributes attributes = {});
-  /// Adds an element without an end tag, `<meta>` for example.
+  /// Adds an element without an end tag, for example `<meta>`.
   HtmlWriter& Void(std::string_view tag, Attributes attributes);
-  /// Adds HTML as it is. Never pass foreign text.
+  /// Adds HTML without escaping it. Do not pass untrusted text.
   HtmlWriter& Markup(std::string_view html);
 
-  /// Returns what was built so far.
+  /// Returns the HTML built so far.
   const std::string& Html() const noexcept { return html_; }
 
  private:

@@ -5,8 +5,8 @@
 
 namespace FilterCheck {
 
-/// Writes a new file, and deletes it again if it cannot be written completely. Throws `Tools::ToolError`,
-/// also if the file exists.
+/// Creates a file and writes the bytes to it. Throws `Tools::ToolError` if the file exists or cannot be
+/// written; an incomplete file is deleted.
 void WriteNewFile(const std::wstring& path, std::string_view bytes);
 
 }  // namespace FilterCheck

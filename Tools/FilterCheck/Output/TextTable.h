@@ -11,7 +11,7 @@ namespace FilterCheck {
 /// How a text is highlighted on a console.
 enum class Style : std::uint8_t { Plain, Heading, Faint, Good, Caution, Bad };
 
-/// Writes text, with escape sequences for colors if asked to.
+/// Writes text, with escape sequences for colors if `colored` is set.
 class Painter {
  public:
   Painter(std::ostream& out, bool colored) : out_(out), colored_(colored) {}
@@ -47,7 +47,7 @@ class TextTable {
   std::vector<std::vector<TextCell>> rows_;
 };
 
-/// Splits text between words into lines; a word wider than `width` columns has its own line.
+/// Wraps text between words; a word wider than `width` columns has its own line.
 std::vector<std::string> Wrapped(const std::string& text, std::size_t width);
 
 }  // namespace FilterCheck

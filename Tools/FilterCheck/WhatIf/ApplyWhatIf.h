@@ -6,9 +6,9 @@
 
 namespace FilterCheck {
 
-/// Writes what-if values into what was read from the keys: to the policy key if that has the setting, else
+/// Writes what-if values to the stored keys in memory: to the policy key if that contains the setting, else
 /// to the local key. An empty value removes the setting from both. Throws `Tools::UsageError` for a value
-/// that does not fit the setting's kind.
+/// that is invalid for the kind of setting.
 void ApplyWhatIf(StoredKeys& keys, std::span<const WhatIfSetting> settings);
 
 }  // namespace FilterCheck

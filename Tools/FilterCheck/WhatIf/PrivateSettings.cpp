@@ -16,7 +16,7 @@ void RequireView(LSTATUS status, const char* step) {
                          Tools::DescribeError(static_cast<std::uint32_t>(status))};
 }
 
-// The name of an opened key in the kernel's form, "\REGISTRY\MACHINE\SOFTWARE" for example.
+// Returns the kernel name of an opened key, for example "\REGISTRY\MACHINE\SOFTWARE".
 std::wstring KernelName(HKEY key) {
   using QueryKey = LONG(WINAPI*)(HANDLE, int, void*, ULONG, ULONG*);
   constexpr int kNameInformation = 3;
@@ -25,7 +25,7 @@ std::wstring KernelName(HKEY key) {
     wchar_t text[1024];
   } name{};
   const FARPROC address = ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "NtQueryKey");
-  // Through an untyped pointer, since the two function types are unrelated.
+  // The cast goes through void* because the two function types are unrelated.
   const auto query = reinterpret_cast<QueryKey>(reinterpret_cast<void*>(address));
   ULONG bytes = 0;
   if (query == nullptr || query(key, kNameInformation, &name, sizeof(name), &bytes) < 0)
@@ -40,7 +40,7 @@ bool StartsWith(const std::wstring& text, std::wstring_view start) {
 }
 
 // Returns the key that HKEY_LOCAL_MACHINE is redirected to in this process, to be restored later, or null if
-// it is not redirected. The platform has no call for that, so the name of a subkey serves.
+// it is not redirected. Windows has no function for this, so the name of a subkey is used.
 UniqueRegistryKey MachineRoot() {
   constexpr std::wstring_view kUsers = L"\\REGISTRY\\USER\\";
   constexpr std::wstring_view kBelow = L"\\Software";
@@ -61,8 +61,8 @@ bool IsBlankUnit(std::uint8_t low, std::uint8_t high) {
   return high == 0 && (low == 0 || low == ' ' || (low >= '\t' && low <= '\r'));
 }
 
-// No answer depends on the letters of the secret, so they are not copied: the copy has the same number of
-// others. Of a value that is not a text, the size counts, and whether it has anything but zeros.
+// No result depends on the characters of the secret, so the copy contains as many placeholders. For a value
+// that is not a text, only its size and whether it contains only zeros matter.
 std::vector<std::uint8_t> Masked(std::vector<std::uint8_t> secret, DWORD type) {
   std::size_t done = 0;
   for (; type == REG_SZ && done + 1 < secret.size(); done += sizeof(wchar_t)) {
@@ -92,7 +92,7 @@ void WriteKey(HKEY root, const char* path, const StoredKey& stored) {
   for (const RawValue& value : stored.values) {
     std::vector<std::uint8_t> data = CopyOf(value, stored.SettingOf(value));
     const auto bytes = static_cast<DWORD>(data.size());
-    // The platform would also store a NUL that follows an unterminated text.
+    // If a NUL followed an unterminated text, Windows would store it too.
     data.insert(data.end(), sizeof(std::uint32_t), 0xFF);
     RequireView(
         ::RegSetValueExW(key.Get(), value.name.c_str(), /*Reserved=*/0, value.type, data.data(), bytes),
@@ -101,7 +101,7 @@ void WriteKey(HKEY root, const char* path, const StoredKey& stored) {
 }
 
 UniqueRegistryKey CreateView(const std::wstring& path, const StoredKeys& keys) {
-  // A process that was terminated has left its key, and this process may have its identifier.
+  // A terminated process may have left its key, and this process may have the same process ID.
   ::RegDeleteTreeW(HKEY_CURRENT_USER, path.c_str());
   UniqueRegistryKey view;
   RequireView(

@@ -18,7 +18,7 @@ class PrivateSettings {
   PrivateSettings& operator=(const PrivateSettings&) = delete;
 
  private:
-  /// The key that the root was redirected to before; null for the machine itself.
+  /// The key to which the root was redirected before; null if it was not redirected.
   Kuv::UniqueRegistryKey before_;
   std::wstring path_;
 };
