@@ -66,7 +66,7 @@ TEST_F(ExhaustedMemory, IsTheLoggedException) {
                       {Info, "Disabling Kuv Credential Provider"}}));
 }
 
-TEST_F(ExhaustedMemory, LeavesTheDecisionAloneIfItNeverStrikes) {
+TEST_F(ExhaustedMemory, DoesNotChangeTheDecisionIfNoAllocationFails) {
   ASSERT_FALSE(FilterWithMemoryFor(1000, MemoryExhaustion::Lasts::ToTheEnd));
   EXPECT_EQ(result, S_OK);
   EXPECT_EQ((std::vector<BOOL>{allow, allow + 4}), (std::vector<BOOL>{0, 1, 1, 1}));

@@ -105,7 +105,7 @@ std::vector<Start> Starts() {
   };
 }
 
-TEST_F(WhatIfProduct, GivesWhatReallyWritingWouldGive) {
+TEST_F(WhatIfProduct, MatchesWritingTheValues) {
   const std::vector<Start> starts = Starts();
   for (std::size_t i = 0; i < starts.size(); ++i) {
     for (const Change& change : Changes()) {

@@ -29,7 +29,7 @@ class WhatIf : public SettingsFixture {
   }
 };
 
-TEST_F(WhatIf, NothingGivesWhatIsThere) {
+TEST_F(WhatIf, WithoutSettingsMatchesTheMachine) {
   registry.Policy().SetDword(L"RdpOnly", 2);
   EXPECT_EQ(Describe(ExamineWhatIf({})), Describe(Examine()));
 }
@@ -44,7 +44,7 @@ TEST_F(WhatIf, TakesSeveralInTheirOrder) {
   EXPECT_EQ(StateOf(situation, "EnableSmartCards").effective, "1");
 }
 
-TEST_F(WhatIf, GoesToThePolicyKeyThatHoldsTheSetting) {
+TEST_F(WhatIf, GoesToThePolicyKeyIfItHasTheSetting) {
   registry.Policy().SetText(L"RdpOnly", L"of another type");
   const Situation situation = ExamineWith("RdpOnly", L"1");
   EXPECT_EQ(StateOf(situation, "RdpOnly").source, Source::Policy);
