@@ -1,13 +1,9 @@
 #include "KuvCredFilter/AllowedProviders.h"
 
-#include <objbase.h>
-
-#include <algorithm>
 #include <cstring>
 
 #include "KuvCredFilter/FilterFixture.h"
 #include "KuvCredFilter/Identifiers.h"
-#include "Support/GuardedBuffer.h"
 
 namespace {
 
@@ -219,66 +215,6 @@ TEST_F(AllowedProviders, AreMatchedByAllSixteenBytes) {
   }
   EXPECT_TRUE(IsAllowed({Guid(kVendor), Guid(kKuv)}, Guid(kKuv)));
   EXPECT_FALSE(IsAllowed({}, Guid(kKuv)));
-}
-
-TEST(BoundedArray, ReadsAndWritesUpToItsCount) {
-  const GuardedBuffer<BOOL> flags{3};
-  const BoundedArray<BOOL> array{flags.Get(), 3};
-  for (std::uint64_t i = 0; i < array.Count(); ++i) array[i] = static_cast<BOOL>(i) + 5;
-  EXPECT_EQ(flags.Get()[0], 5);
-  EXPECT_EQ(flags.Get()[2], 7);
-  EXPECT_EQ(array[1], 6);
-}
-
-TEST(BoundedArray, ThrowsBeyondItsCount) {
-  const GuardedBuffer<BOOL> flags{2};
-  const BoundedArray<BOOL> array{flags.Get(), 2};
-  for (const std::uint64_t index :
-       {std::uint64_t{2}, std::uint64_t{3}, std::uint64_t{0x100000000}, ~std::uint64_t{0}}) {
-    try {
-      array[index] = 1;
-      ADD_FAILURE() << "nothing was thrown for " << index;
-    } catch (const std::out_of_range& error) {
-      EXPECT_STREQ(error.what(), "Array index out of range");
-    }
-  }
-}
-
-TEST(BoundedArray, OfNothingHasNoElement) {
-  const BoundedArray<const GUID> array{nullptr, 0};
-  EXPECT_THROW(static_cast<void>(array[0]), std::out_of_range);
-}
-
-TEST(BoundedArray, CountsIn64Bits) {
-  const BoundedArray<const GUID> array{nullptr, 0x100000001};
-  static_assert(std::is_same_v<decltype(array.Count()), std::uint64_t>);
-  EXPECT_EQ(array.Count(), 0x100000001u);
-}
-
-TEST(GuidToString, ReturnsTheBracedUpperCaseText) {
-  EXPECT_EQ(GuidToString(Guid("{0a1b2c3d-4e5f-4071-8293-a4b5c6d7e8f9}")),
-            L"{0A1B2C3D-4E5F-4071-8293-A4B5C6D7E8F9}");
-  EXPECT_EQ(GuidToString(GUID{}), L"{00000000-0000-0000-0000-000000000000}");
-}
-
-TEST(GuidToString, PassesAZeroedBufferOf50Units) {
-  const GUID vendor = Guid(kVendor);
-  KUV_IMPORT_HOOK(convert, StringFromGUID2);
-  convert.Answer([&](const GUID& guid, wchar_t* text, int size) {
-    EXPECT_EQ(guid, vendor);
-    EXPECT_EQ(size, 50);
-    EXPECT_TRUE(std::all_of(text, text + 50, [](wchar_t unit) { return unit == L'\0'; }));
-    text[0] = L'x';
-    text[1] = L'y';
-    return 3;
-  });
-  EXPECT_EQ(GuidToString(vendor), L"xy");
-}
-
-TEST(GuidToString, IsEmptyIfThePlatformFails) {
-  KUV_IMPORT_HOOK(convert, StringFromGUID2);
-  convert.Answer([](const GUID&, wchar_t*, int) { return 0; });
-  EXPECT_EQ(GuidToString(GUID{}), L"");
 }
 
 }  // namespace

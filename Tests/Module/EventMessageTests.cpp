@@ -10,12 +10,7 @@
 
 namespace {
 
-struct LibraryTraits {
-  using Value = HMODULE;
-  static Value None() noexcept { return nullptr; }
-  static void Close(Value library) noexcept { ::FreeLibrary(library); }
-};
-using UniqueLibrary = Kuv::UniqueResource<LibraryTraits>;
+using Kuv::UniqueLibrary;
 
 // Maps the file as the viewer does, without running its code.
 UniqueLibrary MessageFile() {

@@ -8,6 +8,9 @@
 #include "Common/ProviderList.h"
 #include "FilterHost/FilterSession.h"
 
+/// @file
+/// The result of a run and its two forms. Implemented in ReportTable.cpp and ReportJson.cpp.
+
 namespace FilterHost {
 
 /// The result for one scenario.

@@ -2,6 +2,10 @@
 
 #include "FilterCheck/Judgment/JudgedSettings.h"
 
+/// @file
+/// The findings about settings. Implemented in ValueFindings.cpp, CombinationFindings.cpp, HostFindings.cpp,
+/// WhitelistFindings.cpp and NameFindings.cpp.
+
 namespace FilterCheck {
 
 /// Returns the findings about single stored values: type, size, terminator, range.

@@ -5,6 +5,9 @@
 
 #include "FilterCheck/Model/Report.h"
 
+/// @file
+/// The three forms of a report. Implemented in ReportText.cpp, ReportJson.cpp and HtmlPage.cpp.
+
 namespace FilterCheck {
 
 /// Writes the report as sections of aligned tables. The last line is the verdict.
