@@ -65,7 +65,7 @@ void CheckCore(const std::string& bytes, std::uint32_t options) {
     --size;
     Require(!Kuv::Util::EncodeBase64(source.Get(), length, room.data(), &size, options), "refusal");
     Require(std::count(room.begin(), room.end(), '.') == static_cast<std::ptrdiff_t>(room.size()),
-            "nothing is written on refusal");
+            "writes nothing on failure");
     ++size;
   }
   Require(Kuv::Util::EncodeBase64(source.Get(), length, room.data(), &size, options), "acceptance");
