@@ -26,7 +26,7 @@ class ProviderArrays {
  public:
   explicit ProviderArrays(std::size_t count);
 
-  /// Calls `Filter` for a logon. Throws `std::runtime_error` unless the second-factor provider alone is
+  /// Calls `Filter` for a logon. Throws `std::runtime_error` unless only the second-factor provider is
   /// enabled afterwards.
   void Check(ICredentialProviderFilter& filter);
   /// Does the same without checking the result.
