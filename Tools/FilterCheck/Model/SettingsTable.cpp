@@ -112,8 +112,7 @@ constexpr std::array kSettings{
          "White space is removed. The first colon separates the port, so an IPv6 address is not possible. "
          "With a port of 0 or without digits, the second factor is not required. If the port is above "
          "65,535, only its low 16 bits are used. A value of another type or with more than 1,023 characters "
-         "is "
-         "ignored."),
+         "is ignored."),
     Text("IKey", RecordText<&Configuration::IKey>,
          "Client identifier at the service. Without this setting, the second factor is not required."),
     Text("SKey", SetOrNotSet,
