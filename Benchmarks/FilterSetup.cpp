@@ -97,7 +97,7 @@ void ProviderArrays::Filter(ICredentialProviderFilter& filter) {
 void ProviderArrays::Check(ICredentialProviderFilter& filter) {
   Filter(filter);
   if (allow_.back() != TRUE || std::count(allow_.begin(), allow_.end(), TRUE) != 1) {
-    throw std::runtime_error{"the filter does not enable the second-factor provider alone"};
+    throw std::runtime_error{"the filter does not enable only the Kuv provider"};
   }
 }
 

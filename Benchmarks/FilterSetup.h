@@ -20,13 +20,13 @@ class MachineSettings {
   KuvTest::RegistrySandbox registry_;
 };
 
-/// The arrays for a call of `Filter`. The second-factor provider is the last element, so that all are
+/// The arrays for a call of `Filter`. The Kuv provider is the last element, so that all are
 /// scanned.
 class ProviderArrays {
  public:
   explicit ProviderArrays(std::size_t count);
 
-  /// Calls `Filter` for a logon. Throws `std::runtime_error` unless the second-factor provider alone is
+  /// Calls `Filter` for a logon. Throws `std::runtime_error` unless only the Kuv provider is
   /// enabled afterwards.
   void Check(ICredentialProviderFilter& filter);
   /// Does the same without checking the result.

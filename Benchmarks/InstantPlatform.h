@@ -6,7 +6,7 @@
 namespace KuvBench {
 
 /// Replaces the platform calls of a decision in this program for the lifetime of the object, so that a
-/// benchmark measures the decision alone: keys open and have no values, the session is local, the version is
+/// benchmark measures only the decision: keys open and have no values, the session is local, the version is
 /// current.
 class InstantPlatform {
  public:

@@ -81,14 +81,14 @@ void ApplyOption(Options& options, const std::wstring& name, const std::wstring*
   const auto* const option = std::find_if(std::begin(kOptions), std::end(kOptions),
                                           [&](const Option& row) { return row.name == name; });
   if (option == std::end(kOptions)) ThrowUsage("unknown option " + Quoted(name));
-  if (value == nullptr || value->empty()) ThrowUsage(WideToUtf8(name) + " needs a value");
+  if (value == nullptr || value->empty()) ThrowUsage(WideToUtf8(name) + " requires a value");
   option->apply(options, *value);
 }
 
 void CheckTogether(const Options& options) {
   if (!options.json) return;
   if (!options.parameters.empty()) ThrowUsage("a request can have parameters or a JSON body, not both");
-  if (HasNoBody(options.method)) ThrowUsage("--json needs a request with a body, not " + options.method);
+  if (HasNoBody(options.method)) ThrowUsage("--json requires a request with a body, not " + options.method);
 }
 
 }  // namespace
@@ -138,19 +138,19 @@ KuvSignedRequest [option...] METHOD HOST PATH [NAME=VALUE...]
                             for display; can be repeated
   --date TEXT               sign and send this date instead of the current time
   --send ADDRESS            send the request to http://NAME[:PORT] or https://NAME[:PORT]
-                            and show the answer
+                            and show the response
   --help                    show this help
 
 The signed text has the lines date, METHOD, HOST, PATH and parameters or, for a JSON
 body, an empty line and the SHA-512 digest of the body. The key is never shown or sent.
 
 Exit codes
-  0  the request was shown and, if sent, answered with success
+  0  the request was shown and, if sent, the response was a success
   1  any other failure
   2  unknown option or invalid value
   3  host or keys not configured
   4  request not signed
-  5  request not sent, or no answer
+  5  request not sent, or no response
   6  the service refused the request (401)
   7  the service returned another status
 )";

@@ -23,7 +23,7 @@ void Show(const SignedMessage& message, std::ostream& out) {
 
 ExitCode Send(const SignedMessage& message, const Address& address, std::ostream& out) {
   const Answer answer = SendMessageTo(message, address);
-  out << "Answer\n\n" << answer.status << ' ' << answer.reason << "\n\n" << answer.body << '\n';
+  out << "Response\n\n" << answer.status << ' ' << answer.reason << "\n\n" << answer.body << '\n';
   constexpr unsigned kUnauthorized = 401;
   if (answer.status == kUnauthorized) return ExitCode::Refused;
   return answer.status / 100 == 2 ? ExitCode::Done : ExitCode::OtherAnswer;

@@ -12,7 +12,7 @@ using Kuv::GuidText;
 /// The providers that may stay enabled. The order has no meaning; duplicates are allowed.
 using AllowedProviderList = std::vector<GUID>;
 
-/// Returns whether the provider is one of the two second-factor providers.
+/// Returns whether the provider is the Kuv credential provider or the Kuv smart card provider.
 bool IsKuvProvider(const GUID& provider) noexcept;
 
 /// Returns whether the list contains the provider.
@@ -28,5 +28,5 @@ AllowedProviderList GetAllowedProviders();
 void EnableAllowedProviders(BoundedArray<const GUID> providers, BoundedArray<BOOL> allow,
                             const AllowedProviderList& allowed);
 
-/// Disables the second-factor providers and enables all others.
+/// Disables the Kuv providers and enables all others.
 void DisableKuvProviders(BoundedArray<const GUID> providers, BoundedArray<BOOL> allow);

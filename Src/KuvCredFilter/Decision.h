@@ -24,13 +24,13 @@ struct DecisionFacts {
 /// What the filter does with the allow flags.
 enum class Outcome : std::uint8_t {
   Supported,    ///< only the allowed providers are enabled
-  Unsupported,  ///< the second-factor providers are disabled, all others are enabled
+  Unsupported,  ///< the Kuv providers are disabled, all others are enabled
   Untouched,    ///< no flag is written
 };
 
 /// The fact that determined the outcome.
 enum class DecidedBy : std::uint8_t {
-  KuvProvider,              ///< no second-factor provider is among the providers
+  KuvProvider,              ///< no Kuv provider is among the providers
   Failure,                  ///< an exception, usually because the settings are incomplete
   UsageScenario,            ///< the scenario with these flags is never protected
   ElevationProtectionMode,  ///< the setting of that name
@@ -42,8 +42,8 @@ struct Decision {
   DecidedBy decidedBy;
 };
 
-/// Returns the decision on a usage scenario with these flags if a second-factor provider is among the
-/// providers. Does not call `allowedProviders`. Throws the exceptions of the facts.
+/// Returns the decision on a usage scenario with these flags if a Kuv provider is among the providers. Does
+/// not call `allowedProviders`. Throws the exceptions of the facts.
 Decision DecideScenario(std::uint32_t scenario, DWORD flags, const DecisionFacts& facts);
 
 /// Decides on a usage scenario, writes the allow flags and returns the decision. Both arrays must have the

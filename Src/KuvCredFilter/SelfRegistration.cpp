@@ -59,7 +59,7 @@ STDAPI DllRegisterServer() {
   return S_OK;
 }
 
-// Deletes the keys that `DllRegisterServer` creates. The first deletion alone determines the result; it
+// Deletes the keys that `DllRegisterServer` creates. Only the first deletion determines the result; it
 // succeeds if the filter is not registered.
 STDAPI DllUnregisterServer() {
   const LSTATUS status = ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, kFilterKey);

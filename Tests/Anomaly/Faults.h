@@ -13,7 +13,7 @@ namespace KuvTest {
 /// What one import opens and another closes.
 enum class Resource { None, RegistryKey, Handle, Sid, LocalMemory, HeapBlock, CriticalSection, Lock, Module };
 
-/// One way in which a function fails: what it returns, and the last error that it leaves.
+/// One way in which a function fails: its result and the last error that it sets.
 struct FailingAnswer {
   std::intptr_t result;
   DWORD lastError;

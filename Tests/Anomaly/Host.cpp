@@ -320,7 +320,7 @@ void Host::PlayLongCycle() {
   if (factory != nullptr) {
     EXPECT_EQ(factory->Release(), 0u);
   }
-  // What is released at the end may fail as well.
+  // The releases at the end may fail as well.
   imports_.Rearm();
   Unload();
 }

@@ -72,8 +72,8 @@ TEST(SignedRequestOptions, RejectInvalidArguments) {
       {"a control character", {L"--b\n\x1B"}, "unknown option '--b\?\?'"},
       {"no arguments", {}, "METHOD, HOST and PATH are required"},
       {"too few arguments", {L"GET", L"h", L"--mask", L"a"}, "METHOD, HOST and PATH are required"},
-      {"a value that is missing", {L"GET", L"h", L"/", L"--send"}, "--send needs a value"},
-      {"a value that is empty", {L"GET", L"h", L"/", L"--json", L""}, "--json needs a value"},
+      {"a missing value", {L"GET", L"h", L"/", L"--send"}, "--send requires a value"},
+      {"an empty value", {L"GET", L"h", L"/", L"--json", L""}, "--json requires a value"},
       {"a method with a blank", {L"GET /", L"h", L"/"}, "the method must consist of letters, not 'GET /'"},
       {"an empty host",
        {L"GET", L"", L"/"},
@@ -104,7 +104,7 @@ TEST(SignedRequestOptions, RejectInvalidArguments) {
        "a request can have parameters or a JSON body, not both"},
       {"a body of a query",
        {L"GET", L"h", L"/", L"--json", L"{}"},
-       "--json needs a request with a body, not GET"},
+       "--json requires a request with a body, not GET"},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
@@ -140,12 +140,12 @@ TEST(SignedRequestOptions, HelpListsEveryArgument) {
 TEST(SignedRequestOptions, HelpListsEveryExitCode) {
   EXPECT_THAT(RunExample({L"--help"}).out,
               ::testing::EndsWith("\nExit codes\n"
-                                  "  0  the request was shown and, if sent, answered with success\n"
+                                  "  0  the request was shown and, if sent, the response was a success\n"
                                   "  1  any other failure\n"
                                   "  2  unknown option or invalid value\n"
                                   "  3  host or keys not configured\n"
                                   "  4  request not signed\n"
-                                  "  5  request not sent, or no answer\n"
+                                  "  5  request not sent, or no response\n"
                                   "  6  the service refused the request (401)\n"
                                   "  7  the service returned another status\n"));
 }

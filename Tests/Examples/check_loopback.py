@@ -105,7 +105,7 @@ def expect(name, actual, expected):
 
 def sections(output):
     """Splits what the program printed at its headings."""
-    headings = ("Signed text", "Request", "Parameters for display", "Answer")
+    headings = ("Signed text", "Request", "Parameters for display", "Response")
     found = {}
     for heading in headings:
         start = output.find(f"{heading}\n\n".encode())
@@ -186,7 +186,7 @@ def check(wine, program, address):
     for name, arguments in requests.items():
         code, shown = send(name, *arguments)
         expect(f"{name}: exit code", code, 0)
-        expect(f"{name}: answer", shown.get("Answer"), accepted)
+        expect(f"{name}: response", shown.get("Response"), accepted)
         if "Request" in shown and Service.seen:
             check_sent(name, shown["Request"])
 
@@ -196,15 +196,15 @@ def check(wine, program, address):
     expect("masked: shown", shown.get("Parameters for display"), b"passcode=#####&user=a")
     expect("masked: sent", Service.seen[-1][2], b"passcode=123456&user=a")
 
-    code, shown = send("another answer", "DELETE", "auth.kuv.example", "/v1/auth")
-    expect("another answer: exit code", code, 7)
-    expect("another answer: status", shown.get("Answer", b"").split(b"\n")[0], b"503 Service Unavailable")
+    code, shown = send("another response", "DELETE", "auth.kuv.example", "/v1/auth")
+    expect("another response: exit code", code, 7)
+    expect("another response: status", shown.get("Response", b"").split(b"\n")[0], b"503 Service Unavailable")
 
     for setting, wrong, right in (("SKey", KEY + "x", KEY), ("IKey", USER + "X", USER)):
         wine.set(setting, wrong)
         code, shown = send(f"wrong {setting}", "POST", "auth.kuv.example", "/v1/auth", "user=a")
         expect(f"wrong {setting}: exit code", code, 6)
-        expect(f"wrong {setting}: answer", shown.get("Answer"), b'401 Unauthorized\n\n{"stat": "FAIL"}\n')
+        expect(f"wrong {setting}: response", shown.get("Response"), b'401 Unauthorized\n\n{"stat": "FAIL"}\n')
         wine.set(setting, right)
 
 

@@ -65,7 +65,7 @@ void CheckCore(const std::string& bytes, std::uint32_t options) {
     --size;
     Require(!Kuv::Util::EncodeBase64(source.Get(), length, room.data(), &size, options), "refusal");
     Require(std::count(room.begin(), room.end(), '.') == static_cast<std::ptrdiff_t>(room.size()),
-            "nothing is written on refusal");
+            "writes nothing on failure");
     ++size;
   }
   Require(Kuv::Util::EncodeBase64(source.Get(), length, room.data(), &size, options), "acceptance");
@@ -88,7 +88,7 @@ void CheckLength(std::uint64_t length) {
     Require(static_cast<std::uint32_t>(exception.m_hr) == 0x80004005u, "status");
   }
   Require(thrown == (low >= 0x20000000u && low < 0x80000000u), "lengths that throw");
-  Require(text == (low == 1 ? "eA==" : ""), "text of a folded length");
+  Require(text == (low == 1 ? "eA==" : ""), "text of a truncated length");
 }
 
 }  // namespace

@@ -39,7 +39,7 @@ void CheckLength(std::uint64_t length) {
     Require(static_cast<std::uint32_t>(exception.m_hr) == 0x80004005u, "status");
   }
   Require(thrown == (low >= 0x40000000u && low < 0xC0000000u), "lengths that throw");
-  Require(text == (low == 1 ? "78" : ""), "text of a folded length");
+  Require(text == (low == 1 ? "78" : ""), "text of a truncated length");
 }
 
 }  // namespace

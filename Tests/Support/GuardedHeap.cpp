@@ -115,8 +115,8 @@ void Close(void* block, std::uint64_t& entry) {
   if (bytes + size > end || static_cast<std::size_t>(end - bytes - size) >= kAlignment) {
     End("freed an invalid pointer", block, wanted);
   }
-  if (!IsUntouched(memory, bytes)) End("written in front of", block, wanted);
-  if (!IsUntouched(bytes + size, end)) End("written behind", block, wanted);
+  if (!IsUntouched(memory, bytes)) End("write before the block", block, wanted);
+  if (!IsUntouched(bytes + size, end)) End("write after the block", block, wanted);
   entry = kFreed;
   ::VirtualFree(memory, static_cast<std::size_t>(end - memory), MEM_DECOMMIT);
 }

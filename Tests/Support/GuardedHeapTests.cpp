@@ -125,7 +125,7 @@ TEST_F(GuardedHeapTest, DetectsAWriteToTheGapOnFree) {
           Touch(Bytes(block) + size);
           std::free(block);
         },
-        "Guarded heap: written behind");
+        "Guarded heap: write after the block");
     EXPECT_DEATH(Touch(Bytes(block) + (size + 15) / 16 * 16), kCrash);
     std::free(block);
   }
@@ -138,7 +138,7 @@ TEST_F(GuardedHeapTest, DetectsAWriteBeforeABlockOnFree) {
         Touch(Bytes(block) - 1);
         std::free(block);
       },
-      "Guarded heap: written in front of");
+      "Guarded heap: write before the block");
   std::free(block);
 }
 

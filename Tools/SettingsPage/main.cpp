@@ -24,7 +24,7 @@ The settings are registry values in two keys:
 | Key | Written by |
 |---|---|
 | `HKLM\Software\Policies\Kuvant\KuvCredProv` | group policy |
-| `HKLM\Software\Kuvant\KuvCredProv` | you or the installer, on the machine itself |
+| `HKLM\Software\Kuvant\KuvCredProv` | you or your deployment tool, on the machine itself |
 
 32-bit programs load the 32-bit filter, which reads a separate local key, `HKLM\Software\WOW6432Node\Kuvant\KuvCredProv`.
 Both filters read the same policy key.

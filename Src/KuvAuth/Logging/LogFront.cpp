@@ -10,7 +10,7 @@ constinit std::shared_ptr<Kuv::LogSystem> g_logSystem;
 namespace {
 
 // Each function on the stack when a handler enters the kernel costs a mispredicted return afterwards. The
-// compiler does not inline this one on its own because of its buffer.
+// compiler does not inline this one by itself because of its buffer.
 template <typename Unit>
 KUV_FORCE_INLINE void FormatAndWrite(Kuv::LogSystem* system, const LogRecord& record, const Unit* format,
                                      va_list arguments) {

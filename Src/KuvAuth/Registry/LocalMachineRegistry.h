@@ -20,7 +20,7 @@
 namespace Kuv {
 
 /// An integer of at most 32 bits that is neither `bool` nor `std::uint32_t`, for example `DWORD` or `int`.
-/// Without an overload for these types a call would be ambiguous.
+/// Without an overload for these types, a call would be ambiguous.
 template <typename Number>
 concept OtherSmallInteger = std::integral<Number> && !std::same_as<Number, bool> &&
                             !std::same_as<Number, std::uint32_t> && sizeof(Number) <= sizeof(std::uint32_t);

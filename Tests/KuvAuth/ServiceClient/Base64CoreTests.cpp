@@ -14,7 +14,7 @@ using Kuv::Util::EncodeBase64;
 constexpr std::uint32_t kNoPadding = 1;
 constexpr std::uint32_t kNoBreaks = 2;
 
-// Encodes that many zero bytes into a buffer of exactly the text's size.
+// Encodes `length` zero bytes into a buffer of exactly the text's size.
 std::string EncodeZeros(std::int32_t length, std::uint32_t options) {
   const std::string source(static_cast<std::size_t>(length), '\0');
   auto size = static_cast<std::int32_t>(Base64Size(length, options));

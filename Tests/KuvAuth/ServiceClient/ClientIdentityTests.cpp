@@ -158,7 +158,7 @@ TEST_F(OptionFields, UsernameFormatIsReadAtEachCallAndNtlmByDefault) {
     EXPECT_EQ(BuildUsernameFormatField(), field);
   }
   registry.Policy().SetDword(L"UsernameFormatForService", 2);
-  EXPECT_EQ(BuildUsernameFormatField(), "; UsernameFormat: UPN") << "the policy wins";
+  EXPECT_EQ(BuildUsernameFormatField(), "; UsernameFormat: UPN") << "the policy value takes precedence";
   EXPECT_EQ(log.Lines(), LogLines{});
 }
 

@@ -61,7 +61,7 @@ TEST(CalculateHmac, OfNoDataIsTheHmacOfTheEmptyMessage) {
 }
 
 TEST(CalculateHmac, OfAnEmptyKeyFollowsTheStandard) {
-  if (KuvTest::RunsUnderWine()) GTEST_SKIP() << "Wine's CryptoAPI gives another value for an empty key";
+  if (KuvTest::RunsUnderWine()) GTEST_SKIP() << "Wine's CryptoAPI returns another value for an empty key";
   // Python: hmac.new(b"", b"", "sha1")
   EXPECT_EQ(Hex(CalculateHmac("", "")), "fbdb1d1b18aa6c08324b7d64b71fb76370690e1d");
 }

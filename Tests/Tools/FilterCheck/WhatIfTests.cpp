@@ -152,7 +152,7 @@ TEST_F(WhatIf, CopiesNoByteOfASecretOfAnotherType) {
       {"with zeros", REG_BINARY, std::string{"s\0\0t", 4}, std::string{"x\0\0x", 4}},
       {"nothing but zeros", REG_BINARY, std::string(3, '\0'), std::string(3, '\0')},
       {"8-bit text as text", REG_SZ, "sEcret", std::string{"x\0x\0x\0", 6}},
-      {"a byte behind the text", REG_SZ, std::string{"s\0t", 3}, std::string{"x\0x", 3}},
+      {"a byte after the text", REG_SZ, std::string{"s\0t", 3}, std::string{"x\0x", 3}},
       {"other letters", REG_SZ, std::string{"\xE9\0\x16\x04 \0\t\0\0\0", 10},
        std::string{"x\0x\0 \0\t\0\0\0", 10}},
       {"text to expand", REG_EXPAND_SZ, std::string{"\xE9\x01 \0", 4}, std::string{"xxx\0", 4}},

@@ -24,7 +24,7 @@ def errors(value, schema, root=None, where="$"):
         return [f"{where}: {value!r} is none of {schema['enum']}"]
     expected = TYPES.get(schema.get("type"))
     if expected and (not isinstance(value, expected) or (expected is int and isinstance(value, bool))):
-        return [f"{where}: {value!r} is no {schema['type']}"]
+        return [f"{where}: {value!r} is not of type {schema['type']}"]
     found = []
     if isinstance(value, dict):
         properties = schema.get("properties", {})

@@ -39,8 +39,7 @@ void JudgeOverridden(const JudgedSettings& settings, Findings& findings) {
     findings.push_back({"setting.empty-policy-overrides-local", Severity::Warning, name,
                         "The policy value of " + name + " is empty and overrides the local value.",
                         "To use the local value, set the policy setting to Not Configured. Otherwise, enter "
-                        "a value in the policy "
-                        "setting."});
+                        "a value in the policy setting."});
   }
 }
 

@@ -54,8 +54,8 @@ void JudgeAbsence(const RegisteredFilter& filter, const RegisteredFilter& otherV
          otherView.module
              ? "The filter is registered for 32-bit programs only, but the logon screen is a 64-bit "
                "program. Windows does not load the filter, so the second factor is not required."
-             : "The filter is not registered. Windows does not load it, so the second factor is "
-               "not required.",
+             : "The filter is not registered. Windows does not load it, so the second factor is not "
+               "required.",
          "Register the filter: run %SystemRoot%\\System32\\regsvr32.exe with the path of "
          "KuvCredFilter.dll."});
   } else if (otherView.module) {
@@ -83,11 +83,10 @@ void JudgeModule(const RegisteredFilter& filter, Findings& findings) {
   } else if (filter.sameAsBeside == false) {
     findings.push_back(
         {"registration.other-module", Severity::Warning, ViewName(filter.wow64),
-         "The registered module is not the DLL that was installed with this program, so it may "
-         "be another version: " +
+         "The registered module is not the DLL that was installed with this program, so it may be "
+         "another version: " +
              module + ".",
-         "Run the KuvFilterCheck of the installed version, or register the DLL next to this "
-         "program."});
+         "Run the KuvFilterCheck of the installed version, or register the DLL next to this program."});
   }
 }
 
@@ -122,16 +121,14 @@ void JudgeOtherFilter(const OtherFilter& other, Findings& findings) {
                                                   : "its module does not exist: " + other.module + "."),
                         "If its product is uninstalled, delete the entry from the list."});
   } else if (ParseIdentifier(other.identifier) != kStockFilter) {
-    findings.push_back({"registration.other-filter", Severity::Note, subject,
-                        "Another filter is in " + where + ": " + other.module +
-                            ". Windows calls the filters one after the other, and each can change the result "
-                            "of those before it. "
-                            "In a protected or unprotected scenario, the Kuv filter decides on every "
-                            "provider, so it may show "
-                            "one that an earlier filter hid. A later filter may hide a Kuv provider, or show "
-                            "one that the Kuv "
-                            "filter hid.",
-                        "Check the logon screen itself: this report covers the Kuv filter only."});
+    findings.push_back(
+        {"registration.other-filter", Severity::Note, subject,
+         "Another filter is in " + where + ": " + other.module +
+             ". Windows calls the filters one after the other, and each can change the result "
+             "of those before it. In a protected or unprotected scenario, the Kuv filter decides "
+             "on every provider, so it may show one that an earlier filter hid. A later filter "
+             "may hide a Kuv provider, or show one that the Kuv filter hid.",
+         "Check the logon screen itself: this report covers the Kuv filter only."});
   }
 }
 
@@ -139,8 +136,7 @@ void JudgePlatform(const Registration& registration, Findings& findings) {
   if (!registration.kuvProviderInstalled) {
     findings.push_back({"provider.kuv-missing", Severity::Problem, IdentifierText(CLSID_KuvCredProv),
                         "The Kuv credential provider is not installed, so no one is asked for the second "
-                        "factor. Without any "
-                        "Kuv provider, the filter changes nothing.",
+                        "factor. Without any Kuv provider, the filter changes nothing.",
                         "Install the Kuv credential provider."});
   }
   if (registration.kuvProviderExcluded) {

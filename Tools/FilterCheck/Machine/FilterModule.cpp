@@ -30,7 +30,7 @@ std::wstring Expanded(const std::wstring& text) {
   return length == 0 || length > std::size(expanded) ? text : std::wstring{expanded};
 }
 
-// Replaces variables that have another value in a 32-bit program with those of such a program.
+// Replaces variables whose values differ in 32-bit programs by the variables of 32-bit programs.
 std::wstring WithVariablesOf32Bit(std::wstring text) {
   for (const std::wstring_view variable : {L"%ProgramFiles%", L"%CommonProgramFiles%"}) {
     if (StartsWithoutCase(text, variable)) return text.insert(variable.size() - 1, L"(x86)");

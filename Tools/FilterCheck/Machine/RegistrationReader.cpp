@@ -180,7 +180,7 @@ bool NamesKuvProvider(const std::wstring& list) {
   return false;
 }
 
-// The policy template of Windows writes to the first key. The second key holds the exclusions.
+// The policy template of Windows writes to the first key. The second key contains the exclusions.
 std::string DefaultProvider() {
   for (const wchar_t* const policies : {kSystemPolicies, kExclusionPolicies}) {
     const std::wstring provider =

@@ -48,9 +48,8 @@ struct RegisteredFilter {
   std::string threadingModel;
   bool inFilterList;
   bool moduleExists;
-  bool architectureFits;  ///< only for an existing module
-  std::optional<bool>
-      sameAsBeside;  ///< the file is the DLL installed with this program; no value without one
+  bool architectureFits;             ///< only for an existing module
+  std::optional<bool> sameAsBeside;  ///< the file is the DLL of this program; no value without that DLL
 };
 
 /// Another filter in the list of filters.

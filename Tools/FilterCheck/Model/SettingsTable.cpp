@@ -110,9 +110,9 @@ constexpr std::array kSettings{
          "Host name of the second-factor service, followed by `:port` if the port is not 443. Without this "
          "setting, the second factor is not required.",
          "White space is removed. The first colon separates the port, so an IPv6 address is not possible. "
-         "With a port of 0 or without digits, the second factor is not required. Of a port above 65,535, "
-         "only the low 16 bits are used. A value of another type or with more than 1,023 characters is "
-         "ignored."),
+         "With a port of 0 or without digits, the second factor is not required. If the port is above "
+         "65,535, only its low 16 bits are used. A value of another type or with more than 1,023 characters "
+         "is ignored."),
     Text("IKey", RecordText<&Configuration::IKey>,
          "Client identifier at the service. Without this setting, the second factor is not required."),
     Text("SKey", SetOrNotSet,

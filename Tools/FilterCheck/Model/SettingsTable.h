@@ -28,7 +28,7 @@ enum class Effect : std::uint8_t { AtOnce, NextClassObject, NextProcess, NextLog
 /// The largest text and the largest list that the library accepts, in bytes.
 inline constexpr std::uint32_t kMostTextBytes = 1024;
 inline constexpr std::uint32_t kMostListBytes = 760;
-/// The number of identifiers of 38 characters that fit into such a list.
+/// The number of identifiers of 38 characters that fit into the largest list.
 inline constexpr std::uint32_t kMostProviders = 9;
 
 /// One setting. Tests compare the check, the reference page and the policy template with this table, and the
