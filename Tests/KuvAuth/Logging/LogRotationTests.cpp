@@ -11,12 +11,14 @@
 #include "Support/DebuggerStream.h"
 #include "Support/ImportHook.h"
 #include "Support/LogCapture.h"
+#include "Support/RecordedFileCalls.h"
 #include "Support/TempFolder.h"
 
 namespace {
 
 using KuvTest::DebuggerStream;
 using KuvTest::ReadFileBytes;
+using KuvTest::RecordedFileCalls;
 using KuvTest::TempFolder;
 using KuvTest::WriteFileBytes;
 
@@ -34,37 +36,6 @@ class LogRotation : public ::testing::Test {
 
   TempFolder folder;
   DebuggerStream stream;
-};
-
-// Replaces the file system and records the calls.
-class RecordedFileCalls {
- public:
-  RecordedFileCalls() {
-    attributes_.Answer([this](const wchar_t*, GET_FILEEX_INFO_LEVELS level, void* data) {
-      EXPECT_EQ(level, GetFileExInfoStandard);
-      auto* const file = static_cast<WIN32_FILE_ATTRIBUTE_DATA*>(data);
-      file->nFileSizeHigh = static_cast<DWORD>(size >> 32);
-      file->nFileSizeLow = static_cast<DWORD>(size);
-      return found;
-    });
-    delete_.Answer([this](const wchar_t* name) {
-      calls.push_back(std::wstring{L"delete "} + name);
-      return FALSE;
-    });
-    move_.Answer([this](const wchar_t* from, const wchar_t* to, DWORD flags) {
-      calls.push_back(std::wstring{from} + L" -> " + to + L" " + std::to_wstring(flags));
-      return FALSE;
-    });
-  }
-
-  std::uint64_t size = 2048;
-  BOOL found = TRUE;
-  Names calls;
-
- private:
-  KuvTest::ImportHook<decltype(&::GetFileAttributesExW)> attributes_{"GetFileAttributesExW"};
-  KuvTest::ImportHook<decltype(&::DeleteFileW)> delete_{"DeleteFileW"};
-  KuvTest::ImportHook<decltype(&::MoveFileExW)> move_{"MoveFileExW"};
 };
 
 // The files "kuv.log" and "kuvNN.log" by name with their content, which the live file has for "live".
