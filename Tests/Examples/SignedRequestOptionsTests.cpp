@@ -62,6 +62,13 @@ TEST(SignedRequestOptions, ParseAnAddress) {
   }
 }
 
+void ExpectRejected(const std::vector<std::wstring>& arguments, const std::string& message) {
+  const ExampleRun run = RunExample(arguments);
+  EXPECT_EQ(run.exitCode, 2);
+  EXPECT_EQ(run.err, "KuvSignedRequest: " + message + "; --help lists the arguments\n");
+  EXPECT_EQ(run.out, "");
+}
+
 TEST(SignedRequestOptions, RejectInvalidArguments) {
   struct {
     const char* name;
@@ -108,22 +115,16 @@ TEST(SignedRequestOptions, RejectInvalidArguments) {
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
-    const ExampleRun run = RunExample(row.arguments);
-    EXPECT_EQ(run.exitCode, 2);
-    EXPECT_EQ(run.err, "KuvSignedRequest: " + std::string{row.message} + "; --help lists the arguments\n");
-    EXPECT_EQ(run.out, "");
+    ExpectRejected(row.arguments, row.message);
   }
 }
 
 TEST(SignedRequestOptions, RejectAnInvalidAddress) {
-  for (const char* const text : {"127.0.0.1:80", "ftp://kuv.example", "http://", "http://user@kuv.example",
+  for (const std::string text : {"127.0.0.1:80", "ftp://kuv.example", "http://", "http://user@kuv.example",
                                  "http://kuv.example/path", "http://kuv.example/?a=1", "http://h:99999"}) {
     SCOPED_TRACE(text);
-    const std::string narrow = text;
-    const ExampleRun run = RunExample({L"GET", L"h", L"/", L"--send", {narrow.begin(), narrow.end()}});
-    EXPECT_EQ(run.exitCode, 2);
-    EXPECT_EQ(run.err, "KuvSignedRequest: --send must be http://NAME[:PORT] or https://NAME[:PORT], not '" +
-                           narrow + "'; --help lists the arguments\n");
+    ExpectRejected({L"GET", L"h", L"/", L"--send", {text.begin(), text.end()}},
+                   "--send must be http://NAME[:PORT] or https://NAME[:PORT], not '" + text + "'");
   }
 }
 

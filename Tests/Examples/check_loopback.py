@@ -12,10 +12,13 @@ import hashlib
 import hmac
 import http.server
 import os
-import subprocess
+import pathlib
 import sys
 import threading
 import urllib.parse
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "Support"))
+from wine_prefix import FAILURES, Prefix, expect, finish  # noqa: E402  after the path to it
 
 SETTINGS = r"HKLM\Software\Kuvant\KuvCredProv"
 USER = "SAMPLECLIENTIDENTIFIER"
@@ -70,39 +73,6 @@ class Service(http.server.BaseHTTPRequestHandler):
         pass
 
 
-class Wine:
-    """Runs programs in the prefix."""
-
-    def __init__(self, script, prefix):
-        self.command = [script, prefix]
-
-    def run(self, *arguments):
-        result = subprocess.run(
-            [*self.command, *arguments],
-            stdin=subprocess.DEVNULL,
-            stdout=subprocess.PIPE,
-            stderr=subprocess.PIPE,
-            timeout=TIMEOUT,
-        )
-        return result.returncode, result.stdout, result.stderr
-
-    def must(self, *arguments):
-        code, _, errors = self.run(*arguments)
-        if code != 0:
-            sys.exit(f"check_loopback: {arguments} ended with {code}: {errors.decode('utf-8', 'replace')}")
-
-    def set(self, name, value):
-        self.must("reg", "add", SETTINGS, "/v", name, "/d", value, "/f")
-
-
-FAILURES = []
-
-
-def expect(name, actual, expected):
-    if actual != expected:
-        FAILURES.append(f"{name}:\n  {actual!r}\ninstead of\n  {expected!r}")
-
-
 def sections(output):
     """Splits what the program printed at its headings."""
     headings = ("Signed text", "Request", "Parameters for display", "Response")
@@ -143,23 +113,20 @@ def main():
     threading.Thread(target=server.serve_forever, daemon=True).start()
     address = f"http://127.0.0.1:{server.server_port}"
 
-    wine = Wine(given.wine, given.prefix)
-    wine.must("--start")
-    try:
+    with Prefix(given.wine, given.prefix) as wine:
         check(wine, given.program, address)
         server.shutdown()
         server.server_close()
         code, _, errors = wine.run(given.program, "GET", "auth.kuv.example", "/", "--send", address)
         expect("no service: exit code", code, 5)
         expect("no service: error", errors.split(b" failed")[0], b"KuvSignedRequest: WinHttpSendRequest")
-    finally:
-        wine.run("--stop")
-    if FAILURES:
-        sys.exit("check_loopback: " + "\ncheck_loopback: ".join(FAILURES))
-    print(f"check_loopback: {len(Service.seen)} requests were answered as expected")
+    finish("check_loopback", f"{len(Service.seen)} requests were answered as expected")
 
 
 def check(wine, program, address):
+    def write(name, value):
+        wine.must("reg", "add", SETTINGS, "/v", name, "/d", value, "/f")
+
     def send(name, *arguments):
         code, output, errors = wine.run(program, *arguments, "--send", address)
         if errors:
@@ -173,7 +140,7 @@ def check(wine, program, address):
     expect("without settings: error", errors.startswith(b"KuvSignedRequest: Host, IKey and SKey must all be set"), True)
 
     for setting, value in (("Host", "auth.kuv.example"), ("IKey", USER), ("SKey", KEY)):
-        wine.set(setting, value)
+        write(setting, value)
 
     accepted = b'200 OK\n\n{"stat": "OK"}\n'
     requests = {
@@ -201,11 +168,11 @@ def check(wine, program, address):
     expect("another response: status", shown.get("Response", b"").split(b"\n")[0], b"503 Service Unavailable")
 
     for setting, wrong, right in (("SKey", KEY + "x", KEY), ("IKey", USER + "X", USER)):
-        wine.set(setting, wrong)
+        write(setting, wrong)
         code, shown = send(f"wrong {setting}", "POST", "auth.kuv.example", "/v1/auth", "user=a")
         expect(f"wrong {setting}: exit code", code, 6)
         expect(f"wrong {setting}: response", shown.get("Response"), b'401 Unauthorized\n\n{"stat": "FAIL"}\n')
-        wine.set(setting, right)
+        write(setting, right)
 
 
 if __name__ == "__main__":

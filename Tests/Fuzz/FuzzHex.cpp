@@ -25,28 +25,12 @@ std::string PlainDecode(const std::string& text) {
   return bytes;
 }
 
-// A length other than that of the one-byte buffer must be rejected before anything is read.
-void CheckLength(std::uint64_t length) {
-  const std::uint64_t low = length % 0x100000000u;
-  if (low < 0x40000000u && low > 1) return;
-  const ExactCopy byte{"x"};
-  bool thrown = false;
-  std::string text;
-  try {
-    text = Kuv::Util::AtlHexEncode(byte.Get(), length);
-  } catch (const CAtlException& exception) {
-    thrown = true;
-    Require(static_cast<std::uint32_t>(exception.m_hr) == 0x80004005u, "status");
-  }
-  Require(thrown == (low >= 0x40000000u && low < 0xC0000000u), "lengths that throw");
-  Require(text == (low == 1 ? "78" : ""), "text of a truncated length");
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   FuzzedDataProvider input{data, size};
-  CheckLength(input.ConsumeIntegral<std::uint64_t>());
+  KuvFuzz::CheckLength(Kuv::Util::AtlHexEncode, input.ConsumeIntegral<std::uint64_t>(), 0x40000000,
+                       0xC0000000, "78");
   const std::string bytes = input.ConsumeRemainingBytesAsString();
   const ExactCopy source{bytes};
   const std::string text = Kuv::Util::AtlHexEncode(source.Get(), bytes.size());

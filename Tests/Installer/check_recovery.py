@@ -10,9 +10,11 @@ import json
 import pathlib
 import re
 import shutil
-import subprocess
 import sys
 import tempfile
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "Support"))
+from wine_prefix import Prefix  # noqa: E402  after the path to it
 
 FILTER = "{3F6A1C92-7E40-4B1D-A6C3-52D9E07B11F4}"
 OTHER = "{00000000-0000-0000-0000-000000000001}"
@@ -25,21 +27,10 @@ VIEWS = ("", "WOW6432Node\\")
 ROOTS = (r"HKLM\SOFTWARE", r"HKLM\OFFLINE")
 
 
-class Machine:
+class Machine(Prefix):
     def __init__(self, given):
-        self.wine = [given.wine, given.prefix]
+        super().__init__(given.wine, given.prefix)
         self.bin = given.bin
-        self.drive = pathlib.Path(given.prefix) / "drive_c"
-
-    def run(self, *command):
-        return subprocess.run([*self.wine, *command], capture_output=True, text=True, check=False,
-                              stdin=subprocess.DEVNULL)
-
-    def must(self, *command):
-        result = self.run(*command)
-        if result.returncode != 0:
-            raise SystemExit(f"{command} failed: {result.stdout}{result.stderr}")
-        return result.stdout
 
     def cmd(self, line):
         """Runs a line of the page like a command prompt: the arguments without their quotes."""
@@ -47,7 +38,8 @@ class Machine:
 
     def listed(self, root, view):
         """Returns the entries of a list of filters."""
-        return re.findall(r"\\(\{[^\\}]+\})\s*$", self.must("reg", "query", rf"{root}\{view}{LIST}"), re.MULTILINE)
+        output = self.must("reg", "query", rf"{root}\{view}{LIST}").decode("ascii")
+        return re.findall(r"\\(\{[^\\}]+\})\s*$", output, re.MULTILINE)
 
     def merge(self, keys):
         """Imports a registry file that creates keys, or removes those that begin with a minus."""
@@ -131,15 +123,13 @@ def main():
     for option in ("bin", "source"):
         parser.add_argument("--" + option, required=True, type=pathlib.Path)
     given = parser.parse_args()
-    machine = Machine(given)
     page = (given.source / "Docs/Recovery.md").read_text(encoding="utf-8")
-    machine.must("--start")
-    try:
-        check(machine, page, str(given.source / "Packaging/Recovery/RemoveFilter.reg"),
-              str(given.source / "Tools/FilterHost/Sample.reg"))
-    finally:
-        tidy(machine)
-        machine.run("--stop")
+    with Machine(given) as machine:
+        try:
+            check(machine, page, str(given.source / "Packaging/Recovery/RemoveFilter.reg"),
+                  str(given.source / "Tools/FilterHost/Sample.reg"))
+        finally:
+            tidy(machine)
 
 
 if __name__ == "__main__":

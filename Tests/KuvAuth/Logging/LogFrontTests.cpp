@@ -1,6 +1,7 @@
 #include "KuvAuth/Logging/LogFront.h"
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -171,60 +172,45 @@ TEST(LogString, WritesTextUnformattedUnlessItIsEmptyOrBelowTheMinimumLevel) {
   EXPECT_EQ(log.Lines(), (LogLines{{LogLevel::Info, "100%s %d"}, {LogLevel::Info, "100%s %d"}}));
 }
 
-TEST(LogTo, WritesToTheGivenSystemOnly) {
+TEST(LogToAndLogFormatTo, WriteToTheGivenSystemOnly) {
   const LineClock clock;
-  LogCapture main;
-  RecordedSystem other;
-  other.system.locationLevel = LogLevel::Info;
-  LogTo(Record(LogLevel::Info), other.system, L"100%s");
-  EXPECT_EQ(other.Line(), LineClock::TimeAndIds() + L"file.cpp(42) [Info] 100%s\r\n");
-  EXPECT_TRUE(main.RawLines().empty());
-}
-
-TEST(LogTo, DropsNullAndWhatIsBelowTheMinimumLevel) {
-  RecordedSystem other{LogLevel::Info};
-  LogTo(Record(LogLevel::Info), other.system, nullptr);
-  LogTo(Record(LogLevel::Debug), other.system, L"dropped");
-  EXPECT_TRUE(other.handler->wide.empty());
-}
-
-TEST(LogTo, WritesALineForAnEmptyText) {
-  const LineClock clock;
-  RecordedSystem other;
-  LogTo(Record(LogLevel::Info), other.system, L"");
-  EXPECT_EQ(other.Line(), LineClock::TimeAndIds() + L"[Info] \r\n");
-}
-
-TEST(LogFormatTo, WritesToTheGivenSystemOnly) {
-  const LineClock clock;
-  LogCapture main;
-  RecordedSystem other;
-  LogFormatTo(Record(LogLevel::Warning), other.system, L"%s %S", L"wide", "narrow");
-  EXPECT_EQ(other.Line(), LineClock::TimeAndIds() + L"[Warning] wide narrow\r\n");
-  EXPECT_TRUE(main.RawLines().empty());
-}
-
-TEST(LogFormatTo, DropsANullFormatAndWhatIsBelowTheMinimumLevel) {
-  RecordedSystem other{LogLevel::Info};
-  LogFormatTo(Record(LogLevel::Info), other.system, nullptr);
-  LogFormatTo(Record(LogLevel::Debug), other.system, L"%S", reinterpret_cast<const char*>(std::uintptr_t{1}));
-  EXPECT_TRUE(other.handler->wide.empty());
-}
-
-TEST(LogFormatTo, TruncatesALongMessageToALine) {
-  const LineClock clock;
-  const std::wstring prefix = LineClock::TimeAndIds() + L"[Info] ";
-  RecordedSystem other;
-  LogFormatTo(Record(LogLevel::Info), other.system, L"%s", std::wstring(5000, L'w').c_str());
-  EXPECT_EQ(other.Line(), prefix + std::wstring(2045 - 2 * prefix.size(), L'w') + L"\r\n");
-}
-
-TEST(LogFormatTo, WritesALineWithoutMessageIfFormattingFails) {
-  const LineClock clock;
-  RecordedSystem other;
+  const std::wstring start = LineClock::TimeAndIds();
+  const std::wstring info = start + L"[Info] ";
+  const std::wstring text(5000, L'w');
   const wchar_t* const unfinished = L"before %";
-  LogFormatTo(Record(LogLevel::Info), other.system, unfinished);
-  EXPECT_EQ(other.Line(), LineClock::TimeAndIds() + L"[Info] \r\n");
+  // A formatted call would read this as text.
+  const char* const noText = reinterpret_cast<const char*>(std::uintptr_t{1});
+  constexpr LogRecord kInfo = Record(LogLevel::Info);
+  const struct {
+    const char* name;
+    std::function<void(Kuv::LogSystem&)> write;
+    std::wstring line;  // empty: no line
+  } rows[] = {
+      {"empty text", [&](auto& log) { LogTo(kInfo, log, L""); }, info + L"\r\n"},
+      {"null text", [&](auto& log) { LogTo(kInfo, log, nullptr); }, L""},
+      {"text below", [&](auto& log) { LogTo(Record(LogLevel::Debug), log, L"dropped"); }, L""},
+      {"format", [&](auto& log) { LogFormatTo(Record(LogLevel::Warning), log, L"%s %S", L"wide", "narrow"); },
+       start + L"[Warning] wide narrow\r\n"},
+      {"null format", [&](auto& log) { LogFormatTo(kInfo, log, nullptr); }, L""},
+      {"format below", [&](auto& log) { LogFormatTo(Record(LogLevel::Debug), log, L"%S", noText); }, L""},
+      {"long text", [&](auto& log) { LogFormatTo(kInfo, log, L"%s", text.c_str()); },
+       info + text.substr(0, 2045 - 2 * info.size()) + L"\r\n"},
+      {"failed format", [&](auto& log) { LogFormatTo(kInfo, log, unfinished); }, info + L"\r\n"},
+      {"location",
+       [&](auto& log) {
+         log.locationLevel = LogLevel::Info;
+         LogTo(kInfo, log, L"100%s");
+       },
+       start + L"file.cpp(42) [Info] 100%s\r\n"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    LogCapture main;
+    RecordedSystem other{LogLevel::Info};
+    row.write(other.system);
+    EXPECT_EQ(other.handler->wide.empty() ? L"" : other.Line(), row.line);
+    EXPECT_TRUE(main.RawLines().empty());
+  }
 }
 
 }  // namespace

@@ -35,6 +35,11 @@ class FileLoggerTest : public ::testing::Test {
   std::wstring path = folder.Path(L"kuv.log");
 };
 
+class OpenedFileLogger : public FileLoggerTest {
+ protected:
+  std::unique_ptr<FileLogger> logger = OpenFileLogger(path, 0, 0);
+};
+
 TEST(DebugLogger, WritesEitherWidthToTheDebuggerStream) {
   DebuggerStream stream;
   DebugLogger logger;
@@ -77,8 +82,7 @@ TEST_F(FileLoggerTest, OpensForSharedAppendingWithWriteThrough) {
   EXPECT_EQ(pattern, nullptr);
 }
 
-TEST_F(FileLoggerTest, StartsWithAnOpenFileAndAZeroedBuffer) {
-  const auto logger = OpenFileLogger(path, 0, 0);
+TEST_F(OpenedFileLogger, StartsWithAnOpenFileAndAZeroedBuffer) {
   ASSERT_NE(logger, nullptr);
   EXPECT_NE(logger->file, INVALID_HANDLE_VALUE);
   static_assert(sizeof(logger->scratch) == 4096);
@@ -110,34 +114,30 @@ TEST_F(FileLoggerTest, IsNullIfAnotherHandleAllowsNoSharing) {
   EXPECT_EQ(OpenFileLogger(path, 0, 0), nullptr);
 }
 
-TEST_F(FileLoggerTest, WritesAnAsciiLineUnchanged) {
-  const auto logger = OpenFileLogger(path, 0, 0);
+TEST_F(OpenedFileLogger, WritesAnAsciiLineUnchanged) {
   logger->LogWrite(LogLevel::Trace, L"06/02/25 text\r\n");
   EXPECT_EQ(Content(), "06/02/25 text\r\n");
   logger->LogWrite(LogLevel::Critical, L"next\r\n");
   EXPECT_EQ(Content(), "06/02/25 text\r\nnext\r\n");
 }
 
-TEST_F(FileLoggerTest, WritesEachTextWithOneCallAndWithoutItsTerminator) {
-  const auto logger = OpenFileLogger(path, 0, 0);
+TEST_F(OpenedFileLogger, WritesEachTextWithOneCallAndWithoutItsTerminator) {
   KUV_IMPORT_HOOK(write, WriteFile);
   logger->LogWrite(LogLevel::Info, L"abc\r\n");
   logger->LogWrite(LogLevel::Info, "wxyz");
   ASSERT_EQ(write.CallCount(), 2u);
-  const auto& [file, bytes, count, written, overlapped] = write.Calls()[0];
-  EXPECT_EQ(file, logger->file);
-  EXPECT_EQ(bytes, static_cast<const void*>(logger->scratch));
-  EXPECT_EQ(count, 5u);
-  EXPECT_NE(written, nullptr);
-  EXPECT_EQ(overlapped, nullptr);
-  EXPECT_EQ(std::get<0>(write.Calls()[1]), logger->file);
-  EXPECT_EQ(std::get<2>(write.Calls()[1]), 4u);
-  EXPECT_NE(std::get<3>(write.Calls()[1]), nullptr);
-  EXPECT_EQ(std::get<4>(write.Calls()[1]), nullptr);
+  const DWORD counts[] = {5, 4};
+  for (std::size_t i = 0; i < 2; ++i) {
+    const auto& [file, bytes, count, written, overlapped] = write.Calls()[i];
+    EXPECT_EQ(file, logger->file);
+    EXPECT_EQ(count, counts[i]);
+    EXPECT_NE(written, nullptr);
+    EXPECT_EQ(overlapped, nullptr);
+  }
+  EXPECT_EQ(std::get<1>(write.Calls()[0]), static_cast<const void*>(logger->scratch));
 }
 
-TEST_F(FileLoggerTest, WritesNothingForEmptyOrNullTextOrWideTextOutsideAscii) {
-  const auto logger = OpenFileLogger(path, 0, 0);
+TEST_F(OpenedFileLogger, WritesNothingForEmptyOrNullTextOrWideTextOutsideAscii) {
   KUV_IMPORT_HOOK(write, WriteFile);
   for (const wchar_t* const text :
        {L"caf\xE9\r\n", L"\xE9", L"start \x20AC end\r\n", L"\xD83D\xDE00", L"x\x80", L"", kNoWideText}) {
@@ -183,8 +183,7 @@ TEST_F(FileLoggerTest, TruncatesWideTextTo4095Bytes) {
   }
 }
 
-TEST_F(FileLoggerTest, DropsALineThatCannotBeWrittenAndWritesTheNext) {
-  const auto logger = OpenFileLogger(path, 0, 0);
+TEST_F(OpenedFileLogger, DropsALineThatCannotBeWrittenAndWritesTheNext) {
   {
     KUV_IMPORT_HOOK(write, WriteFile);
     write.Answer([](HANDLE, const void*, DWORD, DWORD*, OVERLAPPED*) {
@@ -199,8 +198,7 @@ TEST_F(FileLoggerTest, DropsALineThatCannotBeWrittenAndWritesTheNext) {
   EXPECT_EQ(Content(), "kept\r\n");
 }
 
-TEST_F(FileLoggerTest, FlushFlushesTheFileAndIgnoresFailure) {
-  const auto logger = OpenFileLogger(path, 0, 0);
+TEST_F(OpenedFileLogger, FlushFlushesTheFileAndIgnoresFailure) {
   KUV_IMPORT_HOOK(flush, FlushFileBuffers);
   flush.Answer([](HANDLE) { return FALSE; });
   logger->Flush();
@@ -208,8 +206,7 @@ TEST_F(FileLoggerTest, FlushFlushesTheFileAndIgnoresFailure) {
   EXPECT_EQ(std::get<0>(flush.Calls()[0]), logger->file);
 }
 
-TEST_F(FileLoggerTest, FlushesThenClosesOnceWhenDestroyed) {
-  auto logger = OpenFileLogger(path, 0, 0);
+TEST_F(OpenedFileLogger, FlushesThenClosesOnceWhenDestroyed) {
   const HANDLE file = logger->file;
   std::vector<std::string> events;
   KUV_IMPORT_HOOK(flush, FlushFileBuffers);
@@ -245,20 +242,18 @@ TEST_F(FileLoggerTest, AppendsToAnExistingFile) {
   EXPECT_EQ(Content(), "earlier\r\nlater\r\n");
 }
 
-TEST_F(FileLoggerTest, AppendsAfterAnotherHandleWroteToTheFile) {
-  const auto first = OpenFileLogger(path, 0, 0);
+TEST_F(OpenedFileLogger, AppendsAfterAnotherHandleWroteToTheFile) {
   const auto second = OpenFileLogger(path, 0, 0);
   ASSERT_NE(second, nullptr);
-  first->LogWrite(LogLevel::Info, L"1 long line\r\n");
+  logger->LogWrite(LogLevel::Info, L"1 long line\r\n");
   second->LogWrite(LogLevel::Info, L"2\r\n");
-  first->LogWrite(LogLevel::Info, L"3\r\n");
+  logger->LogWrite(LogLevel::Info, L"3\r\n");
   second->LogWrite(LogLevel::Info, "4\r\n");
   EXPECT_EQ(Content(), "1 long line\r\n2\r\n3\r\n4\r\n");
 }
 
-TEST_F(FileLoggerTest, KeepsTheOtherHandleOpenWhenDestroyed) {
+TEST_F(OpenedFileLogger, KeepsTheOtherHandleOpenWhenDestroyed) {
   const auto other = OpenFileLogger(path, 0, 0);
-  auto logger = OpenFileLogger(path, 0, 0);
   logger->LogWrite(LogLevel::Info, L"1\r\n");
   logger->Flush();
   logger.reset();
@@ -266,8 +261,7 @@ TEST_F(FileLoggerTest, KeepsTheOtherHandleOpenWhenDestroyed) {
   EXPECT_EQ(Content(), "1\r\n2\r\n");
 }
 
-TEST_F(FileLoggerTest, ContinuesToWriteAFileThatWasMoved) {
-  const auto logger = OpenFileLogger(path, 0, 0);
+TEST_F(OpenedFileLogger, ContinuesToWriteAFileThatWasMoved) {
   const std::wstring moved = folder.Path(L"moved.log");
   ASSERT_NE(::MoveFileExW(path.c_str(), moved.c_str(), 0), FALSE);
   logger->LogWrite(LogLevel::Info, L"text\r\n");

@@ -11,12 +11,14 @@
 #include "Support/DebuggerStream.h"
 #include "Support/ImportHook.h"
 #include "Support/LogCapture.h"
+#include "Support/RecordedFileCalls.h"
 #include "Support/TempFolder.h"
 
 namespace {
 
 using KuvTest::DebuggerStream;
 using KuvTest::ReadFileBytes;
+using KuvTest::RecordedFileCalls;
 using KuvTest::TempFolder;
 using KuvTest::WriteFileBytes;
 
@@ -34,39 +36,6 @@ class LogRotation : public ::testing::Test {
 
   TempFolder folder;
   DebuggerStream stream;
-};
-
-// Replaces the file system and records the calls.
-class RecordedFileCalls {
- public:
-  RecordedFileCalls() {
-    attributes_.Answer([this](const wchar_t*, GET_FILEEX_INFO_LEVELS level, void* data) {
-      EXPECT_EQ(level, GetFileExInfoStandard);
-      auto* const found = static_cast<WIN32_FILE_ATTRIBUTE_DATA*>(data);
-      found->nFileSizeHigh = static_cast<DWORD>(size >> 32);
-      found->nFileSizeLow = static_cast<DWORD>(size);
-      return found_;
-    });
-    delete_.Answer([this](const wchar_t* name) {
-      calls.push_back(std::wstring{L"delete "} + name);
-      return FALSE;
-    });
-    move_.Answer([this](const wchar_t* from, const wchar_t* to, DWORD flags) {
-      calls.push_back(std::wstring{from} + L" -> " + to + L" " + std::to_wstring(flags));
-      return FALSE;
-    });
-  }
-
-  void HideTheFile() { found_ = FALSE; }
-
-  std::uint64_t size = 0;
-  Names calls;
-
- private:
-  BOOL found_ = TRUE;
-  KuvTest::ImportHook<decltype(&::GetFileAttributesExW)> attributes_{"GetFileAttributesExW"};
-  KuvTest::ImportHook<decltype(&::DeleteFileW)> delete_{"DeleteFileW"};
-  KuvTest::ImportHook<decltype(&::MoveFileExW)> move_{"MoveFileExW"};
 };
 
 // The files "kuv.log" and "kuvNN.log" by name with their content, which the live file has for "live".
@@ -200,17 +169,6 @@ TEST_F(LogRotation, SplitsAtTheLastOfSeveralDots) {
   EXPECT_EQ(folder.Names(), (Names{L"app.101.log"}));
 }
 
-TEST_F(LogRotation, SplitsAtTheDotOfAFolder) {
-  const std::wstring dotted = folder.Path(L"a.b");
-  ASSERT_NE(::CreateDirectoryW(dotted.c_str(), nullptr), FALSE);
-  PutLive(L"a.b\\log");
-  RecordedFileCalls files;
-  files.size = 2048;
-  Rotate(1, L"a.b\\log");
-  EXPECT_EQ(files.calls, (Names{L"delete " + folder.Path(L"a01.b\\log"),
-                                folder.Path(L"a.b\\log") + L" -> " + folder.Path(L"a01.b\\log") + L" 8"}));
-}
-
 TEST_F(LogRotation, KeepsALiveFileWhoseNumberedPathHasNoFolder) {
   ASSERT_NE(::CreateDirectoryW(folder.Path(L"a.b").c_str(), nullptr), FALSE);
   PutLive(L"a.b\\log");
@@ -219,27 +177,36 @@ TEST_F(LogRotation, KeepsALiveFileWhoseNumberedPathHasNoFolder) {
   EXPECT_EQ(Get(L"a.b\\log").size(), 2048u);
 }
 
-TEST_F(LogRotation, InsertsTheNumberAtTheLastDotOrTheEndOfThePath) {
-  RecordedFileCalls files;
-  files.size = 2048;
-  RotateLogFile(L"log.", 2, 1);
-  RotateLogFile(L".log", 2, 1);
-  RotateLogFile(L"C:\\folder\\log", 2, 1);
-  EXPECT_EQ(files.calls, (Names{L"delete log01.", L"log. -> log01. 8", L"delete 01.log", L".log -> 01.log 8",
-                                L"delete C:\\folder\\log01", L"C:\\folder\\log -> C:\\folder\\log01 8"}));
-}
-
-TEST_F(LogRotation, CallsThePlatformInOrderWithWriteThroughMoves) {
-  RecordedFileCalls files;
-  files.size = 2048;
-  RotateLogFile(L"C:\\kuv.log", 2, 3);
-  EXPECT_EQ(files.calls, (Names{L"delete C:\\kuv03.log", L"C:\\kuv02.log -> C:\\kuv03.log 8",
-                                L"C:\\kuv01.log -> C:\\kuv02.log 8", L"C:\\kuv.log -> C:\\kuv01.log 8"}));
+TEST(RotateLogFile, CallsThePlatformInOrderWithWriteThroughMoves) {
+  const struct {
+    const char* name;
+    const wchar_t* path;
+    std::uint64_t maxCount;
+    Names calls;
+  } rows[] = {
+      {"dot at the end", L"log.", 1, {L"delete log01.", L"log. -> log01. 8"}},
+      {"dot at the start", L".log", 1, {L"delete 01.log", L".log -> 01.log 8"}},
+      {"no dot", L"C:\\x\\log", 1, {L"delete C:\\x\\log01", L"C:\\x\\log -> C:\\x\\log01 8"}},
+      {"dot of a folder",
+       L"C:\\a.b\\log",
+       1,
+       {L"delete C:\\a01.b\\log", L"C:\\a.b\\log -> C:\\a01.b\\log 8"}},
+      {"three files",
+       L"C:\\kuv.log",
+       3,
+       {L"delete C:\\kuv03.log", L"C:\\kuv02.log -> C:\\kuv03.log 8", L"C:\\kuv01.log -> C:\\kuv02.log 8",
+        L"C:\\kuv.log -> C:\\kuv01.log 8"}},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    RecordedFileCalls files;
+    RotateLogFile(row.path, 2, row.maxCount);
+    EXPECT_EQ(files.calls, row.calls);
+  }
 }
 
 TEST_F(LogRotation, NumbersHaveTwoDigitsOrMore) {
   RecordedFileCalls files;
-  files.size = 2048;
   RotateLogFile(L"kuv.log", 2, 100);
   ASSERT_EQ(files.calls.size(), 101u);
   EXPECT_EQ(files.calls[0], L"delete kuv100.log");
@@ -248,26 +215,19 @@ TEST_F(LogRotation, NumbersHaveTwoDigitsOrMore) {
   EXPECT_EQ(files.calls[100], L"kuv.log -> kuv01.log 8");
 }
 
-TEST_F(LogRotation, UsesBothHalvesOfTheSize) {
-  RecordedFileCalls files;
-  files.size = 0x1'0000'0000;
-  RotateLogFile(L"kuv.log", 4194304, 1);
-  EXPECT_EQ(files.calls.size(), 2u);
-  files.calls.clear();
-  files.size = 0xFFFF'FFFF;
-  RotateLogFile(L"kuv.log", 4194304, 1);
-  EXPECT_TRUE(files.calls.empty());
-  files.size = 0x1'0000'0001;
-  RotateLogFile(L"kuv.log", 4194304, 1);
-  EXPECT_EQ(files.calls.size(), 2u);
-}
-
-TEST_F(LogRotation, TreatsAnUnreadableFileAsEmpty) {
-  RecordedFileCalls files;
-  files.size = 1 << 30;
-  files.HideTheFile();
-  RotateLogFile(L"kuv.log", 2, 1);
-  EXPECT_TRUE(files.calls.empty());
+TEST(RotateLogFile, UsesBothHalvesOfTheSizeAndTreatsAnUnreadableFileAsEmpty) {
+  for (const auto& [size, found, calls] :
+       std::initializer_list<std::tuple<std::uint64_t, BOOL, std::size_t>>{{0x1'0000'0000, TRUE, 2},
+                                                                           {0xFFFF'FFFF, TRUE, 0},
+                                                                           {0x1'0000'0001, TRUE, 2},
+                                                                           {1ull << 32, FALSE, 0}}) {
+    SCOPED_TRACE(size);
+    RecordedFileCalls files;
+    files.size = size;
+    files.found = found;
+    RotateLogFile(L"kuv.log", 4194304, 1);
+    EXPECT_EQ(files.calls.size(), calls);
+  }
 }
 
 TEST_F(LogRotation, DoesNothingForAnEmptyPath) {

@@ -26,6 +26,9 @@ const Calls kAllCalls{"AllocateAndInitializeSid",  "LocalAlloc",
                       "SetSecurityDescriptorDacl", "SetSecurityDescriptorControl",
                       "IsValidSecurityDescriptor"};
 
+// In the order of creation: creator, system, administrators, list.
+const Calls kAllReleases{"FreeSid 1", "LocalFree 2", "FreeSid 3", "LocalFree 4"};
+
 TEST(SecurityDescriptor, StartsEmpty) {
   const CSecurityDescriptor object;
   EXPECT_FALSE(object.initialised);
@@ -101,8 +104,7 @@ TEST(SecurityDescriptor, ReleasesItsPartsInOrder) {
     object.GetAdminOnlyDescriptor();
     EXPECT_EQ(platform.releases, Calls{});
   }
-  // In the order of creation: creator, system, administrators, list.
-  EXPECT_EQ(platform.releases, (Calls{"FreeSid 1", "LocalFree 2", "FreeSid 3", "LocalFree 4"}));
+  EXPECT_EQ(platform.releases, kAllReleases);
 }
 
 TEST(SecurityDescriptor, CallsNothingIfDestroyedUnused) {
@@ -117,8 +119,8 @@ TEST(SecurityDescriptor, CallsNothingIfDestroyedUnused) {
 struct FailureRow {
   const char* name;
   std::size_t call;  ///< the failing call; the first is 1
+  std::size_t made;  ///< the parts that exist at that point
   LogLines lines;
-  Calls releases;
 };
 
 void PrintTo(const FailureRow& row, std::ostream* out) {
@@ -147,7 +149,8 @@ TEST_P(SecurityDescriptorFailure, LogsStopsThrowsAndReleases) {
   EXPECT_EQ(platform.calls,
             Calls(kAllCalls.begin(), kAllCalls.begin() + static_cast<std::ptrdiff_t>(row.call)));
   EXPECT_EQ(log.Lines(), row.lines);
-  EXPECT_EQ(platform.releases, row.releases);
+  EXPECT_EQ(platform.releases,
+            Calls(kAllReleases.begin(), kAllReleases.begin() + static_cast<std::ptrdiff_t>(row.made)));
   EXPECT_EQ(platform.releases.size(), platform.made());
 }
 
@@ -156,40 +159,25 @@ LogLines Warning(const char* text) {
 }
 
 const FailureRow kFailures[] = {
-    {"FirstSid",
-     1,
-     Warning("CSecurityDescriptor::GetAdminOnlyDescriptor AllocateAndInitializeSid Error 1314"),
-     {}},
+    {"FirstSid", 1, 0,
+     Warning("CSecurityDescriptor::GetAdminOnlyDescriptor AllocateAndInitializeSid Error 1314")},
     {"SidMemory",
      2,
+     1,
      {{LogLevel::Error,
-       "CSecurityDescriptor::GetAdminOnlyDescriptor Could not allocate memory for security SID"}},
-     {"FreeSid 1"}},
-    {"WellKnownSid",
-     3,
-     Warning("CSecurityDescriptor::GetAdminOnlyDescriptor CreateWellKnownSid Error 1314"),
-     {"FreeSid 1", "LocalFree 2"}},
-    {"LastSid",
-     4,
-     Warning("CSecurityDescriptor::GetAdminOnlyDescriptor AllocateAndInitializeSid Error 1314"),
-     {"FreeSid 1", "LocalFree 2"}},
-    {"Entries",
-     5,
-     Warning("CSecurityDescriptor::GetAdminOnlyDescriptor SetEntriesInAcl Error 1314"),
-     {"FreeSid 1", "LocalFree 2", "FreeSid 3"}},
-    {"Initialize",
-     6,
-     Warning("CSecurityDescriptor::GetAdminOnlyDescriptor InitializeSecurityDescriptor Error 1314"),
-     {"FreeSid 1", "LocalFree 2", "FreeSid 3", "LocalFree 4"}},
-    {"Dacl",
-     7,
-     Warning("CSecurityDescriptor::GetAdminOnlyDescriptor SetSecurityDescriptorDacl Error  1314"),
-     {"FreeSid 1", "LocalFree 2", "FreeSid 3", "LocalFree 4"}},
-    {"Control",
-     8,
-     Warning("CSecurityDescriptor::GetAdminOnlyDescriptor SetSecurityDescriptorControl Error 1314"),
-     {"FreeSid 1", "LocalFree 2", "FreeSid 3", "LocalFree 4"}},
-    {"Invalid", 9, {}, {"FreeSid 1", "LocalFree 2", "FreeSid 3", "LocalFree 4"}},
+       "CSecurityDescriptor::GetAdminOnlyDescriptor Could not allocate memory for security SID"}}},
+    {"WellKnownSid", 3, 2,
+     Warning("CSecurityDescriptor::GetAdminOnlyDescriptor CreateWellKnownSid Error 1314")},
+    {"LastSid", 4, 2,
+     Warning("CSecurityDescriptor::GetAdminOnlyDescriptor AllocateAndInitializeSid Error 1314")},
+    {"Entries", 5, 3, Warning("CSecurityDescriptor::GetAdminOnlyDescriptor SetEntriesInAcl Error 1314")},
+    {"Initialize", 6, 4,
+     Warning("CSecurityDescriptor::GetAdminOnlyDescriptor InitializeSecurityDescriptor Error 1314")},
+    {"Dacl", 7, 4,
+     Warning("CSecurityDescriptor::GetAdminOnlyDescriptor SetSecurityDescriptorDacl Error  1314")},
+    {"Control", 8, 4,
+     Warning("CSecurityDescriptor::GetAdminOnlyDescriptor SetSecurityDescriptorControl Error 1314")},
+    {"Invalid", 9, 4, {}},
 };
 
 INSTANTIATE_TEST_SUITE_P(EachCall, SecurityDescriptorFailure, ::testing::ValuesIn(kFailures),

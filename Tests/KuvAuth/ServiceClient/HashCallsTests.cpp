@@ -150,6 +150,10 @@ struct Failure {
   const char* number;  // the code in the log
 };
 
+void PrintTo(const Failure& row, std::ostream* out) {
+  *out << row.operation << ", step " << row.step;
+}
+
 class HashFailure : public HashCalls, public ::testing::WithParamInterface<Failure> {};
 
 TEST_P(HashFailure, IsLoggedReturnsNothingAndReleasesEverything) {

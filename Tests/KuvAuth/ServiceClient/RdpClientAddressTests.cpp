@@ -87,6 +87,16 @@ class RdpClientAddress : public KuvTest::AddressFixture {
     winStation.record.replace(offset, address.size(), address);
   }
 
+  // Expects this text, these calls and at most one line in the log.
+  void ExpectAddress(const std::string& text, const Events& events, const std::string& error = "") {
+    log.Clear();
+    looked.clear();
+    winStation.events.clear();
+    EXPECT_EQ(GetRdpClientIpAddress(), text);
+    EXPECT_EQ(winStation.events, events);
+    EXPECT_EQ(log.Lines(), error.empty() ? LogLines{} : (LogLines{{LogLevel::Error, error}}));
+  }
+
   const Events kWholeCall{"load", "open", "query", "close", "free"};
   WinStation winStation;
   HMODULE library = kLibrary;
@@ -101,13 +111,9 @@ class RdpClientAddress : public KuvTest::AddressFixture {
 
 TEST_F(RdpClientAddress, FormatsTheAddressOfThePeer) {
   Answer(2, 8, std::string("\xC0\x00\x02\x07", 4));
-  EXPECT_EQ(GetRdpClientIpAddress(), "192.0.2.7");
-  EXPECT_EQ(winStation.events, kWholeCall);
-  winStation.events.clear();
+  ExpectAddress("192.0.2.7", kWholeCall);
   Answer(23, 12, std::string("\x20\x01\x0D\xB8\0\0\0\0\0\0\0\0\0\0\0\x09", 16));
-  EXPECT_EQ(GetRdpClientIpAddress(), "2001:db8::9");
-  EXPECT_EQ(winStation.events, kWholeCall);
-  EXPECT_EQ(log.Lines(), LogLines{});
+  ExpectAddress("2001:db8::9", kWholeCall);
 }
 
 TEST_F(RdpClientAddress, CachesNothingBetweenCalls) {
@@ -121,10 +127,7 @@ TEST_F(RdpClientAddress, CachesNothingBetweenCalls) {
 
 TEST_F(RdpClientAddress, MissingLibraryIsLogged) {
   library = nullptr;
-  EXPECT_EQ(GetRdpClientIpAddress(), "");
-  EXPECT_EQ(log.Lines(),
-            (LogLines{{LogLevel::Error, "Kuv::Util::GetRdpClientIpAddress unable to load winsta.dll"}}));
-  EXPECT_EQ(winStation.events, Events{"load"});
+  ExpectAddress("", {"load"}, "Kuv::Util::GetRdpClientIpAddress unable to load winsta.dll");
   EXPECT_EQ(looked, Events{});
 }
 
@@ -134,36 +137,24 @@ TEST_F(RdpClientAddress, MissingEntryPointIsLoggedAfterAllAreLookedUp) {
     SCOPED_TRACE(entry.first);
     entryPoints = complete;
     entryPoints.erase(entry.first);
-    log.Clear();
-    looked.clear();
-    winStation.events.clear();
-    EXPECT_EQ(GetRdpClientIpAddress(), "");
-    EXPECT_EQ(
-        log.Lines(),
-        (LogLines{{LogLevel::Error,
-                   "Kuv::Util::GetRdpClientIpAddress unable to locate expected functions in winsta.dll"}}));
+    ExpectAddress("", {"load", "free"},
+                  "Kuv::Util::GetRdpClientIpAddress unable to locate expected functions in winsta.dll");
     EXPECT_EQ(looked,
               (Events{"WinStationOpenServerW", "WinStationQueryInformationW", "WinStationCloseServer"}));
-    EXPECT_EQ(winStation.events, (Events{"load", "free"}));
   }
 }
 
 TEST_F(RdpClientAddress, MissingServerReturnsNothingWithoutALine) {
   winStation.server = nullptr;
-  EXPECT_EQ(GetRdpClientIpAddress(), "");
-  EXPECT_EQ(winStation.events, (Events{"load", "open", "free"}));
-  EXPECT_EQ(log.Lines(), LogLines{});
+  ExpectAddress("", {"load", "open", "free"});
 }
 
 TEST_F(RdpClientAddress, FailedQueryIsLogged) {
   Answer(2, 8, "\1\1\1\1");
   winStation.queryAnswer = 0;
-  EXPECT_EQ(GetRdpClientIpAddress(), "");
-  EXPECT_EQ(winStation.events, kWholeCall);
-  EXPECT_EQ(log.Lines(),
-            (LogLines{{LogLevel::Error,
-                       "System call 'Kuv::Util::GetRdpClientIpAddress WinStationQueryInformationW' failed. "
-                       "{error: 7022}"}}));
+  ExpectAddress(
+      "", kWholeCall,
+      "System call 'Kuv::Util::GetRdpClientIpAddress WinStationQueryInformationW' failed. {error: 7022}");
 }
 
 TEST_F(RdpClientAddress, UsesOnlyTheLowByteOfTheQueryResult) {
@@ -178,14 +169,9 @@ TEST_F(RdpClientAddress, UnexpectedFamilyIsLogged) {
   for (const std::uint16_t family : std::initializer_list<std::uint16_t>{0, 1, 10, 0x0217, 0xFFFF}) {
     SCOPED_TRACE(family);
     Answer(family, 8, "\1\1\1\1");
-    log.Clear();
-    winStation.events.clear();
-    EXPECT_EQ(GetRdpClientIpAddress(), "");
-    EXPECT_EQ(log.Lines(),
-              (LogLines{{LogLevel::Error,
-                         "IP address returned by WinStationQueryInformationW() is of an unexpected family: " +
-                             std::to_string(family)}}));
-    EXPECT_EQ(winStation.events, kWholeCall);
+    ExpectAddress("", kWholeCall,
+                  "IP address returned by WinStationQueryInformationW() is of an unexpected family: " +
+                      std::to_string(family));
   }
 }
 
@@ -202,8 +188,7 @@ TEST_F(RdpClientAddress, UnchangedRecordHasAnUnexpectedFamilyWithOrWithoutALine)
 
 TEST_F(RdpClientAddress, ZeroAddressIsLoggedAndReturned) {
   Answer(2, 8, std::string(4, '\0'));
-  EXPECT_EQ(GetRdpClientIpAddress(), "0.0.0.0");
-  EXPECT_EQ(log.Lines(), (LogLines{{LogLevel::Error, "AddrToString was passed an invalid address"}}));
+  ExpectAddress("0.0.0.0", kWholeCall, "AddrToString was passed an invalid address");
 }
 
 }  // namespace

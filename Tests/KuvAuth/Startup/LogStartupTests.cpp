@@ -3,6 +3,7 @@
 #include <shlobj.h>
 
 #include <cstdint>
+#include <cwchar>
 #include <memory>
 #include <new>
 #include <string>
@@ -16,6 +17,7 @@
 #include "Support/AllocationCounter.h"
 #include "Support/DebuggerStream.h"
 #include "Support/ImportHook.h"
+#include "Support/RecordedFileCalls.h"
 #include "Support/RegistrySandbox.h"
 #include "Support/TempFolder.h"
 
@@ -158,45 +160,25 @@ TEST_F(LogStartup, ReadsTheSettingsBeforeItLocatesAndOpensTheFile) {
   EXPECT_EQ(events, (Events{"LogFileMaxSizeMB", "LogFileMaxCount", "application data", "rotation", "open"}));
 }
 
-// Records the file calls of a start with a log file of a given size; they have no effect.
-class RotationProbe {
+// The file calls of a start with a log file of a given size; they have no effect.
+class RotationProbe : public KuvTest::RecordedFileCalls {
  public:
   RotationProbe() {
-    attributes_.Answer([this](const wchar_t*, GET_FILEEX_INFO_LEVELS, void* data) {
-      auto* const found = static_cast<WIN32_FILE_ATTRIBUTE_DATA*>(data);
-      found->nFileSizeHigh = static_cast<DWORD>(size_ >> 32);
-      found->nFileSizeLow = static_cast<DWORD>(size_);
-      return TRUE;
-    });
-    delete_.Answer([this](const wchar_t* name) {
-      deleted_ = name;
-      return FALSE;
-    });
-    move_.Answer([](const wchar_t*, const wchar_t*, DWORD) { return FALSE; });
-    create_.Answer([](const wchar_t*, DWORD, DWORD, SECURITY_ATTRIBUTES*, DWORD, DWORD, HANDLE) {
-      return INVALID_HANDLE_VALUE;
-    });
+    create_.Answer([](auto&&...) { return INVALID_HANDLE_VALUE; });
   }
 
   /// Starts logging with a file of this size. Returns the numbered file that is deleted first; an empty
   /// text if the file is not rotated.
-  std::wstring Oldest(std::uint64_t size) {
-    size_ = size;
-    deleted_.clear();
+  std::wstring Oldest(std::uint64_t bytes) {
+    size = bytes;
+    calls.clear();
     StartLogging(L"kuv.log");
     StopLogging();
-    return deleted_;
+    return calls.empty() ? L"" : calls.front().substr(std::wcslen(L"delete "));
   }
 
-  std::size_t SizeQueries() const { return attributes_.CallCount(); }
-
  private:
-  std::uint64_t size_ = 0;
-  std::wstring deleted_;
-  KuvTest::ImportHook<decltype(&::GetFileAttributesExW)> attributes_{"GetFileAttributesExW"};
-  KuvTest::ImportHook<decltype(&::DeleteFileW)> delete_{"DeleteFileW"};
-  KuvTest::ImportHook<decltype(&::MoveFileExW)> move_{"MoveFileExW"};
-  KuvTest::ImportHook<decltype(&::CreateFileW)> create_{"CreateFileW"};
+  KUV_IMPORT_HOOK(create_, CreateFileW);
 };
 
 TEST_F(LogStartup, LimitsTheSizeSetting) {

@@ -12,12 +12,14 @@ import json
 import os
 import pathlib
 import re
-import subprocess
 import sys
 import tempfile
 
 import devtools
 import json_schema
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "Support"))
+from wine_prefix import FAILURES, Prefix, expect, finish, windows_path  # noqa: E402  after the path to it
 
 PROVIDERS = r"HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\Authentication\Credential Providers"
 FOREIGN = "{11111111-2222-3333-4444-555555555555}"
@@ -85,50 +87,21 @@ LOOK = r"""
 })()
 """
 
-FAILURES = []
 
-
-def expect(name, actual, expected):
-    if actual != expected:
-        FAILURES.append(f"{name}:\n  {actual!r}\nand not\n  {expected!r}")
-
-
-class Machine:
-    """The Wine prefix."""
-
-    def __init__(self, given):
-        self.command = [given.wine, given.prefix]
-        self.prefix = pathlib.Path(given.prefix)
-        self.program = given.program
-
-    def run(self, *arguments):
-        result = subprocess.run([*self.command, *arguments], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                                stderr=subprocess.PIPE, timeout=120)
-        return result.returncode, result.stdout, result.stderr
-
-    def must(self, *arguments):
-        code, output, errors = self.run(*arguments)
-        if code != 0:
-            sys.exit(f"check_page: {arguments} ended with {code}: {errors.decode('utf-8', 'replace')}")
-        return output
-
+class Machine(Prefix):
     def state(self, folder):
         """Returns all keys and values, and the size and time of each file."""
         for root in ("HKLM", "HKCU"):
             self.must("reg", "export", root, windows_path(folder / f"{root}.reg"), "/y")
         registry = {root: (folder / f"{root}.reg").read_bytes() for root in ("HKLM", "HKCU")}
         files = {}
-        for base, folders, names in os.walk(self.prefix / "drive_c"):
+        for base, folders, names in os.walk(self.drive):
             folders[:] = [name for name in folders if not (pathlib.Path(base) / name).is_symlink()]
             for name in [*names, *folders]:
                 path = pathlib.Path(base) / name
                 if not path.is_symlink():
                     files[str(path)] = (path.stat().st_size, path.stat().st_mtime_ns)
         return registry, files
-
-
-def windows_path(path):
-    return "Z:" + str(path).replace("/", "\\")
 
 
 def cells_of(answer):
@@ -196,42 +169,34 @@ def main():
     given = parser.parse_args()
     docs = pathlib.Path(given.source) / "Docs"
     schema = json.loads((docs / "FilterCheck.schema.json").read_text(encoding="utf-8"))
-    machine = Machine(given)
-    machine.must("--start")
-    try:
-        with tempfile.TemporaryDirectory() as folder, devtools.Browser() as browser:
-            machine.must("regsvr32", "/s", windows_path(given.filter))
-            machine.must("reg", "import", windows_path(pathlib.Path(given.source) / "Tools/FilterHost/Sample.reg"))
-            machine.run("reg", "delete", f"{PROVIDERS}\\{FOREIGN}", "/f")
-            check_examples(machine, (docs / "FilterCheck.md").read_text(encoding="utf-8"))
-            check_full_disk(machine)
-            check(machine, given, schema, browser, pathlib.Path(folder))
-    finally:
-        machine.run("--stop")
-    if FAILURES:
-        sys.exit("check_page: " + "\ncheck_page: ".join(FAILURES))
-    print("check_page: the pages match the JSON output")
+    with Machine(given.wine, given.prefix) as machine, tempfile.TemporaryDirectory() as folder, \
+            devtools.Browser() as browser:
+        machine.must("regsvr32", "/s", windows_path(given.filter))
+        machine.must("reg", "import", windows_path(pathlib.Path(given.source) / "Tools/FilterHost/Sample.reg"))
+        machine.run("reg", "delete", f"{PROVIDERS}\\{FOREIGN}", "/f")
+        check_examples(machine, given.program, (docs / "FilterCheck.md").read_text(encoding="utf-8"))
+        check_full_disk(machine, given.program)
+        check(machine, given, schema, browser, pathlib.Path(folder))
+    finish("check_page", "the pages match the JSON output")
 
 
-def check_examples(machine, page):
+def check_examples(machine, program, page):
     """Checks that the output contains the quoted lines in order. A line with an ellipsis represents other lines."""
     examples = re.findall(r"```\nKuvFilterCheck *(.*)\n```\n(?:(?!```).*\n)*```text\n((?:.*\n)*?)```\n", page)
     expect("examples of the page", len(examples), 2)
     for arguments, shown in examples:
-        _, output, _ = machine.run(machine.program, *arguments.split())
+        _, output, _ = machine.run(program, *arguments.split())
         answer = output.decode("utf-8")
         for part in shown.split("\u2026\n"):
             _, found, answer = answer.partition(part)
             expect(f"example {arguments!r}", found, part)
 
 
-def check_full_disk(machine):
+def check_full_disk(machine, program):
     for arguments in ((), ("--json",), ("--help",)):
         with open("/dev/full", "wb") as full:
-            result = subprocess.run([*machine.command, machine.program, *arguments], stdin=subprocess.DEVNULL,
-                                    stdout=full, stderr=subprocess.PIPE, timeout=120)
-        expect(f"{arguments} on a full disk", (result.returncode, result.stderr),
-               (3, b"KuvFilterCheck: cannot write the output\n"))
+            code, _, errors = machine.run(program, *arguments, stdout=full)
+        expect(f"{arguments} on a full disk", (code, errors), (3, b"KuvFilterCheck: cannot write the output\n"))
 
 
 def check(machine, given, schema, browser, folder):

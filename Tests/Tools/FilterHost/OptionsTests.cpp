@@ -41,19 +41,19 @@ TEST(FilterHostOptions, HaveDefaults) {
   EXPECT_FALSE(options.help || options.json || options.log);
 }
 
-TEST(FilterHostOptions, SelectScenariosInTableOrder) {
-  EXPECT_EQ(Rows(ParseOptions({L"--scenario", L"plap", L"--scenario", L"unlock"})),
-            (std::vector<Row>{{"unlock", 2, 0}, {"plap", 5, 0}}));
-}
-
-TEST(FilterHostOptions, SelectARepeatedScenarioOnce) {
-  EXPECT_EQ(Rows(ParseOptions({L"--scenario", L"plap", L"--scenario", L"plap"})),
-            (std::vector<Row>{{"plap", 5, 0}}));
-}
-
-TEST(FilterHostOptions, ReplaceFlagsOfScenarios) {
-  EXPECT_EQ(Rows(ParseOptions({L"--flags", L"5", L"--scenario", L"elevation", L"--scenario", L"plap"})),
-            (std::vector<Row>{{"elevation", 4, 5}, {"plap", 5, 5}}));
+TEST(FilterHostOptions, SelectScenariosAndReplaceTheirFlags) {
+  const struct {
+    const char* name;
+    std::vector<std::wstring> arguments;
+    std::vector<Row> rows;
+  } rows[] = {
+      {"table order", {L"--scenario", L"plap", L"--scenario", L"unlock"}, {{"unlock", 2, 0}, {"plap", 5, 0}}},
+      {"repeated once", {L"--scenario", L"plap", L"--scenario", L"plap"}, {{"plap", 5, 0}}},
+      {"flags",
+       {L"--flags", L"5", L"--scenario", L"elevation", L"--scenario", L"plap"},
+       {{"elevation", 4, 5}, {"plap", 5, 5}}},
+  };
+  for (const auto& row : rows) EXPECT_EQ(Rows(ParseOptions(row.arguments)), row.rows) << row.name;
 }
 
 TEST(FilterHostOptions, AcceptDecimalAndHexadecimalFlags) {
@@ -78,6 +78,13 @@ TEST(FilterHostOptions, ParseOtherValues) {
   EXPECT_TRUE(options.json && options.log);
 }
 
+void ExpectRejected(const std::vector<std::wstring>& arguments, int exitCode, const std::string& message) {
+  const HostRun run = RunHost(arguments);
+  EXPECT_EQ(run.exitCode, exitCode);
+  EXPECT_EQ(run.err, "KuvFilterHost: " + message + "\n");
+  EXPECT_EQ(run.out, "");
+}
+
 TEST(FilterHostOptions, RejectWrongUsage) {
   struct {
     const char* name;
@@ -96,37 +103,28 @@ TEST(FilterHostOptions, RejectWrongUsage) {
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
-    const HostRun run = RunHost(row.arguments);
-    EXPECT_EQ(run.exitCode, 2);
-    EXPECT_EQ(run.err, "KuvFilterHost: " + std::string{row.message} + "; see --help\n");
-    EXPECT_EQ(run.out, "");
+    ExpectRejected(row.arguments, 2, std::string{row.message} + "; see --help");
   }
 }
 
 TEST(FilterHostOptions, RejectInvalidFlags) {
-  for (const char* const text :
+  for (const std::string text :
        {"x", "0x", "-1", "+1", " 1", "1 ", "1x", "0x1g", "4294967296", "0x100000000"}) {
     SCOPED_TRACE(text);
-    const std::string narrow = text;
-    const HostRun run = RunHost({L"--flags", {narrow.begin(), narrow.end()}});
-    EXPECT_EQ(run.exitCode, 2);
-    EXPECT_EQ(run.err,
-              "KuvFilterHost: --flags requires a 32-bit number, decimal or hexadecimal with 0x, not '" +
-                  narrow + "'; see --help\n");
+    ExpectRejected(
+        {L"--flags", {text.begin(), text.end()}}, 2,
+        "--flags requires a 32-bit number, decimal or hexadecimal with 0x, not '" + text + "'; see --help");
   }
 }
 
 TEST(FilterHostOptions, RejectMalformedIdentifiers) {
-  for (const char* const text :
+  for (const std::string text :
        {"PasswordProvider", "60B78E88-EAD8-445C-9CFD-0B87F74EA6CD", "{60B78E88-EAD8-445C-9CFD-0B87F74EA6C}",
         "{60B78E88-EAD8-445C-9CFD-0B87F74EA6CG}", "(60B78E88-EAD8-445C-9CFD-0B87F74EA6CD)",
         "{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD} "}) {
     SCOPED_TRACE(text);
-    const std::string narrow = text;
-    const HostRun run = RunHost({L"--remote-credential", {narrow.begin(), narrow.end()}});
-    EXPECT_EQ(run.exitCode, 3);
-    EXPECT_EQ(run.err, "KuvFilterHost: --remote-credential: '" + narrow + "' is not a braced identifier\n");
-    EXPECT_EQ(run.out, "");
+    ExpectRejected({L"--remote-credential", {text.begin(), text.end()}}, 3,
+                   "--remote-credential: '" + text + "' is not a braced identifier");
   }
 }
 
