@@ -24,6 +24,8 @@ inline constexpr char kV1SmartCard[] = "{8BF9A910-A8FF-457F-999F-A5CA10B4A885}";
 inline constexpr char kPassword[] = "{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}";
 inline constexpr char kVendor[] = "{0A1B2C3D-4E5F-4071-8293-A4B5C6D7E8F9}";
 inline constexpr char kOther[] = "{11111111-2222-4333-8444-555555555555}";
+// Another example provider, for the tests of the tools.
+inline constexpr char kForeign[] = "{11111111-2222-3333-4444-555555555555}";
 // Differs from `kKuv` in its last byte only.
 inline constexpr char kAlmostKuv[] = "{5E1B7C30-9A42-4D6F-8C15-A3F02E76D419}";
 
@@ -88,5 +90,12 @@ Names Texts(const std::vector<GUID>& guids);
 
 /// Converts ASCII text.
 std::wstring Wide(std::string_view text);
+
+inline const std::wstring kFilterClassText = Wide(kFilterClass);
+inline const std::wstring kKuvText = Wide(kKuv);
+inline const std::wstring kKuvSmartCardText = Wide(kKuvSmartCard);
+inline const std::wstring kSmartCardText = Wide(kSmartCard);
+inline const std::wstring kPasswordText = Wide(kPassword);
+inline const std::wstring kForeignText = Wide(kForeign);
 
 }  // namespace KuvTest

@@ -14,7 +14,7 @@ namespace {
 
 using Events = std::vector<std::string>;
 
-// Records each call and whether the main log is still the watched one.
+// Records each call and whether the main log is still the watched one, or already its successor.
 class ObservingHandler : public Kuv::ILogHandler {
  public:
   ObservingHandler(Events& events, std::string name) : events_(events), name_(std::move(name)) {}
@@ -24,10 +24,14 @@ class ObservingHandler : public Kuv::ILogHandler {
   void Flush() override { Record("flush"); }
 
   const Kuv::LogSystem* watched = nullptr;
+  const Kuv::LogSystem* successor = nullptr;
 
  private:
   void Record(const char* event) {
-    const char* const place = g_logSystem.get() == watched ? ", in place" : ", replaced";
+    const Kuv::LogSystem* const current = g_logSystem.get();
+    const char* const place = current == watched     ? ", in place"
+                              : current == successor ? ", replaced"
+                                                     : ", lost";
     events_.push_back(name_ + " " + event + place);
   }
 
@@ -35,11 +39,13 @@ class ObservingHandler : public Kuv::ILogHandler {
   std::string name_;
 };
 
-std::shared_ptr<Kuv::LogSystem> ObservedSystem(Events& events, std::initializer_list<const char*> names) {
+std::shared_ptr<Kuv::LogSystem> ObservedSystem(Events& events, std::initializer_list<const char*> names,
+                                               const Kuv::LogSystem* successor = nullptr) {
   auto system = std::make_shared<Kuv::LogSystem>();
   for (const char* const name : names) {
     auto handler = std::make_shared<ObservingHandler>(events, name);
     handler->watched = system.get();
+    handler->successor = successor;
     system->AddHandler(handler);
   }
   return system;
@@ -48,7 +54,7 @@ std::shared_ptr<Kuv::LogSystem> ObservedSystem(Events& events, std::initializer_
 TEST(ReplaceLogSystem, FlushesTheOldSystemAndDestroysItAfterTheNewOneIsInPlace) {
   Events events;
   const auto fresh = std::make_shared<Kuv::LogSystem>();
-  g_logSystem = ObservedSystem(events, {"a", "b"});
+  g_logSystem = ObservedSystem(events, {"a", "b"}, fresh.get());
   ReplaceLogSystem(fresh);
   EXPECT_EQ(g_logSystem, fresh);
   EXPECT_EQ(fresh.use_count(), 2);

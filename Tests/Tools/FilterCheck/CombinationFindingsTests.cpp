@@ -53,7 +53,7 @@ TEST_F(Findings, ReportConflictsOfPolicyAndLocalValues) {
        "setting.empty-policy-overrides-local", kWarning, "HttpProxyHost",
        "The policy value of HttpProxyHost is empty and overrides the local value.", "Not Configured"},
       {"empty policy alone", PolicyText(L"HttpProxyHost", L"")},
-      {"empty policy list", Both(LocalList({kSmartCard}), PolicyList({})), "setting.empty-policy-overrides-local",
+      {"empty policy list", Both(LocalList({kSmartCardText}), PolicyList({})), "setting.empty-policy-overrides-local",
        kWarning, "ProvidersWhitelist", "overrides the local value", "Not Configured"},
       {"users discarded", LocalDword(L"OfflineMaxUsers", 10), "offline-users.discarded", kWarning, "OfflineMaxUsers",
        "The local value of OfflineMaxUsers, 10, is ignored: because the policy key exists, 5", "by policy"},
@@ -100,8 +100,8 @@ TEST_F(Findings, ReportUnknownValueNames) {
 class FindingsWithSmartCardProviderOnly : public Findings {
  protected:
   FindingsWithSmartCardProviderOnly() {
-    ProviderKey(kKuv).Delete();
-    ProviderKey(kKuvSmartCard).SetText(L"", L"Kuv smart card");
+    ProviderKey(kKuvText).Delete();
+    ProviderKey(kKuvSmartCardText).SetText(L"", L"Kuv smart card");
   }
 
   static void ExpectProblem(const char* id, const char* atConsole) {
@@ -118,7 +118,7 @@ TEST_F(FindingsWithSmartCardProviderOnly, ReportLockoutIfNoProviderIsAllowed) {
 }
 
 TEST_F(FindingsWithSmartCardProviderOnly, ReportMissingSecondFactorIfOnlyOthersAreAllowed) {
-  registry.Local().SetTexts(L"ProvidersWhitelist", {kVendor});
+  registry.Local().SetTexts(L"ProvidersWhitelist", {kForeignText});
   ExpectProblem("decision.no-second-factor",
                 "At the console, a user sees only Vendor. No provider asks for the second factor.");
   // If the filter allows the smart card provider, it asks for the second factor.

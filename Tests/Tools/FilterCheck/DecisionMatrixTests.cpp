@@ -15,7 +15,7 @@ class DecisionMatrix : public SettingsFixture {
  protected:
   // Loads the DLL again and calls it in a session of that kind.
   Json::Value AskDll(Session session) const {
-    const Kuv::UniqueLibrary dll{::LoadLibraryW(FilterDllPath().c_str())};
+    const FilterModule dll;
     ImportHook<decltype(&::GetSystemMetrics)> metrics{dll.Get(), "GetSystemMetrics"};
     metrics.Answer([session](int) { return session == Session::Remote ? 1 : 0; });
     ImportHook<decltype(&::SHGetFolderPathW)> logFolder{dll.Get(), "SHGetFolderPathW"};
@@ -73,7 +73,7 @@ void SetOrDelete(const TestKey& key, const wchar_t* name, std::uint32_t number) 
 }
 
 TEST_F(DecisionMatrix, MatchesTheDllForCombinationsOfSettings) {
-  ProviderKey(kKuvSmartCard).SetText(L"", L"Kuv smart card");
+  ProviderKey(kKuvSmartCardText).SetText(L"", L"Kuv smart card");
   unsigned turn = 0;
   for (const std::uint32_t rdpOnly : {kAbsent, 0u, 1u, 2u}) {
     for (const std::uint32_t mode : {kAbsent, 1u, 2u, 3u}) {
@@ -86,7 +86,7 @@ TEST_F(DecisionMatrix, MatchesTheDllForCombinationsOfSettings) {
         SetOrDelete(turn % 3 == 0 ? registry.Local() : registry.Policy(), L"ElevationProtectionMode", mode);
         registry.Local().SetDword(L"EnableSmartCards", smartCards & 1);
         registry.Local().SetDword(L"WrapSmartCards", smartCards & 2);
-        if (turn % 5 == 0) registry.Local().SetTexts(L"ProvidersWhitelist", {kPassword});
+        if (turn % 5 == 0) registry.Local().SetTexts(L"ProvidersWhitelist", {kPasswordText});
         if (turn % 5 == 1) registry.Local().SetTexts(L"ProvidersWhitelist", {});
         ExpectDllAgrees();
       }
@@ -106,11 +106,11 @@ TEST_F(DecisionMatrix, MatchesTheDllForInvalidSettings) {
 }
 
 TEST_F(DecisionMatrix, MatchesTheDllForOtherProviders) {
-  ProviderKey(kKuv).Delete();
+  ProviderKey(kKuvText).Delete();
   ExpectDllAgrees();
-  ProviderKey(kKuvSmartCard).SetText(L"", L"Kuv smart card");
+  ProviderKey(kKuvSmartCardText).SetText(L"", L"Kuv smart card");
   ExpectDllAgrees();
-  registry.Local().SetTexts(L"ProvidersWhitelist", {kPassword, kSmartCard, kVendor});
+  registry.Local().SetTexts(L"ProvidersWhitelist", {kPasswordText, kSmartCardText, kForeignText});
   ExpectDllAgrees();
 }
 

@@ -75,7 +75,7 @@ TEST_F(DecisionReason, IsTheFirstMissingSetting) {
 }
 
 TEST_F(DecisionReason, IsTheMissingProviderFirst) {
-  ProviderKey(kKuv).Delete();
+  ProviderKey(kKuvText).Delete();
   registry.Local().DeleteValue(L"SKey");
   const DecisionReport report = Examine().decision;
   for (const Decision& decision : report.decisions) {
@@ -88,7 +88,7 @@ TEST_F(DecisionReason, IsTheMissingProviderFirst) {
 class DecisionSentences : public SettingsFixture {};
 
 TEST_F(DecisionSentences, DescribeProtectedMachine) {
-  registry.Local().SetTexts(L"ProvidersWhitelist", {kPassword, kVendor});
+  registry.Local().SetTexts(L"ProvidersWhitelist", {kPasswordText, kForeignText});
   registry.Local().SetDword(L"ElevationProtectionMode", 2);
   const DecisionReport report = Examine().decision;
   const std::string seen = "sees only Vendor, Kuv and Password. The second factor is required.";
@@ -121,7 +121,7 @@ TEST_F(DecisionSentences, DescribeElevationOnly) {
 }
 
 TEST_F(DecisionSentences, DescribeMissingKuvProvider) {
-  ProviderKey(kKuv).Delete();
+  ProviderKey(kKuvText).Delete();
   EXPECT_EQ(Examine().decision.atConsole,
             "At the console, a user sees every provider that Windows offers (Vendor, Password and Smart "
             "card). The filter changes nothing, because no Kuv provider is installed.");
@@ -135,30 +135,31 @@ TEST_F(DecisionSentences, DescribeMissingSetting) {
 
 TEST_F(DecisionSentences, UseKnownNamesOfWindowsProviders) {
   registry.Local().SetDword(L"RdpOnly", 1);
-  ProviderKey(kPassword).SetText(L"", L"PasswordProvider");
-  ProviderKey(kSmartCard).Delete();
-  ProviderKey(kSmartCard).Create();
+  ProviderKey(kPasswordText).SetText(L"", L"PasswordProvider");
+  ProviderKey(kSmartCardText).Delete();
+  ProviderKey(kSmartCardText).Create();
   EXPECT_THAT(Examine().decision.atConsole, HasSubstr("Vendor, Password and Smart card. The second"));
 }
 
 TEST_F(DecisionSentences, UseRegistryNamesOrIdentifiersOfOtherProviders) {
   registry.Local().SetDword(L"RdpOnly", 1);
-  ProviderKey(kVendor).SetText(L"", L"Smart\r\ncard\x1b[2J\x202E");
+  ProviderKey(kForeignText).SetText(L"", L"Smart\r\ncard\x1b[2J\x202E");
   EXPECT_THAT(Examine().decision.atConsole, HasSubstr("Smart??card?[2J?, Password"));
-  ProviderKey(kVendor).Delete();
-  ProviderKey(kVendor).Create();
+  ProviderKey(kForeignText).Delete();
+  ProviderKey(kForeignText).Create();
   EXPECT_THAT(Examine().decision.atConsole, HasSubstr("{11111111-2222-3333-4444-555555555555}, Password"));
 }
 
 TEST_F(DecisionSentences, UseRegistryNameOfKuvProvider) {
   EXPECT_THAT(Examine().decision.atConsole, HasSubstr("sees only Kuv."));
-  ProviderKey(kKuv).Delete();
-  ProviderKey(kKuv).Create();
+  ProviderKey(kKuvText).Delete();
+  ProviderKey(kKuvText).Create();
   EXPECT_THAT(Examine().decision.atConsole, HasSubstr("sees only Kuv second factor."));
 }
 
 TEST_F(DecisionSentences, DescribeMachineWithoutProviders) {
-  for (const wchar_t* const provider : {kKuv, kPassword, kSmartCard, kVendor}) ProviderKey(provider).Delete();
+  for (const auto& provider : {kKuvText, kPasswordText, kSmartCardText, kForeignText})
+    ProviderKey(provider).Delete();
   const DecisionReport report = Examine().decision;
   EXPECT_TRUE(report.providers.empty());
   EXPECT_THAT(report.atConsole, HasSubstr("(no provider)"));

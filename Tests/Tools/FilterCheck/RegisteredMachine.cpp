@@ -35,8 +35,8 @@ RegisteredMachine::RegisteredMachine()
   });
   WriteFileBytes(module64, ModuleBytes(kX64));
   WriteFileBytes(module32, ModuleBytes(kX86));
-  Register(kView64, kFilter, module64);
-  Register(kView32, kFilter, module32);
+  Register(kView64, kFilterClassText, module64);
+  Register(kView32, kFilterClassText, module32);
 }
 
 void RegisteredMachine::Register(const ViewKeys& view, const std::wstring& identifier,

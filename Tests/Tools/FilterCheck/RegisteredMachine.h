@@ -36,11 +36,10 @@ class RegisteredMachine : public SettingsFixture {
 
   /// Registers a class with a module and adds it to the list of filters.
   static void Register(const ViewKeys& view, const std::wstring& identifier, const std::wstring& module);
-  static TestKey Class(const ViewKeys& view, const std::wstring& identifier = kFilter);
-  static TestKey Server(const ViewKeys& view, const std::wstring& identifier = kFilter);
-  static TestKey Entry(const ViewKeys& view, const std::wstring& identifier = kFilter);
+  static TestKey Class(const ViewKeys& view, const std::wstring& identifier = kFilterClassText);
+  static TestKey Server(const ViewKeys& view, const std::wstring& identifier = kFilterClassText);
+  static TestKey Entry(const ViewKeys& view, const std::wstring& identifier = kFilterClassText);
 
-  static constexpr wchar_t kFilter[] = L"{3F6A1C92-7E40-4B1D-A6C3-52D9E07B11F4}";
   static constexpr wchar_t kForeign[] = L"{11111111-2222-3333-4444-555555555555}";
 
   TempFolder folder;

@@ -117,7 +117,7 @@ TEST_F(RegistrationCheck, ReportsFaultsOfEachView) {
       row.damage(view);
       ExpectFault(OnlyFinding(Judged(), row.id), wow64, row.id, row.text);
       EXPECT_FALSE(IsLoadable(ReadRegistration().filter[wow64]));
-      Register(view, kFilter, wow64 ? module32 : module64);
+      Register(view, kFilterClassText, wow64 ? module32 : module64);
       EXPECT_THAT(Ids(Judged()), IsEmpty());
     }
   }
@@ -136,8 +136,8 @@ TEST_F(RegistrationCheck, NamesTheExpectedArchitecture) {
 TEST_F(RegistrationCheck, ReportsPerUserClasses) {
   Class(kView64).Delete();
   Class(kView32).Delete();
-  TestKey{HKEY_CLASSES_ROOT, std::wstring{L"CLSID\\"} + kFilter}.Create();
-  TestKey{HKEY_CLASSES_ROOT, std::wstring{L"WOW6432Node\\CLSID\\"} + kFilter}.Create();
+  TestKey{HKEY_CLASSES_ROOT, L"CLSID\\" + kFilterClassText}.Create();
+  TestKey{HKEY_CLASSES_ROOT, std::wstring{L"WOW6432Node\\CLSID\\"} + kFilterClassText}.Create();
   const Findings findings = Judged();
   ASSERT_THAT(Ids(findings), ElementsAre("registration.per-user-class", "registration.per-user-class"));
   ExpectFault(findings[0], /*wow64=*/false, "registration.per-user-class", "for the current user only");
@@ -148,7 +148,7 @@ TEST_F(RegistrationCheck, ReportsPerUserClasses) {
 TEST_F(RegistrationCheck, ReadsBothPathsOf32BitClasses) {
   Class(kView32).Delete();
   TestKey{HKEY_LOCAL_MACHINE,
-          std::wstring{L"SOFTWARE\\Classes\\WOW6432Node\\CLSID\\"} + kFilter + L"\\InprocServer32"}
+          std::wstring{L"SOFTWARE\\Classes\\WOW6432Node\\CLSID\\"} + kFilterClassText + L"\\InprocServer32"}
       .SetText(L"", module32);
   EXPECT_EQ(ReadRegistration().filter[1].module, Narrow(module32));
 }
@@ -223,7 +223,7 @@ TEST_F(RegistrationCheck, ReportsStaleFilterEntries) {
 }
 
 TEST_F(RegistrationCheck, ReportsMissingKuvProvider) {
-  ProviderKey(kKuv).Delete();
+  ProviderKey(kKuvText).Delete();
   const Finding finding = Only("provider.kuv-missing");
   EXPECT_EQ(finding.severity, Severity::Problem);
   EXPECT_EQ(finding.subject, "{5E1B7C30-9A42-4D6F-8C15-A3F02E76D418}");
@@ -245,7 +245,7 @@ TEST_F(RegistrationCheck, ReportsExcludedKuvProvider) {
   EXPECT_THAT(finding.text, AllOf(HasSubstr("no one can sign in"), HasSubstr("may show the provider again")));
   std::wstring longList;
   for (int i = 0; i < 200; ++i) longList += foreign + L",";
-  kSystemPolicies.SetText(L"ExcludedCredentialProviders", longList + kKuv);
+  kSystemPolicies.SetText(L"ExcludedCredentialProviders", longList + kKuvText);
   Only("platform.kuv-excluded");
 }
 

@@ -70,8 +70,8 @@ TEST_F(FilterCheckRun, ReturnsTwoIfSecondFactorIsNotRequired) {
 }
 
 TEST_F(FilterCheckRun, ReturnsTwoForLockout) {
-  ProviderKey(KuvTest::kKuv).Delete();
-  ProviderKey(KuvTest::kKuvSmartCard).SetText(L"", L"Kuv smart card");
+  ProviderKey(KuvTest::kKuvText).Delete();
+  ProviderKey(KuvTest::kKuvSmartCardText).SetText(L"", L"Kuv smart card");
   const CheckRun run = RunCheck({});
   EXPECT_EQ(run.exitCode, 2);
   EXPECT_THAT(run.out, EndsWith("\nNO ONE CAN SIGN IN where the second factor is required: the filter hides "
@@ -85,7 +85,7 @@ TEST_F(FilterCheckRun, ReturnsTwoForLockout) {
 
 TEST_F(FilterCheckRun, ReturnsTwoForExcludedProvider) {
   KuvTest::TestKey{HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Policies\\System"}
-      .SetText(L"ExcludedCredentialProviders", KuvTest::kKuv);
+      .SetText(L"ExcludedCredentialProviders", KuvTest::kKuvText);
   const CheckRun run = RunCheck({});
   EXPECT_EQ(run.exitCode, 2);
   EXPECT_THAT(run.out, EndsWith("\nThe second factor is treated as NOT required: the policy setting "
@@ -125,8 +125,8 @@ TEST_F(FilterCheckRun, ReturnsExitCodeOfWhatIfSituation) {
                                 "With these assumptions: The second factor is required. No issues found.\n"));
 }
 
-// Compares the assumed situation with the one after writing the values.
-TEST_F(FilterCheckRun, AssumesTheResultOfWriting) {
+// Compares the what-if situation with the one after writing the values.
+TEST_F(FilterCheckRun, WhatIfMatchesTheResultOfWriting) {
   const auto situation = [](const std::string& text, const char* name) {
     Json::Value value;
     std::istringstream in{text};
@@ -144,7 +144,7 @@ TEST_F(FilterCheckRun, AssumesTheResultOfWriting) {
 
 TEST_F(FilterCheckRun, ChecksDefaultProviderAgainstWhatIfDecision) {
   KuvTest::TestKey{HKEY_LOCAL_MACHINE, L"SOFTWARE\\Policies\\Microsoft\\Windows\\System"}.SetText(
-      L"DefaultCredentialProvider", KuvTest::kPassword);
+      L"DefaultCredentialProvider", KuvTest::kPasswordText);
   const CheckRun run = RunCheck({L"--what-if", L"ElevationProtectionMode=1"});
   EXPECT_THAT(run.out, HasSubstr("  Warning DISAPPEARS  DefaultCredentialProvider  "
                                  "[platform.default-provider-hidden]\n"));

@@ -127,9 +127,9 @@ TEST_F(SettingsCheck, IgnoresLocalOfflineUsersIfPolicyKeyExists) {
 }
 
 TEST_F(SettingsCheck, ReadsEffectiveWhitelist) {
-  registry.Local().SetTexts(L"ProvidersWhitelist", {kPassword});
+  registry.Local().SetTexts(L"ProvidersWhitelist", {kPasswordText});
   ExpectState("ProvidersWhitelist", "{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}", Source::Local);
-  registry.Policy().SetTexts(L"ProvidersWhitelist", {kVendor, L"nonsense", kPassword});
+  registry.Policy().SetTexts(L"ProvidersWhitelist", {kForeignText, L"nonsense", kPasswordText});
   ExpectState("ProvidersWhitelist",
               "{11111111-2222-3333-4444-555555555555}, {60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}",
               Source::Policy);

@@ -58,10 +58,10 @@ SettingsFixture::SettingsFixture() : folderPath("SHGetFolderPathW") {
     std::wcscpy(path, appData.Path().c_str());
     return S_OK;
   });
-  ProviderKey(kKuv).SetText(L"", L"Kuv");
-  ProviderKey(kPassword).SetText(L"", L"Password");
-  ProviderKey(kSmartCard).SetText(L"", L"Smart card");
-  ProviderKey(kVendor).SetText(L"", L"Vendor");
+  ProviderKey(kKuvText).SetText(L"", L"Kuv");
+  ProviderKey(kPasswordText).SetText(L"", L"Password");
+  ProviderKey(kSmartCardText).SetText(L"", L"Smart card");
+  ProviderKey(kForeignText).SetText(L"", L"Vendor");
   WriteGoodSettings();
 }
 

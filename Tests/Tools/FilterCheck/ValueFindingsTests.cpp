@@ -25,7 +25,7 @@ TEST_F(Findings, AreEmptyForValidValuesOfEveryKind) {
   local.SetDword(L"Debug", 2);
   local.SetDword(L"LogFileMaxSizeMB", 4096);
   local.SetDword(L"LogFileMaxCount", 100);
-  local.SetTexts(L"ProvidersWhitelist", {kSmartCard, kVendor});
+  local.SetTexts(L"ProvidersWhitelist", {kSmartCardText, kForeignText});
   registry.Policy().SetDword(L"OfflineMaxUsers", 50);
   registry.Policy().SetText(L"IKey", L"POLICY");
   EXPECT_THAT(IdsOf(Examine()), IsEmpty());
@@ -39,7 +39,7 @@ TEST_F(Findings, ReportWrongTypes) {
        "create it again as REG_DWORD"},
       {"number for a text", PolicyDword(L"HttpProxyHost", 1), "setting.wrong-type", kWarning, "HttpProxyHost",
        "The policy value of HttpProxyHost is stored as REG_DWORD. Only REG_SZ is read", "REG_SZ"},
-      {"text for a list", LocalText(L"ProvidersWhitelist", kPassword), "setting.wrong-type", kWarning,
+      {"text for a list", LocalText(L"ProvidersWhitelist", kPasswordText), "setting.wrong-type", kWarning,
        "ProvidersWhitelist", "Only REG_MULTI_SZ is read", "REG_MULTI_SZ"},
       {"unknown type", LocalBytes(L"Debug", 77, L"ab", 4), "setting.wrong-type", kWarning, "Debug",
        "is stored as type 77", "REG_DWORD"},
@@ -51,7 +51,7 @@ TEST_F(Findings, ReportWrongTypes) {
 }
 
 TEST_F(Findings, ReportWrongSizes) {
-  const std::wstring listWithData = std::wstring{kSmartCard} + L'\0' + L'\0' + kVendor + L'\0' + L'\0';
+  const std::wstring listWithData = std::wstring{kSmartCardText} + L'\0' + L'\0' + kForeignText + L'\0' + L'\0';
   ExpectRows({
       {"short number in the record", LocalBytes(L"AutoPush", REG_DWORD, L"\x1", 2), "setting.wrong-size",
        kWarning, "AutoPush", "has 2 bytes instead of 4, and the missing bytes are treated as 0.", "create it again"},
@@ -76,7 +76,7 @@ TEST_F(Findings, ReportWrongSizes) {
       {"text after the terminator", LocalBytes(L"HttpProxyHost", REG_SZ, std::wstring{L"a\0b\0", 4}, 8),
        "setting.data-after-terminator", kWarning, "HttpProxyHost", "has data after its terminator",
        "Write the value again"},
-      {"unterminated list", LocalBytes(L"ProvidersWhitelist", REG_MULTI_SZ, std::wstring{kSmartCard} + L'\0', 78),
+      {"unterminated list", LocalBytes(L"ProvidersWhitelist", REG_MULTI_SZ, std::wstring{kSmartCardText} + L'\0', 78),
        "setting.unterminated", kWarning, "ProvidersWhitelist", "is stored without a terminator",
        "Write the value again"},
       {"list after the terminator", LocalBytes(L"ProvidersWhitelist", REG_MULTI_SZ, listWithData, 158),
@@ -88,21 +88,21 @@ TEST_F(Findings, ReportWrongSizes) {
 
 TEST_F(Findings, ReportWhitelistEntries) {
   ExpectRows({
-      {"not an identifier", LocalList({kSmartCard, L"Password"}), "whitelist.invalid-identifier", kWarning,
+      {"not an identifier", LocalList({kSmartCardText, L"Password"}), "whitelist.invalid-identifier", kWarning,
        "ProvidersWhitelist", "The entry 'Password' is not a class identifier, so the filter ignores it.",
        "in braces"},
       {"no braces", LocalList({L"8FD7E19C-3BF7-489B-A72C-846AB3678C96"}), "whitelist.invalid-identifier", kWarning,
        "ProvidersWhitelist", "is not a class identifier",
        "in braces, for example {D6886603-9D2F-4EB2-B667-1971041FA96B}."},
-      {"twice", LocalList({kSmartCard, kVendor, L"{8fd7e19c-3bf7-489b-a72c-846ab3678c96}"}), "whitelist.duplicate",
+      {"twice", LocalList({kSmartCardText, kForeignText, L"{8fd7e19c-3bf7-489b-a72c-846ab3678c96}"}), "whitelist.duplicate",
        kWarning, "ProvidersWhitelist", "{8FD7E19C-3BF7-489B-A72C-846AB3678C96} is in the list more than once",
        "Keep one"},
-      {"three times", LocalList({kSmartCard, kSmartCard, kSmartCard}), "whitelist.duplicate", kWarning,
+      {"three times", LocalList({kSmartCardText, kSmartCardText, kSmartCardText}), "whitelist.duplicate", kWarning,
        "ProvidersWhitelist", "more than once", "Keep one"},
-      {"password", LocalList({kVendor, kPassword}), "whitelist.password", kWarning, "ProvidersWhitelist",
+      {"password", LocalList({kForeignText, kPasswordText}), "whitelist.password", kWarning, "ProvidersWhitelist",
        "The entry {60B78E88-EAD8-445C-9CFD-0B87F74EA6CD} is the password provider of Windows: users can sign in "
        "with a password alone where the second factor is required.", "Remove the entry"},
-      {"password twice", LocalList({kPassword, kPassword}), "whitelist.password whitelist.duplicate", kWarning,
+      {"password twice", LocalList({kPasswordText, kPasswordText}), "whitelist.password whitelist.duplicate", kWarning,
        "ProvidersWhitelist", "with a password alone", "Remove the entry"},
       {"old password provider, not installed", LocalList({L"{6F45DC1E-5384-457A-BC13-2CD81B0D28ED}"}),
        "whitelist.not-installed", kWarning, "ProvidersWhitelist", "names a provider that is not installed",
@@ -110,10 +110,10 @@ TEST_F(Findings, ReportWhitelistEntries) {
       {"not installed", LocalList({L"{99999999-2222-3333-4444-555555555555}"}), "whitelist.not-installed", kWarning,
        "ProvidersWhitelist", "{99999999-2222-3333-4444-555555555555} names a provider that is not installed",
        "Check the identifier"},
-      {"ten entries", LocalList(std::vector<std::wstring>(10, kSmartCard)), "whitelist.too-long", kWarning,
+      {"ten entries", LocalList(std::vector<std::wstring>(10, kSmartCardText)), "whitelist.too-long", kWarning,
        "ProvidersWhitelist", "has 10 entries in 782 bytes. The limit is 760 bytes, or nine identifiers. The whole "
        "list is ignored.", "Shorten the list to nine"},
-      {"overridden by policy", Both(LocalList({L"nonsense"}), PolicyList({kSmartCard}))},
+      {"overridden by policy", Both(LocalList({L"nonsense"}), PolicyList({kSmartCardText}))},
   });
 }
 

@@ -67,9 +67,9 @@ std::vector<Change> Changes() {
       Text("SKey", L"another secret"),
       Text("SKey", std::wstring(1024, L's')),
       Text("HttpProxyHost", L"proxy, with; signs"),
-      List(L"{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}", {kPassword}),
+      List(L"{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}", {kPasswordText}),
       List(L" {60B78E88-EAD8-445C-9CFD-0B87F74EA6CD} ; nonsense,,{11111111-2222-3333-4444-555555555555};",
-           {kPassword, L"nonsense", kVendor}),
+           {kPasswordText, L"nonsense", kForeignText}),
       List(L",", {}),
       {"Host", L"", {}},
       {"ProvidersWhitelist", L"", {}},
@@ -90,7 +90,7 @@ std::vector<Start> Starts() {
         policy.SetText(L"SKey", L"policy secret");
         policy.SetDword(L"RdpOnly", 1);
         policy.SetDword(L"OfflineMaxUsers", 9);
-        policy.SetTexts(L"ProvidersWhitelist", {kVendor});
+        policy.SetTexts(L"ProvidersWhitelist", {kForeignText});
       },
       // Malformed values are malformed in the same way in the copy.
       [](const TestKey& local, const TestKey& policy) {
@@ -100,7 +100,8 @@ std::vector<Start> Starts() {
         local.SetText(L"Debug", L"1");
         local.SetText(L"SKeyy", L"secret");
         local.SetText(L"", L"the key's own");
-        policy.SetBytes(L"ProvidersWhitelist", REG_MULTI_SZ, kPassword, 2 * std::size(kPassword));
+        policy.SetBytes(L"ProvidersWhitelist", REG_MULTI_SZ, kPasswordText.c_str(),
+                        2 * (kPasswordText.size() + 1));
       },
   };
 }

@@ -5,7 +5,7 @@
 namespace {
 
 using KuvTest::HostRun;
-using KuvTest::kKuvProvider;
+using KuvTest::kKuvText;
 using KuvTest::RunHost;
 using ::testing::MatchesRegex;
 
@@ -17,7 +17,7 @@ std::wstring SystemFile(const std::wstring& name) {
 
 class FilterHostFailure : public KuvTest::FilterHostFixture {
  protected:
-  FilterHostFailure() { Install(kKuvProvider, L"Kuv"); }
+  FilterHostFailure() { Install(kKuvText, L"Kuv"); }
 
   // Replaces the result of COM, which does not use the sandbox.
   static HostRun RunWithComAnswer(HRESULT result) {

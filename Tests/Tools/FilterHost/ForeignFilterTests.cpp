@@ -7,7 +7,7 @@
 namespace {
 
 using KuvTest::HostRun;
-using KuvTest::kPasswordProvider;
+using KuvTest::kPasswordText;
 using KuvTest::RunHost;
 using KuvTest::RunHostJson;
 
@@ -48,7 +48,7 @@ class FilterHostForeignFilter : public KuvTest::FilterHostFixture {
       *object = &filter;
       return S_OK;
     });
-    Install(kPasswordProvider, L"Password");
+    Install(kPasswordText, L"Password");
   }
 
   ForeignFilter filter;
@@ -86,11 +86,10 @@ TEST_F(FilterHostForeignFilter, ReportsChangedRemoteCredential) {
     SCOPED_TRACE(row.name);
     filter.change = row.change;
     EXPECT_THAT(
-        RunHost({L"--remote-credential", kPasswordProvider}).out,
+        RunHost({L"--remote-credential", kPasswordText}).out,
         ::testing::EndsWith("\ngoes to {60B78E88-EAD8-445C-9CFD-0B87F74EA6CD} Password, CONTENT CHANGED\n"));
-    EXPECT_EQ(
-        RunHostJson({L"--remote-credential", kPasswordProvider})["remoteCredential"]["contentUnchanged"],
-        Json::Value{false});
+    EXPECT_EQ(RunHostJson({L"--remote-credential", kPasswordText})["remoteCredential"]["contentUnchanged"],
+              Json::Value{false});
   }
 }
 

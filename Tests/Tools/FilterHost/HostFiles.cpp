@@ -1,20 +1,10 @@
 #include "Tools/FilterHost/HostFiles.h"
 
-#include <windows.h>
-
 #include <filesystem>
 
+#include "Support/FilterModule.h"
+
 namespace KuvTest {
-
-namespace {
-
-std::wstring BesideThisProgram(const std::wstring& path) {
-  wchar_t program[MAX_PATH] = {};
-  ::GetModuleFileNameW(nullptr, program, MAX_PATH);
-  return (std::filesystem::path{program}.parent_path() / path).lexically_normal().make_preferred().wstring();
-}
-
-}  // namespace
 
 std::wstring TestFolder::Write(const std::wstring& name, const std::string& bytes) const {
   std::wstring path = Path(name);
@@ -23,12 +13,8 @@ std::wstring TestFolder::Write(const std::wstring& name, const std::string& byte
   return path;
 }
 
-std::wstring FilterDllPath() {
-  return BesideThisProgram(KUV_FILTER_DLL);
-}
-
 std::wstring FilterHostPath() {
-  return BesideThisProgram(KUV_FILTER_HOST);
+  return std::filesystem::path{FilterDllPath()}.replace_filename(L"KuvFilterHost.exe").wstring();
 }
 
 }  // namespace KuvTest

@@ -12,8 +12,7 @@ class TestFolder : public TempFolder {
   std::wstring Write(const std::wstring& name, const std::string& bytes) const;
 };
 
-/// Return the paths of the built DLL and program.
-std::wstring FilterDllPath();
+/// Returns the path of the built program, which is in the folder of this program.
 std::wstring FilterHostPath();
 
 }  // namespace KuvTest

@@ -30,8 +30,7 @@ Json::Value RunHostJson(std::vector<std::wstring> arguments) {
 }
 
 FilterHostFixture::FilterHostFixture()
-    : dll(::LoadLibraryW(FilterDllPath().c_str())),
-      metrics(dll.Get(), "GetSystemMetrics"),
+    : metrics(dll.Get(), "GetSystemMetrics"),
       filterFolder(dll.Get(), "SHGetFolderPathW"),
       hostFolder("SHGetFolderPathW") {
   const auto answer = [this](HWND, int, HANDLE, DWORD, LPWSTR path) {

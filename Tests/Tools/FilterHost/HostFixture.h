@@ -11,15 +11,13 @@
 #include <json/json.h>
 
 #include "FilterHost/FilterSession.h"
+#include "Support/FilterModule.h"
 #include "Support/ImportHook.h"
+#include "Support/Providers.h"
 #include "Support/RegistrySandbox.h"
 #include "Tools/FilterHost/HostFiles.h"
 
 namespace KuvTest {
-
-constexpr wchar_t kKuvProvider[] = L"{5E1B7C30-9A42-4D6F-8C15-A3F02E76D418}";
-constexpr wchar_t kPasswordProvider[] = L"{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}";
-constexpr wchar_t kForeignProvider[] = L"{11111111-2222-3333-4444-555555555555}";
 
 /// The result of a run of the program.
 struct HostRun {
@@ -54,7 +52,7 @@ class FilterHostFixture : public ::testing::Test {
   TestFolder folder;
   RegistrySandbox registry;
   /// Loaded before the host loads it, so that its imports can be replaced.
-  FilterHost::UniqueLibrary dll;
+  FilterModule dll;
   ImportHook<decltype(&::GetSystemMetrics)> metrics;
   ImportHook<decltype(&::SHGetFolderPathW)> filterFolder;
   ImportHook<decltype(&::SHGetFolderPathW)> hostFolder;

@@ -14,8 +14,8 @@ namespace {
 
 using FilterHost::LogTail;
 using KuvTest::HostRun;
-using KuvTest::kForeignProvider;
-using KuvTest::kPasswordProvider;
+using KuvTest::kForeignText;
+using KuvTest::kPasswordText;
 using KuvTest::RunHost;
 using KuvTest::RunHostJson;
 
@@ -106,9 +106,9 @@ TEST_F(FilterHostLog, IsOffByDefault) {
 // The scenarios as shown, the remote credential, then the scenarios with the opposite flags.
 TEST_F(FilterHostLog, StartsWithTheShownResults) {
   registry.Local().SetDword(L"Debug", 1);
-  const Lines lines = Messages(Run({L"--log", L"--scenario", L"unlock", L"--scenario", L"plap",
-                                    L"--remote-credential", kPasswordProvider})
-                                   .out);
+  const Lines lines = Messages(
+      Run({L"--log", L"--scenario", L"unlock", L"--scenario", L"plap", L"--remote-credential", kPasswordText})
+          .out);
   Lines order;
   for (const std::string& line : lines) {
     if (line.find("Filter usage scenario") != std::string::npos) order.push_back(line);

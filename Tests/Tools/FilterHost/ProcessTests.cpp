@@ -8,6 +8,7 @@
 #include <json/json.h>
 
 #include "KuvAuth/Support/UniqueResource.h"
+#include "Support/FilterModule.h"
 #include "Support/Wine.h"
 #include "Tools/FilterHost/HostFiles.h"
 

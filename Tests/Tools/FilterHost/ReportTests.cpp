@@ -5,9 +5,9 @@
 namespace {
 
 using KuvTest::HostRun;
-using KuvTest::kForeignProvider;
-using KuvTest::kKuvProvider;
-using KuvTest::kPasswordProvider;
+using KuvTest::kForeignText;
+using KuvTest::kKuvText;
+using KuvTest::kPasswordText;
 using KuvTest::RunHost;
 using KuvTest::RunHostJson;
 
@@ -16,7 +16,7 @@ class FilterHostReport : public KuvTest::FilterHostFixture {
   // One whitelisted provider, the smart card provider of Windows, and protected logon and elevation.
   FilterHostReport() {
     Configure();
-    registry.Local().SetTexts(L"ProvidersWhitelist", {kForeignProvider});
+    registry.Local().SetTexts(L"ProvidersWhitelist", {kForeignText});
     registry.Local().SetDword(L"EnableSmartCards", 1);
     registry.Local().SetDword(L"ElevationProtectionMode", 2);
     providers = folder.Write(L"providers.txt",
@@ -115,8 +115,8 @@ TEST_F(FilterHostReport, FlagsArePassedToFilter) {
 }
 
 TEST_F(FilterHostReport, UsesInstalledProvidersByDefault) {
-  Install(kKuvProvider, L"Kuv");
-  Install(kPasswordProvider, L"Password");
+  Install(kKuvText, L"Kuv");
+  Install(kPasswordText, L"Password");
   const HostRun run = RunHost(WithDll({L"--scenario", L"logon"}));
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_THAT(run.out,
@@ -126,7 +126,7 @@ TEST_F(FilterHostReport, UsesInstalledProvidersByDefault) {
 }
 
 TEST_F(FilterHostReport, NamesHaveNoControlCharacters) {
-  Install(kKuvProvider, L"a\nb\x1B[2J");
+  Install(kKuvText, L"a\nb\x1B[2J");
   EXPECT_THAT(RunHost(WithDll({L"--scenario", L"logon"})).out,
               ::testing::HasSubstr("\na?b?[2J        ENABLED  {"));
 }
@@ -155,7 +155,7 @@ TEST_F(FilterHostReport, JsonIsUtf8) {
 }
 
 TEST_F(FilterHostReport, RemoteCredentialOfPasswordGoesToKuvProvider) {
-  const HostRun run = Run({L"--scenario", L"logon", L"--remote-credential", kPasswordProvider});
+  const HostRun run = Run({L"--scenario", L"logon", L"--remote-credential", kPasswordText});
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_THAT(run.out,
               ::testing::EndsWith(
@@ -170,23 +170,23 @@ TEST_F(FilterHostReport, RemoteCredentialCanGoToMissingProvider) {
 }
 
 TEST_F(FilterHostReport, RemoteCredentialOfAllowedProviderStays) {
-  EXPECT_THAT(Run({L"--remote-credential", kForeignProvider}).out,
+  EXPECT_THAT(Run({L"--remote-credential", kForeignText}).out,
               ::testing::EndsWith("\nA remote credential for {11111111-2222-3333-4444-555555555555}\n"
                                   "stays with its provider\n"));
 }
 
 TEST_F(FilterHostReport, JsonHasTheRemoteCredential) {
-  EXPECT_EQ(RunJson({L"--remote-credential", kPasswordProvider})["remoteCredential"], KuvTest::ParseJson(R"({
+  EXPECT_EQ(RunJson({L"--remote-credential", kPasswordText})["remoteCredential"], KuvTest::ParseJson(R"({
       "meantFor": "{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}", "result": "0x00000000", "redirected": true,
       "redirectedTo": "{5E1B7C30-9A42-4D6F-8C15-A3F02E76D418}", "contentUnchanged": true})"));
-  EXPECT_EQ(RunJson({L"--remote-credential", kForeignProvider})["remoteCredential"], KuvTest::ParseJson(R"({
+  EXPECT_EQ(RunJson({L"--remote-credential", kForeignText})["remoteCredential"], KuvTest::ParseJson(R"({
       "meantFor": "{11111111-2222-3333-4444-555555555555}", "result": "0x80004001", "redirected": false})"));
 }
 
 TEST_F(FilterHostReport, RejectedRemoteCredentialHasError) {
   KuvTest::ImportHook<decltype(&::CoTaskMemAlloc)> allocate{dll.Get(), "CoTaskMemAlloc"};
   allocate.Answer([](SIZE_T) -> void* { return nullptr; });
-  const HostRun run = Run({L"--remote-credential", kPasswordProvider});
+  const HostRun run = Run({L"--remote-credential", kPasswordText});
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_THAT(run.out, ::testing::ContainsRegex("\nis rejected: .*error 0x8007000E"));
 }
@@ -196,7 +196,7 @@ TEST_F(FilterHostReport, CopyOfARemoteCredentialIsFreed) {
   KUV_IMPORT_HOOK(release, CoTaskMemFree);
   void* copy = nullptr;
   allocate.Answer([&](SIZE_T size) { return copy = allocate.Original(size); });
-  Run({L"--remote-credential", kPasswordProvider});
+  Run({L"--remote-credential", kPasswordText});
   ASSERT_NE(copy, nullptr);
   EXPECT_EQ(release.Calls(), (std::vector<std::tuple<void*>>{{copy}}));
 }
@@ -206,11 +206,11 @@ TEST_F(FilterHostReport, NothingIsWrittenToTheRegistry) {
   KUV_IMPORT_HOOK(createKey, RegCreateKeyExW);
   KuvTest::ImportHook<decltype(&::RegSetValueExW)> filterSetValue{dll.Get(), "RegSetValueExW"};
   KuvTest::ImportHook<decltype(&::RegCreateKeyExW)> filterCreateKey{dll.Get(), "RegCreateKeyExW"};
-  Install(kKuvProvider, L"Kuv");
+  Install(kKuvText, L"Kuv");
   const std::size_t setBefore = setValue.CallCount();
   const std::size_t createdBefore = createKey.CallCount();
   ASSERT_NE(setBefore, 0u);
-  RunHost(WithDll({L"--log", L"--remote-credential", kPasswordProvider}));
+  RunHost(WithDll({L"--log", L"--remote-credential", kPasswordText}));
   EXPECT_EQ(setValue.CallCount(), setBefore);
   EXPECT_EQ(createKey.CallCount(), createdBefore);
   EXPECT_EQ(filterSetValue.CallCount() + filterCreateKey.CallCount(), 0u);

@@ -61,9 +61,9 @@ void WriteHeader(const Report& report, HtmlWriter& html) {
   html.Element("h1", report.machine);
   html.Element("time", report.time, {{"class", "quiet small"}, {"datetime", report.time}});
   if (!report.whatIfSettings.empty()) {
-    html.Open("ul", {{"class", "assumptions"}});
+    html.Open("ul", {{"class", "what-if"}});
     for (const std::string& text : WhatIfTexts(report)) {
-      html.Open("li").Element("span", "Assuming " + text, {{"class", "chip assumed"}}).Close();
+      html.Open("li").Element("span", "Assuming " + text, {{"class", "chip what-if"}}).Close();
     }
     html.Close();
   }

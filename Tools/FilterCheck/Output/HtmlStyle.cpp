@@ -50,13 +50,13 @@ section, .verdict {
 .verdict.good { border-left: 5px solid var(--good); }
 .verdict.caution { border-left: 5px solid var(--caution); }
 .verdict.bad { border-left: 5px solid var(--bad); }
-.assumptions { display: flex; flex-wrap: wrap; gap: .5rem; list-style: none; padding: 0; margin-top: .7rem; }
+.what-if { display: flex; flex-wrap: wrap; gap: .5rem; list-style: none; padding: 0; margin-top: .7rem; }
 .chip {
   display: inline-block; border-radius: 6px; padding: .1rem .5rem; font-size: .82rem; font-weight: 600;
   background: var(--off-ground); color: var(--off); overflow-wrap: anywhere;
 }
 .chip.problem { background: var(--bad-ground); color: var(--bad); }
-.chip.warning, .chip.assumed { background: var(--caution-ground); color: var(--caution); }
+.chip.warning, .chip.what-if { background: var(--caution-ground); color: var(--caution); }
 .chip.change { background: none; color: var(--mark); border: 1.5px solid var(--mark); }
 table { border-collapse: separate; border-spacing: 4px; width: 100%; font-size: .92rem; }
 th { text-align: left; font-weight: 600; }
