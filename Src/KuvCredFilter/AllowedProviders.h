@@ -7,8 +7,6 @@
 #include "KuvAuth/Support/BoundedArray.h"
 #include "KuvAuth/Support/GuidText.h"
 
-using Kuv::GuidText;
-
 /// The providers that may stay enabled. The order has no meaning; duplicates are allowed.
 using AllowedProviderList = std::vector<GUID>;
 

@@ -17,7 +17,7 @@ void ReportFlags(BoundedArray<const GUID> providers, BoundedArray<BOOL> allow) {
     const bool enabled = allow[i] != FALSE;
     anyEnabled = anyEnabled || enabled;
     KUV_LOG(LogLevel::Debug, enabled ? L"Provider %s is ENABLED." : L"Provider %s is DISABLED.",
-            GuidText{providers[i]}.Get());
+            Kuv::GuidText{providers[i]}.Get());
   }
   if (!anyEnabled) KUV_LOG(LogLevel::Warning, "No providers enabled!");
 }

@@ -17,7 +17,7 @@ const CLSID& RedirectionTarget(const GUID& provider) noexcept {
 
 void LogCredential(const CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION& credential) {
   if (!IsLogLevelEnabled(LogLevel::Debug)) return;
-  const GuidText provider{credential.clsidCredentialProvider};
+  const Kuv::GuidText provider{credential.clsidCredentialProvider};
   if (!provider) return;
   KUV_LOG(
       LogLevel::Debug,

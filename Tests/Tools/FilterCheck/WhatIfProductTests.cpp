@@ -99,7 +99,7 @@ std::vector<Start> Starts() {
         local.SetBytes(L"AutoPush", REG_DWORD, "\1\1\1\1\1\1\1\1", 2);
         local.SetText(L"Debug", L"1");
         local.SetText(L"SKeyy", L"secret");
-        local.SetText(L"", L"the key's own");
+        local.SetText(L"", L"the default value");
         policy.SetBytes(L"ProvidersWhitelist", REG_MULTI_SZ, kPasswordText.c_str(),
                         2 * (kPasswordText.size() + 1));
       },
