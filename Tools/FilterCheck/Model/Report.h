@@ -11,6 +11,7 @@
 #include "Common/ProviderList.h"
 #include "Common/Scenario.h"
 #include "FilterCheck/Model/Finding.h"
+#include "FilterCheck/Model/Machine.h"
 #include "FilterCheck/Model/SettingsTable.h"
 
 /// @file
@@ -76,13 +77,6 @@ struct Registration {
 
 /// The kind of session: at the console, or over Remote Desktop.
 enum class Session : std::uint8_t { Console, Remote };
-
-/// The outcome of the filter's decision on a scenario.
-enum class Outcome : std::uint8_t {
-  Protected,    ///< only the allowed providers are enabled
-  Unprotected,  ///< the Kuv providers are disabled, all others are enabled
-  Untouched,    ///< the filter changes no flag
-};
 
 /// The decision on one scenario in one kind of session.
 struct Decision {
