@@ -7,10 +7,9 @@
 #include <ostream>
 
 #include "Common/PlainText.h"
-#include "FilterCheck/Judgment/RegistrationFindings.h"
+#include "FilterCheck/Judgment/Coverage.h"
 #include "FilterCheck/Judgment/Verdict.h"
 #include "FilterCheck/Machine/RegistrationReader.h"
-#include "FilterCheck/Options.h"
 #include "FilterCheck/Output/NewFile.h"
 #include "FilterCheck/Output/Output.h"
 #include "FilterCheck/SettingsCheck.h"
@@ -35,22 +34,6 @@ std::string Now() {
                         unsigned{time.wSecond});
 }
 
-void AddFindings(const Registration& registration, Situation& situation) {
-  const Findings findings = JudgeRegistration(registration, situation);
-  situation.findings.insert(situation.findings.end(), findings.begin(), findings.end());
-}
-
-Report Gather(const Options& options) {
-  Report report{MachineName(), Now(), Examine(), options.whatIfSettings, {}, ReadRegistration(), {}};
-  report.registrationFindings = JudgeRegistration(report.registration);
-  AddFindings(report.registration, report.now);
-  if (!options.whatIfSettings.empty()) {
-    report.whatIf = ExamineWhatIf(options.whatIfSettings);
-    AddFindings(report.registration, *report.whatIf);
-  }
-  return report;
-}
-
 // The convention of no-color.org: any value counts.
 bool IsColorDisabled() {
   wchar_t value[2] = {};
@@ -58,21 +41,38 @@ bool IsColorDisabled() {
 }
 
 ExitCode Run(const Options& options, std::ostream& out, bool isConsole) {
-  const Report report = Gather(options);
+  const Report report = CheckMachine(options);
   if (!options.htmlFile.empty()) WriteNewFile(options.htmlFile, HtmlPage(report));
   if (options.json) {
     PrintJson(report, out);
   } else {
     PrintReport(report, isConsole && !options.noColor && !IsColorDisabled(), out);
   }
-  return Judge(report, Subject(report)).code;
+  return report.Subject().verdict.code;
 }
 
 }  // namespace
 
+Report CheckMachine(const Options& options) {
+  Report report{};
+  report.host.name = MachineName();
+  report.time = Now();
+  report.demand = {true, true, false};
+  report.registration = ReadRegistration();
+  report.obstacle = ObstacleOf(report.registration);
+  report.now = Examine();
+  Conclude(report, report.now);
+  report.whatIfSettings = options.whatIfSettings;
+  if (!options.whatIfSettings.empty()) {
+    report.whatIf = ExamineWhatIf(options.whatIfSettings);
+    Conclude(report, *report.whatIf);
+  }
+  return report;
+}
+
 int RunFilterCheck(const std::vector<std::wstring>& arguments, std::ostream& out, std::ostream& err,
                    bool isConsole) {
-  ExitCode code = ExitCode::Fine;
+  ExitCode code = ExitCode::Covered;
   try {
     const Options options = ParseOptions(arguments);
     if (options.help) {

@@ -4,7 +4,14 @@
 #include <string>
 #include <vector>
 
+#include "FilterCheck/Model/Report.h"
+#include "FilterCheck/Options.h"
+
 namespace FilterCheck {
+
+/// Examines the machine in its current state and with the what-if settings of the options. Throws
+/// `Tools::ToolError`.
+Report CheckMachine(const Options& options);
 
 /// Runs the program: parses the arguments (without the program name), examines the machine and writes the
 /// results in UTF-8 with line feeds. Uses colors only if `isConsole` is set. Writes a failure as one line to

@@ -54,7 +54,6 @@ Situation Look(const Surroundings& surroundings) {
   Append(situation.findings, JudgeNames(keys));
   Append(situation.findings, JudgeAccess(surroundings.access, keys));
   situation.decision = Decide(surroundings.providers, judged);
-  Append(situation.findings, JudgeDecisions(situation.decision));
   return situation;
 }
 

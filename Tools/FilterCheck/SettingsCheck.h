@@ -6,8 +6,8 @@
 
 namespace FilterCheck {
 
-/// Examines the settings, providers and decisions of the machine in its current state. Does not write to the
-/// registry, the file system or the log. Throws `Tools::ToolError`.
+/// Examines the settings, providers and decisions of the machine in its current state; `Conclude` completes
+/// the result. Does not write to the registry, the file system or the log. Throws `Tools::ToolError`.
 Situation Examine();
 
 /// Examines the machine with these settings in the policy key if that contains the setting, else in the local

@@ -2,7 +2,7 @@
 
 #include "Common/Console.h"
 #include "FilterCheck/FilterCheck.h"
-#include "FilterCheck/Judgment/Verdict.h"
+#include "FilterCheck/Model/Report.h"
 
 int wmain(int argc, wchar_t** argv) {
   Tools::Console console;

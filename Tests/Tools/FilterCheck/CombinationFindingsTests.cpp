@@ -4,9 +4,6 @@
 namespace {
 
 using namespace KuvTest;
-using FilterCheck::Examine;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 // clang-format off
 TEST_F(Findings, ReportInvalidHosts) {
@@ -95,37 +92,5 @@ TEST_F(Findings, ReportUnknownValueNames) {
   });
 }
 // clang-format on
-
-// A machine that has the Kuv smart card provider, but not the Kuv provider.
-class FindingsWithSmartCardProviderOnly : public Findings {
- protected:
-  FindingsWithSmartCardProviderOnly() {
-    ProviderKey(kKuvText).Delete();
-    ProviderKey(kKuvSmartCardText).SetText(L"", L"Kuv smart card");
-  }
-
-  static void ExpectProblem(const char* id, const char* atConsole) {
-    const FilterCheck::Situation situation = Examine();
-    EXPECT_THAT(IdsOf(situation), ElementsAre(id));
-    EXPECT_EQ(situation.findings.front().severity, kProblem);
-    EXPECT_FALSE(situation.decision.inForce);
-    EXPECT_EQ(situation.decision.atConsole, atConsole);
-  }
-};
-
-TEST_F(FindingsWithSmartCardProviderOnly, ReportLockoutIfNoProviderIsAllowed) {
-  ExpectProblem("decision.locked-out", "At the console, a user sees no provider and cannot sign in.");
-}
-
-TEST_F(FindingsWithSmartCardProviderOnly, ReportMissingSecondFactorIfOnlyOthersAreAllowed) {
-  registry.Local().SetTexts(L"ProvidersWhitelist", {kForeignText});
-  ExpectProblem("decision.no-second-factor",
-                "At the console, a user sees only Vendor. No provider asks for the second factor.");
-  // If the filter allows the smart card provider, it asks for the second factor.
-  registry.Local().SetDword(L"EnableSmartCards", 1);
-  registry.Local().SetDword(L"WrapSmartCards", 1);
-  EXPECT_THAT(IdsOf(Examine()), IsEmpty());
-  EXPECT_TRUE(Examine().decision.inForce);
-}
 
 }  // namespace

@@ -1,6 +1,8 @@
 #include "Tools/FilterCheck/ExampleReport.h"
 
 #include "Common/Identifier.h"
+#include "FilterCheck/Judgment/Coverage.h"
+#include "FilterCheck/Judgment/Verdict.h"
 
 namespace KuvTest {
 
@@ -9,6 +11,7 @@ namespace {
 using FilterCheck::Decision;
 using FilterCheck::FindSetting;
 using FilterCheck::Outcome;
+using FilterCheck::Reason;
 using FilterCheck::Session;
 using FilterCheck::Situation;
 using FilterCheck::Source;
@@ -41,21 +44,13 @@ Situation ExampleSituation(bool consoleIsProtected) {
       const bool logon = scenario.usage >= CPUS_LOGON && scenario.usage <= CPUS_CHANGE_PASSWORD;
       const bool open = session == Session::Console && !consoleIsProtected;
       const Outcome outcome = logon && !open ? Outcome::Protected : Outcome::Unprotected;
-      const bool byRdpOnly = logon && open;
-      situation.decision.decisions.push_back({scenario, session, outcome, EnabledBy(outcome),
-                                              byRdpOnly ? "RdpOnly"
-                                              : logon   ? "ElevationProtectionMode"
-                                                        : "never protected",
-                                              byRdpOnly ? "1"
-                                              : logon   ? "0"
-                                                        : "",
-                                              byRdpOnly ? Source::Policy : Source::Default});
+      const Reason because = logon && open ? Reason{"RdpOnly", "1", Source::Policy}
+                             : logon || scenario.name == "elevation"
+                                 ? Reason{"ElevationProtectionMode", "0", Source::Default}
+                                 : Reason{"never protected", "", Source::Default};
+      situation.decision.decisions.push_back({scenario, session, outcome, EnabledBy(outcome), because});
     }
   }
-  situation.decision.atConsole = "At the console, a user sees one thing.";
-  situation.decision.overRemoteDesktop = "Over Remote Desktop, a user sees another.";
-  situation.decision.atElevation = "At an elevation prompt, a user sees a third.";
-  situation.decision.inForce = true;
   return situation;
 }
 
@@ -63,13 +58,16 @@ Situation ExampleSituation(bool consoleIsProtected) {
 
 FilterCheck::Report ExampleReport() {
   FilterCheck::Report report{};
-  report.machine = "PC-17";
+  report.host = {"PC-17", "4.3.1700.1150", "4.3.1700.1150", "10.0.19045.3086", "x64", true, "off"};
   report.time = "2026-11-21T09:30:00Z";
+  report.demand = {true, true, false};
   report.now = ExampleSituation(/*consoleIsProtected=*/true);
+  report.evidence.log = "C:\\ProgramData\\Kuvant\\kuv.log";
   report.registration.filter[0] = {false, "C:\\K\\KuvCredFilter.dll", false, "Apartment", true, true, true,
                                    true};
   report.registration.filter[1].wow64 = true;
   report.registration.kuvProviderInstalled = true;
+  Conclude(report);
   return report;
 }
 
@@ -80,7 +78,18 @@ FilterCheck::Report ExampleWhatIf() {
   report.whatIf->settings[2].local = StoredValue{REG_DWORD, 4, "1"};
   report.whatIf->settings[2].effective = "1";
   report.whatIf->settings[2].source = Source::Local;
+  Conclude(report);
   return report;
+}
+
+void Conclude(FilterCheck::Report& report) {
+  report.obstacle = FilterCheck::ObstacleOf(report.registration);
+  const auto conclude = [&](Situation& situation) {
+    situation.coverage = FilterCheck::CoverageOf(situation.decision, report.obstacle);
+    situation.verdict = FilterCheck::Judge(report, situation);
+  };
+  conclude(report.now);
+  if (report.whatIf) conclude(*report.whatIf);
 }
 
 }  // namespace KuvTest

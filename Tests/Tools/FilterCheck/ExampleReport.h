@@ -13,4 +13,7 @@ FilterCheck::Report ExampleReport();
 /// Returns the same report with `--what-if RdpOnly=1`.
 FilterCheck::Report ExampleWhatIf();
 
+/// Computes the coverage and the verdicts again after a test has changed the report.
+void Conclude(FilterCheck::Report& report);
+
 }  // namespace KuvTest

@@ -46,15 +46,13 @@ TEST(HtmlPage, HasNoExternalReferences) {
 TEST(HtmlPage, EscapesForeignTextEverywhere) {
   constexpr char kForeign[] = "<script>alert(\"1\")</script>'&";
   Report report = ExampleWhatIf();
-  report.machine = report.time = kForeign;
+  report.host.name = report.time = kForeign;
   report.whatIfSettings = {{FilterCheck::FindSetting("Host"), L"<script>alert(\"1\")</script>'&"}};
   for (FilterCheck::Situation* const situation : {&report.now, &*report.whatIf}) {
     for (Tools::Provider& provider : situation->decision.providers) provider.name = kForeign;
     for (FilterCheck::Decision& decision : situation->decision.decisions) {
-      decision.decidedBy = decision.value = kForeign;
+      decision.because.decidedBy = decision.because.value = kForeign;
     }
-    situation->decision.atConsole = situation->decision.overRemoteDesktop = situation->decision.atElevation =
-        kForeign;
     for (FilterCheck::SettingState& state : situation->settings) {
       state.effective = situation == &report.now ? std::string{kForeign} + "today" : kForeign;
     }
@@ -90,14 +88,11 @@ TEST(HtmlPage, ClosesElementsInOrder) {
 }
 
 TEST(HtmlPage, ShowsBothVerdicts) {
-  Report report = ExampleWhatIf();
-  report.whatIf->decision.inForce = false;
+  const Report report = ExampleWhatIf();
   const std::string page = HtmlPage(report);
   EXPECT_THAT(page, HasSubstr("<div class=\"verdict bad\" data-code=\"2\">"));
-  EXPECT_THAT(
-      page,
-      HasSubstr("<p>With these assumptions: The second factor is NOT required at any kind of sign-in.</p>"));
-  EXPECT_THAT(page, HasSubstr(">Today: The second factor is required. No issues found.</p>"));
+  EXPECT_THAT(page, HasSubstr("<p>With these assumptions: " + report.whatIf->verdict.text + "</p>"));
+  EXPECT_THAT(page, HasSubstr(">Today: " + report.now.verdict.text + "</p>"));
 }
 
 TEST(HtmlPage, MarksChanges) {

@@ -28,7 +28,7 @@ Json::Value JsonOf(const Report& report) {
 
 TEST(ReportJson, HasSchemaMachineAndTime) {
   const Json::Value json = JsonOf(ExampleReport());
-  EXPECT_EQ(json["schema"], Json::Value{1});
+  EXPECT_EQ(json["schema"], Json::Value{2});
   EXPECT_EQ(json["machine"], "PC-17");
   EXPECT_EQ(json["time"], "2026-11-21T09:30:00Z");
   EXPECT_EQ(json["assumptions"], Json::Value{Json::arrayValue});
@@ -59,31 +59,60 @@ TEST(ReportJson, HasProvidersAndDecisions) {
     "scenario": "plap", "session": "remote", "outcome": "unprotected", "decidedBy": "never protected",
     "value": "", "source": null,
     "shown": ["{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}", "{11111111-2222-3333-4444-555555555555}"]})"));
-  EXPECT_EQ(now["sentences"], Parsed(R"({
-    "console": "At the console, a user sees one thing.",
-    "remoteDesktop": "Over Remote Desktop, a user sees another.",
-    "elevation": "At an elevation prompt, a user sees a third."})"));
+}
+
+TEST(ReportJson, HasCoverage) {
+  EXPECT_EQ(JsonOf(ExampleWhatIf())["assumed"]["coverage"], Parsed(R"({
+    "console": {"state": "off", "ways": ["{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}", "{11111111-2222-3333-4444-555555555555}"],
+                "because": {"decidedBy": "RdpOnly", "value": "1", "source": "policy"}},
+    "remote": {"state": "required", "ways": [],
+               "because": {"decidedBy": "ElevationProtectionMode", "value": "0", "source": "default"}},
+    "elevation": {"state": "off", "ways": ["{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}", "{11111111-2222-3333-4444-555555555555}"],
+                  "because": {"decidedBy": "ElevationProtectionMode", "value": "0", "source": "default"}}})"));
 }
 
 TEST(ReportJson, HasVerdictAndFindings) {
   Report report = ExampleReport();
-  report.now.findings = {{"a.note", Severity::Note, "Thing", "It is so.", ""}};
-  report.registrationFindings = {
-      {"c.warning", Severity::Warning, "64-bit view", "It is unexpected.", "Look."}};
+  report.now.findings = {{"c.warning", Severity::Warning, "64-bit view", "It is unexpected.", "Look."},
+                         {"a.note", Severity::Note, "Thing", "It is so.", ""}};
+  KuvTest::Conclude(report);
   const Json::Value now = JsonOf(report)["now"];
   EXPECT_EQ(now["exitCode"], Json::Value{1});
-  EXPECT_EQ(now["verdict"], "The second factor is required. Found 1 warning.");
-  EXPECT_EQ(now["inForce"], Json::Value{true});
+  EXPECT_EQ(now["verdict"], report.now.verdict.text);
   EXPECT_EQ(now["findings"], Parsed(R"([
     {"id": "c.warning", "severity": "warning", "subject": "64-bit view", "text": "It is unexpected.", "advice": "Look."},
     {"id": "a.note", "severity": "note", "subject": "Thing", "text": "It is so.", "advice": ""}])"));
 }
 
-TEST(ReportJson, IsNotInForceIfFilterIsNotLoaded) {
+TEST(ReportJson, HasObstacle) {
   Report report = ExampleReport();
+  EXPECT_EQ(JsonOf(report)["obstacle"], "none");
   report.registration.filter[0].inFilterList = false;
-  EXPECT_EQ(JsonOf(report)["now"]["inForce"], Json::Value{false});
+  KuvTest::Conclude(report);
+  EXPECT_EQ(JsonOf(report)["obstacle"], "not-loaded");
+  EXPECT_EQ(JsonOf(report)["now"]["coverage"]["remote"]["because"],
+            Parsed(R"({"decidedBy": "filter not loaded", "value": "", "source": null})"));
   EXPECT_EQ(JsonOf(report)["now"]["exitCode"], Json::Value{2});
+}
+
+TEST(ReportJson, HasHostDemandAndEvidence) {
+  Report report = ExampleReport();
+  report.evidence = {"C:\\kuv.log",         true, "", "2026-11-21 09:00:00", true, false,
+                     "2026-11-22 08:00:00", {},   {}};
+  report.evidence.decisions[2] = {"2026-11-21 09:00:00", FilterCheck::Outcome::Untouched};
+  report.evidence.errors = {{"2026-11-21 08:59:59", "It failed."}};
+  const Json::Value json = JsonOf(report);
+  EXPECT_EQ(json["host"], Parsed(R"({
+    "toolVersion": "4.3.1700.1150", "filterVersion": "4.3.1700.1150", "windowsVersion": "10.0.19045.3086",
+    "architecture": "x64", "elevated": true, "safeMode": "off"})"));
+  EXPECT_EQ(json["require"], Parsed(R"(["console", "remote"])"));
+  EXPECT_EQ(json["evidence"], Parsed(R"({
+    "log": "C:\\kuv.log", "exists": true, "unreadable": "", "lastRun": "2026-11-21 09:00:00", "lastRunFailed": true,
+    "ranSinceStart": false, "startOfWindows": "2026-11-22 08:00:00",
+    "decisions": {"console": null, "remote": null,
+                  "elevation": {"time": "2026-11-21 09:00:00", "outcome": "untouched"}},
+    "errors": [{"time": "2026-11-21 08:59:59", "text": "It failed."}]})"));
+  EXPECT_TRUE(JsonOf(ExampleReport())["evidence"]["ranSinceStart"].isNull());
 }
 
 TEST(ReportJson, HasRegistration) {

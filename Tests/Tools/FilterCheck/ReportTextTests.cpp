@@ -28,12 +28,21 @@ TEST(ReportText, ShowsResultsInSections) {
   EXPECT_EQ(Printed(ExampleReport()),
       "Kuv filter check of PC-17, 2026-11-21T09:30:00Z\n"
       "\n"
+      "Machine\n"
+      "\n"
+      "  KuvFilterCheck     4.3.1700.1150\n"
+      "  Registered filter  4.3.1700.1150\n"
+      "  Windows            10.0.19045.3086, x64\n"
+      "  Safe mode          off\n"
+      "  Administrator      yes\n"
+      "\n"
       "Settings\n"
       "\n"
-      "  Setting  Value                 From     Stored\n"
-      "  Host     auth.kuv.example:443  local    local REG_SZ, 34 bytes\n"
-      "  SKey     set                   local    policy REG_SZ, 2 bytes; local REG_SZ, 60 bytes\n"
-      "  RdpOnly  0                     default  -\n"
+      "  Setting  Value                 From   Stored\n"
+      "  Host     auth.kuv.example:443  local  local REG_SZ, 34 bytes\n"
+      "  SKey     set                   local  policy REG_SZ, 2 bytes; local REG_SZ, 60 bytes\n"
+      "\n"
+      "  Not set, so the default applies: RdpOnly.\n"
       "\n"
       "Registration\n"
       "\n"
@@ -49,40 +58,39 @@ TEST(ReportText, ShowsResultsInSections) {
       "  DefaultCredentialProvider    not set\n"
       "  ProhibitFallbacks            not set\n"
       "\n"
-      "Decision\n"
+      "What users see\n"
       "\n"
       "  At the console and over Remote Desktop\n"
       "\n"
-      "  Provider                                logon  unlock  change-password  credui  elevation  plap\n"
-      "  Password                                -      -       -                shown   shown      shown\n"
-      "  Kuv\xC3\xA9                                    shown  shown   shown            -       -          -\n"
-      "  {11111111-2222-3333-4444-555555555555}  -      -       -                shown   shown      shown\n"
+      "  Provider                                logon      unlock     change-password  credui       elevation    plap\n"
+      "  Outcome                                 protected  protected  protected        unprotected  unprotected  unprotected\n"
+      "  Password                                -          -          -                shown        shown        shown\n"
+      "  Kuv\xC3\xA9                                    shown      shown      shown            -            -            -\n"
+      "  {11111111-2222-3333-4444-555555555555}  -          -          -                shown        shown        shown\n"
       "\n"
-      "  Scenario         Session  Outcome      Decided by               Value  From\n"
-      "  logon            any      protected    ElevationProtectionMode  0      default\n"
-      "  unlock           any      protected    ElevationProtectionMode  0      default\n"
-      "  change-password  any      protected    ElevationProtectionMode  0      default\n"
-      "  credui           any      unprotected  never protected          -      -\n"
-      "  elevation        any      unprotected  never protected          -      -\n"
-      "  plap             any      unprotected  never protected          -      -\n"
+      "Log\n"
       "\n"
-      "  At the console, a user sees one thing.\n"
-      "\n"
-      "  Over Remote Desktop, a user sees another.\n"
-      "\n"
-      "  At an elevation prompt, a user sees a third.\n"
+      "  Log  C:\\ProgramData\\Kuvant\\kuv.log, missing\n"
       "\n"
       "Findings\n"
       "\n"
       "  None.\n"
       "\n"
-      "The second factor is required. No issues found.\n");
+      "Second factor\n"
+      "\n"
+      "  Sign-in               State     Reason                                  Other ways\n"
+      "  At the console        required  ElevationProtectionMode is 0 (default)  -\n"
+      "  Over Remote Desktop   required  ElevationProtectionMode is 0 (default)  -\n"
+      "  At elevation prompts  off       ElevationProtectionMode is 0 (default)  any provider\n"
+      "\n"
+      "The second factor is required at the console and over Remote Desktop. It is NOT required at elevation "
+      "prompts: ElevationProtectionMode is 0 (default). No warnings or problems found.\n");
   // clang-format on
 }
 
 TEST(ReportText, MarksChangedSettingsAndProviders) {
   const std::string text = Printed(ExampleWhatIf());
-  EXPECT_THAT(text, HasSubstr("09:30:00Z\nAssuming RdpOnly=1\n\nSettings\n"));
+  EXPECT_THAT(text, HasSubstr("09:30:00Z\nAssuming RdpOnly=1\n\nMachine\n"));
   // clang-format off
   EXPECT_THAT(text, HasSubstr(
       "  Setting  Value                 From   Today        Stored\n"
@@ -92,45 +100,96 @@ TEST(ReportText, MarksChangedSettingsAndProviders) {
   EXPECT_THAT(text, HasSubstr(
       "  At the console\n"
       "\n"
-      "  Provider                                logon       unlock      change-password  credui  elevation  plap\n"
-      "  Password                                APPEARS     APPEARS     APPEARS          shown   shown      shown\n"
-      "  Kuv\xC3\xA9                                    DISAPPEARS  DISAPPEARS  DISAPPEARS       -       -          -\n"
-      "  {11111111-2222-3333-4444-555555555555}  APPEARS     APPEARS     APPEARS          shown   shown      shown\n"
+      "  Provider                                logon        unlock       change-password  credui       elevation    plap\n"
+      "  Outcome                                 unprotected  unprotected  unprotected      unprotected  unprotected  unprotected\n"
+      "  Password                                APPEARS      APPEARS      APPEARS          shown        shown        shown\n"
+      "  Kuv\xC3\xA9                                    DISAPPEARS   DISAPPEARS   DISAPPEARS       -            -            -\n"
+      "  {11111111-2222-3333-4444-555555555555}  APPEARS      APPEARS      APPEARS          shown        shown        shown\n"
       "\n"
       "  Over Remote Desktop\n"
       "\n"
-      "  Provider                                logon  unlock  change-password  credui  elevation  plap\n"
-      "  Password                                -      -       -                shown   shown      shown\n"
-      "  Kuv\xC3\xA9                                    shown  shown   shown            -       -          -\n"));
+      "  Provider                                logon      unlock     change-password  credui       elevation    plap\n"
+      "  Outcome                                 protected  protected  protected        unprotected  unprotected  unprotected\n"
+      "  Password                                -          -          -                shown        shown        shown\n"));
   EXPECT_THAT(text, HasSubstr(
-      "  logon            console  unprotected  RdpOnly                  1      policy\n"));
-  EXPECT_THAT(text, HasSubstr(
-      "  logon            remote   protected    ElevationProtectionMode  0      default\n"));
+      "  At the console        off, today required  RdpOnly is 1 (policy)                   any provider\n"
+      "  Over Remote Desktop   required             ElevationProtectionMode is 0 (default)  -\n"));
   // clang-format on
-  EXPECT_THAT(text, EndsWith("\nToday: The second factor is required. No issues found.\n"
-                             "With these assumptions: The second factor is required. No issues found.\n"));
+  EXPECT_THAT(text, HasSubstr("\nToday: The second factor is required at the console and over Remote"));
+  EXPECT_THAT(text,
+              EndsWith("\nWith these assumptions: The second factor is required over Remote Desktop. It "
+                       "is NOT required at the console: RdpOnly is 1 (policy). It is NOT required at "
+                       "elevation prompts: ElevationProtectionMode is 0 (default). Not covered as "
+                       "demanded: console. No warnings or problems found.\n"));
 }
 
-TEST(ReportText, ListsMostSevereFindingsFirst) {
+TEST(ReportText, NamesWaysAroundTheSecondFactor) {
   Report report = ExampleReport();
-  report.now.findings = {{"a.note", Severity::Note, "Thing", "It is so.", ""},
-                         {"b.problem", Severity::Problem, "Host", "It is wrong.", "Fix it."}};
-  report.registrationFindings = {
-      {"c.warning", Severity::Warning, "64-bit view", "It is unexpected.", "Look."}};
-  EXPECT_THAT(Printed(report), EndsWith("\nFindings\n"
-                                        "\n"
-                                        "  Problem  Host  [b.problem]\n"
-                                        "    It is wrong.\n"
-                                        "    Recommended action: Fix it.\n"
-                                        "\n"
-                                        "  Warning  64-bit view  [c.warning]\n"
-                                        "    It is unexpected.\n"
-                                        "    Recommended action: Look.\n"
-                                        "\n"
-                                        "  Note  Thing  [a.note]\n"
-                                        "    It is so.\n"
-                                        "\n"
-                                        "The second factor is required. Found 1 problem and 1 warning.\n"));
+  for (FilterCheck::Decision& decision : report.now.decision.decisions) decision.enabled = {true, true, true};
+  KuvTest::Conclude(report);
+  const std::string text = Printed(report, /*colored=*/true);
+  EXPECT_THAT(text, HasSubstr("\x1B[33malternatives\x1B[0m"));
+  EXPECT_THAT(text, HasSubstr("Password (a password) and"));
+  EXPECT_THAT(text, HasSubstr("(unknown"));
+  // Green for the Kuv provider, yellow for the others, and only where the sign-in is protected.
+  EXPECT_THAT(text, HasSubstr("\x1B[32mshown\x1B[0m"));
+  EXPECT_THAT(text, HasSubstr("\x1B[33mshown\x1B[0m"));
+  for (FilterCheck::Decision& decision : report.now.decision.decisions)
+    decision.outcome = FilterCheck::Outcome::Unprotected;
+  KuvTest::Conclude(report);
+  EXPECT_THAT(Printed(report, /*colored=*/true), Not(HasSubstr("mshown\x1B")));
+}
+
+TEST(ReportText, SaysFirstThatTheFilterIsNotLoaded) {
+  Report report = ExampleReport();
+  report.registration.filter[0].inFilterList = false;
+  KuvTest::Conclude(report);
+  const std::string text = Printed(report, /*colored=*/true);
+  EXPECT_THAT(text,
+              HasSubstr("09:30:00Z\x1B[0m\n\x1B[31mThe second factor is NOT required: Windows does not"));
+  EXPECT_THAT(text, HasSubstr("What users would see if Windows loaded the filter"));
+  EXPECT_THAT(text, Not(HasSubstr("\x1B[32m")));
+}
+
+TEST(ReportText, ShowsTheLastDecisionsInTheLog) {
+  Report report = ExampleReport();
+  report.evidence = {"C:\\kuv.log",         true, "", "2026-11-21 09:00:00", false, true,
+                     "2026-11-20 08:00:00", {},   {}};
+  report.evidence.decisions[1] = {"2026-11-21 09:00:00", FilterCheck::Outcome::Protected};
+  report.evidence.errors = {{"2026-11-21 08:59:59", "It failed."}};
+  EXPECT_THAT(Printed(report),
+              HasSubstr("Log\n"
+                        "\n"
+                        "  Log                                 C:\\kuv.log\n"
+                        "  Last start of Windows               2026-11-20 08:00:00\n"
+                        "  Last decision                       2026-11-21 09:00:00\n"
+                        "  Last decision at the console        none\n"
+                        "  Last decision over Remote Desktop   protected, 2026-11-21 09:00:00\n"
+                        "  Last decision at elevation prompts  none\n"
+                        "  Error                               2026-11-21 08:59:59: It failed.\n"));
+  report.evidence.unreadable = "Access denied.";
+  EXPECT_THAT(Printed(report), HasSubstr("  Log  C:\\kuv.log, not readable: Access denied.\n"));
+}
+
+TEST(ReportText, ListsFindings) {
+  Report report = ExampleReport();
+  report.now.findings = {{"b.problem", Severity::Problem, "Host", "It is wrong.", "Fix it."},
+                         {"c.warning", Severity::Warning, "64-bit view", "It is unexpected.", "Look."},
+                         {"a.note", Severity::Note, "Thing", "It is so.", ""}};
+  EXPECT_THAT(Printed(report), HasSubstr("\nFindings\n"
+                                         "\n"
+                                         "  Problem  Host  [b.problem]\n"
+                                         "    It is wrong.\n"
+                                         "    Recommended action: Fix it.\n"
+                                         "\n"
+                                         "  Warning  64-bit view  [c.warning]\n"
+                                         "    It is unexpected.\n"
+                                         "    Recommended action: Look.\n"
+                                         "\n"
+                                         "  Note  Thing  [a.note]\n"
+                                         "    It is so.\n"
+                                         "\n"
+                                         "Second factor\n"));
 }
 
 TEST(ReportText, MarksAddedAndRemovedFindings) {
@@ -139,25 +198,28 @@ TEST(ReportText, MarksAddedAndRemovedFindings) {
                          {"b.goes", Severity::Problem, "B", "Goes.", ""}};
   report.whatIf->findings = {{"a.stays", Severity::Warning, "A", "Stays.", ""},
                              {"c.comes", Severity::Note, "C", "Comes.", ""}};
-  EXPECT_THAT(Printed(report),
-              EndsWith("  Warning  A  [a.stays]\n"
-                       "    Stays.\n"
-                       "\n"
-                       "  Note APPEARS  C  [c.comes]\n"
-                       "    Comes.\n"
-                       "\n"
-                       "  Problem DISAPPEARS  B  [b.goes]\n"
-                       "    Goes.\n"
-                       "\n"
-                       "Today: The second factor is required. Found 1 problem and 1 warning.\n"
-                       "With these assumptions: The second factor is required. Found 1 warning.\n"));
+  EXPECT_THAT(Printed(report), HasSubstr("  Warning  A  [a.stays]\n"
+                                         "    Stays.\n"
+                                         "\n"
+                                         "  Note APPEARS  C  [c.comes]\n"
+                                         "    Comes.\n"
+                                         "\n"
+                                         "  Problem DISAPPEARS  B  [b.goes]\n"
+                                         "    Goes.\n"
+                                         "\n"
+                                         "Second factor\n"));
 }
 
 TEST(ReportText, UsesColorsOnConsoleOnly) {
   EXPECT_THAT(Printed(ExampleReport()), Not(HasSubstr("\x1B")));
   const std::string colored = Printed(ExampleReport(), /*colored=*/true);
   EXPECT_THAT(colored, HasSubstr("\x1B[32mshown\x1B[0m"));
-  EXPECT_THAT(colored, EndsWith("\x1B[32mThe second factor is required. No issues found.\x1B[0m\n"));
+  // Not green, because elevation prompts are not protected.
+  EXPECT_THAT(colored, HasSubstr("\x1B[33mThe second factor is required at the console"));
+  Report report = ExampleReport();
+  report.now.decision.decisions = {report.now.decision.decisions.front()};
+  report.now.coverage.fill(report.now.coverage.front());
+  EXPECT_THAT(Printed(report, /*colored=*/true), HasSubstr("\x1B[32mThe second factor is required"));
 }
 
 // Escape sequences have no width.
@@ -208,8 +270,6 @@ TEST(ReportText, ShowsRegistrationFaults) {
       "  DefaultCredentialProvider    {D}\n"
       "  ProhibitFallbacks            1\n"));
   // clang-format on
-  EXPECT_THAT(Printed(report), EndsWith("\nThe second factor is NOT required: Windows does not load the "
-                                        "filter for the logon screen.\n"));
 }
 
 TEST(Wrapped, BreaksBetweenWordsOnly) {

@@ -139,13 +139,9 @@ std::string Describe(const FilterCheck::Situation& situation) {
         << " session " << static_cast<int>(decision.session) << " outcome "
         << static_cast<int>(decision.outcome) << " enabled";
     for (const bool enabled : decision.enabled) out << (enabled ? " 1" : " 0");
-    out << " by " << decision.decidedBy << " = " << decision.value << " from "
-        << static_cast<int>(decision.source) << '\n';
+    out << " by " << decision.because.decidedBy << " = " << decision.because.value << " from "
+        << static_cast<int>(decision.because.source) << '\n';
   }
-  out << situation.decision.atConsole << '\n'
-      << situation.decision.overRemoteDesktop << '\n'
-      << situation.decision.atElevation << '\n'
-      << situation.decision.inForce << '\n';
   return out.str();
 }
 

@@ -46,6 +46,19 @@ TEST(StockProviders, HaveNames) {
   for (const auto& [identifier, name] : kStock) EXPECT_EQ(NameOf(identifier), name) << identifier;
 }
 
+TEST(StockProviders, AskForWhatTheirNamesSay) {
+  using FilterCheck::Asks;
+  const auto askedBy = [](const char* identifier) {
+    return FilterCheck::AskedBy(Tools::ParseIdentifier(identifier).value());
+  };
+  EXPECT_EQ(askedBy("{5E1B7C30-9A42-4D6F-8C15-A3F02E76D418}"), Asks::SecondFactor);
+  EXPECT_EQ(askedBy("{C27D40E9-16B3-4A8E-B7F2-094E6D1A35C8}"), Asks::SecondFactor);
+  EXPECT_EQ(askedBy("{8AF662BF-65A0-4D0A-A540-A338A999D36F}"), Asks::Possession);
+  EXPECT_EQ(askedBy("{2135F72A-90B5-4ED3-A7F1-8BB705AC276A}"), Asks::Password);
+  EXPECT_EQ(askedBy("{07AA0886-CC8D-4E19-A410-1C75AF686E62}"), Asks::Unknown);
+  EXPECT_EQ(askedBy("{11111111-2222-3333-4444-555555555555}"), Asks::Unknown);
+}
+
 TEST(StockProviders, ExcludeOtherIdentifiers) {
   EXPECT_EQ(NameOf("{11111111-2222-3333-4444-555555555555}"), "");
   EXPECT_EQ(NameOf("{60b78e88-ead8-445c-9cfd-0b87f74ea6ce}"), "");

@@ -5,7 +5,6 @@ namespace {
 
 using namespace KuvTest;
 using FilterCheck::Examine;
-using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 TEST_F(Findings, AreEmptyForRequiredSettingsAlone) {
@@ -99,11 +98,6 @@ TEST_F(Findings, ReportWhitelistEntries) {
        "Keep one"},
       {"three times", LocalList({kSmartCardText, kSmartCardText, kSmartCardText}), "whitelist.duplicate", kWarning,
        "ProvidersWhitelist", "more than once", "Keep one"},
-      {"password", LocalList({kForeignText, kPasswordText}), "whitelist.password", kWarning, "ProvidersWhitelist",
-       "The entry {60B78E88-EAD8-445C-9CFD-0B87F74EA6CD} is the password provider of Windows: users can sign in "
-       "with a password alone where the second factor is required.", "Remove the entry"},
-      {"password twice", LocalList({kPasswordText, kPasswordText}), "whitelist.password whitelist.duplicate", kWarning,
-       "ProvidersWhitelist", "with a password alone", "Remove the entry"},
       {"old password provider, not installed", LocalList({L"{6F45DC1E-5384-457A-BC13-2CD81B0D28ED}"}),
        "whitelist.not-installed", kWarning, "ProvidersWhitelist", "names a provider that is not installed",
        "Check the identifier"},
@@ -141,11 +135,5 @@ TEST_F(Findings, ReportNumbersOutOfRange) {
   });
 }
 // clang-format on
-
-TEST_F(Findings, ReportOldPasswordProviderOnWhitelist) {
-  ProviderKey(L"{6F45DC1E-5384-457A-BC13-2CD81B0D28ED}").Create();
-  registry.Local().SetTexts(L"ProvidersWhitelist", {L"{6f45dc1e-5384-457a-bc13-2cd81b0d28ed}"});
-  EXPECT_THAT(IdsOf(Examine()), ElementsAre("whitelist.password"));
-}
 
 }  // namespace

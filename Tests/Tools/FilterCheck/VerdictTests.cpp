@@ -7,59 +7,74 @@
 
 namespace {
 
+using FilterCheck::Demand;
 using FilterCheck::ExitCode;
 using FilterCheck::Findings;
-using FilterCheck::Judge;
 using FilterCheck::JudgeRegistration;
 using FilterCheck::Report;
 using FilterCheck::SettingState;
 using FilterCheck::Severity;
 using FilterCheck::Source;
+using KuvTest::Conclude;
 using KuvTest::ExampleReport;
 using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
-void ExpectVerdict(const Report& report, ExitCode code, const std::string& text) {
-  EXPECT_EQ(Judge(report, report.now).code, code);
-  EXPECT_EQ(Judge(report, report.now).text, text);
+constexpr char kLogonOnly[] =
+    "The second factor is required at the console and over Remote Desktop. It is NOT required at elevation "
+    "prompts: ElevationProtectionMode is 0 (default). ";
+
+void ExpectVerdict(Report& report, ExitCode code, const std::string& text) {
+  Conclude(report);
+  EXPECT_EQ(report.now.verdict.code, code);
+  EXPECT_EQ(report.now.verdict.text, kLogonOnly + text);
 }
 
-TEST(Verdict, IsFineWithoutFindingsOrWithNotesOnly) {
+TEST(Verdict, IsCoveredWithoutFindingsOrWithNotesOnly) {
   Report report = ExampleReport();
-  ExpectVerdict(report, ExitCode::Fine, "The second factor is required. No issues found.");
+  ExpectVerdict(report, ExitCode::Covered, "No warnings or problems found.");
   report.now.findings = {{"a.note", Severity::Note, "", "", ""}};
-  ExpectVerdict(report, ExitCode::Fine, "The second factor is required. No issues found.");
+  ExpectVerdict(report, ExitCode::Covered, "No warnings or problems found.");
 }
 
 TEST(Verdict, CountsWarningsAndProblems) {
   for (const Severity severity : {Severity::Warning, Severity::Problem}) {
     Report report = ExampleReport();
-    report.registrationFindings = {{"a.b", severity, "", "", ""}, {"a.b", severity, "", "", ""}};
-    ExpectVerdict(report, ExitCode::Found,
-                  severity == Severity::Warning ? "The second factor is required. Found 2 warnings."
-                                                : "The second factor is required. Found 2 problems.");
+    report.now.findings = {{"a.b", severity, "", "", ""}, {"a.b", severity, "", "", ""}};
+    ExpectVerdict(report, ExitCode::CoveredWithFindings,
+                  severity == Severity::Warning ? "Found 2 warnings." : "Found 2 problems.");
+  }
+  Report report = ExampleReport();
+  report.now.findings = {{"a.b", Severity::Problem, "", "", ""}, {"a.b", Severity::Warning, "", "", ""}};
+  ExpectVerdict(report, ExitCode::CoveredWithFindings, "Found 1 problem and 1 warning.");
+}
+
+// The console and Remote Desktop are protected, elevation prompts are not.
+TEST(Verdict, DependsOnTheDemand) {
+  for (int kinds = 1; kinds < 8; ++kinds) {
+    SCOPED_TRACE(kinds);
+    Report report = ExampleReport();
+    report.demand = {(kinds & 1) != 0, (kinds & 2) != 0, (kinds & 4) != 0};
+    const bool covered = (kinds & 4) == 0;
+    ExpectVerdict(report, covered ? ExitCode::Covered : ExitCode::NotCovered,
+                  (covered ? "" : "Not covered as demanded: elevation. ") +
+                      std::string{"No warnings or problems found."});
   }
 }
 
-TEST(Verdict, IsNotInForceIfNothingIsProtected) {
-  Report report = ExampleReport();
-  report.now.decision.inForce = false;
-  ExpectVerdict(report, ExitCode::NotInForce, "The second factor is NOT required at any kind of sign-in.");
+// Remote Desktop only: the console is not protected.
+TEST(Verdict, FulfillsTheDemandForRemoteDesktopOnly) {
+  Report report = KuvTest::ExampleWhatIf();
+  for (const bool remoteOnly : {true, false}) {
+    report.demand = remoteOnly ? Demand{false, true, false} : Demand{true, true, false};
+    Conclude(report);
+    EXPECT_EQ(report.whatIf->verdict.code, remoteOnly ? ExitCode::Covered : ExitCode::NotCovered);
+    EXPECT_EQ(report.now.verdict.code, ExitCode::Covered);
+  }
 }
 
-TEST(Verdict, ReportsLockoutAfterAFilterThatIsNotLoaded) {
-  Report report = ExampleReport();
-  report.now.decision.inForce = false;
-  report.now.decision.decisions.front().enabled = {false, false, false};
-  ExpectVerdict(
-      report, ExitCode::NotInForce,
-      "NO ONE CAN SIGN IN where the second factor is required: the filter hides every provider there.");
-  report.registration.filter[0].inFilterList = false;
-  EXPECT_THAT(Judge(report, report.now).text, HasSubstr("does not load the filter"));
-}
-
-TEST(Verdict, IsNotInForceIfTheFilterCannotBeLoaded) {
+TEST(Verdict, IsNotCoveredIfTheFilterCannotBeLoaded) {
   for (int fault = 0; fault < 4; ++fault) {
     SCOPED_TRACE(fault);
     Report report = ExampleReport();
@@ -68,15 +83,16 @@ TEST(Verdict, IsNotInForceIfTheFilterCannotBeLoaded) {
     if (fault == 1) filter.inFilterList = false;
     if (fault == 2) filter.moduleExists = false;
     if (fault == 3) filter.architectureFits = false;
-    EXPECT_EQ(Judge(report, report.now).code, ExitCode::NotInForce);
+    Conclude(report);
+    EXPECT_EQ(report.now.verdict.code, ExitCode::NotCovered);
   }
 }
 
 TEST(Verdict, IsAboutTheWhatIfSituation) {
   const Report report = KuvTest::ExampleWhatIf();
-  EXPECT_EQ(&Subject(report), &*report.whatIf);
+  EXPECT_EQ(&report.Subject(), &*report.whatIf);
   const Report today = ExampleReport();
-  EXPECT_EQ(&Subject(today), &today.now);
+  EXPECT_EQ(&today.Subject(), &today.now);
 }
 
 TEST(DefaultProvider, WarnsIfTheFilterHidesIt) {

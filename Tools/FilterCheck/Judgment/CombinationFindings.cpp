@@ -23,11 +23,9 @@ void JudgeMissing(const JudgedSettings& settings, Findings& findings) {
     const SettingInfo& setting = *judged.state.setting;
     if (!IsRequired(setting) || judged.state.effective != "not set") continue;
     const std::string name{setting.name};
-    findings.push_back(
-        {"setting.missing", Severity::Problem, name,
-         name + " is not set, so the second factor is not required: the filter hides the Kuv providers "
-                "and shows all others.",
-         "Set it by policy, or in HKLM\\Software\\Kuvant\\KuvCredProv."});
+    findings.push_back({"setting.missing", Severity::Problem, name,
+                        name + " is not set, so the second factor is not required.",
+                        "Set it by policy, or in HKLM\\Software\\Kuvant\\KuvCredProv."});
   }
 }
 

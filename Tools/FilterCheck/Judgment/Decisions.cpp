@@ -1,9 +1,7 @@
 #include "FilterCheck/Judgment/Decisions.h"
 
-#include <algorithm>
-
 #include "Common/ToolError.h"
-#include "FilterCheck/Judgment/DecisionText.h"
+#include "FilterCheck/Judgment/Coverage.h"
 #include "KuvAuth/Configuration/Configuration.h"
 #include "KuvAuth/Configuration/KuvAuthConfig.h"
 #include "KuvCredFilter/AllowedProviders.h"
@@ -58,12 +56,6 @@ std::string_view MissingSetting() {
   throw Tools::ToolError{"cannot evaluate the settings: internal error"};
 }
 
-struct Reason {
-  std::string decidedBy;
-  std::string value;
-  Source source;
-};
-
 Reason Because(const JudgedSettings& settings, std::string_view name) {
   const SettingState& state = Judged(settings, name).state;
   return {std::string{name}, state.effective, state.source};
@@ -87,51 +79,19 @@ Reason ReasonOf(Kuv::DecidedBy decidedBy, const JudgedSettings& settings) {
 Decision DecideOne(const Scenario& scenario, Session session, const ProviderList& providers,
                    const JudgedSettings& settings) {
   Answer answer = AskFilter(scenario, session, providers);
-  Reason reason = ReasonOf(answer.decision.decidedBy, settings);
-  return {scenario,
-          session,
-          OutcomeOf(answer.decision.outcome),
-          std::move(answer.enabled),
-          std::move(reason.decidedBy),
-          std::move(reason.value),
-          reason.source};
+  return {scenario, session, OutcomeOf(answer.decision.outcome), std::move(answer.enabled),
+          ReasonOf(answer.decision.decidedBy, settings)};
 }
 
 }  // namespace
 
 DecisionReport Decide(Tools::ProviderList providers, const JudgedSettings& settings) {
-  DecisionReport report{std::move(providers), {}, {}, {}, {}, false};
-  // As in a new process, which has not loaded its settings yet.
-  ForgetRecord();
+  DecisionReport report{std::move(providers), {}};
   for (const Session session : {Session::Console, Session::Remote}) {
     for (const Scenario& scenario : Tools::kScenarios)
       report.decisions.push_back(DecideOne(scenario, session, report.providers, settings));
   }
-  report.inForce =
-      std::any_of(report.decisions.begin(), report.decisions.end(),
-                  [&](const Decision& decision) { return AsksForSecondFactor(report, decision); });
-  report.atConsole = ConsoleSentence(report);
-  report.overRemoteDesktop = RemoteSentence(report);
-  report.atElevation = ElevationSentence(report);
   return report;
-}
-
-Findings JudgeDecisions(const DecisionReport& report) {
-  const auto unguarded =
-      std::find_if(report.decisions.begin(), report.decisions.end(), [&](const Decision& decision) {
-        return decision.outcome == Outcome::Protected && !AsksForSecondFactor(report, decision);
-      });
-  if (unguarded == report.decisions.end()) return {};
-  if (KeepsEveryoneOut(report)) {
-    return {
-        {"decision.locked-out", Severity::Problem, "logon screen",
-         "The filter hides every provider where the second factor is required, so no one can sign in there.",
-         "Install the Kuv credential provider, or remove the filter. See the Recovery page."}};
-  }
-  return {{"decision.no-second-factor", Severity::Problem, "logon screen",
-           "The filter shows no Kuv provider where the second factor is required, so no one is asked for it.",
-           "Install the Kuv credential provider. To use the Kuv smart card provider alone, turn on "
-           "EnableSmartCards and WrapSmartCards."}};
 }
 
 }  // namespace FilterCheck

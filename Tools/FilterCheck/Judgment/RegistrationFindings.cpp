@@ -134,10 +134,14 @@ void JudgeOtherFilter(const OtherFilter& other, Findings& findings) {
 
 void JudgePlatform(const Registration& registration, Findings& findings) {
   if (!registration.kuvProviderInstalled) {
-    findings.push_back({"provider.kuv-missing", Severity::Problem, IdentifierText(CLSID_KuvCredProv),
-                        "The Kuv credential provider is not installed, so no one is asked for the second "
-                        "factor. Without any Kuv provider, the filter changes nothing.",
-                        "Install the Kuv credential provider."});
+    findings.push_back(
+        {"provider.kuv-missing", Severity::Problem, IdentifierText(CLSID_KuvCredProv),
+         registration.kuvSmartCardProviderInstalled
+             ? "The Kuv credential provider is not installed, but the Kuv smart card provider is, so the "
+               "filter hides all other providers where the settings protect the sign-in."
+             : "The Kuv credential provider is not installed, so the filter changes nothing and the second "
+               "factor is not required.",
+         "Install the Kuv credential provider."});
   }
   if (registration.kuvProviderExcluded) {
     findings.push_back(

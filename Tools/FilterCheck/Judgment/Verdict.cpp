@@ -1,13 +1,81 @@
 #include "FilterCheck/Judgment/Verdict.h"
 
 #include <algorithm>
+#include <iterator>
 
-#include "FilterCheck/Judgment/DecisionText.h"
+#include "FilterCheck/Judgment/Coverage.h"
 #include "FilterCheck/Judgment/RegistrationFindings.h"
 
 namespace FilterCheck {
 
 namespace {
+
+void Append(Findings& findings, Findings more) {
+  findings.insert(findings.end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
+}
+
+// Kinds of sign-in with the same state, reason and ways.
+struct Group {
+  Coverage coverage;
+  std::vector<std::string> places;
+};
+
+bool IsAlike(const Coverage& left, const Coverage& right) {
+  return left.state == right.state && left.because == right.because &&
+         std::equal(
+             left.ways.begin(), left.ways.end(), right.ways.begin(), right.ways.end(),
+             [](const Tools::Provider& a, const Tools::Provider& b) { return a.identifier == b.identifier; });
+}
+
+std::vector<Group> GroupsOf(const Situation& situation) {
+  std::vector<Group> groups;
+  for (const SignIn kind : kSignIns) {
+    const Coverage& coverage = situation.coverage[IndexOf(kind)];
+    auto group = std::find_if(groups.begin(), groups.end(),
+                              [&](const Group& other) { return IsAlike(other.coverage, coverage); });
+    if (group == groups.end()) group = groups.insert(groups.end(), {coverage, {}});
+    group->places.emplace_back(PlaceOf(kind));
+  }
+  std::stable_sort(groups.begin(), groups.end(), [](const Group& left, const Group& right) {
+    return left.coverage.state < right.coverage.state;
+  });
+  return groups;
+}
+
+// `it` names the second factor, which only the first sentence spells out.
+std::string SentenceOf(const Group& group, const std::string& it) {
+  const std::string places = Joined(group.places, "and");
+  const std::string because = ": " + TextOf(group.coverage.because) + ".";
+  std::vector<std::string> ways;
+  for (const Tools::Provider& way : group.coverage.ways) ways.push_back(NameOrIdentifier(way));
+  switch (group.coverage.state) {
+    case CoverageState::Required:
+      return it + " is required " + places + ".";
+    case CoverageState::Alternatives:
+      return it + " is required " + places + " unless the user selects " + Joined(ways, "or") + ".";
+    case CoverageState::Off:
+      return it + " is NOT required " + places + because;
+    case CoverageState::NoSecondFactor:
+      return it + " is NOT ASKED FOR " + places + because;
+    default:
+      return "NO ONE CAN SIGN IN " + places + because;
+  }
+}
+
+std::string CoverageText(const Report& report, const Situation& situation) {
+  if (report.obstacle == Obstacle::NotLoaded)
+    return "The second factor is NOT required: Windows does not load the filter for the logon screen.";
+  if (report.obstacle == Obstacle::ProviderExcluded) {
+    return "The second factor is treated as NOT required: the policy setting ExcludedCredentialProviders "
+           "may hide the Kuv credential provider.";
+  }
+  std::string text;
+  for (const Group& group : GroupsOf(situation)) {
+    const bool first = text.find("The second factor") == std::string::npos;
+    text += (text.empty() ? "" : " ") + SentenceOf(group, first ? "The second factor" : "It");
+  }
+  return text;
+}
 
 std::string Counted(const Findings& findings, Severity severity, const std::string& word) {
   const auto count = std::count_if(findings.begin(), findings.end(),
@@ -22,40 +90,38 @@ std::string WhatWasFound(const Findings& findings) {
   return problems + (problems.empty() || warnings.empty() ? "" : " and ") + warnings;
 }
 
+// The demanded kinds of sign-in that are not covered, as their names in options.
+std::string NotCovered(const Demand& demand, const Situation& situation) {
+  std::vector<std::string> names;
+  for (const SignIn kind : kSignIns) {
+    const bool covered = situation.coverage[IndexOf(kind)].state <= CoverageState::Alternatives;
+    if (demand[IndexOf(kind)] && !covered) names.emplace_back(NameOf(kind));
+  }
+  return Joined(names, "and");
+}
+
 }  // namespace
 
 Verdict Judge(const Report& report, const Situation& situation) {
-  if (!IsLoadable(report.registration.filter[0])) {
-    return {ExitCode::NotInForce,
-            "The second factor is NOT required: Windows does not load the filter for the logon screen."};
-  }
-  if (report.registration.kuvProviderExcluded) {
-    return {ExitCode::NotInForce,
-            "The second factor is treated as NOT required: the policy setting ExcludedCredentialProviders "
-            "may hide the Kuv credential provider."};
-  }
-  if (!situation.decision.inForce && KeepsEveryoneOut(situation.decision)) {
-    return {ExitCode::NotInForce,
-            "NO ONE CAN SIGN IN where the second factor is required: the filter hides every provider there."};
-  }
-  if (!situation.decision.inForce) {
-    return {ExitCode::NotInForce, "The second factor is NOT required at any kind of sign-in."};
-  }
-  const std::string found = WhatWasFound(AllFindings(report, situation));
-  if (found.empty()) return {ExitCode::Fine, "The second factor is required. No issues found."};
-  return {ExitCode::Found, "The second factor is required. Found " + found + "."};
+  const std::string found = WhatWasFound(situation.findings);
+  const std::string missing = NotCovered(report.demand, situation);
+  std::string text = CoverageText(report, situation);
+  if (!missing.empty()) text += " Not covered as demanded: " + missing + ".";
+  text += found.empty() ? " No warnings or problems found." : " Found " + found + ".";
+  return {!missing.empty() ? ExitCode::NotCovered
+          : found.empty()  ? ExitCode::Covered
+                           : ExitCode::CoveredWithFindings,
+          text};
 }
 
-const Situation& Subject(const Report& report) noexcept {
-  return report.whatIf ? *report.whatIf : report.now;
-}
-
-Findings AllFindings(const Report& report, const Situation& situation) {
-  Findings all = situation.findings;
-  all.insert(all.end(), report.registrationFindings.begin(), report.registrationFindings.end());
-  std::stable_sort(all.begin(), all.end(),
+void Conclude(const Report& report, Situation& situation) {
+  situation.coverage = CoverageOf(situation.decision, report.obstacle);
+  Append(situation.findings, JudgeRegistration(report.registration));
+  Append(situation.findings, JudgeRegistration(report.registration, situation));
+  Append(situation.findings, JudgeCoverage(situation.decision, report.obstacle));
+  std::stable_sort(situation.findings.begin(), situation.findings.end(),
                    [](const Finding& left, const Finding& right) { return left.severity > right.severity; });
-  return all;
+  situation.verdict = Judge(report, situation);
 }
 
 }  // namespace FilterCheck

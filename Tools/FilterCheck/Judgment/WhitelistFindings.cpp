@@ -1,7 +1,6 @@
 #include <objbase.h>
 
 #include <algorithm>
-#include <iterator>
 
 #include "Common/Identifier.h"
 #include "Common/PlainText.h"
@@ -35,26 +34,6 @@ Finding NotInstalled(const GUID& provider) {
           "Check the identifier, install the provider, or remove the entry."};
 }
 
-// The password provider of Windows, and that of Windows 7 and earlier.
-constexpr GUID kPasswordProviders[] = {
-    {0x60B78E88, 0xEAD8, 0x445C, {0x9C, 0xFD, 0x0B, 0x87, 0xF7, 0x4E, 0xA6, 0xCD}},
-    {0x6F45DC1E, 0x5384, 0x457A, {0xBC, 0x13, 0x2C, 0xD8, 0x1B, 0x0D, 0x28, 0xED}},
-};
-
-bool AsksForAPasswordAlone(const GUID& provider) {
-  return std::find(std::begin(kPasswordProviders), std::end(kPasswordProviders), provider) !=
-         std::end(kPasswordProviders);
-}
-
-Finding Password(const GUID& provider) {
-  return {
-      "whitelist.password", Severity::Warning, kWhitelist,
-      "The entry " + IdentifierText(provider) +
-          " is the password provider of Windows: users can sign in with a password alone where the second "
-          "factor is required.",
-      "Remove the entry."};
-}
-
 bool IsInstalled(const GUID& identifier, const Tools::ProviderList& providers) {
   return std::any_of(providers.begin(), providers.end(),
                      [&](const Tools::Provider& provider) { return provider.identifier == identifier; });
@@ -75,13 +54,8 @@ Findings JudgeWhitelist(const JudgedSettings& settings, const Tools::ProviderLis
       continue;
     }
     if (std::count(seen.begin(), seen.end(), identifier) == 1) findings.push_back(Duplicate(identifier));
-    if (std::count(seen.begin(), seen.end(), identifier) == 0) {
-      if (!IsInstalled(identifier, providers)) {
-        findings.push_back(NotInstalled(identifier));
-      } else if (AsksForAPasswordAlone(identifier)) {
-        findings.push_back(Password(identifier));
-      }
-    }
+    if (std::count(seen.begin(), seen.end(), identifier) == 0 && !IsInstalled(identifier, providers))
+      findings.push_back(NotInstalled(identifier));
     seen.push_back(identifier);
   }
   return findings;

@@ -78,33 +78,68 @@ struct Registration {
 /// The kind of session: at the console, or over Remote Desktop.
 enum class Session : std::uint8_t { Console, Remote };
 
+/// What decided, for display.
+struct Reason {
+  std::string decidedBy;  ///< the name of a setting, or another fact
+  std::string value;      ///< the effective value of the setting; empty if no setting decided
+  Source source;          ///< the source of that value
+
+  bool operator==(const Reason&) const = default;
+};
+
 /// The decision on one scenario in one kind of session.
 struct Decision {
   Tools::Scenario scenario;
   Session session;
   Outcome outcome;
   std::vector<bool> enabled;  ///< in the order of the providers
-  /// The name of the setting that decided, or another reason.
-  std::string decidedBy;
-  std::string value;  ///< its effective value; empty if no setting decided
-  Source source;      ///< the source of that value
+  Reason because;
 };
 
-/// The decisions, and sentences that describe what users see.
+/// The decisions of the filter on the installed providers.
 struct DecisionReport {
-  Tools::ProviderList providers;    ///< the installed providers
+  Tools::ProviderList providers;
   std::vector<Decision> decisions;  ///< each scenario at the console, then each over Remote Desktop
-  std::string atConsole;            ///< "At the console, a user sees ..."
-  std::string overRemoteDesktop;
-  std::string atElevation;
-  bool inForce;  ///< the second factor is required in at least one scenario
 };
 
-/// The settings, findings and decisions of the machine, in its current state or with what-if settings.
+/// The state of one kind of sign-in, from good to bad. It is that of its worst scenario.
+enum class CoverageState : std::uint8_t {
+  Required,        ///< protected, and only Kuv providers remain
+  Alternatives,    ///< protected, and a Kuv provider remains beside others
+  Off,             ///< not protected
+  NoSecondFactor,  ///< protected, but only other providers remain
+  Locked,          ///< no provider remains: no one can sign in
+};
+
+/// Whether one kind of sign-in requires the second factor.
+struct Coverage {
+  CoverageState state;
+  std::vector<Tools::Provider> ways;  ///< the providers that remain beside the Kuv providers
+  Reason because;
+};
+
+/// The exit codes of the program; `--help` lists the same numbers.
+enum class ExitCode : std::uint8_t {
+  Covered = 0,              ///< each required kind of sign-in is covered
+  CoveredWithFindings = 1,  ///< the same, with warnings or problems
+  NotCovered = 2,           ///< a required kind of sign-in is not covered
+  Failed = 3,               ///< wrong usage or an internal error
+};
+
+/// The conclusion about a situation, as text of one line.
+struct Verdict {
+  ExitCode code;
+  std::string text;
+};
+
+/// The settings, decisions, findings and the verdict for the machine, in its current state or with what-if
+/// settings.
 struct Situation {
   std::vector<SettingState> settings;  ///< in the order of the table
-  Findings findings;
   DecisionReport decision;
+  Findings findings;
+  std::array<Coverage, kSignIns.size()> coverage;
+  Verdict verdict;
 };
 
 /// One `--what-if Setting=value`, as entered.
@@ -113,15 +148,27 @@ struct WhatIfSetting {
   std::wstring value;
 };
 
+/// Why the decisions of the filter have no effect on the logon screen.
+enum class Obstacle : std::uint8_t {
+  None,
+  NotLoaded,         ///< Windows does not load the filter
+  ProviderExcluded,  ///< a policy of Windows excludes the Kuv credential provider
+};
+
 /// The results of a run.
 struct Report {
-  std::string machine;  ///< name of the machine
-  std::string time;     ///< the start of the run, in UTC: "2026-11-21T09:30:00Z"
+  Host host;
+  std::string time;  ///< the start of the run, in UTC: "2026-11-21T09:30:00Z"
+  Demand demand;
+  Registration registration;
+  Obstacle obstacle;
+  Evidence evidence;
   Situation now;
   std::vector<WhatIfSetting> whatIfSettings;
   std::optional<Situation> whatIf;  ///< the situation with those settings; no value without any
-  Registration registration;
-  Findings registrationFindings;
+
+  /// Returns the situation with the what-if settings or, without any, the current situation.
+  const Situation& Subject() const noexcept { return whatIf ? *whatIf : now; }
 };
 
 }  // namespace FilterCheck

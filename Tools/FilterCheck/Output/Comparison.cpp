@@ -4,7 +4,8 @@
 #include <utility>
 
 #include "Common/PlainText.h"
-#include "FilterCheck/Judgment/Verdict.h"
+#include "FilterCheck/Judgment/Coverage.h"
+#include "FilterCheck/Model/StockProviders.h"
 
 namespace FilterCheck {
 
@@ -32,27 +33,28 @@ bool SessionsAgree(const Situation& situation) {
   return std::equal(console.begin(), console.end(), remote.begin(), remote.end(),
                     [](const Decision* left, const Decision* right) {
                       return left->scenario.name == right->scenario.name && left->outcome == right->outcome &&
-                             left->enabled == right->enabled && left->decidedBy == right->decidedBy &&
-                             left->value == right->value && left->source == right->source;
+                             left->enabled == right->enabled && left->because == right->because;
                     });
 }
 
-Cell CellOf(bool enabled, bool enabledToday) noexcept {
-  if (enabled == enabledToday) return enabled ? Cell::Shown : Cell::Hidden;
-  return enabled ? Cell::Appears : Cell::Disappears;
+Role RoleOf(const Decision& decision, const Tools::Provider& provider) noexcept {
+  if (decision.outcome != Outcome::Protected) return Role::Plain;
+  return AskedBy(provider.identifier) == Asks::SecondFactor ? Role::SecondFactor : Role::WayAround;
 }
 
 Matrix MatrixOf(const Report& report, std::vector<Session> sessions) {
-  const Situation& subject = Subject(report);
+  const Situation& subject = report.Subject();
   Matrix matrix{std::move(sessions), {}, {}};
   matrix.columns = DecisionsOf(subject, matrix.sessions.front());
   for (std::size_t row = 0; row < subject.decision.providers.size(); ++row) {
     std::vector<Cell> cells;
     for (const Decision* const decision : matrix.columns) {
       const Decision* const today = FindDecision(report.now, decision->scenario.name, decision->session);
-      const bool enabled = decision->enabled.at(row);
+      const bool shown = decision->enabled.at(row);
       const bool known = today != nullptr && row < today->enabled.size();
-      cells.push_back(CellOf(enabled, known ? bool{today->enabled[row]} : enabled));
+      const bool acts = shown && report.obstacle != Obstacle::NotLoaded;
+      cells.push_back({shown, known && today->enabled[row] != shown,
+                       acts ? RoleOf(*decision, subject.decision.providers[row]) : Role::Plain});
     }
     matrix.rows.push_back(std::move(cells));
   }
@@ -103,7 +105,7 @@ std::string OrNotSet(const std::string& text) {
 }  // namespace
 
 std::vector<Matrix> Matrices(const Report& report) {
-  if (SessionsAgree(report.now) && SessionsAgree(Subject(report))) {
+  if (SessionsAgree(report.now) && SessionsAgree(report.Subject())) {
     return {MatrixOf(report, {Session::Console, Session::Remote})};
   }
   return {MatrixOf(report, {Session::Console}), MatrixOf(report, {Session::Remote})};
@@ -111,7 +113,7 @@ std::vector<Matrix> Matrices(const Report& report) {
 
 std::vector<ComparedSetting> CompareSettings(const Report& report) {
   std::vector<ComparedSetting> compared;
-  for (const SettingState& state : Subject(report).settings) {
+  for (const SettingState& state : report.Subject().settings) {
     const auto today =
         std::find_if(report.now.settings.begin(), report.now.settings.end(),
                      [&](const SettingState& other) { return other.setting == state.setting; });
@@ -123,8 +125,8 @@ std::vector<ComparedSetting> CompareSettings(const Report& report) {
 }
 
 std::vector<ComparedFinding> CompareFindings(const Report& report) {
-  const Findings today = AllFindings(report, report.now);
-  const Findings subject = AllFindings(report, Subject(report));
+  const Findings& today = report.now.findings;
+  const Findings& subject = report.Subject().findings;
   std::vector<ComparedFinding> compared;
   for (const Finding& finding : subject) {
     compared.push_back({finding, Contains(today, finding) ? Change::Same : Change::Appears});
@@ -154,8 +156,66 @@ std::string_view NameOf(Severity severity) noexcept {
   return kNames[static_cast<std::size_t>(severity)];
 }
 
+std::string_view NameOf(CoverageState state) noexcept {
+  constexpr std::string_view kNames[] = {"required", "alternatives", "off", "no-second-factor", "locked"};
+  return kNames[static_cast<std::size_t>(state)];
+}
+
+std::string_view NameOf(Obstacle obstacle) noexcept {
+  constexpr std::string_view kNames[] = {"none", "not-loaded", "provider-excluded"};
+  return kNames[static_cast<std::size_t>(obstacle)];
+}
+
+Risk RiskOf(CoverageState state) noexcept {
+  if (state == CoverageState::Required) return Risk::Good;
+  return state == CoverageState::Alternatives ? Risk::Caution : Risk::Bad;
+}
+
+Risk RiskOf(const Situation& situation) noexcept {
+  if (situation.verdict.code == ExitCode::NotCovered) return Risk::Bad;
+  const bool all =
+      std::all_of(situation.coverage.begin(), situation.coverage.end(),
+                  [](const Coverage& coverage) { return coverage.state == CoverageState::Required; });
+  return all && situation.verdict.code == ExitCode::Covered ? Risk::Good : Risk::Caution;
+}
+
+std::vector<std::string> WayTexts(const Coverage& coverage) {
+  std::vector<std::string> texts;
+  for (const Tools::Provider& way : coverage.ways)
+    texts.push_back(NameOrIdentifier(way) + " (" + std::string{TextOf(AskedBy(way.identifier))} + ")");
+  return texts;
+}
+
+std::string_view MatrixTitle(const Report& report) noexcept {
+  return report.obstacle == Obstacle::NotLoaded ? "What users would see if Windows loaded the filter"
+                                                : "What users see";
+}
+
 std::string_view PlaceOf(Session session) noexcept {
   return session == Session::Console ? "at the console" : "over Remote Desktop";
+}
+
+std::vector<Fact> MachineFacts(const Host& host) {
+  return {{"KuvFilterCheck", host.toolVersion},
+          {"Registered filter", host.filterVersion.empty() ? "no version" : host.filterVersion},
+          {"Windows", host.windowsVersion + ", " + host.architecture},
+          {"Safe mode", host.safeMode},
+          {"Administrator", host.elevated ? "yes" : "no"}};
+}
+
+std::vector<Fact> EvidenceFacts(const Evidence& evidence) {
+  std::vector<Fact> facts{{"Log", evidence.log}};
+  if (!evidence.exists) return {{"Log", evidence.log + ", missing"}};
+  if (!evidence.unreadable.empty()) return {{"Log", evidence.log + ", not readable: " + evidence.unreadable}};
+  facts.push_back({"Last start of Windows", evidence.startOfWindows});
+  facts.push_back({"Last decision", evidence.lastRun.empty() ? "none" : evidence.lastRun});
+  for (const SignIn kind : kSignIns) {
+    const std::optional<LoggedDecision>& decision = evidence.decisions[IndexOf(kind)];
+    facts.push_back({"Last decision " + std::string{PlaceOf(kind)},
+                     decision ? std::string{NameOf(decision->outcome)} + ", " + decision->time : "none"});
+  }
+  for (const LoggedError& error : evidence.errors) facts.push_back({"Error", error.time + ": " + error.text});
+  return facts;
 }
 
 std::vector<Fact> RegistrationFacts(const Registration& registration) {

@@ -1,7 +1,6 @@
 #include <array>
 
 #include "Common/Identifier.h"
-#include "FilterCheck/Judgment/Verdict.h"
 #include "FilterCheck/Machine/StoredKeys.h"
 #include "FilterCheck/Output/Comparison.h"
 #include "FilterCheck/Output/HtmlStyle.h"
@@ -39,9 +38,9 @@ struct VerdictLook {
   std::string_view sign;
 };
 
-VerdictLook LookOf(ExitCode code) {
-  if (code == ExitCode::Fine) return {"good", "\xE2\x9C\x93"};
-  return code == ExitCode::Found ? VerdictLook{"caution", "!"} : VerdictLook{"bad", "\xE2\x9C\x95"};
+VerdictLook LookOf(Risk risk) {
+  if (risk == Risk::Good) return {"good", "\xE2\x9C\x93"};
+  return risk == Risk::Caution ? VerdictLook{"caution", "!"} : VerdictLook{"bad", "\xE2\x9C\x95"};
 }
 
 void WriteHead(const Report& report, HtmlWriter& html) {
@@ -51,14 +50,14 @@ void WriteHead(const Report& report, HtmlWriter& html) {
   // A second line of defense against injected text.
   html.Void("meta", {{"http-equiv", "Content-Security-Policy"},
                      {"content", "default-src 'none'; style-src 'unsafe-inline'"}});
-  html.Element("title", "Kuv filter check of " + report.machine);
+  html.Element("title", "Kuv filter check of " + report.host.name);
   html.Open("style").Markup(kHtmlStyle).Close().Close().Markup("\n");
 }
 
 void WriteHeader(const Report& report, HtmlWriter& html) {
   html.Open("header");
   html.Element("p", "Kuv filter check", {{"class", "quiet small"}});
-  html.Element("h1", report.machine);
+  html.Element("h1", report.host.name);
   html.Element("time", report.time, {{"class", "quiet small"}, {"datetime", report.time}});
   if (!report.whatIfSettings.empty()) {
     html.Open("ul", {{"class", "what-if"}});
@@ -71,14 +70,14 @@ void WriteHeader(const Report& report, HtmlWriter& html) {
 }
 
 void WriteVerdict(const Report& report, HtmlWriter& html) {
-  const Verdict verdict = Judge(report, Subject(report));
-  const VerdictLook look = LookOf(verdict.code);
+  const Verdict& verdict = report.Subject().verdict;
+  const VerdictLook look = LookOf(RiskOf(report.Subject()));
   html.Open("div",
             {{"class", "verdict " + Owned(look.kind)}, {"data-code", std::to_string(int(verdict.code))}});
   html.Element("span", look.sign, {{"class", "sign"}, {"aria-hidden", "true"}});
   html.Open("div");
   html.Element("p", (report.whatIf ? "With these assumptions: " : "") + verdict.text);
-  if (report.whatIf) html.Element("p", "Today: " + Judge(report, report.now).text, {{"class", "quiet"}});
+  if (report.whatIf) html.Element("p", "Today: " + report.now.verdict.text, {{"class", "quiet"}});
   html.Close().Close().Markup("\n");
 }
 
@@ -87,18 +86,12 @@ struct CellLook {
   std::string_view text;
 };
 
-CellLook LookOf(Cell cell) {
-  switch (cell) {
-    case Cell::Shown:
-      return {"shown", "\xE2\x9C\x93 shown"};
-    case Cell::Appears:
-      return {"shown changed", "+ appears"};
-    case Cell::Disappears:
-      return {"hidden changed", "\xE2\x88\x92 disappears"};
-    case Cell::Hidden:
-      break;
+CellLook LookOf(const Cell& cell) {
+  if (cell.shown) {
+    return cell.changes ? CellLook{"shown changed", "+ appears"} : CellLook{"shown", "\xE2\x9C\x93 shown"};
   }
-  return {"hidden", "\xE2\x80\x93 hidden"};
+  return cell.changes ? CellLook{"hidden changed", "\xE2\x88\x92 disappears"}
+                      : CellLook{"hidden", "\xE2\x80\x93 hidden"};
 }
 
 void WriteLabel(std::string_view scenario, HtmlWriter& html) {
@@ -145,8 +138,9 @@ void WriteReason(const Decision& decision, HtmlWriter& html) {
   WriteLabel(decision.scenario.name, html);
   html.Element("span", NameOf(decision.outcome), {{"class", "chip " + Owned(NameOf(decision.outcome))}});
   html.Open("div", {{"class", "quiet small"}});
-  WriteBreakable(decision.decidedBy, html);
-  if (!decision.value.empty()) html.Text(" " + decision.value + ", " + Owned(NameOf(decision.source)));
+  WriteBreakable(decision.because.decidedBy, html);
+  if (!decision.because.value.empty())
+    html.Text(" " + decision.because.value + ", " + Owned(NameOf(decision.because.source)));
   html.Close().Close();
 }
 
@@ -162,7 +156,7 @@ void WriteMatrix(const Report& report, const Matrix& matrix, HtmlWriter& html) {
   html.Open("table", {{"class", "matrix"}, {"data-sessions", sessions}});
   WriteMatrixHead(matrix, html);
   html.Open("tbody");
-  const Tools::ProviderList& providers = Subject(report).decision.providers;
+  const Tools::ProviderList& providers = report.Subject().decision.providers;
   for (std::size_t i = 0; i < matrix.rows.size(); ++i) {
     WriteMatrixRow(matrix, providers[i], matrix.rows[i], html);
   }
@@ -174,12 +168,6 @@ void WriteMatrix(const Report& report, const Matrix& matrix, HtmlWriter& html) {
 void WriteDecision(const Report& report, HtmlWriter& html) {
   html.Open("section").Element("h2", "What users see");
   for (const Matrix& matrix : Matrices(report)) WriteMatrix(report, matrix, html);
-  html.Close().Markup("\n");
-  html.Open("section", {{"class", "sentences"}}).Element("h2", "Summary");
-  const DecisionReport& decision = Subject(report).decision;
-  for (const std::string& sentence : {decision.atConsole, decision.overRemoteDesktop, decision.atElevation}) {
-    html.Open("p", {{"class", "any"}}).TextWithCode(sentence).Close();
-  }
   html.Close().Markup("\n");
 }
 

@@ -2,7 +2,6 @@
 
 #include "Common/Identifier.h"
 #include "Common/JsonText.h"
-#include "FilterCheck/Judgment/Verdict.h"
 #include "FilterCheck/Machine/StoredKeys.h"
 #include "FilterCheck/Output/Comparison.h"
 #include "FilterCheck/Output/Output.h"
@@ -13,7 +12,7 @@ namespace {
 
 using Tools::IdentifierText;
 
-constexpr int kSchema = 1;
+constexpr int kSchema = 2;
 
 Json::Value TextJson(std::string_view text) {
   return Json::Value{std::string{text}};
@@ -67,14 +66,27 @@ Json::Value ProvidersJson(const Tools::ProviderList& providers) {
   return rows;
 }
 
+void AddReason(const Reason& reason, Json::Value& row) {
+  row["decidedBy"] = reason.decidedBy;
+  row["value"] = reason.value;
+  row["source"] = reason.value.empty() ? Json::Value::null : TextJson(NameOf(reason.source));
+}
+
+Json::Value CoverageJson(const Coverage& coverage) {
+  Json::Value value;
+  value["state"] = TextJson(NameOf(coverage.state));
+  value["ways"] = Json::arrayValue;
+  for (const Tools::Provider& way : coverage.ways) value["ways"].append(IdentifierText(way.identifier));
+  AddReason(coverage.because, value["because"]);
+  return value;
+}
+
 Json::Value DecisionJson(const Decision& decision, const Tools::ProviderList& providers) {
   Json::Value row;
   row["scenario"] = TextJson(decision.scenario.name);
   row["session"] = TextJson(NameOf(decision.session));
   row["outcome"] = TextJson(NameOf(decision.outcome));
-  row["decidedBy"] = decision.decidedBy;
-  row["value"] = decision.value;
-  row["source"] = decision.value.empty() ? Json::Value::null : TextJson(NameOf(decision.source));
+  AddReason(decision.because, row);
   row["shown"] = Json::arrayValue;
   for (std::size_t i = 0; i < providers.size(); ++i) {
     if (decision.enabled.at(i)) row["shown"].append(IdentifierText(providers[i].identifier));
@@ -82,23 +94,57 @@ Json::Value DecisionJson(const Decision& decision, const Tools::ProviderList& pr
   return row;
 }
 
-Json::Value SituationJson(const Report& report, const Situation& situation) {
-  const Verdict verdict = Judge(report, situation);
+Json::Value SituationJson(const Situation& situation) {
   const DecisionReport& decision = situation.decision;
   Json::Value value;
-  value["exitCode"] = static_cast<int>(verdict.code);
-  value["verdict"] = verdict.text;
-  value["inForce"] = verdict.code != ExitCode::NotInForce;
+  value["exitCode"] = static_cast<int>(situation.verdict.code);
+  value["verdict"] = situation.verdict.text;
+  for (const SignIn kind : kSignIns)
+    value["coverage"][std::string{NameOf(kind)}] = CoverageJson(situation.coverage[IndexOf(kind)]);
   value["settings"] = SettingsJson(situation.settings);
   value["providers"] = ProvidersJson(decision.providers);
   value["decisions"] = Json::arrayValue;
   for (const Decision& row : decision.decisions) {
     value["decisions"].append(DecisionJson(row, decision.providers));
   }
-  value["sentences"]["console"] = decision.atConsole;
-  value["sentences"]["remoteDesktop"] = decision.overRemoteDesktop;
-  value["sentences"]["elevation"] = decision.atElevation;
-  value["findings"] = FindingsJson(AllFindings(report, situation));
+  value["findings"] = FindingsJson(situation.findings);
+  return value;
+}
+
+Json::Value HostJson(const Host& host) {
+  Json::Value value;
+  value["toolVersion"] = host.toolVersion;
+  value["filterVersion"] = host.filterVersion;
+  value["windowsVersion"] = host.windowsVersion;
+  value["architecture"] = host.architecture;
+  value["elevated"] = host.elevated;
+  value["safeMode"] = host.safeMode;
+  return value;
+}
+
+Json::Value EvidenceJson(const Evidence& evidence) {
+  Json::Value value;
+  value["log"] = evidence.log;
+  value["exists"] = evidence.exists;
+  value["unreadable"] = evidence.unreadable;
+  value["lastRun"] = evidence.lastRun;
+  value["lastRunFailed"] = evidence.lastRunFailed;
+  value["ranSinceStart"] = evidence.ranSinceStart ? Json::Value{*evidence.ranSinceStart} : Json::Value::null;
+  value["startOfWindows"] = evidence.startOfWindows;
+  for (const SignIn kind : kSignIns) {
+    Json::Value& row = value["decisions"][std::string{NameOf(kind)}];
+    const std::optional<LoggedDecision>& decision = evidence.decisions[IndexOf(kind)];
+    if (!decision) continue;
+    row["time"] = decision->time;
+    row["outcome"] = TextJson(NameOf(decision->outcome));
+  }
+  value["errors"] = Json::arrayValue;
+  for (const LoggedError& error : evidence.errors) {
+    Json::Value row;
+    row["time"] = error.time;
+    row["text"] = error.text;
+    value["errors"].append(row);
+  }
   return value;
 }
 
@@ -144,8 +190,14 @@ Json::Value RegistrationJson(const Registration& registration) {
 void PrintJson(const Report& report, std::ostream& out) {
   Json::Value value;
   value["schema"] = kSchema;
-  value["machine"] = report.machine;
+  value["machine"] = report.host.name;
   value["time"] = report.time;
+  value["host"] = HostJson(report.host);
+  value["require"] = Json::arrayValue;
+  for (const SignIn kind : kSignIns) {
+    if (report.demand[IndexOf(kind)]) value["require"].append(TextJson(NameOf(kind)));
+  }
+  value["obstacle"] = TextJson(NameOf(report.obstacle));
   value["assumptions"] = Json::arrayValue;
   for (const WhatIfSetting& whatIf : report.whatIfSettings) {
     Json::Value row;
@@ -153,9 +205,10 @@ void PrintJson(const Report& report, std::ostream& out) {
     row["value"] = WhatIfValue(whatIf);
     value["assumptions"].append(row);
   }
-  value["now"] = SituationJson(report, report.now);
-  value["assumed"] = report.whatIf ? SituationJson(report, *report.whatIf) : Json::Value::null;
+  value["now"] = SituationJson(report.now);
+  value["assumed"] = report.whatIf ? SituationJson(*report.whatIf) : Json::Value::null;
   value["registration"] = RegistrationJson(report.registration);
+  value["evidence"] = EvidenceJson(report.evidence);
   Tools::WriteJson(value, out);
 }
 

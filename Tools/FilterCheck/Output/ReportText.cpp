@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <ostream>
 
-#include "FilterCheck/Judgment/Verdict.h"
+#include "FilterCheck/Judgment/Coverage.h"
 #include "FilterCheck/Machine/StoredKeys.h"
 #include "FilterCheck/Output/Comparison.h"
 #include "FilterCheck/Output/Output.h"
@@ -52,38 +52,44 @@ void WriteSettings(const Report& report, const Painter& painter) {
   TextTable table{kIndentation};
   table.AddRow(report.whatIf ? HeadingRow({"Setting", "Value", "From", "Today", "Stored"})
                              : HeadingRow({"Setting", "Value", "From", "Stored"}));
+  std::vector<std::string> defaults;
   for (const auto& [state, today] : CompareSettings(report)) {
-    const bool set = state->source != Source::Default;
-    const Style style = today != nullptr ? Style::Caution : set ? Style::Plain : Style::Faint;
-    std::vector<TextCell> row{{std::string{state->setting->name}, style},
-                              {ValueText(state->effective), style},
-                              {std::string{NameOf(state->source)}, style}};
+    const std::string name{state->setting->name};
+    if (today == nullptr && !state->policy && !state->local) {
+      defaults.push_back(name);
+      continue;
+    }
+    const Style style = today != nullptr ? Style::Caution : Style::Plain;
+    std::vector<TextCell> row{
+        {name, style}, {ValueText(state->effective), style}, {std::string{NameOf(state->source)}, style}};
     if (report.whatIf) row.push_back({today != nullptr ? TodayText(*today) : std::string{}, style});
     row.push_back({StoredText(*state), Style::Faint});
     table.AddRow(std::move(row));
   }
   table.Write(painter);
+  if (defaults.empty()) return;
+  painter.Write("\n");
+  painter.WriteParagraph("Not set, so the default applies: " + Joined(defaults, "and") + ".", kIndentation);
 }
 
-void WriteRegistration(const Report& report, const Painter& painter) {
-  WriteHeading(painter, "Registration");
+void WriteFacts(const std::string& heading, const std::vector<Fact>& facts, const Painter& painter) {
+  WriteHeading(painter, heading);
   TextTable table{kIndentation};
-  for (const Fact& fact : RegistrationFacts(report.registration)) table.AddRow({{fact.name}, {fact.value}});
+  for (const Fact& fact : facts) table.AddRow({{fact.name}, {fact.value}});
   table.Write(painter);
 }
 
-TextCell CellText(Cell cell) {
-  switch (cell) {
-    case Cell::Shown:
-      return {"shown", Style::Good};
-    case Cell::Appears:
-      return {"APPEARS", Style::Caution};
-    case Cell::Disappears:
-      return {"DISAPPEARS", Style::Caution};
-    case Cell::Hidden:
-      break;
-  }
-  return {"-", Style::Faint};
+Style StyleOf(Risk risk) {
+  if (risk == Risk::Good) return Style::Good;
+  return risk == Risk::Caution ? Style::Caution : Style::Bad;
+}
+
+TextCell CellText(const Cell& cell) {
+  const Style style = cell.role == Role::SecondFactor ? Style::Good
+                      : cell.role == Role::WayAround  ? Style::Caution
+                                                      : Style::Plain;
+  if (cell.changes) return {cell.shown ? "APPEARS" : "DISAPPEARS", style};
+  return cell.shown ? TextCell{"shown", style} : TextCell{"-", Style::Faint};
 }
 
 std::string Capitalized(std::string_view text) {
@@ -106,54 +112,52 @@ void WriteMatrix(const Report& report, const Matrix& matrix, const Painter& pain
   painter.Write("  " + TitleOf(matrix) + "\n\n");
   TextTable table{kIndentation};
   std::vector<TextCell> heading = HeadingRow({"Provider"});
+  std::vector<TextCell> outcomes = HeadingRow({"Outcome"});
   for (const Decision* const decision : matrix.columns) {
     heading.push_back({std::string{decision->scenario.name}, Style::Faint});
+    outcomes.push_back({std::string{NameOf(decision->outcome)}, Style::Faint});
   }
   table.AddRow(std::move(heading));
-  const Tools::ProviderList& providers = Subject(report).decision.providers;
+  table.AddRow(std::move(outcomes));
+  const Tools::ProviderList& providers = report.Subject().decision.providers;
   for (std::size_t i = 0; i < matrix.rows.size(); ++i) {
     std::vector<TextCell> row{{NameOrIdentifier(providers[i])}};
-    for (const Cell cell : matrix.rows[i]) row.push_back(CellText(cell));
+    for (const Cell& cell : matrix.rows[i]) row.push_back(CellText(cell));
     table.AddRow(std::move(row));
-  }
-  table.Write(painter);
-  painter.Write("\n");
-}
-
-Style StyleOf(Outcome outcome) {
-  return outcome == Outcome::Protected ? Style::Good : Style::Plain;
-}
-
-void WriteReasons(const std::vector<Matrix>& matrices, const Painter& painter) {
-  TextTable table{kIndentation};
-  table.AddRow(HeadingRow({"Scenario", "Session", "Outcome", "Decided by", "Value", "From"}));
-  for (const Matrix& matrix : matrices) {
-    const std::string session =
-        matrix.sessions.size() > 1 ? std::string{"any"} : std::string{NameOf(matrix.sessions.front())};
-    for (const Decision* const decision : matrix.columns) {
-      const bool valued = !decision->value.empty();
-      table.AddRow({{std::string{decision->scenario.name}},
-                    {session},
-                    {std::string{NameOf(decision->outcome)}, StyleOf(decision->outcome)},
-                    {ValueText(decision->decidedBy)},
-                    {ValueText(decision->value)},
-                    {valued ? std::string{NameOf(decision->source)} : "-"}});
-    }
   }
   table.Write(painter);
 }
 
 void WriteDecision(const Report& report, const Painter& painter) {
-  WriteHeading(painter, "Decision");
-  const std::vector<Matrix> matrices = Matrices(report);
-  for (const Matrix& matrix : matrices) WriteMatrix(report, matrix, painter);
-  WriteReasons(matrices, painter);
-  const DecisionReport& decision = Subject(report).decision;
-  for (const std::string& sentence : {decision.atConsole, decision.overRemoteDesktop, decision.atElevation}) {
-    if (sentence.empty()) continue;
-    painter.Write("\n");
-    painter.WriteParagraph(sentence, kIndentation);
+  WriteHeading(painter, std::string{MatrixTitle(report)});
+  bool first = true;
+  for (const Matrix& matrix : Matrices(report)) {
+    if (!first) painter.Write("\n");
+    first = false;
+    WriteMatrix(report, matrix, painter);
   }
+}
+
+std::string OtherWays(const Coverage& coverage) {
+  if (coverage.state == CoverageState::Off) return "any provider";
+  return coverage.ways.empty() ? "-" : Joined(WayTexts(coverage), "and");
+}
+
+void WriteCoverage(const Report& report, const Painter& painter) {
+  WriteHeading(painter, "Second factor");
+  TextTable table{kIndentation};
+  table.AddRow(HeadingRow({"Sign-in", "State", "Reason", "Other ways"}));
+  for (const SignIn kind : kSignIns) {
+    const Coverage& coverage = report.Subject().coverage[IndexOf(kind)];
+    const Coverage& today = report.now.coverage[IndexOf(kind)];
+    std::string state{NameOf(coverage.state)};
+    if (today.state != coverage.state) state.append(", today ").append(NameOf(today.state));
+    table.AddRow({{Capitalized(PlaceOf(kind))},
+                  {state, StyleOf(RiskOf(coverage.state))},
+                  {TextOf(coverage.because)},
+                  {OtherWays(coverage)}});
+  }
+  table.Write(painter);
 }
 
 Style StyleOf(Severity severity) {
@@ -187,12 +191,9 @@ void WriteFindings(const Report& report, const Painter& painter) {
   }
 }
 
-void WriteVerdict(const Verdict& verdict, const std::string& lead, const Painter& painter) {
-  const Style style = verdict.code == ExitCode::Fine    ? Style::Good
-                      : verdict.code == ExitCode::Found ? Style::Caution
-                                                        : Style::Bad;
+void WriteVerdict(const Situation& situation, const std::string& lead, const Painter& painter) {
   painter.Write(lead);
-  painter.Write(verdict.text, style);
+  painter.Write(situation.verdict.text, StyleOf(RiskOf(situation)));
   painter.Write("\n");
 }
 
@@ -200,18 +201,22 @@ void WriteVerdict(const Verdict& verdict, const std::string& lead, const Painter
 
 void PrintReport(const Report& report, bool colored, std::ostream& out) {
   const Painter painter{out, colored};
-  painter.Write("Kuv filter check of " + report.machine + ", " + report.time, Style::Heading);
+  painter.Write("Kuv filter check of " + report.host.name + ", " + report.time, Style::Heading);
   painter.Write("\n");
   for (const std::string& whatIf : WhatIfTexts(report)) {
     painter.Write("Assuming " + whatIf + "\n", Style::Caution);
   }
+  if (report.obstacle != Obstacle::None) WriteVerdict(report.Subject(), "", painter);
+  WriteFacts("Machine", MachineFacts(report.host), painter);
   WriteSettings(report, painter);
-  WriteRegistration(report, painter);
+  WriteFacts("Registration", RegistrationFacts(report.registration), painter);
   WriteDecision(report, painter);
+  WriteFacts("Log", EvidenceFacts(report.evidence), painter);
   WriteFindings(report, painter);
+  WriteCoverage(report, painter);
   painter.Write("\n");
-  if (report.whatIf) WriteVerdict(Judge(report, report.now), "Today: ", painter);
-  WriteVerdict(Judge(report, Subject(report)), report.whatIf ? "With these assumptions: " : "", painter);
+  if (report.whatIf) WriteVerdict(report.now, "Today: ", painter);
+  WriteVerdict(report.Subject(), report.whatIf ? "With these assumptions: " : "", painter);
 }
 
 }  // namespace FilterCheck
