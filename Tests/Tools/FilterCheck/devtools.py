@@ -1,11 +1,17 @@
-"""Controls a headless browser through the pipe of its developer tools, without additional packages."""
+"""Controls a headless browser through the pipe of its developer tools, without additional packages. As a program, it
+makes a picture of a page, in the light color scheme.
+
+    devtools.py PAGE PICTURE
+"""
 import base64
 import fcntl
 import json
 import os
+import pathlib
 import select
 import shutil
 import subprocess
+import sys
 import tempfile
 import time
 
@@ -117,3 +123,14 @@ class Browser:
     def screenshot(self, path):
         shot = self.call("Page.captureScreenshot", format="png", captureBeyondViewport=True)
         path.write_bytes(base64.b64decode(shot["data"]))
+
+
+def main():
+    page, picture = map(pathlib.Path, sys.argv[1:])
+    with Browser() as browser:
+        browser.show(page.resolve(), 1024, "light")
+        browser.screenshot(picture)
+
+
+if __name__ == "__main__":
+    main()

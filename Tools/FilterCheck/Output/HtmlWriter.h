@@ -7,6 +7,11 @@
 
 namespace FilterCheck {
 
+/// Returns the text as a string, for attribute values.
+inline std::string Owned(std::string_view text) {
+  return std::string{text};
+}
+
 /// Builds HTML and escapes all text and attribute values.
 class HtmlWriter {
  public:
