@@ -34,8 +34,7 @@ TEST_F(Findings, ReportInvalidHosts) {
 TEST_F(Findings, ReportMissingSettings) {
   ExpectRows({
       {"Host", LocalDelete(L"Host"), "setting.missing", kProblem, "Host",
-       "Host is not set, so the second factor is not required: the filter hides the Kuv providers and shows all "
-       "others.", "HKLM\\Software\\Kuvant\\KuvCredProv"},
+       "Host is not set, so the second factor is not required.", "HKLM\\Software\\Kuvant\\KuvCredProv"},
       {"IKey", LocalDelete(L"IKey"), "setting.missing", kProblem, "IKey", "IKey is not set", "Set it"},
       {"SKey", LocalDelete(L"SKey"), "setting.missing", kProblem, "SKey", "SKey is not set", "Set it"},
       {"blank SKey", LocalText(L"SKey", L" "), "setting.missing", kProblem, "SKey", "SKey is not set", "Set it"},

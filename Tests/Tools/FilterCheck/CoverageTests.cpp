@@ -266,7 +266,7 @@ TEST_F(SecondFactor, ReportsEveryWayAround) {
         report.now.findings, row.singleFactor ? "whitelist.single-factor" : "decision.alternative");
     EXPECT_EQ(finding.severity, row.singleFactor ? kWarning : kNote);
     EXPECT_THAT(finding.subject, HasSubstr(row.identifier));
-    EXPECT_THAT(finding.text, AllOf(HasSubstr("at the console and over Remote Desktop beside"),
+    EXPECT_THAT(finding.text, AllOf(HasSubstr(" remains at the console and over Remote Desktop. "),
                                     HasSubstr("It asks for " + std::string{row.asks} + ",")));
     EXPECT_EQ(report.now.verdict.code,
               row.singleFactor ? FilterCheck::ExitCode::CoveredWithFindings : FilterCheck::ExitCode::Covered);

@@ -19,6 +19,9 @@ ROOT = pathlib.Path(sys.argv.pop(1) if len(sys.argv) > 1 else ".")
 PAGE = ROOT / "Docs" / "FilterCheck.md"
 SOURCES = ROOT / "Tools" / "FilterCheck"
 START, END = "<!-- fields -->\n\n", "<!-- end of fields -->\n"
+STOCK_HEADER = (SOURCES / "Model/StockProviders.h").read_text(encoding="utf-8")
+STOCK = (SOURCES / "Model/StockProviders.cpp").read_text(encoding="utf-8")
+STOCK_ROWS = re.findall(r'\{\{0x(\w{8}), 0x(\w{4}), 0x(\w{4}), \{([^}]*)\}\},\s*"([^"]+)",\s*Asks::(\w+)\}', STOCK)
 FINDING_ID = r"[a-z][a-z0-9-]*\.[a-z0-9][a-z0-9-]*"
 
 
@@ -44,6 +47,18 @@ class FilterCheckPage(unittest.TestCase):
     def test_fields_match_the_schema(self):
         page = page_text()
         self.assertEqual(page[page.index(START) + len(START):page.index(END)], fields())
+
+    def test_providers_match_the_table(self):
+        texts = re.findall(r'"([^"]+)"', re.search(r"kTexts\[\] = \{([^}]*)\}", STOCK).group(1))
+        asks = dict(zip(re.findall(r"^  (\w+),", re.search(r"enum class Asks[^}]*\}", STOCK_HEADER).group(), re.MULTILINE),
+                        texts))
+        of_source = {(name, "{" + "-".join([one, two, three, last[:4], last[4:]]) + "}", asks[kind])
+                     for one, two, three, bytes_, name, kind in STOCK_ROWS
+                     for last in ["".join(re.findall("0x(..)", bytes_))]}
+        of_page = re.findall(r"^\| ([^|]+) \| `(\{[-0-9A-F]+\})` \| ([^|]+) \| (?:SDK: `\w+`|registry) \|$", page_text(),
+                             re.MULTILINE)
+        self.assertGreater(len(of_page), 25)
+        self.assertEqual(sorted(of_page), sorted(of_source))
 
     def test_options_and_exit_codes_match_the_help(self):
         help_text = (SOURCES / "Options.cpp").read_text(encoding="utf-8")

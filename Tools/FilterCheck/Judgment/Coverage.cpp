@@ -94,8 +94,8 @@ Finding WayAround(const Provider& provider, const std::string& places) {
   const Asks asks = AskedBy(provider.identifier);
   const std::string identifier = Tools::IdentifierText(provider.identifier);
   const std::string name = provider.name.empty() ? identifier : provider.name + " " + identifier;
-  const std::string text = name + " remains " + places + " beside the Kuv providers. It asks for " +
-                           std::string{TextOf(asks)} + ", not for the second factor.";
+  const std::string text = name + " remains " + places + ". It asks for " + std::string{TextOf(asks)} +
+                           ", not for the second factor.";
   if (asks != Asks::Password) return {"decision.alternative", Severity::Note, name, text, {}};
   return {"whitelist.single-factor", Severity::Warning, name, text,
           "Remove " + identifier + " from ProvidersWhitelist."};
