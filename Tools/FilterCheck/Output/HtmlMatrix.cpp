@@ -39,10 +39,11 @@ std::string ClassOf(const Cell& cell) {
   return text.append(" ").append(ClassOf(cell.role == Role::SecondFactor ? Risk::Good : Risk::Caution));
 }
 
-// The class of an outcome. It has the color of a risk only if it is in effect and a setting decides it.
+// The class of an outcome. It has the color of a risk only if it is in effect and the filter can protect the
+// scenario.
 std::string_view ClassOfOutcome(const Report& report, const Matrix& matrix, std::size_t column) {
-  const Decision& decision = *matrix.columns[column];
-  if (report.obstacle != Obstacle::None || decision.because.decidedBy == kNeverProtected) return "plain";
+  const std::string_view scenario = matrix.columns[column]->scenario.name;
+  if (report.obstacle != Obstacle::None || scenario == "credui" || scenario == "plap") return "plain";
   const auto has = [&](Role role) {
     return std::any_of(matrix.rows.begin(), matrix.rows.end(),
                        [&](const std::vector<Cell>& row) { return row[column].role == role; });

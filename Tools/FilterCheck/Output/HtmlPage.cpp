@@ -114,7 +114,7 @@ void WriteFinding(const ComparedFinding& compared, HtmlWriter& html) {
 }
 
 void WriteFindings(const Report& report, HtmlWriter& html) {
-  html.Open("section").Element("h2", "Findings");
+  html.Open("section", {{"class", "findings"}}).Element("h2", "Findings");
   const std::vector<ComparedFinding> findings = CompareFindings(report);
   if (findings.empty()) html.Element("p", "None.", {{"class", "quiet"}});
   for (const ComparedFinding& finding : findings) WriteFinding(finding, html);
@@ -166,7 +166,7 @@ void WriteSettings(const Report& report, HtmlWriter& html) {
   }
   html.Open("section").Element("h2", "Settings");
   if (!set.empty()) WriteSettingTable(set, html);
-  html.Open("details").Element("summary", std::to_string(unset.size()) + " settings at their default");
+  html.Open("details").Element("summary", "Settings at their default (" + std::to_string(unset.size()) + ")");
   WriteSettingTable(unset, html);
   html.Close().Close().Markup("\n");
 }
