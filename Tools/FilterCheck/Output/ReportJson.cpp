@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <iterator>
+
 #include <json/json.h>
 
 #include "Common/Identifier.h"
@@ -10,83 +13,81 @@ namespace FilterCheck {
 
 namespace {
 
+using Json::Value;
 using Tools::IdentifierText;
 
 constexpr int kSchema = 2;
 
-Json::Value TextJson(std::string_view text) {
-  return Json::Value{std::string{text}};
+Value TextJson(std::string_view text) {
+  return Value{std::string{text}};
 }
 
-Json::Value StoredJson(const std::optional<StoredValue>& stored) {
-  if (!stored) return Json::Value::null;
-  Json::Value value;
-  value["type"] = TypeName(stored->type);
-  value["bytes"] = Json::UInt64{stored->bytes};
-  value["value"] = stored->shown;
-  return value;
+template <typename Item>
+Value OptionalJson(const std::optional<Item>& item) {
+  return item ? Value{*item} : Value::null;
 }
 
-Json::Value SettingsJson(const std::vector<SettingState>& settings) {
-  Json::Value rows{Json::arrayValue};
-  for (const SettingState& state : settings) {
-    Json::Value row;
-    row["name"] = TextJson(state.setting->name);
-    row["effective"] = state.effective;
-    row["source"] = TextJson(NameOf(state.source));
-    row["policy"] = StoredJson(state.policy);
-    row["local"] = StoredJson(state.local);
-    rows.append(row);
-  }
-  return rows;
+Value ObjectJson(std::initializer_list<std::pair<const char*, Value>> members) {
+  Value object{Json::objectValue};
+  for (const auto& [name, value] : members) object[name] = value;
+  return object;
 }
 
-Json::Value FindingsJson(const Findings& findings) {
-  Json::Value rows{Json::arrayValue};
-  for (const Finding& finding : findings) {
-    Json::Value row;
-    row["id"] = finding.id;
-    row["severity"] = TextJson(NameOf(finding.severity));
-    row["subject"] = finding.subject;
-    row["text"] = finding.text;
-    row["advice"] = finding.advice;
-    rows.append(row);
-  }
-  return rows;
+template <typename Items, typename Convert>
+Value ListJson(const Items& items, Convert convert) {
+  Value list{Json::arrayValue};
+  for (const auto& item : items) list.append(convert(item));
+  return list;
 }
 
-Json::Value ProvidersJson(const Tools::ProviderList& providers) {
-  Json::Value rows{Json::arrayValue};
-  for (const Tools::Provider& provider : providers) {
-    Json::Value row;
-    row["clsid"] = IdentifierText(provider.identifier);
-    row["name"] = provider.name;
-    rows.append(row);
-  }
-  return rows;
+// One member for each kind of sign-in.
+template <typename Items, typename Convert>
+Value KindsJson(const Items& items, Convert convert) {
+  Value kinds;
+  for (const SignIn kind : kSignIns) kinds[std::string{NameOf(kind)}] = convert(items[IndexOf(kind)]);
+  return kinds;
 }
 
-void AddReason(const Reason& reason, Json::Value& row) {
-  row["decidedBy"] = reason.decidedBy;
-  row["value"] = reason.value;
-  row["source"] = reason.value.empty() ? Json::Value::null : TextJson(NameOf(reason.source));
+Value StoredJson(const std::optional<StoredValue>& stored) {
+  if (!stored) return Value::null;
+  return ObjectJson(
+      {{"type", TypeName(stored->type)}, {"bytes", Json::UInt64{stored->bytes}}, {"value", stored->shown}});
 }
 
-Json::Value CoverageJson(const Coverage& coverage) {
-  Json::Value value;
-  value["state"] = TextJson(NameOf(coverage.state));
-  value["ways"] = Json::arrayValue;
-  for (const Tools::Provider& way : coverage.ways) value["ways"].append(IdentifierText(way.identifier));
-  AddReason(coverage.because, value["because"]);
-  return value;
+Value SettingJson(const SettingState& state) {
+  return ObjectJson({{"name", TextJson(state.setting->name)},
+                     {"effective", state.effective},
+                     {"source", TextJson(NameOf(state.source))},
+                     {"policy", StoredJson(state.policy)},
+                     {"local", StoredJson(state.local)}});
 }
 
-Json::Value DecisionJson(const Decision& decision, const Tools::ProviderList& providers) {
-  Json::Value row;
+Value FindingJson(const Finding& finding) {
+  return ObjectJson({{"id", finding.id},
+                     {"severity", TextJson(NameOf(finding.severity))},
+                     {"subject", finding.subject},
+                     {"text", finding.text},
+                     {"advice", finding.advice}});
+}
+
+Value ReasonJson(const Reason& reason) {
+  return ObjectJson({{"decidedBy", reason.decidedBy},
+                     {"value", reason.value},
+                     {"source", reason.value.empty() ? Value::null : TextJson(NameOf(reason.source))}});
+}
+
+Value CoverageJson(const Coverage& coverage) {
+  const auto identifierOf = [](const Tools::Provider& way) { return IdentifierText(way.identifier); };
+  return ObjectJson({{"state", TextJson(NameOf(coverage.state))},
+                     {"ways", ListJson(coverage.ways, identifierOf)},
+                     {"because", ReasonJson(coverage.because)}});
+}
+
+Value DecisionJson(const Decision& decision, const Tools::ProviderList& providers) {
+  Value row = ReasonJson(decision.because);
   row["scenario"] = TextJson(decision.scenario.name);
   row["session"] = TextJson(NameOf(decision.session));
   row["outcome"] = TextJson(NameOf(decision.outcome));
-  AddReason(decision.because, row);
   row["shown"] = Json::arrayValue;
   for (std::size_t i = 0; i < providers.size(); ++i) {
     if (decision.enabled.at(i)) row["shown"].append(IdentifierText(providers[i].identifier));
@@ -94,121 +95,99 @@ Json::Value DecisionJson(const Decision& decision, const Tools::ProviderList& pr
   return row;
 }
 
-Json::Value SituationJson(const Situation& situation) {
-  const DecisionReport& decision = situation.decision;
-  Json::Value value;
-  value["exitCode"] = static_cast<int>(situation.verdict.code);
-  value["verdict"] = situation.verdict.text;
-  for (const SignIn kind : kSignIns)
-    value["coverage"][std::string{NameOf(kind)}] = CoverageJson(situation.coverage[IndexOf(kind)]);
-  value["settings"] = SettingsJson(situation.settings);
-  value["providers"] = ProvidersJson(decision.providers);
-  value["decisions"] = Json::arrayValue;
-  for (const Decision& row : decision.decisions) {
-    value["decisions"].append(DecisionJson(row, decision.providers));
-  }
-  value["findings"] = FindingsJson(situation.findings);
-  return value;
+Value SituationJson(const Situation& situation) {
+  const Tools::ProviderList& providers = situation.decision.providers;
+  const auto providerJson = [](const Tools::Provider& provider) {
+    return ObjectJson({{"clsid", IdentifierText(provider.identifier)}, {"name", provider.name}});
+  };
+  const auto decisionJson = [&](const Decision& decision) { return DecisionJson(decision, providers); };
+  return ObjectJson({{"exitCode", static_cast<int>(situation.verdict.code)},
+                     {"verdict", situation.verdict.text},
+                     {"coverage", KindsJson(situation.coverage, CoverageJson)},
+                     {"settings", ListJson(situation.settings, SettingJson)},
+                     {"providers", ListJson(providers, providerJson)},
+                     {"decisions", ListJson(situation.decision.decisions, decisionJson)},
+                     {"findings", ListJson(situation.findings, FindingJson)}});
 }
 
-Json::Value HostJson(const Host& host) {
-  Json::Value value;
-  value["toolVersion"] = host.toolVersion;
-  value["filterVersion"] = host.filterVersion;
-  value["windowsVersion"] = host.windowsVersion;
-  value["architecture"] = host.architecture;
-  value["elevated"] = host.elevated;
-  value["safeMode"] = host.safeMode;
-  return value;
+Value HostJson(const Host& host) {
+  return ObjectJson({{"toolVersion", host.toolVersion},
+                     {"filterVersion", host.filterVersion},
+                     {"windowsVersion", host.windowsVersion},
+                     {"architecture", host.architecture},
+                     {"elevated", host.elevated},
+                     {"safeMode", host.safeMode}});
 }
 
-Json::Value EvidenceJson(const Evidence& evidence) {
-  Json::Value value;
-  value["log"] = evidence.log;
-  value["exists"] = evidence.exists;
-  value["unreadable"] = evidence.unreadable;
-  value["lastRun"] = evidence.lastRun;
-  value["lastRunFailed"] = evidence.lastRunFailed;
-  value["ranSinceStart"] = evidence.ranSinceStart ? Json::Value{*evidence.ranSinceStart} : Json::Value::null;
-  value["startOfWindows"] = evidence.startOfWindows;
-  for (const SignIn kind : kSignIns) {
-    Json::Value& row = value["decisions"][std::string{NameOf(kind)}];
-    const std::optional<LoggedDecision>& decision = evidence.decisions[IndexOf(kind)];
-    if (!decision) continue;
-    row["time"] = decision->time;
-    row["outcome"] = TextJson(NameOf(decision->outcome));
-  }
-  value["errors"] = Json::arrayValue;
-  for (const LoggedError& error : evidence.errors) {
-    Json::Value row;
-    row["time"] = error.time;
-    row["text"] = error.text;
-    value["errors"].append(row);
-  }
-  return value;
+Value EvidenceJson(const Evidence& evidence) {
+  const auto decisionJson = [](const std::optional<LoggedDecision>& decision) {
+    if (!decision) return Value{};
+    return ObjectJson({{"time", decision->time}, {"outcome", TextJson(NameOf(decision->outcome))}});
+  };
+  const auto errorJson = [](const LoggedError& error) {
+    return ObjectJson({{"time", error.time}, {"text", error.text}});
+  };
+  return ObjectJson({{"log", evidence.log},
+                     {"exists", evidence.exists},
+                     {"unreadable", evidence.unreadable},
+                     {"lastRun", evidence.lastRun},
+                     {"lastRunFailed", evidence.lastRunFailed},
+                     {"ranSinceStart", OptionalJson(evidence.ranSinceStart)},
+                     {"startOfWindows", evidence.startOfWindows},
+                     {"decisions", KindsJson(evidence.decisions, decisionJson)},
+                     {"errors", ListJson(evidence.errors, errorJson)}});
 }
 
-Json::Value FilterJson(const RegisteredFilter& filter) {
-  Json::Value value;
-  value["view"] = filter.wow64 ? "32-bit" : "64-bit";
-  value["inFilterList"] = filter.inFilterList;
-  value["module"] = filter.module ? Json::Value{*filter.module} : Json::Value::null;
-  value["onlyForThisUser"] = filter.onlyForThisUser;
-  value["threadingModel"] = filter.threadingModel;
-  value["moduleExists"] = filter.moduleExists;
-  value["architectureFits"] = filter.architectureFits;
-  value["sameAsBeside"] = filter.sameAsBeside ? Json::Value{*filter.sameAsBeside} : Json::Value::null;
-  return value;
+Value FilterJson(const RegisteredFilter& filter) {
+  return ObjectJson({{"view", filter.wow64 ? "32-bit" : "64-bit"},
+                     {"inFilterList", filter.inFilterList},
+                     {"module", OptionalJson(filter.module)},
+                     {"onlyForThisUser", filter.onlyForThisUser},
+                     {"threadingModel", filter.threadingModel},
+                     {"moduleExists", filter.moduleExists},
+                     {"architectureFits", filter.architectureFits},
+                     {"sameAsBeside", OptionalJson(filter.sameAsBeside)}});
 }
 
-Json::Value RegistrationJson(const Registration& registration) {
-  Json::Value value;
-  value["filter"] = Json::arrayValue;
-  for (const RegisteredFilter& filter : registration.filter) value["filter"].append(FilterJson(filter));
-  value["otherFilters"] = Json::arrayValue;
-  for (const OtherFilter& other : registration.others) {
-    Json::Value row;
-    row["view"] = other.wow64 ? "32-bit" : "64-bit";
-    row["clsid"] = other.identifier;
-    row["name"] = other.name;
-    row["module"] = other.module;
-    row["moduleExists"] = other.moduleExists;
-    value["otherFilters"].append(row);
-  }
-  value["kuvProviderInstalled"] = registration.kuvProviderInstalled;
-  value["kuvSmartCardProviderInstalled"] = registration.kuvSmartCardProviderInstalled;
-  value["excludedCredentialProviders"] = registration.excludedProviders;
-  value["defaultCredentialProvider"] = registration.defaultProvider;
-  value["prohibitFallbacks"] = registration.prohibitFallbacks
-                                   ? Json::Value{Json::UInt{*registration.prohibitFallbacks}}
-                                   : Json::Value::null;
-  return value;
+Value OtherFilterJson(const OtherFilter& other) {
+  return ObjectJson({{"view", other.wow64 ? "32-bit" : "64-bit"},
+                     {"clsid", other.identifier},
+                     {"name", other.name},
+                     {"module", other.module},
+                     {"moduleExists", other.moduleExists}});
+}
+
+Value RegistrationJson(const Registration& registration) {
+  return ObjectJson({{"filter", ListJson(registration.filter, FilterJson)},
+                     {"otherFilters", ListJson(registration.others, OtherFilterJson)},
+                     {"kuvProviderInstalled", registration.kuvProviderInstalled},
+                     {"kuvSmartCardProviderInstalled", registration.kuvSmartCardProviderInstalled},
+                     {"excludedCredentialProviders", registration.excludedProviders},
+                     {"defaultCredentialProvider", registration.defaultProvider},
+                     {"prohibitFallbacks", OptionalJson(registration.prohibitFallbacks)}});
 }
 
 }  // namespace
 
 void PrintJson(const Report& report, std::ostream& out) {
-  Json::Value value;
-  value["schema"] = kSchema;
-  value["machine"] = report.host.name;
-  value["time"] = report.time;
-  value["host"] = HostJson(report.host);
-  value["require"] = Json::arrayValue;
-  for (const SignIn kind : kSignIns) {
-    if (report.demand[IndexOf(kind)]) value["require"].append(TextJson(NameOf(kind)));
-  }
-  value["obstacle"] = TextJson(NameOf(report.obstacle));
-  value["assumptions"] = Json::arrayValue;
-  for (const WhatIfSetting& whatIf : report.whatIfSettings) {
-    Json::Value row;
-    row["setting"] = TextJson(whatIf.setting->name);
-    row["value"] = WhatIfValue(whatIf);
-    value["assumptions"].append(row);
-  }
-  value["now"] = SituationJson(report.now);
-  value["assumed"] = report.whatIf ? SituationJson(*report.whatIf) : Json::Value::null;
-  value["registration"] = RegistrationJson(report.registration);
-  value["evidence"] = EvidenceJson(report.evidence);
+  std::vector<SignIn> required;
+  std::copy_if(kSignIns.begin(), kSignIns.end(), std::back_inserter(required),
+               [&](SignIn kind) { return report.demand[IndexOf(kind)]; });
+  const auto assumptionJson = [](const WhatIfSetting& whatIf) {
+    return ObjectJson({{"setting", TextJson(whatIf.setting->name)}, {"value", WhatIfValue(whatIf)}});
+  };
+  const Value value =
+      ObjectJson({{"schema", kSchema},
+                  {"machine", report.host.name},
+                  {"time", report.time},
+                  {"host", HostJson(report.host)},
+                  {"require", ListJson(required, [](SignIn kind) { return TextJson(NameOf(kind)); })},
+                  {"obstacle", TextJson(NameOf(report.obstacle))},
+                  {"assumptions", ListJson(report.whatIfSettings, assumptionJson)},
+                  {"now", SituationJson(report.now)},
+                  {"assumed", report.whatIf ? SituationJson(*report.whatIf) : Value::null},
+                  {"registration", RegistrationJson(report.registration)},
+                  {"evidence", EvidenceJson(report.evidence)}});
   Tools::WriteJson(value, out);
 }
 
