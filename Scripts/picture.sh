@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Makes the picture of a page of KuvFilterCheck, Docs/FilterCheck.png, from the sample machine of
+# Creates the picture of a page of KuvFilterCheck, Docs/FilterCheck.png, from the sample machine of
 # Tools/FilterHost/Sample.reg. The filter is installed in a Wine prefix for this picture only, so the picture has no path
 # of this host and a sample name for the machine.
 #
@@ -37,7 +37,7 @@ quietly "$log" "${wine[@]}" regsvr32 /s 'C:\Program Files\Kuvant\KuvCredProv\Kuv
 quietly "$log" "${wine[@]}" reg import "$(windows_path "$root/Tools/FilterHost/Sample.reg")"
 quietly "$log" "${wine[@]}" reg add 'HKLM\System\CurrentControlSet\Services\Tcpip\Parameters' /v Hostname /d SAMPLE-PC /f
 
-say "making $picture"
+say "creating $picture"
 "${wine[@]}" "$folder/KuvFilterCheck.exe" --html "$(windows_path "$work/page.html")" >"$log"
-python3 -B Tests/Tools/FilterCheck/devtools.py "$work/page.html" "$picture"
+python3 -B Scripts/page-picture.py "$work/page.html" "$picture"
 say "done"

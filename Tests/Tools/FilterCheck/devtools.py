@@ -1,17 +1,11 @@
-"""Controls a headless browser through the pipe of its developer tools, without additional packages. As a program, it
-makes a picture of a page, in the light color scheme.
-
-    devtools.py PAGE PICTURE
-"""
+"""Controls a headless browser through the pipe of its developer tools, without additional packages."""
 import base64
 import fcntl
 import json
 import os
-import pathlib
 import select
 import shutil
 import subprocess
-import sys
 import tempfile
 import time
 
@@ -120,17 +114,7 @@ class Browser:
             raise BrowserFailure(str(result["exceptionDetails"]))
         return result["result"].get("value")
 
-    def screenshot(self, path):
-        shot = self.call("Page.captureScreenshot", format="png", captureBeyondViewport=True)
+    def screenshot(self, path, whole=True):
+        """Creates a picture of the whole page, or of the part that the window shows."""
+        shot = self.call("Page.captureScreenshot", format="png", captureBeyondViewport=whole)
         path.write_bytes(base64.b64decode(shot["data"]))
-
-
-def main():
-    page, picture = map(pathlib.Path, sys.argv[1:])
-    with Browser() as browser:
-        browser.show(page.resolve(), 1024, "light")
-        browser.screenshot(picture)
-
-
-if __name__ == "__main__":
-    main()

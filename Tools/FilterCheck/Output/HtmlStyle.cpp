@@ -55,7 +55,7 @@ section, .verdict, .kind {
 .kind h2 { font-size: 1rem; margin-bottom: .5rem; }
 .kind .state {
   background: var(--risk-ground); color: var(--risk); border-radius: 6px; padding: .45rem .7rem; font-weight: 650;
-  display: flex; gap: .6rem; margin-bottom: .6rem;
+  display: flex; gap: .5rem; margin-bottom: .6rem; font-size: .95rem;
 }
 .kind.bad { background: var(--risk-ground); }
 .kind.bad .state { background: var(--solid); color: var(--on); }
