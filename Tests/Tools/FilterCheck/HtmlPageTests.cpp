@@ -200,7 +200,10 @@ TEST_P(HtmlPageObstacles, HaveNoGreenAndHeadTheMatrix) {
 }
 
 INSTANTIATE_TEST_SUITE_P(, HtmlPageObstacles,
-                         ::testing::Values(Obstacle::NotLoaded, Obstacle::ProviderExcluded));
+                         ::testing::Values(Obstacle::NotLoaded, Obstacle::ProviderExcluded),
+                         [](const auto& row) {
+                           return row.param == Obstacle::NotLoaded ? "NotLoaded" : "ProviderExcluded";
+                         });
 
 TEST(HtmlPage, FoldsSettingsAtTheirDefault) {
   const std::string page = HtmlPage(ExampleReport());

@@ -75,6 +75,7 @@ LOOK = r"""
   const folded = [...document.querySelectorAll('details')].filter((fold) => !fold.open).length;
   for (const fold of document.querySelectorAll('details')) fold.open = true;
   const top = (selector) => document.querySelector(selector).getBoundingClientRect().top;
+  const visible = (element) => element.getClientRects().length > 0 ? element.innerText : 'not visible';
   const color = (element) => getComputedStyle(element).backgroundColor;
   const faint = [];
   const walker = document.createTreeWalker(document.body, NodeFilter.SHOW_TEXT);
@@ -111,7 +112,7 @@ LOOK = r"""
       })),
       rows: [...matrix.querySelectorAll('[data-provider]')].map((row) => ({
         clsid: row.dataset.provider, name: row.querySelector('.name')?.innerText ?? '',
-        code: row.querySelector('code').innerText, mark: row.querySelector('th .mark')?.innerText ?? '',
+        code: visible(row.querySelector('code')), mark: row.querySelector('th .mark')?.innerText ?? '',
         cells: [...row.querySelectorAll('td')].map((cell) => ({
           scenario: cell.dataset.scenario, text: cell.innerText, ground: color(cell),
           ring: getComputedStyle(cell).boxShadow !== 'none',
