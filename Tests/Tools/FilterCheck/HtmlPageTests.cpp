@@ -211,6 +211,11 @@ TEST(HtmlPage, FoldsSettingsAtTheirDefault) {
   EXPECT_THAT(page, HasSubstr("<summary>Settings at their default (1)</summary>"));
   EXPECT_LT(page.find("data-setting=\"Host\""), fold);
   EXPECT_GT(page.find("data-setting=\"RdpOnly\""), fold);
+  // A stored value that is ignored.
+  Report ignored = ExampleReport();
+  ignored.now.settings[2].local = FilterCheck::StoredValue{REG_SZ, 4, "1"};
+  const std::string ignoredPage = HtmlPage(ignored);
+  EXPECT_LT(ignoredPage.find("data-setting=\"RdpOnly\""), ignoredPage.find("<details>"));
   const std::string whatIf = HtmlPage(ExampleWhatIf());
   EXPECT_LT(whatIf.find("data-setting=\"RdpOnly\""), whatIf.find("<details>"));
 }

@@ -237,7 +237,8 @@ def check_page(name, browser, path, answer, pictures):
             expect(f"{view}: tooltips", page["tooltips"], 0)
             today = {row["name"]: (row["effective"], row["source"]) for row in answer["now"]["settings"]}
             expect(f"{view}: settings, and whether they are folded", (page["settings"], page["folded"]), ({
-                row["name"]: [row["effective"], today[row["name"]] == (row["effective"], "default")]
+                row["name"]: [row["effective"], row["policy"] is None and row["local"] is None
+                              and today[row["name"]] == (row["effective"], row["source"])]
                 for row in subject["settings"]}, 1))
             expect(f"{view}: findings", page["findings"], [row["id"] for row in subject["findings"]])
             check_matrix(view, page, answer, scheme, width < 700)

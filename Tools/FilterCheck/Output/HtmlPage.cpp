@@ -156,12 +156,12 @@ void WriteSettingTable(const std::vector<ComparedSetting>& settings, HtmlWriter&
   html.Close().Close();
 }
 
-// Settings at their default are folded.
+// Settings without a stored value are folded.
 void WriteSettings(const Report& report, HtmlWriter& html) {
   std::vector<ComparedSetting> set;
   std::vector<ComparedSetting> unset;
   for (const ComparedSetting& setting : CompareSettings(report)) {
-    const bool folded = setting.state->source == Source::Default && setting.today == nullptr;
+    const bool folded = !setting.state->policy && !setting.state->local && setting.today == nullptr;
     (folded ? unset : set).push_back(setting);
   }
   html.Open("section").Element("h2", "Settings");

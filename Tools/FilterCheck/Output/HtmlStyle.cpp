@@ -101,8 +101,7 @@ h2 + .finding { border-top: 0; padding-top: 0; }
 .list tr.unset td.value { font-weight: 400; color: var(--quiet); }
 .list .meaning { font-weight: 400; color: var(--quiet); font-size: .86rem; display: block; }
 .list .today { display: block; font-weight: 400; }
-summary { cursor: pointer; font-weight: 600; padding: .4rem 0; }
-details[open] summary { margin-bottom: .6rem; }
+summary { cursor: pointer; font-weight: 600; padding: .4rem 0 .6rem; }
 dl { display: grid; grid-template-columns: minmax(11rem, 30%) 1fr; gap: .35rem 1rem; font-size: .92rem; }
 @media (max-width: 46rem) {
   body { padding: 1.2rem .7rem 2rem; }

@@ -40,9 +40,6 @@ class HtmlWriter {
   const std::string& Html() const noexcept { return html_; }
 
  private:
-  HtmlWriter& Start(std::string_view tag, Attributes attributes);
-  HtmlWriter& Escaped(std::string_view text);
-
   std::string html_;
   std::vector<std::string> open_;
 };
