@@ -21,7 +21,7 @@ SOURCES = ROOT / "Tools" / "FilterCheck"
 START, END = "<!-- fields -->\n\n", "<!-- end of fields -->\n"
 STOCK_HEADER = (SOURCES / "Model/StockProviders.h").read_text(encoding="utf-8")
 STOCK = (SOURCES / "Model/StockProviders.cpp").read_text(encoding="utf-8")
-STOCK_ROWS = re.findall(r'\{\{0x(\w{8}), 0x(\w{4}), 0x(\w{4}), \{([^}]*)\}\},\s*"([^"]+)",\s*Asks::(\w+)\}', STOCK)
+STOCK_ROWS = re.findall(r'\{"(\{[-0-9A-F]{36}\})",\s*"([^"]+)",\s*Asks::(\w+)\}', STOCK)
 FINDING_ID = r"[a-z][a-z0-9-]*\.[a-z0-9][a-z0-9-]*"
 
 
@@ -52,9 +52,7 @@ class FilterCheckPage(unittest.TestCase):
         texts = re.findall(r'"([^"]+)"', re.search(r"kTexts\[\] = \{([^}]*)\}", STOCK).group(1))
         asks = dict(zip(re.findall(r"^  (\w+),", re.search(r"enum class Asks[^}]*\}", STOCK_HEADER).group(), re.MULTILINE),
                         texts))
-        of_source = {(name, "{" + "-".join([one, two, three, last[:4], last[4:]]) + "}", asks[kind])
-                     for one, two, three, bytes_, name, kind in STOCK_ROWS
-                     for last in ["".join(re.findall("0x(..)", bytes_))]}
+        of_source = {(name, identifier, asks[kind]) for identifier, name, kind in STOCK_ROWS}
         of_page = re.findall(r"^\| ([^|]+) \| `(\{[-0-9A-F]+\})` \| ([^|]+) \| (?:SDK: `\w+`|registry) \|$", page_text(),
                              re.MULTILINE)
         self.assertGreater(len(of_page), 25)

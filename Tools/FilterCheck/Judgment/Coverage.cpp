@@ -19,7 +19,7 @@ bool IsOfKind(const Decision& decision, SignIn kind) noexcept {
          (usage == CPUS_LOGON || usage == CPUS_UNLOCK_WORKSTATION || usage == CPUS_CHANGE_PASSWORD);
 }
 
-bool IsKuv(const Provider& provider) noexcept {
+bool IsKuv(const Provider& provider) {
   return AskedBy(provider.identifier) == Asks::SecondFactor;
 }
 

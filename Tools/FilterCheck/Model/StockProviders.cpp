@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "Common/Identifier.h"
 #include "KuvCredFilter/AllowedProviders.h"
 #include "KuvCredFilter/Identifiers.h"
 
@@ -11,111 +12,61 @@ namespace FilterCheck {
 namespace {
 
 struct StockProvider {
-  GUID identifier;
+  std::string_view identifier;
   std::string_view name;
   Asks asks;
 };
 
 // The credential providers of Windows. Docs/FilterCheck.md lists the source of each.
 constexpr StockProvider kStockProviders[] = {
-    {{0x01A30791, 0x40AE, 0x4653, {0xAB, 0x2E, 0xFD, 0x21, 0x00, 0x19, 0xAE, 0x88}},
-     "Automatic Redeployment",
-     Asks::Unknown},
-    {{0x07AA0886, 0xCC8D, 0x4E19, {0xA4, 0x10, 0x1C, 0x75, 0xAF, 0x68, 0x6E, 0x62}},
-     "Network sign-in (802.1X)",
-     Asks::Unknown},
-    {{0x1B283861, 0x754F, 0x4022, {0xAD, 0x47, 0xA5, 0xEA, 0xAA, 0x61, 0x88, 0x94}},
-     "Smart card reader selection",
+    {"{01A30791-40AE-4653-AB2E-FD210019AE88}", "Automatic Redeployment", Asks::Unknown},
+    {"{07AA0886-CC8D-4E19-A410-1C75AF686E62}", "Network sign-in (802.1X)", Asks::Unknown},
+    {"{1B283861-754F-4022-AD47-A5EAAA618894}", "Smart card reader selection", Asks::Possession},
+    {"{1EE7337F-85AC-45E2-A23C-37C753209769}", "Smart card (apps)", Asks::Possession},
+    {"{2135F72A-90B5-4ED3-A7F1-8BB705AC276A}", "Picture password", Asks::Password},
+    {"{25CBB996-92ED-457E-B28C-4774084BD562}", "Generic credentials", Asks::Unknown},
+    {"{27FBDB57-B613-4AF2-9D7E-4FA7A66C21AD}", "Trusted signal", Asks::Unknown},
+    {"{33C86CD6-705F-4BA1-9ADB-67070B837775}", "Network sign-in (802.1X) with a smart card",
      Asks::Possession},
-    {{0x1EE7337F, 0x85AC, 0x45E2, {0xA2, 0x3C, 0x37, 0xC7, 0x53, 0x20, 0x97, 0x69}},
-     "Smart card (apps)",
-     Asks::Possession},
-    {{0x2135F72A, 0x90B5, 0x4ED3, {0xA7, 0xF1, 0x8B, 0xB7, 0x05, 0xAC, 0x27, 0x6A}},
-     "Picture password",
-     Asks::Password},
-    {{0x25CBB996, 0x92ED, 0x457E, {0xB2, 0x8C, 0x47, 0x74, 0x08, 0x4B, 0xD5, 0x62}},
-     "Generic credentials",
-     Asks::Unknown},
-    {{0x27FBDB57, 0xB613, 0x4AF2, {0x9D, 0x7E, 0x4F, 0xA7, 0xA6, 0x6C, 0x21, 0xAD}},
-     "Trusted signal",
-     Asks::Unknown},
-    {{0x33C86CD6, 0x705F, 0x4BA1, {0x9A, 0xDB, 0x67, 0x07, 0x0B, 0x83, 0x77, 0x75}},
-     "Network sign-in (802.1X) with a smart card",
-     Asks::Possession},
-    {{0x3DD6BEC0, 0x8193, 0x4FFE, {0xAE, 0x25, 0xE0, 0x8E, 0x39, 0xEA, 0x40, 0x63}},
-     "Network provider",
-     Asks::Unknown},
-    {{0x48B4E58D, 0x2791, 0x456C, {0x90, 0x91, 0xD5, 0x24, 0xC6, 0xC7, 0x06, 0xF2}},
-     "Companion device",
-     Asks::Possession},
-    {{0x503739D0, 0x4C5E, 0x4CFD, {0xB3, 0xBA, 0xD8, 0x81, 0x33, 0x4F, 0x0D, 0xF2}},
-     "Credential vault",
-     Asks::Unknown},
-    {{0x5537E283, 0xB1E7, 0x4EF8, {0x9C, 0x6E, 0x7A, 0xB0, 0xAF, 0xE5, 0x05, 0x6D}},
-     "Dial-up and VPN before sign-in",
-     Asks::Unknown},
-    {{0x60B78E88, 0xEAD8, 0x445C, {0x9C, 0xFD, 0x0B, 0x87, 0xF7, 0x4E, 0xA6, 0xCD}},
-     "Password",
-     Asks::Password},
-    {{0x6F45DC1E, 0x5384, 0x457A, {0xBC, 0x13, 0x2C, 0xD8, 0x1B, 0x0D, 0x28, 0xED}},
-     "Password (Windows 7 and earlier)",
-     Asks::Password},
-    {{0x8AF662BF, 0x65A0, 0x4D0A, {0xA5, 0x40, 0xA3, 0x38, 0xA9, 0x99, 0xD3, 0x6F}},
-     "Face (Windows Hello)",
-     Asks::Possession},
-    {{0x8BF9A910, 0xA8FF, 0x457F, {0x99, 0x9F, 0xA5, 0xCA, 0x10, 0xB4, 0xA8, 0x85}},
-     "Smart card (Windows 7 and earlier)",
-     Asks::Possession},
-    {{0x8FD7E19C, 0x3BF7, 0x489B, {0xA7, 0x2C, 0x84, 0x6A, 0xB3, 0x67, 0x8C, 0x96}},
-     "Smart card",
-     Asks::Possession},
-    {{0x94596C7E, 0x3744, 0x41CE, {0x89, 0x3E, 0xBB, 0xF0, 0x91, 0x22, 0xF7, 0x6A}},
-     "Smart card PIN",
-     Asks::Possession},
-    {{0xBEC09223, 0xB018, 0x416D, {0xA0, 0xAC, 0x52, 0x39, 0x71, 0xB6, 0x39, 0xF5}},
-     "Fingerprint (Windows Hello)",
-     Asks::Possession},
-    {{0xC5D7540A, 0xCD51, 0x453B, {0xB2, 0x2B, 0x05, 0x30, 0x5B, 0xA0, 0x3F, 0x07}},
-     "Cloud experience",
-     Asks::Password},
-    {{0xC885AA15, 0x1764, 0x4293, {0xB8, 0x2A, 0x05, 0x86, 0xAD, 0xD4, 0x6B, 0x35}},
-     "Iris (Windows Hello)",
-     Asks::Possession},
-    {{0xCB82EA12, 0x9F71, 0x446D, {0x89, 0xE1, 0x8D, 0x09, 0x24, 0xE1, 0x25, 0x6E}}, "PIN", Asks::Password},
-    {{0xD6886603, 0x9D2F, 0x4EB2, {0xB6, 0x67, 0x19, 0x71, 0x04, 0x1F, 0xA9, 0x6B}},
-     "PIN (Windows Hello)",
-     Asks::Possession},
-    {{0xE74E57B0, 0x6C6D, 0x44D5, {0x9C, 0xDA, 0xFB, 0x2D, 0xF5, 0xED, 0x74, 0x35}},
-     "Certificate",
-     Asks::Unknown},
-    {{0xF64945DF, 0x4FA9, 0x4068, {0xA2, 0xFB, 0x61, 0xAF, 0x31, 0x9E, 0xDD, 0x33}},
-     "Remote Desktop",
-     Asks::Unknown},
-    {{0xF8A0B131, 0x5F68, 0x486C, {0x80, 0x40, 0x7E, 0x8F, 0xC3, 0xC8, 0x5B, 0xB6}},
-     "Microsoft account",
-     Asks::Password},
-    {{0xF8A1793B, 0x7873, 0x4046, {0xB2, 0xA7, 0x1F, 0x31, 0x87, 0x47, 0xF4, 0x27}},
-     "Security key (FIDO)",
-     Asks::Possession},
+    {"{3DD6BEC0-8193-4FFE-AE25-E08E39EA4063}", "Network provider", Asks::Unknown},
+    {"{48B4E58D-2791-456C-9091-D524C6C706F2}", "Companion device", Asks::Possession},
+    {"{503739D0-4C5E-4CFD-B3BA-D881334F0DF2}", "Credential vault", Asks::Unknown},
+    {"{5537E283-B1E7-4EF8-9C6E-7AB0AFE5056D}", "Dial-up and VPN before sign-in", Asks::Unknown},
+    {"{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}", "Password", Asks::Password},
+    {"{6F45DC1E-5384-457A-BC13-2CD81B0D28ED}", "Password (Windows 7 and earlier)", Asks::Password},
+    {"{8AF662BF-65A0-4D0A-A540-A338A999D36F}", "Face (Windows Hello)", Asks::Possession},
+    {"{8BF9A910-A8FF-457F-999F-A5CA10B4A885}", "Smart card (Windows 7 and earlier)", Asks::Possession},
+    {"{8FD7E19C-3BF7-489B-A72C-846AB3678C96}", "Smart card", Asks::Possession},
+    {"{94596C7E-3744-41CE-893E-BBF09122F76A}", "Smart card PIN", Asks::Possession},
+    {"{BEC09223-B018-416D-A0AC-523971B639F5}", "Fingerprint (Windows Hello)", Asks::Possession},
+    {"{C5D7540A-CD51-453B-B22B-05305BA03F07}", "Cloud experience", Asks::Password},
+    {"{C885AA15-1764-4293-B82A-0586ADD46B35}", "Iris (Windows Hello)", Asks::Possession},
+    {"{CB82EA12-9F71-446D-89E1-8D0924E1256E}", "PIN", Asks::Password},
+    {"{D6886603-9D2F-4EB2-B667-1971041FA96B}", "PIN (Windows Hello)", Asks::Possession},
+    {"{E74E57B0-6C6D-44D5-9CDA-FB2DF5ED7435}", "Certificate", Asks::Unknown},
+    {"{F64945DF-4FA9-4068-A2FB-61AF319EDD33}", "Remote Desktop", Asks::Unknown},
+    {"{F8A0B131-5F68-486C-8040-7E8FC3C85BB6}", "Microsoft account", Asks::Password},
+    {"{F8A1793B-7873-4046-B2A7-1F318747F427}", "Security key (FIDO)", Asks::Possession},
 };
 
-const StockProvider* Find(const GUID& provider) noexcept {
+const StockProvider* Find(const GUID& provider) {
+  const std::string identifier = Tools::IdentifierText(provider);
   const auto* const found =
       std::find_if(std::begin(kStockProviders), std::end(kStockProviders),
-                   [&](const StockProvider& row) { return row.identifier == provider; });
+                   [&](const StockProvider& row) { return row.identifier == identifier; });
   return found == std::end(kStockProviders) ? nullptr : found;
 }
 
 }  // namespace
 
-std::string_view StockProviderName(const GUID& provider) noexcept {
+std::string_view StockProviderName(const GUID& provider) {
   if (provider == CLSID_KuvCredProv) return "Kuv second factor";
   if (provider == CLSID_KuvSmartCardCredProv) return "Kuv second factor with a smart card";
   const StockProvider* const stock = Find(provider);
   return stock == nullptr ? std::string_view{} : stock->name;
 }
 
-Asks AskedBy(const GUID& provider) noexcept {
+Asks AskedBy(const GUID& provider) {
   if (IsKuvProvider(provider)) return Asks::SecondFactor;
   const StockProvider* const stock = Find(provider);
   return stock == nullptr ? Asks::Unknown : stock->asks;

@@ -17,10 +17,10 @@ enum class Asks : std::uint8_t {
 
 /// Returns the name of a credential provider of Windows, for example "Password", or of a Kuv provider; an
 /// empty text for any other.
-std::string_view StockProviderName(const GUID& provider) noexcept;
+std::string_view StockProviderName(const GUID& provider);
 
 /// Returns what a provider asks for; `Asks::Unknown` for a provider that is not in the table.
-Asks AskedBy(const GUID& provider) noexcept;
+Asks AskedBy(const GUID& provider);
 
 /// Returns the text for a sentence: "a password".
 std::string_view TextOf(Asks asks) noexcept;

@@ -37,7 +37,7 @@ bool SessionsAgree(const Situation& situation) {
                     });
 }
 
-Role RoleOf(const Decision& decision, const Tools::Provider& provider) noexcept {
+Role RoleOf(const Decision& decision, const Tools::Provider& provider) {
   if (decision.outcome != Outcome::Protected) return Role::Plain;
   return AskedBy(provider.identifier) == Asks::SecondFactor ? Role::SecondFactor : Role::WayAround;
 }
