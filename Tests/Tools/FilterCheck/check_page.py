@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Runs the program on an example machine and opens its page in a headless browser. Checks that the matrix matches the
-JSON output of the same run, that the texts have enough contrast, that the page needs no other file, and that the
-program does not change the machine.
+"""Runs the program on an example machine and opens its page in a headless browser. Checks that the kinds of
+sign-in, the findings and the matrix match the JSON output of the same run, that colors represent risk, that the texts
+have enough contrast, that the page needs no other file, and that the program does not change the machine.
 
     check_page.py --wine SCRIPT --prefix FOLDER --program FILE --filter FILE --source FOLDER [--pictures FOLDER]
 
@@ -25,10 +25,30 @@ PROVIDERS = r"HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\Authentication\Cred
 FOREIGN = "{11111111-2222-3333-4444-555555555555}"
 FOREIGN_NAME = "<script>document.title='taken'</script> \"quoted\" & 'so'"
 WIDTHS = (1280, 390)
+# The backgrounds by risk: of the verdict, of the state of a kind of sign-in, and of an outcome or a provider.
+GREEN, AMBER, RED, NONE = "green", "amber", "red", "none"
 COLORS = {
-    "light": {"shown": "rgb(221, 242, 227)", "hidden": "rgb(238, 241, 244)"},
-    "dark": {"shown": "rgb(21, 55, 42)", "hidden": "rgb(35, 43, 54)"},
+    "light": {
+        "verdict": {GREEN: "rgb(28, 110, 61)", AMBER: "rgb(242, 182, 50)", RED: "rgb(179, 38, 30)"},
+        "state": {GREEN: "rgb(221, 242, 227)", AMBER: "rgb(253, 238, 203)", RED: "rgb(179, 38, 30)"},
+        "outcome": {GREEN: "rgb(221, 242, 227)", AMBER: "rgb(253, 238, 203)", RED: "rgb(253, 227, 224)",
+                    NONE: "rgb(233, 237, 241)"},
+    },
+    "dark": {
+        "verdict": {GREEN: "rgb(33, 122, 69)", AMBER: "rgb(224, 165, 38)", RED: "rgb(194, 52, 43)"},
+        "state": {GREEN: "rgb(21, 55, 42)", AMBER: "rgb(64, 50, 15)", RED: "rgb(194, 52, 43)"},
+        "outcome": {GREEN: "rgb(21, 55, 42)", AMBER: "rgb(64, 50, 15)", RED: "rgb(72, 31, 29)",
+                    NONE: "rgb(43, 52, 65)"},
+    },
 }
+NO_COLOR = "rgba(0, 0, 0, 0)"
+RISKS = {"required": GREEN, "alternatives": AMBER, "off": RED, "no-second-factor": RED, "locked": RED}
+WORDS = {"required": "Second factor required", "alternatives": "Required, with alternatives",
+         "off": "Second factor off", "no-second-factor": "No second factor offered", "locked": "No one can sign in"}
+SIGNS = {GREEN: "\u2713", AMBER: "!", RED: "\u2715"}
+NEVER_PROTECTED = ("credui", "plap")
+KUV = ("{5E1B7C30-9A42-4D6F-8C15-A3F02E76D418}", "{C27D40E9-16B3-4A8E-B7F2-094E6D1A35C8}")
+TITLES = {"none": "What users see", "not-loaded": "What users would see if Windows loaded the filter"}
 TEXTS = {
     (True, True): "\u2713 shown",
     (True, False): "+ appears",
@@ -50,6 +70,13 @@ LOOK = r"""
     }
     return [255, 255, 255];
   };
+  const settings = Object.fromEntries([...document.querySelectorAll('[data-setting]')].map(
+    (row) => [row.dataset.setting, [row.querySelector('.effective').textContent, row.closest('details') !== null]]));
+  const folded = [...document.querySelectorAll('details')].filter((fold) => !fold.open).length;
+  for (const fold of document.querySelectorAll('details')) fold.open = true;
+  const top = (selector) => document.querySelector(selector).getBoundingClientRect().top;
+  const visible = (element) => element.getClientRects().length > 0 ? element.innerText : 'not visible';
+  const color = (element) => getComputedStyle(element).backgroundColor;
   const faint = [];
   const walker = document.createTreeWalker(document.body, NodeFilter.SHOW_TEXT);
   let texts = 0;
@@ -69,19 +96,30 @@ LOOK = r"""
     title: document.title, scripts: document.scripts.length, ground: getComputedStyle(document.body).backgroundColor,
     verdict: document.querySelector('.verdict p').innerText,
     code: Number(document.querySelector('.verdict').dataset.code),
+    verdictGround: color(document.querySelector('.verdict')),
+    kinds: [...document.querySelectorAll('.kind')].map((kind) => ({
+      kind: kind.dataset.kind, state: kind.dataset.state, ground: color(kind.querySelector('.state')),
+      words: kind.querySelector('.state').innerText.replace(/\s+/g, ' '), text: kind.innerText,
+      ways: [...kind.querySelectorAll('li')].map((way) => way.innerText),
+    })),
+    tops: ['.verdict', '.kinds', '.findings', '.matrix', '.list', 'details', 'dl'].map(top),
+    matrixTitle: document.querySelector('.matrix').closest('section').querySelector('h2').innerText,
+    tooltips: document.querySelectorAll('[title]').length, settings, folded,
     cells: [...document.querySelectorAll('.matrix')].map((matrix) => ({
       sessions: matrix.dataset.sessions.split(' '),
-      rows: [...matrix.querySelectorAll('tbody tr')].map((row) => ({
-        clsid: row.dataset.provider, name: row.querySelector('th').innerText,
+      outcomes: [...matrix.querySelectorAll('.outcome')].map((cell) => ({
+        scenario: cell.dataset.scenario, text: cell.innerText, ground: color(cell.querySelector('.chip')),
+      })),
+      rows: [...matrix.querySelectorAll('[data-provider]')].map((row) => ({
+        clsid: row.dataset.provider, name: row.querySelector('.name')?.innerText ?? '',
+        code: visible(row.querySelector('code')), mark: row.querySelector('th .mark')?.innerText ?? '',
         cells: [...row.querySelectorAll('td')].map((cell) => ({
-          scenario: cell.dataset.scenario, text: cell.querySelector('.state').innerText,
-          ground: getComputedStyle(cell).backgroundColor, ring: getComputedStyle(cell).boxShadow !== 'none',
-          labeled: cell.querySelector('.label').getClientRects().length > 0,
+          scenario: cell.dataset.scenario, text: cell.innerText, ground: color(cell),
+          ring: getComputedStyle(cell).boxShadow !== 'none',
+          labeled: getComputedStyle(cell, '::before').display === 'block',
         })),
       })),
     })),
-    settings: Object.fromEntries([...document.querySelectorAll('[data-setting]')].map(
-      (row) => [row.dataset.setting, row.querySelector('.effective').innerText])),
     findings: [...document.querySelectorAll('.finding:not(.gone)')].map((finding) => finding.dataset.id),
   };
 })()
@@ -104,39 +142,79 @@ class Machine(Prefix):
         return registry, files
 
 
-def cells_of(answer):
-    """Returns the expected cells: (session, provider, scenario) to (shown, shown before)."""
-    subject, today = answer["assumed"] or answer["now"], answer["now"]
-    before = {(row["scenario"], row["session"]): row["shown"] for row in today["decisions"]}
-    cells = {}
-    for row in subject["decisions"]:
-        for provider in subject["providers"]:
-            clsid = provider["clsid"]
-            cells[row["session"], clsid, row["scenario"]] = (
-                clsid in row["shown"], clsid in before[row["scenario"], row["session"]])
-    return cells
+def subject_of(answer):
+    return answer["assumed"] or answer["now"]
+
+
+def ways_around(row):
+    return [clsid for clsid in row["shown"] if clsid not in KUV]
+
+
+def risk_of_outcome(row, answer):
+    if answer["obstacle"] != "none" or row["scenario"] in NEVER_PROTECTED:
+        return NONE
+    if row["outcome"] != "protected" or len(ways_around(row)) == len(row["shown"]):
+        return RED
+    return AMBER if ways_around(row) else GREEN
+
+
+def check_kinds(name, page, answer, scheme):
+    coverage = subject_of(answer)["coverage"]
+    names = {row["clsid"]: row["name"] or row["clsid"] for row in subject_of(answer)["providers"]}
+    expect(f"{name}: kinds", [kind["kind"] for kind in page["kinds"]], ["console", "remote", "elevation"])
+    for kind in page["kinds"]:
+        row = coverage[kind["kind"]]
+        risk = RISKS[row["state"]]
+        expect(f"{name}: {kind['kind']}", (kind["state"], kind["words"], kind["ground"]),
+               (row["state"], f"{SIGNS[risk]} {WORDS[row['state']]}", COLORS[scheme]["state"][risk]))
+        ways = [] if row["state"] == "off" else [names[clsid] for clsid in row["ways"]]
+        expect(f"{name}: ways of {kind['kind']}", [re.sub(r" \([^()]*\)$", "", way) for way in kind["ways"]], ways)
+        if row["because"]["value"]:
+            expect(f"{name}: reason of {kind['kind']}",
+                   f"{row['because']['decidedBy']} is {row['because']['value']} (" in kind["text"], True)
+        before = answer["now"]["coverage"][kind["kind"]]["state"]
+        expect(f"{name}: today's state of {kind['kind']}", f"today: {WORDS[before]}" in kind["text"],
+               before != row["state"])
+
+
+def risk_of_verdict(subject):
+    states = {row["state"] for row in subject["coverage"].values()}
+    if subject["exitCode"] == 2:
+        return RED
+    return GREEN if subject["exitCode"] == 0 and states == {"required"} else AMBER
 
 
 def check_matrix(name, page, answer, scheme, narrow):
-    expected = cells_of(answer)
-    names = {row["clsid"]: row["name"] or row["clsid"] for row in (answer["assumed"] or answer["now"])["providers"]}
+    colors = COLORS[scheme]["outcome"]
+    subject = subject_of(answer)
+    decisions = {(row["session"], row["scenario"]): row for row in subject["decisions"]}
+    before = {(row["session"], row["scenario"]): row["shown"] for row in answer["now"]["decisions"]}
+    names = {row["clsid"]: row["name"] for row in subject["providers"]}
     seen = set()
     for matrix in page["cells"]:
-        for row in matrix["rows"]:
-            expect(f"{name}: name of {row['clsid']}", row["name"], names[row["clsid"]])
-            for cell in row["cells"]:
-                for session in matrix["sessions"]:
-                    key = session, row["clsid"], cell["scenario"]
-                    shown, before = expected[key]
-                    seen.add(key)
-                    expect(f"{name}: {key}", (cell["text"], cell["ground"], cell["ring"], cell["labeled"]),
-                           (TEXTS[shown, before], COLORS[scheme]["shown" if shown else "hidden"], shown != before,
-                            narrow))
-    expect(f"{name}: cells", seen, set(expected))
+        for session in matrix["sessions"]:
+            for cell in matrix["outcomes"]:
+                row = decisions[session, cell["scenario"]]
+                expect(f"{name}: outcome of {session}, {cell['scenario']}", (cell["text"], cell["ground"]),
+                       (row["outcome"], colors[risk_of_outcome(row, answer)]))
+            for line in matrix["rows"]:
+                clsid = line["clsid"]
+                expect(f"{name}: name of {clsid}", (line["name"], line["code"], line["mark"]),
+                       (names[clsid], clsid, "second factor" if clsid in KUV else ""))
+                for cell in line["cells"]:
+                    key = session, cell["scenario"]
+                    row = decisions[key]
+                    shown = clsid in row["shown"]
+                    seen.add((*key, clsid))
+                    acts = shown and row["outcome"] == "protected" and answer["obstacle"] == "none"
+                    ground = colors[GREEN if clsid in KUV else AMBER] if acts else NO_COLOR
+                    expect(f"{name}: {key} {clsid}", (cell["text"], cell["ground"], cell["ring"], cell["labeled"]),
+                           (TEXTS[shown, clsid in before[key]], ground, shown != (clsid in before[key]), narrow))
+    expect(f"{name}: cells", seen, {(*key, clsid) for key in decisions for clsid in names})
 
 
 def check_page(name, browser, path, answer, pictures):
-    subject = answer["assumed"] or answer["now"]
+    subject = subject_of(answer)
     for scheme in ("light", "dark"):
         for width in WIDTHS:
             view = f"{name}, {scheme}, {width}"
@@ -151,8 +229,17 @@ def check_page(name, browser, path, answer, pictures):
             lead = "With these assumptions: " if answer["assumed"] else ""
             expect(f"{view}: verdict", (page["verdict"], page["code"]),
                    (lead + subject["verdict"], subject["exitCode"]))
-            expect(f"{view}: settings", page["settings"],
-                   {row["name"]: row["effective"] for row in subject["settings"]})
+            expect(f"{view}: color of the verdict", page["verdictGround"],
+                   COLORS[scheme]["verdict"][risk_of_verdict(subject)])
+            check_kinds(view, page, answer, scheme)
+            expect(f"{view}: order from top to bottom", page["tops"], sorted(page["tops"]))
+            expect(f"{view}: heading of the matrix", page["matrixTitle"], TITLES[answer["obstacle"]])
+            expect(f"{view}: tooltips", page["tooltips"], 0)
+            today = {row["name"]: (row["effective"], row["source"]) for row in answer["now"]["settings"]}
+            expect(f"{view}: settings, and whether they are folded", (page["settings"], page["folded"]), ({
+                row["name"]: [row["effective"], row["policy"] is None and row["local"] is None
+                              and today[row["name"]] == (row["effective"], row["source"])]
+                for row in subject["settings"]}, 1))
             expect(f"{view}: findings", page["findings"], [row["id"] for row in subject["findings"]])
             check_matrix(view, page, answer, scheme, width < 700)
             if pictures:
@@ -187,7 +274,7 @@ def check_examples(machine, program, page):
     for arguments, shown in examples:
         _, output, _ = machine.run(program, *arguments.split())
         answer = output.decode("utf-8")
-        for part in shown.split("\u2026\n"):
+        for part in filter(None, shown.split("\u2026\n")):
             _, found, answer = answer.partition(part)
             expect(f"example {arguments!r}", found, part)
 
@@ -204,29 +291,35 @@ def check(machine, given, schema, browser, folder):
     before = machine.state(folder)
 
     runs = {
-        "today": (),
-        "what-if": ("--what-if", "RdpOnly=1", "--what-if", "EnableSmartCards=0"),
-        "off": ("--what-if", "SKey=", "--what-if", "LogFileMaxCount=3"),
+        "today": (0, ()),
+        "what-if": (2, ("--what-if", "RdpOnly=1", "--what-if", "EnableSmartCards=0")),
+        "required": (0, ("--what-if", "ProvidersWhitelist=", "--what-if", "EnableSmartCards=0")),
+        "off": (2, ("--what-if", "SKey=", "--what-if", "LogFileMaxCount=3")),
     }
-    codes = {"today": 0, "what-if": 0, "off": 2}
-    for name, arguments in runs.items():
-        path = folder / f"{name}.html"
-        code, output, errors = machine.run(given.program, "--json", "--html", windows_path(path), *arguments)
-        expect(f"{name}: errors", errors, b"")
-        answer = json.loads(output)
-        FAILURES.extend(f"{name}: {error}" for error in json_schema.errors(answer, schema))
-        expect(f"{name}: exit code", (code, (answer["assumed"] or answer["now"])["exitCode"]), (codes[name],) * 2)
-        sessions = {(row["session"], row["outcome"]) for row in (answer["assumed"] or answer["now"])["decisions"]}
-        expect(f"{name}: protected somewhere", any(outcome == "protected" for _, outcome in sessions), name != "off")
-        expect(f"{name}: foreign name", [row["name"] for row in answer["now"]["providers"] if row["clsid"] == FOREIGN],
-               [FOREIGN_NAME])
-        check_page(name, browser, path, answer, given.pictures)
-
+    for name, (code, arguments) in runs.items():
+        check_run(machine, given, schema, browser, folder / f"{name}.html", code, arguments)
     registry, files = machine.state(folder)
     for root in registry:
         expect(f"{root} afterwards is as before", registry[root] == before[0][root], True)
     expect("files that changed", {path for path in files.keys() | before[1].keys()
                                   if files.get(path) != before[1].get(path)}, set())
+    machine.must("regsvr32", "/s", "/u", windows_path(given.filter))
+    answer = check_run(machine, given, schema, browser, folder / "unregistered.html", 2, ())
+    expect("the filter is not registered", answer["obstacle"], "not-loaded")
+
+
+def check_run(machine, given, schema, browser, path, expected, arguments):
+    """Runs the program and compares its page with its JSON output, which it returns."""
+    name = path.stem
+    code, output, errors = machine.run(given.program, "--json", "--html", windows_path(path), *arguments)
+    expect(f"{name}: errors", errors, b"")
+    answer = json.loads(output)
+    FAILURES.extend(f"{name}: {error}" for error in json_schema.errors(answer, schema))
+    expect(f"{name}: exit code", (code, subject_of(answer)["exitCode"]), (expected,) * 2)
+    expect(f"{name}: foreign name", [row["name"] for row in answer["now"]["providers"] if row["clsid"] == FOREIGN],
+           [FOREIGN_NAME])
+    check_page(name, browser, path, answer, given.pictures)
+    return answer
 
 
 if __name__ == "__main__":

@@ -114,6 +114,7 @@ class Browser:
             raise BrowserFailure(str(result["exceptionDetails"]))
         return result["result"].get("value")
 
-    def screenshot(self, path):
-        shot = self.call("Page.captureScreenshot", format="png", captureBeyondViewport=True)
+    def screenshot(self, path, whole=True):
+        """Creates a picture of the whole page, or of the part that the window shows."""
+        shot = self.call("Page.captureScreenshot", format="png", captureBeyondViewport=whole)
         path.write_bytes(base64.b64decode(shot["data"]))

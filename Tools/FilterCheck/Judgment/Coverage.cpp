@@ -1,6 +1,7 @@
 #include "FilterCheck/Judgment/Coverage.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "Common/Identifier.h"
 #include "FilterCheck/Judgment/RegistrationFindings.h"

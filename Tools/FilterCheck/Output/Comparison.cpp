@@ -52,7 +52,7 @@ Matrix MatrixOf(const Report& report, std::vector<Session> sessions) {
       const Decision* const today = FindDecision(report.now, decision->scenario.name, decision->session);
       const bool shown = decision->enabled.at(row);
       const bool known = today != nullptr && row < today->enabled.size();
-      const bool acts = shown && report.obstacle != Obstacle::NotLoaded;
+      const bool acts = shown && report.obstacle == Obstacle::None;
       cells.push_back({shown, known && today->enabled[row] != shown,
                        acts ? RoleOf(*decision, subject.decision.providers[row]) : Role::Plain});
     }
@@ -187,8 +187,10 @@ std::vector<std::string> WayTexts(const Coverage& coverage) {
 }
 
 std::string_view MatrixTitle(const Report& report) noexcept {
-  return report.obstacle == Obstacle::NotLoaded ? "What users would see if Windows loaded the filter"
-                                                : "What users see";
+  constexpr std::string_view kTitles[] = {"What users see",
+                                          "What users would see if Windows loaded the filter",
+                                          "What users would see if the Kuv provider were not excluded"};
+  return kTitles[static_cast<std::size_t>(report.obstacle)];
 }
 
 std::string_view PlaceOf(Session session) noexcept {

@@ -23,7 +23,7 @@ enum class Role : std::uint8_t {
 struct Cell {
   bool shown;
   bool changes;  ///< the opposite is true today
-  Role role;     ///< `Plain` if Windows does not load the filter
+  Role role;     ///< `Plain` if the decisions of the filter have no effect
 };
 
 /// The decisions for one kind of session, or for both if they are the same.

@@ -1,8 +1,7 @@
-#include <array>
-
-#include "Common/Identifier.h"
+#include "FilterCheck/Judgment/Coverage.h"
 #include "FilterCheck/Machine/StoredKeys.h"
 #include "FilterCheck/Output/Comparison.h"
+#include "FilterCheck/Output/HtmlMatrix.h"
 #include "FilterCheck/Output/HtmlStyle.h"
 #include "FilterCheck/Output/HtmlWriter.h"
 #include "FilterCheck/Output/Output.h"
@@ -11,36 +10,15 @@ namespace FilterCheck {
 
 namespace {
 
-using Tools::IdentifierText;
-
-std::string Owned(std::string_view text) {
-  return std::string{text};
+// Writes a sign for readers who do not see the color.
+void WriteSign(Risk risk, HtmlWriter& html) {
+  constexpr std::string_view kSigns[] = {"\xE2\x9C\x93", "!", "\xE2\x9C\x95"};
+  html.Element("span", kSigns[static_cast<std::size_t>(risk)], {{"class", "sign"}, {"aria-hidden", "true"}});
 }
 
-// The name of a scenario in a heading.
-std::string_view TitleOf(std::string_view scenario) {
-  constexpr std::array<std::array<std::string_view, 2>, 6> kTitles{{
-      {"logon", "Sign in"},
-      {"unlock", "Unlock"},
-      {"change-password", "Change password"},
-      {"credui", "Credential prompt"},
-      {"elevation", "Elevation prompt"},
-      {"plap", "Before sign-in (VPN)"},
-  }};
-  for (const auto& [name, title] : kTitles) {
-    if (name == scenario) return title;
-  }
-  return scenario;
-}
-
-struct VerdictLook {
-  std::string_view kind;
-  std::string_view sign;
-};
-
-VerdictLook LookOf(Risk risk) {
-  if (risk == Risk::Good) return {"good", "\xE2\x9C\x93"};
-  return risk == Risk::Caution ? VerdictLook{"caution", "!"} : VerdictLook{"bad", "\xE2\x9C\x95"};
+std::string_view KindOf(Severity severity) {
+  if (severity == Severity::Note) return "note";
+  return ClassOf(severity == Severity::Warning ? Risk::Caution : Risk::Bad);
 }
 
 void WriteHead(const Report& report, HtmlWriter& html) {
@@ -59,115 +37,61 @@ void WriteHeader(const Report& report, HtmlWriter& html) {
   html.Element("p", "Kuv filter check", {{"class", "quiet small"}});
   html.Element("h1", report.host.name);
   html.Element("time", report.time, {{"class", "quiet small"}, {"datetime", report.time}});
-  if (!report.whatIfSettings.empty()) {
-    html.Open("ul", {{"class", "what-if"}});
-    for (const std::string& text : WhatIfTexts(report)) {
-      html.Open("li").Element("span", "Assuming " + text, {{"class", "chip what-if"}}).Close();
-    }
-    html.Close();
+  for (const std::string& text : WhatIfTexts(report)) {
+    html.Element("p", "Assuming " + text, {{"class", "chip mark"}});
   }
   html.Close().Markup("\n");
 }
 
 void WriteVerdict(const Report& report, HtmlWriter& html) {
   const Verdict& verdict = report.Subject().verdict;
-  const VerdictLook look = LookOf(RiskOf(report.Subject()));
+  const Risk risk = RiskOf(report.Subject());
   html.Open("div",
-            {{"class", "verdict " + Owned(look.kind)}, {"data-code", std::to_string(int(verdict.code))}});
-  html.Element("span", look.sign, {{"class", "sign"}, {"aria-hidden", "true"}});
-  html.Open("div");
-  html.Element("p", (report.whatIf ? "With these assumptions: " : "") + verdict.text);
-  if (report.whatIf) html.Element("p", "Today: " + report.now.verdict.text, {{"class", "quiet"}});
+            {{"class", "verdict " + Owned(ClassOf(risk))}, {"data-code", std::to_string(int(verdict.code))}});
+  WriteSign(risk, html);
+  html.Open("div").Element("p", (report.whatIf ? "With these assumptions: " : "") + verdict.text);
+  if (report.whatIf) html.Element("p", "Today: " + report.now.verdict.text);
   html.Close().Close().Markup("\n");
 }
 
-struct CellLook {
-  std::string_view kind;
-  std::string_view text;
-};
+std::string_view WordsOf(CoverageState state) {
+  constexpr std::string_view kWords[] = {"Second factor required", "Required, with alternatives",
+                                         "Second factor off", "No second factor offered",
+                                         "No one can sign in"};
+  return kWords[static_cast<std::size_t>(state)];
+}
 
-CellLook LookOf(const Cell& cell) {
-  if (cell.shown) {
-    return cell.changes ? CellLook{"shown changed", "+ appears"} : CellLook{"shown", "\xE2\x9C\x93 shown"};
+void WriteWays(const Coverage& coverage, HtmlWriter& html) {
+  if (coverage.state == CoverageState::Off) {
+    html.Element("p", "Users sign in with any other provider.", {{"class", "small"}});
+  } else if (!coverage.ways.empty()) {
+    html.Element("p", "Users can select instead:", {{"class", "small"}}).Open("ul");
+    for (const std::string& way : WayTexts(coverage)) html.Element("li", way);
+    html.Close();
   }
-  return cell.changes ? CellLook{"hidden changed", "\xE2\x88\x92 disappears"}
-                      : CellLook{"hidden", "\xE2\x80\x93 hidden"};
 }
 
-void WriteLabel(std::string_view scenario, HtmlWriter& html) {
-  html.Element("span", TitleOf(scenario), {{"class", "label"}, {"aria-hidden", "true"}});
-}
-
-void WriteMatrixHead(const Matrix& matrix, HtmlWriter& html) {
-  html.Open("thead").Open("tr").Element("th", "Provider", {{"scope", "col"}});
-  for (const Decision* const decision : matrix.columns) {
-    html.Element("th", TitleOf(decision->scenario.name), {{"scope", "col"}});
+void WriteKind(const Report& report, SignIn kind, HtmlWriter& html) {
+  const Coverage& coverage = report.Subject().coverage[IndexOf(kind)];
+  const CoverageState today = report.now.coverage[IndexOf(kind)].state;
+  const Risk risk = RiskOf(coverage.state);
+  html.Open("article", {{"class", "kind " + Owned(ClassOf(risk))},
+                        {"data-kind", Owned(NameOf(kind))},
+                        {"data-state", Owned(NameOf(coverage.state))}});
+  html.Element("h2", PlaceOf(kind)).Open("p", {{"class", "state"}});
+  WriteSign(risk, html);
+  html.Text(WordsOf(coverage.state)).Close();
+  if (today != coverage.state) {
+    html.Element("p", "changes; today: " + Owned(WordsOf(today)), {{"class", "today"}});
   }
-  html.Close().Close().Markup("\n");
+  html.Element("p", TextOf(coverage.because) + ".", {{"class", "small"}});
+  WriteWays(coverage, html);
+  html.Close();
 }
 
-void WriteMatrixRow(const Matrix& matrix, const Tools::Provider& provider, const std::vector<Cell>& cells,
-                    HtmlWriter& html) {
-  const std::string identifier = IdentifierText(provider.identifier);
-  html.Open("tr", {{"data-provider", identifier}});
-  html.Element("th", Tools::NameOrIdentifier(provider), {{"scope", "row"}, {"title", identifier}});
-  for (std::size_t i = 0; i < cells.size(); ++i) {
-    const CellLook look = LookOf(cells[i]);
-    const std::string_view scenario = matrix.columns[i]->scenario.name;
-    html.Open("td", {{"class", "cell " + Owned(look.kind)}, {"data-scenario", Owned(scenario)}});
-    WriteLabel(scenario, html);
-    html.Element("span", look.text, {{"class", "state"}}).Close();
-  }
-  html.Close().Markup("\n");
-}
-
-// Allows a line break between the words of a long name.
-void WriteBreakable(std::string_view name, HtmlWriter& html) {
-  std::size_t start = 0;
-  for (std::size_t i = 1; i < name.size(); ++i) {
-    const bool hump = name[i] >= 'A' && name[i] <= 'Z' && name[i - 1] >= 'a' && name[i - 1] <= 'z';
-    if (!hump) continue;
-    html.Text(name.substr(start, i - start)).Void("wbr", {});
-    start = i;
-  }
-  html.Text(name.substr(start));
-}
-
-void WriteReason(const Decision& decision, HtmlWriter& html) {
-  html.Open("td");
-  WriteLabel(decision.scenario.name, html);
-  html.Element("span", NameOf(decision.outcome), {{"class", "chip " + Owned(NameOf(decision.outcome))}});
-  html.Open("div", {{"class", "quiet small"}});
-  WriteBreakable(decision.because.decidedBy, html);
-  if (!decision.because.value.empty())
-    html.Text(" " + decision.because.value + ", " + Owned(NameOf(decision.because.source)));
-  html.Close().Close();
-}
-
-void WriteMatrix(const Report& report, const Matrix& matrix, HtmlWriter& html) {
-  std::string title;
-  std::string sessions;
-  for (const Session session : matrix.sessions) {
-    title += (title.empty() ? "" : " and ") + Owned(PlaceOf(session));
-    sessions += (sessions.empty() ? "" : " ") + Owned(NameOf(session));
-  }
-  title.front() = title.front() == 'a' ? 'A' : 'O';
-  html.Element("h3", title);
-  html.Open("table", {{"class", "matrix"}, {"data-sessions", sessions}});
-  WriteMatrixHead(matrix, html);
-  html.Open("tbody");
-  const Tools::ProviderList& providers = report.Subject().decision.providers;
-  for (std::size_t i = 0; i < matrix.rows.size(); ++i) {
-    WriteMatrixRow(matrix, providers[i], matrix.rows[i], html);
-  }
-  html.Close().Open("tfoot").Open("tr").Element("th", "Outcome and reason", {{"scope", "row"}});
-  for (const Decision* const decision : matrix.columns) WriteReason(*decision, html);
-  html.Close().Close().Close().Markup("\n");
-}
-
-void WriteDecision(const Report& report, HtmlWriter& html) {
-  html.Open("section").Element("h2", "What users see");
-  for (const Matrix& matrix : Matrices(report)) WriteMatrix(report, matrix, html);
+void WriteKinds(const Report& report, HtmlWriter& html) {
+  html.Open("div", {{"class", "kinds"}});
+  for (const SignIn kind : kSignIns) WriteKind(report, kind, html);
   html.Close().Markup("\n");
 }
 
@@ -176,9 +100,9 @@ void WriteFinding(const ComparedFinding& compared, HtmlWriter& html) {
   const bool gone = compared.change == Change::Disappears;
   html.Open("article", {{"class", gone ? "finding gone" : "finding"}, {"data-id", finding.id}});
   html.Open("div", {{"class", "head"}});
-  html.Element("span", NameOf(finding.severity), {{"class", "chip " + Owned(NameOf(finding.severity))}});
+  html.Element("span", NameOf(finding.severity), {{"class", "chip " + Owned(KindOf(finding.severity))}});
   if (compared.change != Change::Same) {
-    html.Element("span", gone ? "\xE2\x88\x92 disappears" : "+ appears", {{"class", "chip change"}});
+    html.Element("span", gone ? "\xE2\x88\x92 disappears" : "+ appears", {{"class", "chip mark"}});
   }
   html.Element("span", finding.subject, {{"class", "subject"}});
   html.Element("code", finding.id, {{"class", "quiet"}}).Close();
@@ -190,7 +114,7 @@ void WriteFinding(const ComparedFinding& compared, HtmlWriter& html) {
 }
 
 void WriteFindings(const Report& report, HtmlWriter& html) {
-  html.Open("section").Element("h2", "Findings");
+  html.Open("section", {{"class", "findings"}}).Element("h2", "Findings");
   const std::vector<ComparedFinding> findings = CompareFindings(report);
   if (findings.empty()) html.Element("p", "None.", {{"class", "quiet"}});
   for (const ComparedFinding& finding : findings) WriteFinding(finding, html);
@@ -222,22 +146,34 @@ void WriteSetting(const ComparedSetting& compared, HtmlWriter& html) {
   html.Close().Close().Markup("\n");
 }
 
-void WriteSettings(const Report& report, HtmlWriter& html) {
-  html.Open("section").Element("h2", "Settings").Open("table", {{"class", "list"}});
-  html.Open("thead").Open("tr");
+void WriteSettingTable(const std::vector<ComparedSetting>& settings, HtmlWriter& html) {
+  html.Open("table", {{"class", "list"}}).Open("thead").Open("tr");
   for (const std::string_view title : {"Setting", "Value", "Source and stored value"}) {
     html.Element("th", title, {{"scope", "col"}});
   }
   html.Close().Close().Open("tbody").Markup("\n");
-  for (const ComparedSetting& setting : CompareSettings(report)) WriteSetting(setting, html);
-  html.Close().Close().Close().Markup("\n");
+  for (const ComparedSetting& setting : settings) WriteSetting(setting, html);
+  html.Close().Close();
 }
 
-void WriteRegistration(const Report& report, HtmlWriter& html) {
-  html.Open("section").Element("h2", "Registration").Open("dl");
-  for (const Fact& fact : RegistrationFacts(report.registration)) {
-    html.Element("dt", fact.name).Element("dd", fact.value);
+// Settings without a stored value are folded.
+void WriteSettings(const Report& report, HtmlWriter& html) {
+  std::vector<ComparedSetting> set;
+  std::vector<ComparedSetting> unset;
+  for (const ComparedSetting& setting : CompareSettings(report)) {
+    const bool folded = !setting.state->policy && !setting.state->local && setting.today == nullptr;
+    (folded ? unset : set).push_back(setting);
   }
+  html.Open("section").Element("h2", "Settings");
+  if (!set.empty()) WriteSettingTable(set, html);
+  html.Open("details").Element("summary", "Settings at their default (" + std::to_string(unset.size()) + ")");
+  WriteSettingTable(unset, html);
+  html.Close().Close().Markup("\n");
+}
+
+void WriteFacts(const char* title, const std::vector<Fact>& facts, HtmlWriter& html) {
+  html.Open("section").Element("h2", title).Open("dl");
+  for (const Fact& fact : facts) html.Element("dt", fact.name).Element("dd", fact.value);
   html.Close().Close().Markup("\n");
 }
 
@@ -249,10 +185,13 @@ std::string HtmlPage(const Report& report) {
   html.Open("body").Open("main").Markup("\n");
   WriteHeader(report, html);
   WriteVerdict(report, html);
-  WriteDecision(report, html);
+  WriteKinds(report, html);
   WriteFindings(report, html);
+  WriteMatrices(report, html);
   WriteSettings(report, html);
-  WriteRegistration(report, html);
+  WriteFacts("Machine", MachineFacts(report.host), html);
+  WriteFacts("Registration", RegistrationFacts(report.registration), html);
+  WriteFacts("Log", EvidenceFacts(report.evidence), html);
   html.Close().Close().Close().Markup("\n");
   return html.Html();
 }

@@ -2,18 +2,18 @@
 
 namespace FilterCheck {
 
-HtmlWriter& HtmlWriter::Start(std::string_view tag, Attributes attributes) {
+HtmlWriter& HtmlWriter::Void(std::string_view tag, Attributes attributes) {
   html_.append("<").append(tag);
   for (const Attribute& attribute : attributes) {
     html_.append(" ").append(attribute.name).append("=\"");
-    Escaped(attribute.value);
+    Text(attribute.value);
     html_.append("\"");
   }
   html_.append(">");
   return *this;
 }
 
-HtmlWriter& HtmlWriter::Escaped(std::string_view text) {
+HtmlWriter& HtmlWriter::Text(std::string_view text) {
   for (const char unit : text) {
     switch (unit) {
       case '&':
@@ -40,7 +40,7 @@ HtmlWriter& HtmlWriter::Escaped(std::string_view text) {
 
 HtmlWriter& HtmlWriter::Open(std::string_view tag, Attributes attributes) {
   open_.emplace_back(tag);
-  return Start(tag, attributes);
+  return Void(tag, attributes);
 }
 
 HtmlWriter& HtmlWriter::Close() {
@@ -49,16 +49,12 @@ HtmlWriter& HtmlWriter::Close() {
   return *this;
 }
 
-HtmlWriter& HtmlWriter::Text(std::string_view text) {
-  return Escaped(text);
-}
-
 HtmlWriter& HtmlWriter::TextWithCode(std::string_view text) {
   for (;;) {
     const std::size_t start = text.find('`');
     const std::size_t end = start == std::string_view::npos ? start : text.find('`', start + 1);
-    if (end == std::string_view::npos) return Escaped(text);
-    Escaped(text.substr(0, start));
+    if (end == std::string_view::npos) return Text(text);
+    Text(text.substr(0, start));
     Element("code", text.substr(start + 1, end - start - 1));
     text.remove_prefix(end + 1);
   }
@@ -66,10 +62,6 @@ HtmlWriter& HtmlWriter::TextWithCode(std::string_view text) {
 
 HtmlWriter& HtmlWriter::Element(std::string_view tag, std::string_view text, Attributes attributes) {
   return Open(tag, attributes).Text(text).Close();
-}
-
-HtmlWriter& HtmlWriter::Void(std::string_view tag, Attributes attributes) {
-  return Start(tag, attributes);
 }
 
 HtmlWriter& HtmlWriter::Markup(std::string_view html) {

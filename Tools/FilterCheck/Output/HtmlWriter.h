@@ -7,6 +7,11 @@
 
 namespace FilterCheck {
 
+/// Returns the text as a string, for attribute values.
+inline std::string Owned(std::string_view text) {
+  return std::string{text};
+}
+
 /// Builds HTML and escapes all text and attribute values.
 class HtmlWriter {
  public:
@@ -35,9 +40,6 @@ class HtmlWriter {
   const std::string& Html() const noexcept { return html_; }
 
  private:
-  HtmlWriter& Start(std::string_view tag, Attributes attributes);
-  HtmlWriter& Escaped(std::string_view text);
-
   std::string html_;
   std::vector<std::string> open_;
 };
