@@ -66,8 +66,8 @@ FilterCheck::Report ExampleReport() {
   report.machine = "PC-17";
   report.time = "2026-11-21T09:30:00Z";
   report.now = ExampleSituation(/*consoleIsProtected=*/true);
-  report.registration.filter[0] = {false, "C:\\K\\KuvCredFilter.dll", false, "Apartment", true, true, true,
-                                   true};
+  report.registration.filter[0] = {
+      false, "C:\\K\\KuvCredFilter.dll", false, "Apartment", true, true, true, true, "x64", "4.3.1700.1150"};
   report.registration.filter[1].wow64 = true;
   report.registration.kuvProviderInstalled = true;
   return report;

@@ -74,9 +74,9 @@ std::string YesOrNo(bool yes, const char* yesText, const char* noText) {
 
 std::string FileText(const RegisteredFilter& filter) {
   if (!filter.moduleExists) return "missing";
-  const std::string expected = filter.wow64 ? "32-bit" : "64-bit";
-  std::string text = "exists, ";
-  text.append(filter.architectureFits ? expected : "not " + expected + " or not readable");
+  std::string text = filter.version.empty() ? "exists, " : "version " + filter.version + ", ";
+  text.append(filter.architectureFits ? "" : "not ").append(filter.architecture);
+  if (!filter.architectureFits) text += " or not readable";
   if (filter.sameAsBeside == true) text += ", same as the DLL of this program";
   if (filter.sameAsBeside == false) text += ", differs from the DLL of this program";
   return text;
