@@ -101,6 +101,10 @@ TEST_F(FilterCheckRun, ReturnsTwoForUnregisteredFilter) {
 TEST_F(FilterCheckRun, ReturnsThreeForErrors) {
   ExpectFailure({L"--bogus"}, "unknown option '--bogus'; see --help", "unknown option '--bogus'; see --help");
   ExpectFailure({L"--what-if", L"RdpOnly=yes"}, "RdpOnly requires a 32-bit number", "");
+  ExpectFailure({L"--what-if", L"Policy:RdpOnly="}, "RdpOnly requires a 32-bit number", "");
+  ExpectFailure({L"--what-if", L"Local:Bogus=1"}, "--what-if: unknown setting 'Local:Bogus'", "");
+  ExpectFailure({L"--require", L"rdp"},
+                "--require requires a list of console, remote and elevation, not 'rdp'", "");
   ExpectFailure({L"--json", L"--html", folder.Path(L"none\\page.html")}, "cannot write '", " (error 3)");
   KUV_IMPORT_HOOK(open, RegOpenKeyExW);
   open.Answer([](HKEY, LPCWSTR, DWORD, REGSAM, PHKEY) { return LSTATUS{ERROR_ACCESS_DENIED}; });
