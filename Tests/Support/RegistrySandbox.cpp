@@ -92,12 +92,16 @@ RegistrySandbox::RegistrySandbox() {
              std::to_wstring(++number);
   // A crashed process with the same identifier may have left its key.
   ::RegDeleteTreeW(HKEY_CURRENT_USER, scratch_.c_str());
-  const UniqueRegistryKey machine = CreateKey(HKEY_CURRENT_USER, scratch_ + L"\\LocalMachine");
   const UniqueRegistryKey classes = CreateKey(HKEY_CURRENT_USER, scratch_ + L"\\ClassesRoot");
-  Require(::RegOverridePredefKey(HKEY_LOCAL_MACHINE, machine.Get()), "RegOverridePredefKey");
+  RedirectMachine();
   const LSTATUS status = ::RegOverridePredefKey(HKEY_CLASSES_ROOT, classes.Get());
   if (status != ERROR_SUCCESS) ::RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr);
   Require(status, "RegOverridePredefKey");
+}
+
+void RegistrySandbox::RedirectMachine() const {
+  const UniqueRegistryKey machine = CreateKey(HKEY_CURRENT_USER, scratch_ + L"\\LocalMachine");
+  Require(::RegOverridePredefKey(HKEY_LOCAL_MACHINE, machine.Get()), "RegOverridePredefKey");
 }
 
 RegistrySandbox::~RegistrySandbox() {

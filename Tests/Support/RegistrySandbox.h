@@ -46,6 +46,9 @@ class RegistrySandbox {
   RegistrySandbox(const RegistrySandbox&) = delete;
   RegistrySandbox& operator=(const RegistrySandbox&) = delete;
 
+  /// Redirects `HKEY_LOCAL_MACHINE` again, after the code under test has ended the redirection.
+  void RedirectMachine() const;
+
   /// Return the keys of the local settings and of the policy settings.
   TestKey Local() const { return {HKEY_LOCAL_MACHINE, L"Software\\Kuvant\\KuvCredProv"}; }
   TestKey Policy() const { return {HKEY_LOCAL_MACHINE, L"Software\\Policies\\Kuvant\\KuvCredProv"}; }

@@ -28,14 +28,15 @@ struct Option {
   void (*apply)(Target& target, const std::wstring& value);
 };
 
-/// Applies the arguments (without the program name) in order. Returns true for `--help`, which is not in the
-/// table, and ignores the arguments after it. Throws `UsageError` and the exceptions of the options.
+/// Applies the arguments (without the program name) in order. Returns true for `--help`, `-h` or `/?`, which
+/// are not in the table, and ignores the arguments after it. Throws `UsageError` and the exceptions of the
+/// options.
 template <typename Target>
 bool ApplyOptions(const std::vector<std::wstring>& arguments, std::span<const Option<Target>> options,
                   Target& target) {
   for (std::size_t i = 0; i < arguments.size(); ++i) {
     const std::wstring& argument = arguments[i];
-    if (argument == L"--help") return true;
+    if (argument == L"--help" || argument == L"-h" || argument == L"/?") return true;
     const auto option = std::find_if(options.begin(), options.end(),
                                      [&](const Option<Target>& row) { return row.name == argument; });
     if (option == options.end()) ThrowUnknownOption(argument);

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <stdexcept>
+#include <string>
 
 /// @file
 /// Errors that end the run of a tool. The message is one line of UTF-8 text for standard error.
@@ -27,7 +29,13 @@ class MalformedIdentifierError : public ToolError {
 /// A file is missing or cannot be read.
 class FileNotReadableError : public ToolError {
  public:
-  using ToolError::ToolError;
+  FileNotReadableError(const std::string& message, std::uint32_t code) : ToolError(message), code_(code) {}
+
+  /// Returns the Windows error code.
+  std::uint32_t code() const noexcept { return code_; }
+
+ private:
+  std::uint32_t code_;
 };
 
 /// There are no credential providers.

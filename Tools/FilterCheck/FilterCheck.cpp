@@ -6,9 +6,10 @@
 #include <iterator>
 #include <ostream>
 
-#include "Common/PlainText.h"
 #include "FilterCheck/Judgment/Coverage.h"
 #include "FilterCheck/Judgment/Verdict.h"
+#include "FilterCheck/Machine/FilterLog.h"
+#include "FilterCheck/Machine/HostReader.h"
 #include "FilterCheck/Machine/RegistrationReader.h"
 #include "FilterCheck/Output/NewFile.h"
 #include "FilterCheck/Output/Output.h"
@@ -18,13 +19,6 @@
 namespace FilterCheck {
 
 namespace {
-
-std::string MachineName() {
-  wchar_t name[256] = {};
-  auto length = static_cast<DWORD>(std::size(name));
-  if (::GetComputerNameExW(ComputerNameDnsHostname, name, &length) == FALSE) return "this machine";
-  return Tools::PlainText(std::wstring{name});
-}
 
 std::string Now() {
   SYSTEMTIME time{};
@@ -55,11 +49,12 @@ ExitCode Run(const Options& options, std::ostream& out, bool isConsole) {
 
 Report CheckMachine(const Options& options) {
   Report report{};
-  report.host.name = MachineName();
   report.time = Now();
-  report.demand = {true, true, false};
+  report.demand = options.demand;
   report.registration = ReadRegistration();
   report.obstacle = ObstacleOf(report.registration);
+  report.host = ReadHost(report.registration);
+  report.evidence = ReadEvidence();
   report.now = Examine();
   Conclude(report, report.now);
   report.whatIfSettings = options.whatIfSettings;
@@ -77,6 +72,8 @@ int RunFilterCheck(const std::vector<std::wstring>& arguments, std::ostream& out
     const Options options = ParseOptions(arguments);
     if (options.help) {
       PrintUsage(out);
+    } else if (options.version) {
+      PrintVersion(out);
     } else {
       code = Run(options, out, isConsole);
     }

@@ -111,7 +111,7 @@ KuvFilterHost [option...]
                             for this provider
   --json                    write the results as JSON
   --log                     show the lines that this run added to the filter's log
-  --help                    show this help
+  --help, -h, /?            show this help
 
 The filter is called twice for each scenario, with every provider allowed and with every
 provider not allowed, to detect whether it writes the flags or leaves them "untouched".

@@ -1,4 +1,5 @@
-// Findings about the permissions of the settings keys and of the log folder.
+// Findings about the permissions of the settings keys, the log folder and the folders of the registered
+// modules.
 #include <windows.h>
 #include <aclapi.h>
 #include <sddl.h>
@@ -26,6 +27,8 @@ using ::testing::StartsWith;
 
 constexpr char kLocalKey[] = "HKLM\\Software\\Kuvant\\KuvCredProv";
 constexpr char kPolicyKey[] = "HKLM\\Software\\Policies\\Kuvant\\KuvCredProv";
+constexpr wchar_t kClasses64[] = L"SOFTWARE\\Classes\\CLSID\\";
+constexpr wchar_t kClasses32[] = L"SOFTWARE\\WOW6432Node\\Classes\\CLSID\\";
 constexpr wchar_t kTrustedInstaller[] = L"S-1-5-80-956008885-3418522649-1831038044-1853292631-2271478464";
 
 using Descriptor = Kuv::UniqueLocalMemory<void>;
@@ -64,8 +67,8 @@ class AccessFindings : public SettingsFixture {
   AccessFindings() : named("GetNamedSecurityInfoW") {
     named.Answer([this](auto path, SE_OBJECT_TYPE type, SECURITY_INFORMATION what, PSID* owner, PSID* group,
                         PACL* acl, PACL* audit, PSECURITY_DESCRIPTOR* descriptor) -> DWORD {
-      EXPECT_EQ(std::wstring{path}, appData.Path(L"Kuvant"));
       EXPECT_EQ(type, SE_FILE_OBJECT);
+      if (path != appData.Path(L"Kuvant")) return AnswerModuleFolder(path, owner, acl, descriptor);
       if (folderStatus != ERROR_SUCCESS) return folderStatus;
       if (folder.empty()) return named.Original(path, type, what, owner, group, acl, audit, descriptor);
       Descriptor answer = MakeDescriptor(folder);
@@ -74,6 +77,22 @@ class AccessFindings : public SettingsFixture {
       *descriptor = answer.Release();
       return ERROR_SUCCESS;
     });
+  }
+
+  DWORD AnswerModuleFolder(const std::wstring& path, PSID* owner, PACL* acl,
+                           PSECURITY_DESCRIPTOR* descriptor) {
+    moduleFolders.push_back(path);
+    if (moduleFolderStatus != ERROR_SUCCESS) return moduleFolderStatus;
+    Descriptor answer = MakeDescriptor(moduleFolder);
+    *acl = ListOf(answer);
+    *owner = OwnerOf(answer);
+    *descriptor = answer.Release();
+    return ERROR_SUCCESS;
+  }
+
+  static void RegisterModule(const wchar_t* classes, const wchar_t* module) {
+    TestKey{HKEY_LOCAL_MACHINE, std::wstring{classes} + kFilterClassText + L"\\InprocServer32"}.SetText(
+        L"", module);
   }
 
   static void Protect(const wchar_t* path, const std::wstring& sddl) {
@@ -100,6 +119,10 @@ class AccessFindings : public SettingsFixture {
   // The descriptor of the log folder. If empty, the call goes to the platform.
   std::wstring folder;
   DWORD folderStatus = ERROR_SUCCESS;
+  // The descriptor of the folders of registered modules, and those that were asked for.
+  std::wstring moduleFolder = L"O:BA" + With(L"");
+  DWORD moduleFolderStatus = ERROR_SUCCESS;
+  std::vector<std::wstring> moduleFolders;
   ImportHook<decltype(&::GetNamedSecurityInfoW)> named;
 };
 
@@ -245,6 +268,86 @@ TEST_F(AccessFindings, NoteAKeyWhosePermissionsCannotBeRead) {
     return open.Original(root, path, options, access, key);
   });
   EXPECT_EQ(Only("access.unknown").subject, kLocalKey);
+}
+
+TEST_F(AccessFindings, WarnOfReparsePointAsLogFolder) {
+  KUV_IMPORT_HOOK(attributes, GetFileAttributesW);
+  DWORD answer = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
+  attributes.Answer([&](LPCWSTR path) {
+    EXPECT_EQ(path, appData.Path(L"Kuvant"));
+    return answer;
+  });
+  folder = With(L"");
+  const Finding finding = Only("access.log-folder-reparse-point");
+  EXPECT_EQ(finding.severity, Severity::Warning);
+  EXPECT_EQ(finding.subject, FolderName());
+  EXPECT_THAT(finding.text, StartsWith("The log folder " + FolderName() + " is a reparse point."));
+  EXPECT_THAT(finding.advice, HasSubstr("delete it"));
+  for (const DWORD other : {DWORD{FILE_ATTRIBUTE_DIRECTORY}, INVALID_FILE_ATTRIBUTES}) {
+    answer = other;
+    EXPECT_THAT(IdsOf(Examine()), IsEmpty());
+  }
+}
+
+TEST_F(AccessFindings, WarnOfEveryRightToReplaceTheRegisteredModule) {
+  RegisterModule(kClasses64, L"C:\\Programs\\KuvCredFilter.dll");
+  struct Row {
+    const wchar_t* right;
+    bool isWarning;
+  } const rows[] = {
+      {L"GA", true}, {L"FA", true}, {L"GW", true},        {L"0x2", true},   {L"0x40", true}, {L"SD", true},
+      {L"WD", true}, {L"WO", true}, {L"0x1200a9", false}, {L"GRGX", false}, {L"0x4", false},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(WideToUtf8(row.right));
+    moduleFolder = L"O:BA" + With(L"(A;OICI;" + std::wstring{row.right} + L";;;BU)");
+    if (!row.isWarning) {
+      EXPECT_THAT(IdsOf(Examine()), IsEmpty());
+      continue;
+    }
+    const Finding finding = Only("access.module-folder");
+    EXPECT_EQ(finding.severity, Severity::Warning);
+    EXPECT_EQ(finding.subject, "C:\\Programs");
+    EXPECT_EQ(finding.text,
+              "Users without administrative rights (Users) can modify the folder of the "
+              "registered module, C:\\Programs. They can replace the DLL that the logon process loads.");
+  }
+}
+
+TEST_F(AccessFindings, ReportOwnerAndUnknownPermissionsOfModuleFolder) {
+  RegisterModule(kClasses64, L"C:\\Programs\\KuvCredFilter.dll");
+  moduleFolder = L"O:S-1-5-21-1-2-3-1001" + With(L"");
+  EXPECT_EQ(Only("access.owner").subject, "C:\\Programs");
+  moduleFolderStatus = ERROR_ACCESS_DENIED;
+  EXPECT_EQ(Only("access.unknown").subject, "C:\\Programs");
+  moduleFolderStatus = ERROR_PATH_NOT_FOUND;
+  EXPECT_THAT(IdsOf(Examine()), IsEmpty());
+}
+
+TEST_F(AccessFindings, CoverFoldersOfBothRegisteredModulesOnce) {
+  struct Row {
+    const char* name;
+    const wchar_t* module64;
+    const wchar_t* module32;
+    std::vector<std::wstring> folders;
+  } const rows[] = {
+      {"none", L"", L"", {}},
+      {"two folders", L"C:\\a\\f.dll", L"C:\\b\\f.dll", {L"C:\\a", L"C:\\b"}},
+      {"root folder", L"C:\\f.dll", L"", {L"C:\\"}},
+      {"only 32-bit", L"", L"D:/b/f.dll", {L"D:/b"}},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    RegisterModule(kClasses64, row.module64);
+    RegisterModule(kClasses32, row.module32);
+    moduleFolders.clear();
+    EXPECT_THAT(IdsOf(Examine()), IsEmpty());
+    EXPECT_EQ(moduleFolders, row.folders);
+  }
+  RegisterModule(kClasses64, L"C:\\a\\f.dll");
+  RegisterModule(kClasses32, L"c:\\A\\g.dll");
+  moduleFolder = L"O:S-1-5-21-1-2-3-1001" + With(L"");
+  Only("access.owner");
 }
 
 }  // namespace

@@ -32,7 +32,7 @@ constexpr auto kLocked = CoverageState::Locked;
 
 class SecondFactor : public RegisteredMachine {
  protected:
-  static Report Check() { return FilterCheck::CheckMachine({}); }
+  static Report Check() { return FilterCheck::CheckMachine(FilterCheck::ParseOptions({})); }
 
   static std::vector<CoverageState> States(const Situation& situation) {
     std::vector<CoverageState> states;
@@ -276,13 +276,37 @@ TEST_F(SecondFactor, ReportsEveryWayAround) {
 TEST_F(SecondFactor, ReportsNoWayAroundWhereNothingIsProtected) {
   registry.Local().SetTexts(L"ProvidersWhitelist", {kPasswordText});
   registry.Local().DeleteValue(L"Host");
-  EXPECT_THAT(Ids(Check().now.findings), ElementsAre("setting.missing"));
+  EXPECT_THAT(Ids(Check().now.findings), ElementsAre("setting.missing", "evidence.no-log"));
+}
+
+TEST_F(SecondFactor, WarnsInSafeModeUnlessTheFilterAppliesThereToo) {
+  KUV_IMPORT_HOOK(metrics, GetSystemMetrics);
+  metrics.Answer([](int index) { return index == SM_CLEANBOOT ? 1 : 0; });
+  EXPECT_EQ(OnlyFinding(Check().now.findings, "platform.safe-mode").severity, kWarning);
+  ProviderKey(L"").SetDword(L"ProhibitFallbacks", 1);
+  EXPECT_THAT(Ids(Check().now.findings), Not(Contains("platform.safe-mode")));
+}
+
+// The log says that the console was not protected.
+TEST_F(SecondFactor, WarnsIfTheLogShowsAnotherDecision) {
+  ::CreateDirectoryW(appData.Path(L"Kuvant").c_str(), nullptr);
+  WriteFileBytes(appData.Path(L"Kuvant\\kuv.log"),
+                 "01/02/26 03:04:05 [1](2) [Info] Local login session\r\n"
+                 "01/02/26 03:04:05 [1](2) [Info] Disabling Kuv Credential Provider\r\n");
+  const Report report = Check();
+  const Finding finding = OnlyFinding(report.now.findings, "evidence.differs");
+  EXPECT_EQ(finding.severity, kWarning);
+  EXPECT_THAT(finding.text, HasSubstr("2026-01-02 03:04:05, was \"unprotected\""));
+  EXPECT_EQ(report.now.verdict.code, FilterCheck::ExitCode::CoveredWithFindings);
+  Entry(kView64).Delete();
+  EXPECT_THAT(Ids(Check().now.findings), Not(Contains("evidence.differs")));
 }
 
 TEST_F(SecondFactor, ExplainsAFilterThatActsWithTheSmartCardProviderAlone) {
   RemoveKuvProvider();
   const Report report = Check();
-  EXPECT_THAT(Ids(report.now.findings), ElementsAre("provider.kuv-missing", "decision.locked-out"));
+  EXPECT_THAT(Ids(report.now.findings),
+              ElementsAre("provider.kuv-missing", "decision.locked-out", "evidence.no-log"));
   EXPECT_THAT(report.now.findings[0].text,
               AllOf(HasSubstr("hides all other providers"), Not(HasSubstr("changes nothing"))));
 }

@@ -63,8 +63,8 @@ FilterCheck::Report ExampleReport() {
   report.demand = {true, true, false};
   report.now = ExampleSituation(/*consoleIsProtected=*/true);
   report.evidence.log = "C:\\ProgramData\\Kuvant\\kuv.log";
-  report.registration.filter[0] = {false, "C:\\K\\KuvCredFilter.dll", false, "Apartment", true, true, true,
-                                   true};
+  report.registration.filter[0] = {
+      false, "C:\\K\\KuvCredFilter.dll", false, "Apartment", true, true, true, true, "x64", "4.3.1700.1150"};
   report.registration.filter[1].wow64 = true;
   report.registration.kuvProviderInstalled = true;
   Conclude(report);

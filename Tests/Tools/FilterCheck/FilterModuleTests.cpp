@@ -10,11 +10,14 @@
 
 namespace {
 
-using FilterCheck::HasArchitectureOf;
 using FilterCheck::IsFile;
+using FilterCheck::IsModuleFor;
 using FilterCheck::IsSameFile;
+using FilterCheck::MachineOf;
 using FilterCheck::ModuleFile;
+using FilterCheck::ModuleVersion;
 using FilterCheck::View;
+using KuvTest::kArm64;
 using KuvTest::kX64;
 using KuvTest::kX86;
 using KuvTest::ModuleBytes;
@@ -75,12 +78,49 @@ TEST(FilterModuleFile, IgnoresFolders) {
 TEST(FilterModuleFile, ReadsArchitectureOfImage) {
   const TempFolder folder;
   const std::wstring path = folder.Path(L"f.dll");
-  for (const std::uint16_t machine : {kX64, kX86, std::uint16_t{0xAA64}}) {
-    SCOPED_TRACE(machine);
+  for (const std::uint16_t machine : {kX64, kX86, kArm64}) {
     WriteFileBytes(path, ModuleBytes(machine));
-    EXPECT_EQ(HasArchitectureOf(View::Native, path), machine == kX64);
-    EXPECT_EQ(HasArchitectureOf(View::Wow64, path), machine == kX86);
+    for (const std::uint16_t expected : {kX64, kX86, kArm64}) {
+      EXPECT_EQ(IsModuleFor(expected, path), machine == expected) << machine << " " << expected;
+    }
   }
+}
+
+// 32-bit programs are x86 programs on ARM64 too.
+TEST(FilterModuleFile, ExpectsNativeModulesIn64BitView) {
+  for (const std::uint16_t machine : {kX64, kArm64}) {
+    const KuvTest::NativeMachine native{machine};
+    EXPECT_EQ(MachineOf(View::Native), machine);
+    EXPECT_EQ(MachineOf(View::Wow64), kX86);
+  }
+}
+
+TEST(FilterModuleFile, HasNoVersionWithoutResource) {
+  const TempFolder folder;
+  WriteFileBytes(folder.Path(L"f.dll"), ModuleBytes(kX64));
+  EXPECT_EQ(ModuleVersion(folder.Path(L"f.dll")), "");
+  EXPECT_EQ(ModuleVersion(folder.Path(L"none")), "");
+}
+
+TEST(FilterModuleFile, ReadsVersionFromResource) {
+  KUV_IMPORT_HOOK(size, GetFileVersionInfoSizeW);
+  KUV_IMPORT_HOOK(read, GetFileVersionInfoW);
+  KUV_IMPORT_HOOK(query, VerQueryValueW);
+  VS_FIXEDFILEINFO info{};
+  info.dwFileVersionMS = 0x00040003;
+  info.dwFileVersionLS = 0x06A4FFFF;
+  UINT bytes = sizeof(info);
+  size.Answer([](auto...) { return DWORD{8}; });
+  read.Answer([](LPCWSTR, DWORD, DWORD given, LPVOID) { return given == 8 ? TRUE : FALSE; });
+  query.Answer([&](LPCVOID, LPCWSTR block, LPVOID* found, PUINT length) {
+    EXPECT_STREQ(block, L"\\");
+    *found = &info;
+    *length = bytes;
+    return TRUE;
+  });
+  EXPECT_EQ(ModuleVersion(L"f.dll"), "4.3.1700.65535");
+  bytes = sizeof(info) - 1;
+  EXPECT_EQ(ModuleVersion(L"f.dll"), "");
 }
 
 TEST(FilterModuleFile, RejectsInvalidImages) {
@@ -98,9 +138,9 @@ TEST(FilterModuleFile, RejectsInvalidImages) {
   for (const std::string& bytes :
        {std::string{}, std::string{"MZ"}, noDos, noHeaders, farAway, negative, good.substr(0, 0x57)}) {
     WriteFileBytes(path, bytes);
-    EXPECT_FALSE(HasArchitectureOf(View::Native, path)) << ::testing::PrintToString(bytes);
+    EXPECT_FALSE(IsModuleFor(kX64, path)) << ::testing::PrintToString(bytes);
   }
-  EXPECT_FALSE(HasArchitectureOf(View::Native, folder.Path(L"none")));
+  EXPECT_FALSE(IsModuleFor(kX64, folder.Path(L"none")));
 }
 
 TEST(FilterModuleFile, ComparesFilesByNameOrContent) {

@@ -5,11 +5,14 @@
 #include <gmock/gmock.h>
 
 #include "Common/ToolError.h"
+#include "KuvAuth/Support/Text.h"
 
 namespace {
 
+using FilterCheck::Demand;
 using FilterCheck::Options;
 using FilterCheck::ParseOptions;
+using FilterCheck::WhatIfKey;
 
 std::string UsageError(const std::vector<std::wstring>& arguments) {
   try {
@@ -24,7 +27,9 @@ TEST(FilterCheckOptions, DefaultToTextOutput) {
   const Options options = ParseOptions({});
   EXPECT_FALSE(options.help || options.json || options.noColor);
   EXPECT_EQ(options.htmlFile, L"");
+  EXPECT_FALSE(options.version);
   EXPECT_TRUE(options.whatIfSettings.empty());
+  EXPECT_EQ(options.demand, (Demand{true, true, false}));
 }
 
 TEST(FilterCheckOptions, ParseAllOptions) {
@@ -42,7 +47,77 @@ TEST(FilterCheckOptions, ParseAllOptions) {
 }
 
 TEST(FilterCheckOptions, StopAtHelp) {
-  EXPECT_TRUE(ParseOptions({L"--help", L"--bogus"}).help);
+  for (const wchar_t* const option : {L"--help", L"-h", L"/?"}) {
+    EXPECT_TRUE(ParseOptions({option, L"--bogus"}).help) << ::testing::PrintToString(std::wstring{option});
+  }
+}
+
+TEST(FilterCheckOptions, ParseRequiredKinds) {
+  const std::pair<std::vector<std::wstring>, Demand> rows[] = {
+      {{L"--require", L"console"}, {true, false, false}},
+      {{L"--require", L"remote"}, {false, true, false}},
+      {{L"--require", L"elevation,console"}, {true, false, true}},
+      {{L"--require", L"console,remote,elevation"}, {true, true, true}},
+      {{L"--require", L"elevation", L"--json", L"--require", L"remote"}, {false, true, true}},
+  };
+  for (const auto& [arguments, demand] : rows) {
+    EXPECT_EQ(ParseOptions(arguments).demand, demand) << ::testing::PrintToString(arguments);
+  }
+}
+
+TEST(FilterCheckOptions, RejectWrongLists) {
+  for (const std::string list :
+       {"Console", "rdp", "console,", ",", "console,,remote", " console", "console;remote", "\xC3\xA4"}) {
+    EXPECT_EQ(UsageError({L"--require", Utf8ToWide(list)}),
+              "--require requires a list of console, remote and elevation, not '" + list + "'; see --help");
+  }
+  EXPECT_EQ(UsageError({L"--require", L"remote,remote"}),
+            "--require names remote more than once; see --help");
+  EXPECT_EQ(UsageError({L"--require", L"remote", L"--require", L"remote"}),
+            "--require names remote more than once; see --help");
+  EXPECT_EQ(UsageError({L"--require"}), "--require requires a value; see --help");
+}
+
+TEST(FilterCheckOptions, ParseKeysOfWhatIfValues) {
+  struct {
+    const wchar_t* text;
+    WhatIfKey key;
+    const wchar_t* value;
+  } const rows[] = {
+      {L"Host=a", WhatIfKey::Effective, L"a"},
+      {L"Policy:Host=a", WhatIfKey::Policy, L"a"},
+      {L"Local:Host=a", WhatIfKey::Local, L"a"},
+      {L"POLICY:host=a:b=c", WhatIfKey::Policy, L"a:b=c"},
+      {L"local:HOST=", WhatIfKey::Local, L""},
+      // Some shells remove the quotation marks, others do not.
+      {L"Policy:Host=\"\"", WhatIfKey::Policy, L""},
+      {L"Host=\"\"", WhatIfKey::Effective, L"\"\""},
+      {L"Policy:Host=-", WhatIfKey::Policy, L"-"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(::testing::PrintToString(std::wstring{row.text}));
+    const Options options = ParseOptions({L"--what-if", row.text});
+    ASSERT_EQ(options.whatIfSettings.size(), 1u);
+    EXPECT_EQ(options.whatIfSettings[0].setting->name, "Host");
+    EXPECT_EQ(options.whatIfSettings[0].key, row.key);
+    EXPECT_EQ(options.whatIfSettings[0].value, row.value);
+  }
+}
+
+TEST(FilterCheckOptions, AcceptSettingOncePerKey) {
+  EXPECT_EQ(ParseOptions({L"--what-if", L"RdpOnly=1", L"--what-if", L"Policy:RdpOnly=0", L"--what-if",
+                          L"Local:RdpOnly=2"})
+                .whatIfSettings.size(),
+            3u);
+  EXPECT_EQ(UsageError({L"--what-if", L"Policy:RdpOnly=1", L"--what-if", L"policy:rdponly=1"}),
+            "--what-if names Policy:RdpOnly more than once; see --help");
+}
+
+TEST(FilterCheckOptions, ShowVersion) {
+  EXPECT_TRUE(ParseOptions({L"--version"}).version);
+  std::ostringstream out;
+  FilterCheck::PrintVersion(out);
+  EXPECT_THAT(out.str(), ::testing::MatchesRegex("KuvFilterCheck \\d+\\.\\d+\\.\\d+\\.\\d+\n"));
 }
 
 TEST(FilterCheckOptions, ReportWrongUsageInOneLine) {
@@ -53,6 +128,11 @@ TEST(FilterCheckOptions, ReportWrongUsageInOneLine) {
   EXPECT_EQ(UsageError({L"--what-if", L""}), "--what-if requires a value" + tail);
   EXPECT_EQ(UsageError({L"--what-if", L"RdpOnly"}), "--what-if requires Setting=value" + tail);
   EXPECT_EQ(UsageError({L"--what-if", L"Bogus=1"}), "--what-if: unknown setting 'Bogus'" + tail);
+  EXPECT_EQ(UsageError({L"--what-if", L"Policy:Bogus=1"}),
+            "--what-if: unknown setting 'Policy:Bogus'" + tail);
+  EXPECT_EQ(UsageError({L"--what-if", L"User:RdpOnly=1"}),
+            "--what-if: unknown setting 'User:RdpOnly'" + tail);
+  EXPECT_EQ(UsageError({L"--what-if", L"Policy:=1"}), "--what-if: unknown setting 'Policy:'" + tail);
   EXPECT_EQ(UsageError({L"--what-if", L"RdpOnly=1", L"--what-if", L"RDPONLY=2"}),
             "--what-if names RdpOnly more than once" + tail);
 }
@@ -70,8 +150,9 @@ TEST(FilterCheckOptions, ShowHelpWithExitCodesAndExamples) {
   std::istringstream lines{out.str()};
   for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 90u) << line;
   for (const char* const part :
-       {"--what-if Setting=value", "--json", "--html FILE", "--no-color", "NO_COLOR", "--help", "\n  0  ",
-        "\n  1  ", "\n  2  ", "\n  3  ", "with --what-if, for the assumed settings", "\nExamples\n"}) {
+       {"--require LIST", "--what-if Setting=value", "Policy:Setting=value", "--version", "-h, /?", "--json",
+        "--html FILE", "--no-color", "NO_COLOR", "--help", "\n  0  ", "\n  1  ", "\n  2  ", "\n  3  ",
+        "with --what-if, for the assumed settings", "\nExamples\n"}) {
     EXPECT_THAT(out.str(), ::testing::HasSubstr(part));
   }
 }

@@ -24,10 +24,33 @@ std::string ModuleBytes(std::uint16_t machine) {
   return bytes;
 }
 
+namespace {
+
+// The answer of the replaced `IsWow64Process2`.
+USHORT g_nativeMachine = 0;
+
+BOOL WINAPI AnswerNativeMachine(HANDLE, USHORT* process, USHORT* native) {
+  *process = IMAGE_FILE_MACHINE_UNKNOWN;
+  *native = g_nativeMachine;
+  return TRUE;
+}
+
+}  // namespace
+
+NativeMachine::NativeMachine(std::uint16_t machine) : functions_("GetProcAddress") {
+  functions_.Answer([this, machine](HMODULE module, LPCSTR name) {
+    if (std::string_view{name} != "IsWow64Process2") return functions_.Original(module, name);
+    g_nativeMachine = machine;
+    return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&AnswerNativeMachine));
+  });
+}
+
 RegisteredMachine::RegisteredMachine()
     : module64(folder.Path(L"KuvCredFilter.dll")),
       module32(folder.Path(L"KuvCredFilter32.dll")),
-      program_("GetModuleFileNameW") {
+      program_("GetModuleFileNameW"),
+      folderAccess_("GetNamedSecurityInfoW") {
+  folderAccess_.Answer([](auto...) { return DWORD{ERROR_FILE_NOT_FOUND}; });
   program_.Answer([this](HMODULE, LPWSTR path, DWORD) {
     const std::wstring program = programs.Path(L"KuvFilterCheck.exe");
     std::wcscpy(path, program.c_str());

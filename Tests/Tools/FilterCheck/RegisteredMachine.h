@@ -1,6 +1,7 @@
 #pragma once
 
 #include <windows.h>
+#include <aclapi.h>
 
 #include <cstdint>
 #include <string>
@@ -27,9 +28,19 @@ extern const ViewKeys kView32;
 std::string ModuleBytes(std::uint16_t machine);
 inline constexpr std::uint16_t kX64 = 0x8664;
 inline constexpr std::uint16_t kX86 = 0x14C;
+inline constexpr std::uint16_t kArm64 = 0xAA64;
 
-/// A machine with a valid registration of the filter in both views and modules in a temporary folder. The
-/// program appears to be in `programs`.
+/// The native architecture of Windows that the program sees during a scope.
+class NativeMachine {
+ public:
+  explicit NativeMachine(std::uint16_t machine);
+
+ private:
+  ImportHook<decltype(&::GetProcAddress)> functions_;
+};
+
+/// An x64 machine with a valid registration of the filter in both views and modules in a temporary folder,
+/// which only administrators can change. The program appears to be in `programs`.
 class RegisteredMachine : public SettingsFixture {
  protected:
   RegisteredMachine();
@@ -49,6 +60,8 @@ class RegisteredMachine : public SettingsFixture {
 
  private:
   ImportHook<decltype(&::GetModuleFileNameW)> program_;
+  ImportHook<decltype(&::GetNamedSecurityInfoW)> folderAccess_;
+  NativeMachine machine_{kX64};
 };
 
 /// Returns the finding with an id. Fails the test if there is not exactly one.

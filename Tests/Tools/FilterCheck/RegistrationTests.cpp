@@ -107,7 +107,7 @@ TEST_F(RegistrationCheck, ReportsFaultsOfEachView) {
        [](auto& view) { Server(view).DeleteValue(L""); }},
       {"registration.module-missing", "gone.dll",
        [this](auto& view) { Server(view).SetText(L"", folder.Path(L"gone.dll")); }},
-      {"registration.wrong-architecture", "-bit DLL or cannot be read",
+      {"registration.wrong-architecture", " DLL or cannot be read",
        [this](auto& view) { Server(view).SetText(L"", &view == &kView64 ? module32 : module64); }},
   };
   for (const Row& row : rows) {
@@ -129,8 +129,21 @@ TEST_F(RegistrationCheck, NamesTheExpectedArchitecture) {
   const Findings findings = Judged();
   ASSERT_THAT(Ids(findings),
               ElementsAre("registration.wrong-architecture", "registration.wrong-architecture"));
-  ExpectFault(findings[0], /*wow64=*/false, "registration.wrong-architecture", "not a 64-bit DLL");
-  ExpectFault(findings[1], /*wow64=*/true, "registration.wrong-architecture", "not a 32-bit DLL");
+  ExpectFault(findings[0], /*wow64=*/false, "registration.wrong-architecture", "not an x64 DLL");
+  ExpectFault(findings[1], /*wow64=*/true, "registration.wrong-architecture", "not an x86 DLL");
+}
+
+// The logon process of such a machine is an ARM64 program, which cannot load an x64 DLL.
+TEST_F(RegistrationCheck, RequiresNativeModuleOnArm64) {
+  const NativeMachine native{kArm64};
+  ExpectFault(Only("registration.wrong-architecture"), /*wow64=*/false, "registration.wrong-architecture",
+              "not an ARM64 DLL");
+  EXPECT_FALSE(IsLoadable(ReadRegistration().filter[0]));
+  WriteFileBytes(module64, ModuleBytes(kArm64));
+  EXPECT_THAT(Judged(), IsEmpty());
+  const Registration registration = ReadRegistration();
+  EXPECT_EQ(registration.filter[0].architecture, "ARM64");
+  EXPECT_EQ(registration.filter[1].architecture, "x86");
 }
 
 TEST_F(RegistrationCheck, ReportsPerUserClasses) {

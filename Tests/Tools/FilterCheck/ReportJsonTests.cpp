@@ -124,9 +124,10 @@ TEST(ReportJson, HasRegistration) {
   EXPECT_EQ(JsonOf(report)["registration"], Parsed(R"({
     "filter": [
       {"view": "64-bit", "inFilterList": true, "module": "C:\\K\\KuvCredFilter.dll", "onlyForThisUser": false,
-       "threadingModel": "Apartment", "moduleExists": true, "architectureFits": true, "sameAsBeside": true},
+       "threadingModel": "Apartment", "moduleExists": true, "architectureFits": true,
+       "architecture": "x64", "version": "4.3.1700.1150", "sameAsBeside": true},
       {"view": "32-bit", "inFilterList": false, "module": null, "onlyForThisUser": false, "threadingModel": "",
-       "moduleExists": false, "architectureFits": false, "sameAsBeside": null}],
+       "moduleExists": false, "architectureFits": false, "architecture": "", "version": "", "sameAsBeside": null}],
     "otherFilters": [
       {"view": "32-bit", "clsid": "{1}", "name": "Other", "module": "C:\\o.dll", "moduleExists": true}],
     "kuvProviderInstalled": true, "kuvSmartCardProviderInstalled": false,
@@ -136,10 +137,11 @@ TEST(ReportJson, HasRegistration) {
 
 TEST(ReportJson, HasBothSituationsForWhatIf) {
   Report report = ExampleWhatIf();
-  report.whatIfSettings.push_back({FilterCheck::FindSetting("SKey"), L"letters"});
+  report.whatIfSettings.push_back(
+      {FilterCheck::FindSetting("SKey"), L"letters", FilterCheck::WhatIfKey::Policy});
   const Json::Value json = JsonOf(report);
-  EXPECT_EQ(json["assumptions"],
-            Parsed(R"([{"setting": "RdpOnly", "value": "1"}, {"setting": "SKey", "value": "set"}])"));
+  EXPECT_EQ(json["assumptions"], Parsed(R"([{"key": "effective", "setting": "RdpOnly", "value": "1"},
+                       {"key": "policy", "setting": "SKey", "value": "set"}])"));
   EXPECT_EQ(json["now"]["settings"][2]["effective"], "0");
   EXPECT_EQ(json["assumed"]["settings"][2]["effective"], "1");
 }

@@ -48,7 +48,8 @@ TEST(ReportText, ShowsResultsInSections) {
       "\n"
       "  64-bit list of filters       listed\n"
       "  64-bit module                C:\\K\\KuvCredFilter.dll\n"
-      "  64-bit file                  exists, 64-bit, same as the DLL of this program\n"
+      "  64-bit file                  version 4.3.1700.1150, x64, same as the DLL of\n"
+      "                               this program\n"
       "  64-bit threading model       Apartment\n"
       "  32-bit list of filters       not listed\n"
       "  32-bit class                 not registered\n"
@@ -242,8 +243,8 @@ TEST(ReportText, DoesNotShowWhatIfSecret) {
 
 TEST(ReportText, ShowsRegistrationFaults) {
   Report report = ExampleReport();
-  report.registration.filter[0] = {false, "", false, "", false, false, false, std::nullopt};
-  report.registration.filter[1] = {true, "C:\\x.dll", false, "Free", true, true, false, false};
+  report.registration.filter[0] = {false, "", false, "", false, false, false, std::nullopt, "ARM64", ""};
+  report.registration.filter[1] = {true, "C:\\x.dll", false, "Free", true, true, false, false, "x86", ""};
   report.registration.others = {{false, "{1}", "Other", "C:\\o.dll", true},
                                 {true, "{2}", "", "", false},
                                 {true, "{3}", "", "C:\\p.dll", false}};
@@ -258,7 +259,7 @@ TEST(ReportText, ShowsRegistrationFaults) {
       "  64-bit threading model       not set\n"
       "  32-bit list of filters       listed\n"
       "  32-bit module                C:\\x.dll\n"
-      "  32-bit file                  exists, not 32-bit or not readable, differs from\n"
+      "  32-bit file                  exists, not x86 or not readable, differs from\n"
       "                               the DLL of this program\n"
       "  32-bit threading model       Free\n"
       "  64-bit other filter          Other {1}, C:\\o.dll\n"

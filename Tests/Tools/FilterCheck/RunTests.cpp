@@ -55,7 +55,7 @@ TEST_F(FilterCheckRun, ReturnsZeroWithoutFindings) {
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_EQ(run.err, "");
   EXPECT_THAT(run.out, StartsWith("Kuv filter check of "));
-  EXPECT_THAT(run.out, HasSubstr("\nFindings\n\n  None.\n"));
+  EXPECT_THAT(run.out, HasSubstr("\nFindings\n\n  Note  "));
   EXPECT_THAT(run.out, EndsWith(kVerdict));
 }
 
@@ -106,6 +106,10 @@ TEST_F(FilterCheckRun, ReturnsTwoForUnregisteredFilter) {
 TEST_F(FilterCheckRun, ReturnsThreeForErrors) {
   ExpectFailure({L"--bogus"}, "unknown option '--bogus'; see --help", "unknown option '--bogus'; see --help");
   ExpectFailure({L"--what-if", L"RdpOnly=yes"}, "RdpOnly requires a 32-bit number", "");
+  ExpectFailure({L"--what-if", L"Policy:RdpOnly="}, "RdpOnly requires a 32-bit number", "");
+  ExpectFailure({L"--what-if", L"Local:Bogus=1"}, "--what-if: unknown setting 'Local:Bogus'", "");
+  ExpectFailure({L"--require", L"rdp"},
+                "--require requires a list of console, remote and elevation, not 'rdp'", "");
   ExpectFailure({L"--json", L"--html", folder.Path(L"none\\page.html")}, "cannot write '", " (error 3)");
   KUV_IMPORT_HOOK(open, RegOpenKeyExW);
   open.Answer([](HKEY, LPCWSTR, DWORD, REGSAM, PHKEY) { return LSTATUS{ERROR_ACCESS_DENIED}; });

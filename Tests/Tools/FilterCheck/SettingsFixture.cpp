@@ -53,7 +53,12 @@ void AddStored(const char* where, const std::optional<FilterCheck::StoredValue>&
 
 }  // namespace
 
-SettingsFixture::SettingsFixture() : folderPath("SHGetFolderPathW") {
+SettingsFixture::SettingsFixture() : folderPath("SHGetFolderPathW"), redirect_("RegOverridePredefKey") {
+  redirect_.Answer([this](HKEY root, HKEY key) {
+    if (root != HKEY_LOCAL_MACHINE || key != nullptr) return redirect_.Original(root, key);
+    registry.RedirectMachine();
+    return LSTATUS{ERROR_SUCCESS};
+  });
   folderPath.Answer([this](HWND, int, HANDLE, DWORD, LPWSTR path) {
     std::wcscpy(path, appData.Path().c_str());
     return S_OK;

@@ -30,6 +30,10 @@ class SettingsFixture : public ::testing::Test {
   TempFolder appData;
   RegistrySandbox registry;
   ImportHook<decltype(&::SHGetFolderPathW)> folderPath;
+
+ private:
+  /// What-if settings end the redirection of the registry, which here returns to the sandbox.
+  ImportHook<decltype(&::RegOverridePredefKey)> redirect_;
 };
 
 /// Restricts both settings keys to SYSTEM and Administrators.

@@ -2,6 +2,7 @@
 #include <functional>
 #include <stdexcept>
 
+#include "KuvAuth/Support/Text.h"
 #include "Tools/FilterCheck/SettingsFixture.h"
 
 namespace {
@@ -10,6 +11,7 @@ using namespace KuvTest;
 using FilterCheck::Examine;
 using FilterCheck::ExamineWhatIf;
 using FilterCheck::FindSetting;
+using FilterCheck::WhatIfKey;
 using FilterCheck::WhatIfSetting;
 
 bool Holds(const TestKey& key, const std::wstring& name) {
@@ -21,14 +23,6 @@ bool Holds(const TestKey& key, const std::wstring& name) {
     return false;
   }
 }
-
-class WhatIfProduct : public SettingsFixture {
- protected:
-  // The key to which a what-if value of this setting is written.
-  TestKey Target(const wchar_t* name) const {
-    return Holds(registry.Policy(), name) ? registry.Policy() : registry.Local();
-  }
-};
 
 // One what-if setting, and the same setting written to the registry.
 struct Change {
@@ -106,32 +100,71 @@ std::vector<Start> Starts() {
   };
 }
 
-TEST_F(WhatIfProduct, MatchesTheResultOfWriting) {
-  const std::vector<Start> starts = Starts();
-  for (std::size_t i = 0; i < starts.size(); ++i) {
-    for (const Change& change : Changes()) {
-      SCOPED_TRACE("start " + std::to_string(i) + " " + change.setting + "=" +
+class WhatIfProduct : public SettingsFixture {
+ protected:
+  // The key to which a what-if value of this setting is written.
+  TestKey Target(const wchar_t* name) const {
+    return Holds(registry.Policy(), name) ? registry.Policy() : registry.Local();
+  }
+
+  // Compares the what-if result with that of a function that writes the change, from every start.
+  void ExpectSame(const Change& change, WhatIfKey key, const std::function<void()>& write) const {
+    const std::vector<Start> starts = Starts();
+    for (std::size_t i = 0; i < starts.size(); ++i) {
+      SCOPED_TRACE("start " + std::to_string(i) + " " + std::string{PrefixOf(key)} + change.setting + "=" +
                    testing::PrintToString(change.value));
       starts[i](registry.Local(), registry.Policy());
       const std::string before = Snapshot();
       const std::string whatIf =
-          Describe(ExamineWhatIf(std::vector{WhatIfSetting{FindSetting(change.setting), change.value}}));
+          Describe(ExamineWhatIf(std::vector{WhatIfSetting{FindSetting(change.setting), change.value, key}}));
       ASSERT_EQ(Snapshot(), before);
-
-      const std::wstring name{FindSetting(change.setting)->name.begin(),
-                              FindSetting(change.setting)->name.end()};
-      if (change.write) {
-        change.write(Target(name.c_str()), name);
-      } else {
-        for (const TestKey& key : {registry.Local(), registry.Policy()}) {
-          if (Holds(key, name)) key.DeleteValue(name);
-        }
-      }
+      write();
+      if (registry.Policy().Exists()) CloseKeys();
       EXPECT_EQ(whatIf, Describe(Examine()));
       registry.Local().Delete();
       if (registry.Policy().Exists()) registry.Policy().Delete();
       WriteGoodSettings();
     }
+  }
+};
+
+void Write(const Change& change, const std::vector<TestKey>& keys) {
+  const std::wstring name{FindSetting(change.setting)->name.begin(), FindSetting(change.setting)->name.end()};
+  for (const TestKey& key : keys) {
+    if (change.write) {
+      change.write(key, name);
+    } else if (Holds(key, name)) {
+      key.DeleteValue(name);
+    }
+  }
+}
+
+TEST_F(WhatIfProduct, MatchesTheResultOfWriting) {
+  for (const Change& change : Changes()) {
+    ExpectSame(change, WhatIfKey::Effective, [&] {
+      const std::wstring name = Utf8ToWide(change.setting);
+      Write(change, change.write ? std::vector{Target(name.c_str())}
+                                 : std::vector{registry.Local(), registry.Policy()});
+    });
+  }
+}
+
+TEST_F(WhatIfProduct, MatchesTheResultOfWritingToOneKey) {
+  const std::vector<Change> changes{
+      Number("RdpOnly", L"1", 1),
+      Number("OfflineMaxUsers", L"7", 7),
+      Text("Host", L""),
+      Text("Host", L"other.example"),
+      Text("SKey", L""),
+      List(L"", {}),
+      List(L"{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}", {kPasswordText}),
+      {"Host", L"-", {}},
+      {"OfflineMaxUsers", L"-", {}},
+      {"ProvidersWhitelist", L"-", {}},
+  };
+  for (const Change& change : changes) {
+    ExpectSame(change, WhatIfKey::Policy, [&] { Write(change, {registry.Policy()}); });
+    ExpectSame(change, WhatIfKey::Local, [&] { Write(change, {registry.Local()}); });
   }
 }
 

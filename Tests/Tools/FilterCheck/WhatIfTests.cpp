@@ -53,6 +53,59 @@ TEST_F(WhatIf, ReplacesThePolicyValueOfTheSetting) {
   EXPECT_EQ(StateOf(other, "Debug").source, Source::Local);
 }
 
+TEST_F(WhatIf, WritesToTheNamedKeyOnly) {
+  using FilterCheck::WhatIfKey;
+  const auto with = [](const char* name, const std::wstring& value, WhatIfKey key) {
+    return ExamineWhatIf(std::vector{WhatIfSetting{FindSetting(name), value, key}});
+  };
+  // An empty text in policy hides the local one.
+  const Situation empty = with("Host", L"", WhatIfKey::Policy);
+  EXPECT_EQ(StateOf(empty, "Host").policy->bytes, 2u);
+  EXPECT_TRUE(StateOf(empty, "Host").local);
+  EXPECT_THAT(IdsOf(empty), ::testing::Contains("setting.empty-policy-overrides-local"));
+  registry.Policy().SetText(L"Host", L"policy.example");
+  const Situation local = with("Host", L"local.example", WhatIfKey::Local);
+  EXPECT_EQ(StateOf(local, "Host").policy->shown, "policy.example");
+  EXPECT_EQ(StateOf(local, "Host").local->shown, "local.example");
+  EXPECT_EQ(StateOf(local, "Host").source, Source::Policy);
+}
+
+TEST_F(WhatIf, RemovesFromTheNamedKey) {
+  using FilterCheck::WhatIfKey;
+  registry.Policy().SetText(L"Host", L"policy.example");
+  struct {
+    WhatIfKey key;
+    bool policy;
+    bool local;
+  } const rows[] = {{WhatIfKey::Policy, false, true},
+                    {WhatIfKey::Local, true, false},
+                    {WhatIfKey::Effective, false, false}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(FilterCheck::PrefixOf(row.key));
+    const Situation situation = ExamineWhatIf(std::vector{WhatIfSetting{FindSetting("Host"), L"-", row.key}});
+    EXPECT_EQ(StateOf(situation, "Host").policy.has_value(), row.policy);
+    EXPECT_EQ(StateOf(situation, "Host").local.has_value(), row.local);
+  }
+}
+
+TEST_F(WhatIf, RejectsAnEmptyNumberForANamedKey) {
+  EXPECT_THROW(
+      ExamineWhatIf(std::vector{WhatIfSetting{FindSetting("RdpOnly"), L"", FilterCheck::WhatIfKey::Policy}}),
+      Tools::UsageError);
+}
+
+// A new policy key changes how other settings are read.
+TEST_F(WhatIf, CreatesThePolicyKey) {
+  registry.Local().SetDword(L"OfflineMaxUsers", 9);
+  registry.Policy().Delete();
+  EXPECT_EQ(StateOf(Examine(), "OfflineMaxUsers").effective, "9");
+  const Situation situation =
+      ExamineWhatIf(std::vector{WhatIfSetting{FindSetting("RdpOnly"), L"1", FilterCheck::WhatIfKey::Policy}});
+  EXPECT_EQ(StateOf(situation, "OfflineMaxUsers").effective, "5");
+  EXPECT_THAT(IdsOf(situation), ::testing::Contains("offline-users.discarded"));
+  EXPECT_FALSE(registry.Policy().Exists());
+}
+
 TEST_F(WhatIf, NeedsNoLocalKey) {
   registry.Local().Delete();
   EXPECT_EQ(StateOf(ExamineWith("RdpOnly", L"1"), "RdpOnly").effective, "1");

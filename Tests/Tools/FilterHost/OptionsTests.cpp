@@ -129,6 +129,8 @@ TEST(FilterHostOptions, RejectMalformedIdentifiers) {
 }
 
 TEST(FilterHostOptions, ShowHelpForEveryOption) {
+  EXPECT_EQ(RunHost({L"-h"}).out, RunHost({L"--help"}).out);
+  EXPECT_EQ(RunHost({L"/?"}).out, RunHost({L"--help"}).out);
   const HostRun run = RunHost({L"--help", L"--bogus"});
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_EQ(run.err, "");

@@ -57,6 +57,8 @@ constexpr DWORD kTakeOver = DELETE | WRITE_DAC | WRITE_OWNER;
 constexpr Masks kKeyMasks{KEY_QUERY_VALUE, KEY_SET_VALUE | kTakeOver};
 constexpr Masks kFolderMasks{FILE_LIST_DIRECTORY,
                              FILE_ADD_FILE | FILE_ADD_SUBDIRECTORY | FILE_DELETE_CHILD | kTakeOver};
+// Everyone may read programs. A new subfolder does not affect the files beside it.
+constexpr Masks kModuleFolderMasks{0, FILE_ADD_FILE | FILE_DELETE_CHILD | kTakeOver};
 
 // Returns the name of a group of ordinary users; empty for any other account.
 std::string_view OrdinaryName(std::wstring_view account) {
@@ -101,37 +103,71 @@ OrdinaryAccess JudgeList(const AccessList& list, const Masks& masks) {
   return access;
 }
 
-std::string Allowed(const OrdinaryAccess& access) {
-  return access.mayWrite ? (access.mayRead ? "read and modify" : "modify") : "read";
-}
-
-void JudgeUnreadable(const OrdinaryAccess& access, const std::string& what, Findings& findings) {
-  if (access.unreadable.empty()) return;
-  findings.push_back({"access.unknown", Severity::Note, what,
-                      "The permissions of " + what + " cannot be read: " + access.unreadable,
-                      "Run KuvFilterCheck as an administrator."});
-}
-
+// Reports an unknown access and an unexpected owner.
 void JudgeOwner(const OrdinaryAccess& access, const std::string& what, Findings& findings) {
-  if (access.owner.empty()) return;
-  findings.push_back({"access.owner", Severity::Warning, what,
-                      what + " is owned by " + access.owner + ", who can change its permissions at any time.",
-                      "Make Administrators the owner."});
+  if (!access.unreadable.empty()) {
+    findings.push_back({"access.unknown", Severity::Note, what,
+                        "The permissions of " + what + " cannot be read: " + access.unreadable,
+                        "Run KuvFilterCheck as an administrator."});
+  }
+  if (!access.owner.empty()) {
+    findings.push_back(
+        {"access.owner", Severity::Warning, what,
+         what + " is owned by " + access.owner + ", who can change its permissions at any time.",
+         "Make Administrators the owner."});
+  }
+}
+
+// Returns the start of a sentence: "Users without administrative rights (Everyone) can read and modify ".
+std::string WhoCan(const OrdinaryAccess& access) {
+  return "Users without administrative rights (" + access.who + ") can " +
+         (!access.mayWrite ? "read "
+          : access.mayRead ? "read and modify "
+                           : "modify ");
 }
 
 void JudgeKey(const OrdinaryAccess& access, const StoredKey& stored, const char* path, Findings& findings) {
   const std::string key = "HKLM\\" + std::string{path};
-  JudgeUnreadable(access, key, findings);
   JudgeOwner(access, key, findings);
   if (!access.mayRead && !access.mayWrite) return;
   const bool secret = stored.Find("SKey") != nullptr;
-  std::string text =
-      "Users without administrative rights (" + access.who + ") can " + Allowed(access) + " " + key + ".";
+  std::string text = WhoCan(access) + key + ".";
   if (access.mayWrite) text += " Anyone who can modify it can turn off the second factor.";
   if (access.mayRead && secret) text += " Anyone who can read it has the client key.";
   const bool matters = access.mayWrite || secret;
   findings.push_back({"access.key", matters ? Severity::Warning : Severity::Note, key, text,
                       "Grant access to SYSTEM and Administrators only, and remove inherited permissions."});
+}
+
+void JudgeLogFolder(const FolderAccess& folder, Findings& findings) {
+  const OrdinaryAccess access = JudgeList(folder.list, kFolderMasks);
+  JudgeOwner(access, folder.path, findings);
+  if (access.mayRead || access.mayWrite) {
+    findings.push_back(
+        {"access.log-folder", Severity::Warning, folder.path,
+         WhoCan(access) + "the log folder " + folder.path + ".",
+         "The filter restricts the folder the next time it opens the log. If this finding stays, check what "
+         "changes the permissions and who owns the folder."});
+  }
+  if (folder.isReparsePoint) {
+    findings.push_back({"access.log-folder-reparse-point", Severity::Warning, folder.path,
+                        "The log folder " + folder.path +
+                            " is a reparse point. The filter, which runs as SYSTEM, appends to, renames and "
+                            "deletes files in the folder that it leads to.",
+                        "Find out who created it, and delete it. The filter creates a folder the next time "
+                        "it opens the log."});
+  }
+}
+
+void JudgeModuleFolder(const FolderAccess& folder, Findings& findings) {
+  const OrdinaryAccess access = JudgeList(folder.list, kModuleFolderMasks);
+  JudgeOwner(access, folder.path, findings);
+  if (!access.mayWrite) return;
+  findings.push_back({"access.module-folder", Severity::Warning, folder.path,
+                      WhoCan(access) + "the folder of the registered module, " + folder.path +
+                          ". They can replace the DLL that the logon process loads.",
+                      "Grant write access to SYSTEM and Administrators only, or install the filter in "
+                      "%ProgramFiles%."});
 }
 
 }  // namespace
@@ -140,17 +176,8 @@ Findings JudgeAccess(const AccessLists& access, const StoredKeys& keys) {
   Findings findings;
   JudgeKey(JudgeList(access.policyKey, kKeyMasks), keys.policy, PolicyKeyPath, findings);
   JudgeKey(JudgeList(access.localKey, kKeyMasks), keys.local, LocalKeyPath, findings);
-  const OrdinaryAccess folder = JudgeList(access.logFolder, kFolderMasks);
-  JudgeUnreadable(folder, access.logFolderPath, findings);
-  JudgeOwner(folder, access.logFolderPath, findings);
-  if (folder.mayRead || folder.mayWrite) {
-    findings.push_back(
-        {"access.log-folder", Severity::Warning, access.logFolderPath,
-         "Users without administrative rights (" + folder.who + ") can " + Allowed(folder) +
-             " the log folder " + access.logFolderPath + ".",
-         "The filter restricts the folder the next time it opens the log. If this finding stays, check what "
-         "changes the permissions and who owns the folder."});
-  }
+  JudgeLogFolder(access.logFolder, findings);
+  for (const FolderAccess& folder : access.moduleFolders) JudgeModuleFolder(folder, findings);
   return findings;
 }
 

@@ -77,8 +77,7 @@ void JudgeModule(const RegisteredFilter& filter, Findings& findings) {
     AddFault(filter, "registration.module-missing", "The module does not exist: " + module + ".", findings);
   } else if (!filter.architectureFits) {
     AddFault(filter, "registration.wrong-architecture",
-             "The module is not a " + std::string{filter.wow64 ? "32" : "64"} +
-                 "-bit DLL or cannot be read: " + module + ".",
+             "The module is not an " + filter.architecture + " DLL or cannot be read: " + module + ".",
              findings);
   } else if (filter.sameAsBeside == false) {
     findings.push_back(

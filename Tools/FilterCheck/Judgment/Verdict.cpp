@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "FilterCheck/Judgment/Coverage.h"
+#include "FilterCheck/Judgment/EvidenceFindings.h"
 #include "FilterCheck/Judgment/RegistrationFindings.h"
 
 namespace FilterCheck {
@@ -12,6 +13,26 @@ namespace {
 
 void Append(Findings& findings, Findings more) {
   findings.insert(findings.end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
+}
+
+// The outcomes of the current settings, which the log is compared with.
+std::array<Outcome, kSignIns.size()> LogonOutcomes(const DecisionReport& report) {
+  std::array<Outcome, kSignIns.size()> outcomes{};
+  for (const Decision& decision : report.decisions) {
+    if (decision.scenario.name == "logon")
+      outcomes[IndexOf(decision.session == Session::Console ? SignIn::Console : SignIn::Remote)] =
+          decision.outcome;
+    if (decision.scenario.name == "elevation") outcomes[IndexOf(SignIn::Elevation)] = decision.outcome;
+  }
+  return outcomes;
+}
+
+Findings JudgeSafeMode(const Report& report) {
+  if (report.host.safeMode == "off" || report.registration.prohibitFallbacks == 1u) return {};
+  return {{"platform.safe-mode", Severity::Warning, "safe mode",
+           "Windows runs in safe mode, in which it does not apply the filter. This report describes a normal "
+           "start.",
+           "Restart Windows to require the second factor again."}};
 }
 
 // Kinds of sign-in with the same state, reason and ways.
@@ -115,10 +136,13 @@ Verdict Judge(const Report& report, const Situation& situation) {
 }
 
 void Conclude(const Report& report, Situation& situation) {
+  const bool loaded = report.obstacle != Obstacle::NotLoaded;
   situation.coverage = CoverageOf(situation.decision, report.obstacle);
   Append(situation.findings, JudgeRegistration(report.registration));
   Append(situation.findings, JudgeRegistration(report.registration, situation));
   Append(situation.findings, JudgeCoverage(situation.decision, report.obstacle));
+  Append(situation.findings, JudgeEvidence(report.evidence, loaded, LogonOutcomes(report.now.decision)));
+  Append(situation.findings, JudgeSafeMode(report));
   std::stable_sort(situation.findings.begin(), situation.findings.end(),
                    [](const Finding& left, const Finding& right) { return left.severity > right.severity; });
   situation.verdict = Judge(report, situation);

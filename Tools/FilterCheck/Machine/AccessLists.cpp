@@ -3,10 +3,15 @@
 #include <aclapi.h>
 #include <sddl.h>
 
+#include <algorithm>
+#include <utility>
+
 #include "Common/ErrorText.h"
 #include "Common/LogPath.h"
 #include "Common/PlainText.h"
+#include "FilterCheck/Machine/RegistrationReader.h"
 #include "KuvAuth/Support/SettingsKeys.h"
+#include "KuvAuth/Support/Text.h"
 #include "KuvAuth/Support/UniqueResource.h"
 
 namespace FilterCheck {
@@ -73,25 +78,41 @@ AccessList ReadKeyAccess(const char* path) {
   return ListOf(security, status, kKeyMapping);
 }
 
-AccessList ReadFolderAccess(std::wstring folder) {
+FolderAccess ReadFolderAccess(std::wstring folder) {
+  const DWORD attributes = ::GetFileAttributesW(folder.c_str());
+  const bool isReparsePoint =
+      attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
   Security security;
   const DWORD status =
       ::GetNamedSecurityInfoW(folder.data(), SE_FILE_OBJECT, kAsked, &security.owner, /*ppsidGroup=*/nullptr,
                               &security.acl, /*ppSacl=*/nullptr, security.descriptor.Put());
-  return ListOf(security, status, kFolderMapping);
+  return {Tools::PlainText(folder), isReparsePoint, ListOf(security, status, kFolderMapping)};
 }
 
-std::wstring LogFolder() {
-  const std::wstring file = Tools::FilterLogPath();
-  return file.substr(0, file.find_last_of(L'\\'));
+// Keeps the backslash of a root folder.
+std::wstring FolderOf(const std::wstring& file) {
+  const std::size_t end = file.find_last_of(L"\\/");
+  if (end == std::wstring::npos) return {};
+  return file.substr(0, end == 2 && file[1] == L':' ? 3 : end);
+}
+
+std::vector<FolderAccess> ReadModuleFolders() {
+  std::vector<FolderAccess> folders;
+  for (const std::wstring& module : RegisteredModules()) {
+    FolderAccess folder = ReadFolderAccess(FolderOf(module));
+    const bool again = std::any_of(folders.begin(), folders.end(), [&](const FolderAccess& other) {
+      return ToLowerAscii(other.path) == ToLowerAscii(folder.path);
+    });
+    if (!again) folders.push_back(std::move(folder));
+  }
+  return folders;
 }
 
 }  // namespace
 
 AccessLists ReadAccessLists() {
-  const std::wstring folder = LogFolder();
-  return {ReadKeyAccess(PolicyKeyPath), ReadKeyAccess(LocalKeyPath), ReadFolderAccess(folder),
-          Tools::PlainText(folder)};
+  return {ReadKeyAccess(PolicyKeyPath), ReadKeyAccess(LocalKeyPath),
+          ReadFolderAccess(FolderOf(Tools::FilterLogPath())), ReadModuleFolders()};
 }
 
 }  // namespace FilterCheck

@@ -6,7 +6,7 @@
 #include <vector>
 
 /// @file
-/// The owners and access control lists of the settings keys and the log folder.
+/// The owners and access control lists of the settings keys, the log folder and the folders of the filter.
 
 namespace FilterCheck {
 
@@ -25,15 +25,22 @@ struct AccessList {
   std::string unreadable;  ///< why the owner and list cannot be read; empty if they were read
 };
 
+/// A folder; `list` is empty if it does not exist.
+struct FolderAccess {
+  std::string path;
+  bool isReparsePoint;  ///< for example a junction: the contents are in another folder
+  AccessList list;
+};
+
 struct AccessLists {
   AccessList policyKey;
   AccessList localKey;
-  AccessList logFolder;
-  std::string logFolderPath;
+  FolderAccess logFolder;
+  std::vector<FolderAccess> moduleFolders;  ///< of the registered modules of the filter, each folder once
 };
 
 /// Reads the access control lists; `unreadable` reports each that this user cannot read. Throws
-/// `Tools::ToolError` if the path of the log folder is unavailable.
+/// `Tools::ToolError` if the path of the log folder is unavailable or the registration cannot be read.
 AccessLists ReadAccessLists();
 
 }  // namespace FilterCheck

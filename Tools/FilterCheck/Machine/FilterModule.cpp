@@ -6,14 +6,14 @@
 
 #include "Common/FileBytes.h"
 #include "Common/ToolError.h"
+#include "FilterCheck/Machine/Architecture.h"
+#include "KuvAuth/Support/Text.h"
 
 namespace FilterCheck {
 
 namespace {
 
 constexpr wchar_t kFilterFile[] = L"KuvCredFilter.dll";
-constexpr std::uint16_t kMachineX64 = 0x8664;
-constexpr std::uint16_t kMachineX86 = 0x14C;
 
 bool EqualsWithoutCase(std::wstring_view text, std::wstring_view other) noexcept {
   return text.size() == other.size() && ::_wcsnicmp(text.data(), other.data(), text.size()) == 0;
@@ -68,7 +68,7 @@ std::wstring FolderOf32Bit(const std::wstring& folder) {
 }
 
 // Returns the machine type of a PE image, or nothing if the bytes are not an image.
-std::optional<std::uint16_t> MachineOf(const std::string& image) {
+std::optional<WORD> MachineOfImage(const std::string& image) {
   IMAGE_DOS_HEADER dos{};
   if (image.size() < sizeof(dos)) return std::nullopt;
   std::memcpy(&dos, image.data(), sizeof(dos));
@@ -113,9 +113,29 @@ bool IsFile(const std::wstring& path) noexcept {
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
 }
 
-bool HasArchitectureOf(View view, const std::wstring& path) {
+WORD MachineOf(View view) noexcept {
+  return view == View::Native ? NativeMachine() : WORD{IMAGE_FILE_MACHINE_I386};
+}
+
+bool IsModuleFor(WORD machine, const std::wstring& path) {
   const std::optional<std::string> image = ImageBytes(path);
-  return image && MachineOf(*image) == (view == View::Native ? kMachineX64 : kMachineX86);
+  return image && MachineOfImage(*image) == machine;
+}
+
+std::string ModuleVersion(const std::wstring& path) {
+  std::string block(::GetFileVersionInfoSizeW(path.c_str(), /*lpdwHandle=*/nullptr), '\0');
+  VS_FIXEDFILEINFO* info = nullptr;
+  UINT bytes = 0;
+  if (block.empty() ||
+      ::GetFileVersionInfoW(path.c_str(), /*dwHandle=*/0, static_cast<DWORD>(block.size()), block.data()) ==
+          FALSE ||
+      ::VerQueryValueW(block.data(), L"\\", reinterpret_cast<void**>(&info), &bytes) == FALSE ||
+      bytes < sizeof(*info)) {
+    return {};
+  }
+  return FormatToString("%u.%u.%u.%u", unsigned{HIWORD(info->dwFileVersionMS)},
+                        unsigned{LOWORD(info->dwFileVersionMS)}, unsigned{HIWORD(info->dwFileVersionLS)},
+                        unsigned{LOWORD(info->dwFileVersionLS)});
 }
 
 std::optional<std::wstring> FilterBeside(View view) {

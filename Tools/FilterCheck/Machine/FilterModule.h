@@ -19,8 +19,15 @@ std::wstring ModuleFile(const std::wstring& text, bool expand, View view);
 /// Returns whether the path is an existing file, not a folder.
 bool IsFile(const std::wstring& path) noexcept;
 
-/// Returns whether the file can be read and is a module for programs of the view.
-bool HasArchitectureOf(View view, const std::wstring& path);
+/// Returns the machine type of the modules that the system programs of a view load: that of Windows for the
+/// view of 64-bit programs, and x86 for that of 32-bit programs.
+WORD MachineOf(View view) noexcept;
+
+/// Returns whether the file can be read and is a module of this machine type.
+bool IsModuleFor(WORD machine, const std::wstring& path);
+
+/// Returns the version in the resources of a module: "4.3.1700.1150"; empty if there is none.
+std::string ModuleVersion(const std::wstring& path);
 
 /// Returns the path of the DLL that was installed with this program for a view, or nothing if there is none.
 std::optional<std::wstring> FilterBeside(View view);

@@ -13,6 +13,7 @@
 #include "Common/ProviderList.h"
 #include "Common/SubkeyName.h"
 #include "Common/ToolError.h"
+#include "FilterCheck/Machine/Architecture.h"
 #include "FilterCheck/Machine/FilterModule.h"
 #include "KuvAuth/Support/Text.h"
 #include "KuvAuth/Support/UniqueResource.h"
@@ -125,11 +126,16 @@ ServerClass ReadClass(const std::wstring& identifier, View view) {
   return {};
 }
 
+std::wstring FilterIdentifier() {
+  return Utf8ToWide(IdentifierText(CLSID_KuvCredFilter));
+}
+
 RegisteredFilter ReadFilter(View view) {
-  const std::wstring identifier = Utf8ToWide(IdentifierText(CLSID_KuvCredFilter));
+  const std::wstring identifier = FilterIdentifier();
   const ViewPaths& paths = PathsOf(view);
   RegisteredFilter filter{};
   filter.wow64 = view == View::Wow64;
+  filter.architecture = ArchitectureName(MachineOf(view));
   filter.inFilterList =
       static_cast<bool>(OpenKey(HKEY_LOCAL_MACHINE, std::wstring{paths.filters} + L"\\" + identifier));
   const ServerClass server = ReadClass(identifier, view);
@@ -142,7 +148,8 @@ RegisteredFilter ReadFilter(View view) {
   filter.threadingModel = PlainText(server.threadingModel);
   filter.moduleExists = IsFile(server.file);
   if (!filter.moduleExists) return filter;
-  filter.architectureFits = HasArchitectureOf(view, server.file);
+  filter.architectureFits = IsModuleFor(MachineOf(view), server.file);
+  filter.version = ModuleVersion(server.file);
   const std::optional<std::wstring> beside = FilterBeside(view);
   if (beside) filter.sameAsBeside = IsSameFile(server.file, *beside);
   return filter;
@@ -207,6 +214,15 @@ Registration ReadRegistration() {
   registration.prohibitFallbacks =
       ReadNumber(OpenKey(HKEY_LOCAL_MACHINE, kProvidersKey), L"ProhibitFallbacks");
   return registration;
+}
+
+std::vector<std::wstring> RegisteredModules() {
+  std::vector<std::wstring> modules;
+  for (const View view : {View::Native, View::Wow64}) {
+    std::wstring module = ReadClass(FilterIdentifier(), view).file;
+    if (!module.empty()) modules.push_back(std::move(module));
+  }
+  return modules;
 }
 
 }  // namespace FilterCheck

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Common/ProviderList.h"
@@ -51,6 +52,8 @@ struct RegisteredFilter {
   bool moduleExists;
   bool architectureFits;             ///< only for an existing module
   std::optional<bool> sameAsBeside;  ///< the file is the DLL of this program; no value without that DLL
+  std::string architecture;          ///< the expected one: "x64", "ARM64" or "x86"
+  std::string version;               ///< version of the module; empty if unavailable
 };
 
 /// Another filter in the list of filters.
@@ -142,10 +145,21 @@ struct Situation {
   Verdict verdict;
 };
 
+/// The key that a what-if value is for. `Effective` is the policy key if that contains the setting, else the
+/// local key.
+enum class WhatIfKey : std::uint8_t { Effective, Policy, Local };
+
+/// Returns the prefix of a setting in `--what-if`: "Policy:", "Local:" or an empty text.
+constexpr std::string_view PrefixOf(WhatIfKey key) noexcept {
+  constexpr std::array<std::string_view, 3> kPrefixes{"", "Policy:", "Local:"};
+  return kPrefixes[static_cast<std::size_t>(key)];
+}
+
 /// One `--what-if Setting=value`, as entered.
 struct WhatIfSetting {
   const SettingInfo* setting;
   std::wstring value;
+  WhatIfKey key = WhatIfKey::Effective;
 };
 
 /// Why the decisions of the filter have no effect on the logon screen.

@@ -76,9 +76,9 @@ std::string YesOrNo(bool yes, const char* yesText, const char* noText) {
 
 std::string FileText(const RegisteredFilter& filter) {
   if (!filter.moduleExists) return "missing";
-  const std::string expected = filter.wow64 ? "32-bit" : "64-bit";
-  std::string text = "exists, ";
-  text.append(filter.architectureFits ? expected : "not " + expected + " or not readable");
+  std::string text = filter.version.empty() ? "exists, " : "version " + filter.version + ", ";
+  text.append(filter.architectureFits ? "" : "not ").append(filter.architecture);
+  if (!filter.architectureFits) text += " or not readable";
   if (filter.sameAsBeside == true) text += ", same as the DLL of this program";
   if (filter.sameAsBeside == false) text += ", differs from the DLL of this program";
   return text;
@@ -144,6 +144,11 @@ std::string_view NameOf(Session session) noexcept {
 std::string_view NameOf(Outcome outcome) noexcept {
   constexpr std::string_view kNames[] = {"protected", "unprotected", "untouched"};
   return kNames[static_cast<std::size_t>(outcome)];
+}
+
+std::string_view NameOf(WhatIfKey key) noexcept {
+  constexpr std::string_view kNames[] = {"effective", "policy", "local"};
+  return kNames[static_cast<std::size_t>(key)];
 }
 
 std::string_view NameOf(Source source) noexcept {
@@ -241,7 +246,7 @@ std::vector<Fact> RegistrationFacts(const Registration& registration) {
 }
 
 std::string WhatIfValue(const WhatIfSetting& whatIf) {
-  if (whatIf.setting->name == "SKey") return whatIf.value.empty() ? "empty" : "set";
+  if (whatIf.setting->name == "SKey" && whatIf.value != L"-") return whatIf.value.empty() ? "empty" : "set";
   return Tools::PlainText(whatIf.value);
 }
 
@@ -249,7 +254,7 @@ std::vector<std::string> WhatIfTexts(const Report& report) {
   std::vector<std::string> texts;
   for (const WhatIfSetting& whatIf : report.whatIfSettings) {
     const std::string value = WhatIfValue(whatIf);
-    texts.push_back(std::string{whatIf.setting->name} + "=" +
+    texts.push_back(std::string{PrefixOf(whatIf.key)} + std::string{whatIf.setting->name} + "=" +
                     (whatIf.setting->name == "SKey" ? "(" + value + ")" : value));
   }
   return texts;

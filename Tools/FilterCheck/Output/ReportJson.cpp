@@ -146,6 +146,8 @@ Value FilterJson(const RegisteredFilter& filter) {
                      {"threadingModel", filter.threadingModel},
                      {"moduleExists", filter.moduleExists},
                      {"architectureFits", filter.architectureFits},
+                     {"architecture", filter.architecture},
+                     {"version", filter.version},
                      {"sameAsBeside", OptionalJson(filter.sameAsBeside)}});
 }
 
@@ -174,7 +176,9 @@ void PrintJson(const Report& report, std::ostream& out) {
   std::copy_if(kSignIns.begin(), kSignIns.end(), std::back_inserter(required),
                [&](SignIn kind) { return report.demand[IndexOf(kind)]; });
   const auto assumptionJson = [](const WhatIfSetting& whatIf) {
-    return ObjectJson({{"setting", TextJson(whatIf.setting->name)}, {"value", WhatIfValue(whatIf)}});
+    return ObjectJson({{"key", TextJson(NameOf(whatIf.key))},
+                       {"setting", TextJson(whatIf.setting->name)},
+                       {"value", WhatIfValue(whatIf)}});
   };
   const Value value =
       ObjectJson({{"schema", kSchema},

@@ -59,12 +59,15 @@ void Remove(StoredKey& key, const SettingInfo& setting) {
 void ApplyWhatIf(StoredKeys& keys, std::span<const WhatIfSetting> settings) {
   for (const WhatIfSetting& whatIf : settings) {
     const SettingInfo& setting = *whatIf.setting;
-    StoredKey& key = keys.policy.Find(setting.name) != nullptr ? keys.policy : keys.local;
-    if (whatIf.value.empty()) {
-      Remove(keys.policy, setting);
-      Remove(keys.local, setting);
+    const bool unnamed = whatIf.key == WhatIfKey::Effective;
+    if (whatIf.value == L"-" || (unnamed && whatIf.value.empty())) {
+      if (whatIf.key != WhatIfKey::Local) Remove(keys.policy, setting);
+      if (whatIf.key != WhatIfKey::Policy) Remove(keys.local, setting);
       continue;
     }
+    const bool inPolicy =
+        unnamed ? keys.policy.Find(setting.name) != nullptr : whatIf.key == WhatIfKey::Policy;
+    StoredKey& key = inPolicy ? keys.policy : keys.local;
     RawValue value = ValueOf(whatIf);
     Remove(key, setting);
     key.exists = true;

@@ -3,6 +3,7 @@
 #include "Common/ErrorText.h"
 #include "Common/ToolError.h"
 #include "KuvAuth/Support/SettingsKeys.h"
+#include "KuvAuth/Support/UniqueResource.h"
 
 namespace FilterCheck {
 
@@ -14,47 +15,6 @@ void RequireView(LSTATUS status, const char* step) {
   if (status == ERROR_SUCCESS) return;
   throw Tools::ToolError{std::string{"cannot use a copy of the settings: "} + step + ": " +
                          Tools::DescribeError(static_cast<std::uint32_t>(status))};
-}
-
-// Returns the kernel name of an opened key, for example "\REGISTRY\MACHINE\SOFTWARE".
-std::wstring KernelName(HKEY key) {
-  using QueryKey = LONG(WINAPI*)(HANDLE, int, void*, ULONG, ULONG*);
-  constexpr int kNameInformation = 3;
-  struct {
-    ULONG bytes;
-    wchar_t text[1024];
-  } name{};
-  const FARPROC address = ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "NtQueryKey");
-  // The cast goes through void* because the two function types are unrelated.
-  const auto query = reinterpret_cast<QueryKey>(reinterpret_cast<void*>(address));
-  ULONG bytes = 0;
-  if (query == nullptr || query(key, kNameInformation, &name, sizeof(name), &bytes) < 0)
-    RequireView(ERROR_NOT_SUPPORTED, "NtQueryKey");
-  return {name.text, name.bytes / sizeof(wchar_t)};
-}
-
-bool StartsWith(const std::wstring& text, std::wstring_view start) {
-  return text.size() >= start.size() &&
-         ::CompareStringOrdinal(text.data(), static_cast<int>(start.size()), start.data(),
-                                static_cast<int>(start.size()), /*bIgnoreCase=*/TRUE) == CSTR_EQUAL;
-}
-
-// Returns the key that HKEY_LOCAL_MACHINE is redirected to in this process, to be restored later, or null if
-// it is not redirected. Windows has no function for this, so the name of a subkey is used.
-UniqueRegistryKey MachineRoot() {
-  constexpr std::wstring_view kUsers = L"\\REGISTRY\\USER\\";
-  constexpr std::wstring_view kBelow = L"\\Software";
-  UniqueRegistryKey software;
-  RequireView(
-      ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"Software", /*ulOptions=*/0, KEY_QUERY_VALUE, software.Put()),
-      "HKLM\\Software");
-  const std::wstring name = KernelName(software.Get());
-  UniqueRegistryKey root;
-  if (!StartsWith(name, kUsers)) return root;
-  const std::wstring path = name.substr(kUsers.size(), name.size() - kUsers.size() - kBelow.size());
-  RequireView(::RegOpenKeyExW(HKEY_USERS, path.c_str(), /*ulOptions=*/0, MAXIMUM_ALLOWED, root.Put()),
-              "the redirected root");
-  return root;
 }
 
 bool IsBlankUnit(std::uint8_t low, std::uint8_t high) {
@@ -117,7 +77,7 @@ UniqueRegistryKey CreateView(const std::wstring& path, const StoredKeys& keys) {
 }  // namespace
 
 PrivateSettings::PrivateSettings(const StoredKeys& keys)
-    : before_(MachineRoot()), path_(L"Software\\KuvFilterCheck." + std::to_wstring(::GetCurrentProcessId())) {
+    : path_(L"Software\\KuvFilterCheck." + std::to_wstring(::GetCurrentProcessId())) {
   try {
     const UniqueRegistryKey view = CreateView(path_, keys);
     RequireView(::RegOverridePredefKey(HKEY_LOCAL_MACHINE, view.Get()), "RegOverridePredefKey");
@@ -128,7 +88,7 @@ PrivateSettings::PrivateSettings(const StoredKeys& keys)
 }
 
 PrivateSettings::~PrivateSettings() {
-  ::RegOverridePredefKey(HKEY_LOCAL_MACHINE, before_.Get());
+  ::RegOverridePredefKey(HKEY_LOCAL_MACHINE, /*hNewHKey=*/nullptr);
   ::RegDeleteTreeW(HKEY_CURRENT_USER, path_.c_str());
 }
 

@@ -3,7 +3,6 @@
 #include <string>
 
 #include "FilterCheck/Machine/StoredKeys.h"
-#include "KuvAuth/Support/UniqueResource.h"
 
 namespace FilterCheck {
 
@@ -18,8 +17,6 @@ class PrivateSettings {
   PrivateSettings& operator=(const PrivateSettings&) = delete;
 
  private:
-  /// The key to which the root was redirected before; null if it was not redirected.
-  Kuv::UniqueRegistryKey before_;
   std::wstring path_;
 };
 

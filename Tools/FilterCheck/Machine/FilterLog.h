@@ -1,0 +1,12 @@
+#pragma once
+
+#include "FilterCheck/Model/Machine.h"
+
+namespace FilterCheck {
+
+/// Reads what the last 1 MB of the filter's log show. Skips every line that is not in the form that the
+/// filter writes. Other processes may have the log open for writing. Throws `Tools::ToolError` if the path of
+/// the log is unavailable.
+Evidence ReadEvidence();
+
+}  // namespace FilterCheck
