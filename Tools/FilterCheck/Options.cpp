@@ -15,15 +15,12 @@ namespace {
 using Tools::Quoted;
 using Tools::ThrowUsage;
 
-bool HasPrefix(const std::wstring& name, std::string_view prefix) {
-  return ToLowerAscii(WideToUtf8(name.substr(0, prefix.size()))) == ToLowerAscii(std::string{prefix});
-}
-
 // Removes the name of a key from the start of the name of a setting.
 WhatIfKey TakeKey(std::wstring& name) {
   for (const WhatIfKey key : {WhatIfKey::Policy, WhatIfKey::Local}) {
-    if (!HasPrefix(name, PrefixOf(key))) continue;
-    name.erase(0, PrefixOf(key).size());
+    const std::string prefix{PrefixOf(key)};
+    if (ToLowerAscii(WideToUtf8(name.substr(0, prefix.size()))) != ToLowerAscii(prefix)) continue;
+    name.erase(0, prefix.size());
     return key;
   }
   return WhatIfKey::Effective;

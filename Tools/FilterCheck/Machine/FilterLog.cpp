@@ -20,7 +20,7 @@ namespace FilterCheck {
 
 namespace {
 
-constexpr std::size_t kMostLogBytes = 1024 * 1024;
+constexpr std::size_t kMostLogBytes = std::size_t{1024} * 1024;
 constexpr std::size_t kMostLineBytes = 2045;  // without the line end
 constexpr std::size_t kMostErrors = 3;
 constexpr std::size_t kMostErrorBytes = 300;

@@ -4,9 +4,9 @@
 
 namespace FilterCheck {
 
-/// Reads what the last 1 MB of the filter's log show. Skips every line that is not in the form that the
-/// filter writes. Other processes may have the log open for writing. Throws `Tools::ToolError` if the path of
-/// the log is unavailable.
+/// Reads the end of the filter's log, at most 1 MB. Skips every line that is not in the form that the filter
+/// writes. Other processes may have the log open for writing. Throws `Tools::ToolError` if the path of the
+/// log is unavailable.
 Evidence ReadEvidence();
 
 }  // namespace FilterCheck
