@@ -8,6 +8,7 @@
 
 #include <gmock/gmock.h>
 
+#include "FilterCheck/Machine/HostReader.h"
 #include "KuvAuth/Support/Text.h"
 #include "KuvAuth/Support/UniqueResource.h"
 #include "Tools/FilterCheck/SettingsFixture.h"
@@ -222,6 +223,22 @@ TEST_F(AccessFindings, WarnOfAnotherOwnerOfTheLogFolder) {
   EXPECT_EQ(finding.text,
             FolderName() + " is owned by S-1-5-21-1-2-3-1001, who can change its permissions at any time.");
   EXPECT_EQ(finding.advice, "Make Administrators the owner.");
+}
+
+// An owner that runs the program with administrative rights is an administrator.
+TEST_F(AccessFindings, AcceptTheUserOfTheProgramAsOwnerIfElevated) {
+  const std::wstring user = FilterCheck::ElevatedUser();
+  ASSERT_FALSE(user.empty()) << "this test requires administrative rights";
+  folder = L"O:" + user + With(L"");
+  EXPECT_THAT(IdsOf(Examine()), IsEmpty());
+  KUV_IMPORT_HOOK(token, GetTokenInformation);
+  token.Answer([&](HANDLE handle, TOKEN_INFORMATION_CLASS what, LPVOID data, DWORD size, PDWORD needed) {
+    const BOOL answer = token.Original(handle, what, data, size, needed);
+    if (what == TokenElevation) static_cast<TOKEN_ELEVATION*>(data)->TokenIsElevated = 0;
+    return answer;
+  });
+  EXPECT_EQ(FilterCheck::ElevatedUser(), L"");
+  Only("access.owner");
 }
 
 TEST_F(AccessFindings, WarnOfAnotherOwnerOfAKey) {

@@ -88,10 +88,11 @@ DWORD DeniedBefore(const std::vector<AccessEntry>& entries, std::size_t index) {
   return denied;
 }
 
-OrdinaryAccess JudgeList(const AccessList& list, const Masks& masks) {
+OrdinaryAccess JudgeList(const AccessList& list, const Masks& masks, const std::wstring& administrator) {
   OrdinaryAccess access;
   access.unreadable = list.unreadable;
-  const bool expected = std::find(std::begin(kOwners), std::end(kOwners), list.owner) != std::end(kOwners);
+  const bool expected = list.owner == administrator ||
+                        std::find(std::begin(kOwners), std::end(kOwners), list.owner) != std::end(kOwners);
   if (!expected) access.owner = Tools::PlainText(list.owner);
   if (list.isMissing) Grant(access, masks.read | masks.write, masks, "Everyone");
   for (std::size_t i = 0; i < list.entries.size(); ++i) {
@@ -139,8 +140,7 @@ void JudgeKey(const OrdinaryAccess& access, const StoredKey& stored, const char*
                       "Grant access to SYSTEM and Administrators only, and remove inherited permissions."});
 }
 
-void JudgeLogFolder(const FolderAccess& folder, Findings& findings) {
-  const OrdinaryAccess access = JudgeList(folder.list, kFolderMasks);
+void JudgeLogFolder(const FolderAccess& folder, const OrdinaryAccess& access, Findings& findings) {
   JudgeOwner(access, folder.path, findings);
   if (access.mayRead || access.mayWrite) {
     findings.push_back(
@@ -159,8 +159,7 @@ void JudgeLogFolder(const FolderAccess& folder, Findings& findings) {
   }
 }
 
-void JudgeModuleFolder(const FolderAccess& folder, Findings& findings) {
-  const OrdinaryAccess access = JudgeList(folder.list, kModuleFolderMasks);
+void JudgeModuleFolder(const FolderAccess& folder, const OrdinaryAccess& access, Findings& findings) {
   JudgeOwner(access, folder.path, findings);
   if (!access.mayWrite) return;
   findings.push_back({"access.module-folder", Severity::Warning, folder.path,
@@ -173,11 +172,15 @@ void JudgeModuleFolder(const FolderAccess& folder, Findings& findings) {
 }  // namespace
 
 Findings JudgeAccess(const AccessLists& access, const StoredKeys& keys) {
+  const auto judge = [&](const AccessList& list, const Masks& masks) {
+    return JudgeList(list, masks, access.administrator);
+  };
   Findings findings;
-  JudgeKey(JudgeList(access.policyKey, kKeyMasks), keys.policy, PolicyKeyPath, findings);
-  JudgeKey(JudgeList(access.localKey, kKeyMasks), keys.local, LocalKeyPath, findings);
-  JudgeLogFolder(access.logFolder, findings);
-  for (const FolderAccess& folder : access.moduleFolders) JudgeModuleFolder(folder, findings);
+  JudgeKey(judge(access.policyKey, kKeyMasks), keys.policy, PolicyKeyPath, findings);
+  JudgeKey(judge(access.localKey, kKeyMasks), keys.local, LocalKeyPath, findings);
+  JudgeLogFolder(access.logFolder, judge(access.logFolder.list, kFolderMasks), findings);
+  for (const FolderAccess& folder : access.moduleFolders)
+    JudgeModuleFolder(folder, judge(folder.list, kModuleFolderMasks), findings);
   return findings;
 }
 

@@ -9,6 +9,7 @@
 #include "Common/ErrorText.h"
 #include "Common/LogPath.h"
 #include "Common/PlainText.h"
+#include "FilterCheck/Machine/HostReader.h"
 #include "FilterCheck/Machine/RegistrationReader.h"
 #include "KuvAuth/Support/SettingsKeys.h"
 #include "KuvAuth/Support/Text.h"
@@ -112,7 +113,7 @@ std::vector<FolderAccess> ReadModuleFolders() {
 
 AccessLists ReadAccessLists() {
   return {ReadKeyAccess(PolicyKeyPath), ReadKeyAccess(LocalKeyPath),
-          ReadFolderAccess(FolderOf(Tools::FilterLogPath())), ReadModuleFolders()};
+          ReadFolderAccess(FolderOf(Tools::FilterLogPath())), ElevatedUser(), ReadModuleFolders()};
 }
 
 }  // namespace FilterCheck

@@ -36,6 +36,7 @@ struct AccessLists {
   AccessList policyKey;
   AccessList localKey;
   FolderAccess logFolder;
+  std::wstring administrator;               ///< the user that runs this program, if elevated; else empty
   std::vector<FolderAccess> moduleFolders;  ///< of the registered modules of the filter, each folder once
 };
 

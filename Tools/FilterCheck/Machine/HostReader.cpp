@@ -1,6 +1,7 @@
 #include "FilterCheck/Machine/HostReader.h"
 
 #include <windows.h>
+#include <sddl.h>
 
 #include <iterator>
 
@@ -50,15 +51,6 @@ std::string WindowsVersion() {
          RevisionText();
 }
 
-bool IsElevated() {
-  Kuv::UniqueResource<TokenTraits> token;
-  if (::OpenProcessToken(::GetCurrentProcess(), TOKEN_QUERY, token.Put()) == FALSE) return false;
-  TOKEN_ELEVATION elevation{};
-  DWORD size = 0;
-  return ::GetTokenInformation(token.Get(), TokenElevation, &elevation, sizeof(elevation), &size) != FALSE &&
-         elevation.TokenIsElevated != 0;
-}
-
 std::string SafeMode() {
   switch (::GetSystemMetrics(SM_CLEANBOOT)) {
     case 0:
@@ -78,8 +70,29 @@ Host ReadHost(const Registration& registration) {
           registration.filter[0].version,
           WindowsVersion(),
           ArchitectureName(NativeMachine()),
-          IsElevated(),
+          !ElevatedUser().empty(),
           SafeMode()};
+}
+
+std::wstring ElevatedUser() {
+  Kuv::UniqueResource<TokenTraits> token;
+  if (::OpenProcessToken(::GetCurrentProcess(), TOKEN_QUERY, token.Put()) == FALSE) return {};
+  TOKEN_ELEVATION elevation{};
+  DWORD size = 0;
+  if (::GetTokenInformation(token.Get(), TokenElevation, &elevation, sizeof(elevation), &size) == FALSE ||
+      elevation.TokenIsElevated == 0) {
+    return {};
+  }
+  struct {
+    TOKEN_USER user;
+    BYTE sid[SECURITY_MAX_SID_SIZE];
+  } user{};
+  Kuv::UniqueLocalMemory<wchar_t> text;
+  if (::GetTokenInformation(token.Get(), TokenUser, &user, sizeof(user), &size) == FALSE ||
+      ::ConvertSidToStringSidW(user.user.User.Sid, text.Put()) == FALSE) {
+    return {};
+  }
+  return text.Get();
 }
 
 std::string ToolVersion() {
