@@ -24,20 +24,22 @@ picture=$root/Docs/FilterCheck.png
 folder=$work/wine/drive_c/Program\ Files/Kuvant/KuvCredProv
 
 Scripts/setup.sh
-say "building KuvCredFilter.dll and KuvFilterCheck.exe"
+say "building KuvCredFilter.dll, KuvFilterHost.exe and KuvFilterCheck.exe"
 mkdir -p "$build"
-quietly "$log" build_preset mingw-x64-release --target KuvCredFilter KuvFilterCheck
+quietly "$log" build_preset mingw-x64-release --target KuvCredFilter KuvFilterHost KuvFilterCheck
 
 say "installing the filter and the sample settings in $work/wine"
 rm -rf "$work"
 keep_wine "$work"
 mkdir -p "$folder"
-cp "$build/bin/KuvCredFilter.dll" "$build/bin/KuvFilterCheck.exe" "$folder"
+cp "$build"/bin/{KuvCredFilter.dll,KuvFilterHost.exe,KuvFilterCheck.exe} "$folder"
 quietly "$log" "${wine[@]}" regsvr32 /s 'C:\Program Files\Kuvant\KuvCredProv\KuvCredFilter.dll'
 quietly "$log" "${wine[@]}" reg import "$(windows_path "$root/Tools/FilterHost/Sample.reg")"
 quietly "$log" "${wine[@]}" reg add 'HKLM\System\CurrentControlSet\Services\Tcpip\Parameters' /v Hostname /d SAMPLE-PC /f
 
 say "creating $picture"
+# The filter decides once, so that the check finds a log.
+quietly "$log" "${wine[@]}" "$folder/KuvFilterHost.exe"
 "${wine[@]}" "$folder/KuvFilterCheck.exe" --html "$(windows_path "$work/page.html")" >"$log"
 python3 -B Scripts/page-picture.py "$work/page.html" "$picture"
 say "done"

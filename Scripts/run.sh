@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Shows the filter from a fresh clone: builds it, registers it in the Wine prefix of the build tree with the providers and
-# settings of Tools/FilterHost/Sample.reg, and then shows its decisions with KuvFilterHost, or checks the machine with
-# KuvFilterCheck.
+# settings of Tools/FilterHost/Sample.reg, and calls it with KuvFilterHost, which shows its decisions. With --check,
+# KuvFilterCheck then checks the machine.
 #
 #   Scripts/run.sh [KuvFilterHost options]            Scripts/run.sh --help lists them
 #   Scripts/run.sh --check [KuvFilterCheck options]   Scripts/run.sh --check --help lists them
@@ -25,17 +25,18 @@ use_wine "$build"
 "$root/Scripts/setup.sh" >&2
 mkdir -p "$build"
 
-say "building KuvCredFilter.dll and $program.exe" >&2
+say "building KuvCredFilter.dll, KuvFilterHost.exe and KuvFilterCheck.exe" >&2
 cd "$root"
-quietly "$log" build_preset mingw-x64-release --target KuvCredFilter "$program"
+quietly "$log" build_preset mingw-x64-release --target KuvCredFilter KuvFilterHost KuvFilterCheck
 cd "$OLDPWD"
 
 say "registering the filter and the sample settings in $build/wine" >&2
 quietly "$log" "${wine[@]}" regsvr32 /s "$(windows_path "$build/bin/KuvCredFilter.dll")"
 quietly "$log" "${wine[@]}" reg import "$(windows_path "$root/Tools/FilterHost/Sample.reg")"
 if [ "$program" = KuvFilterCheck ]; then
-  # Wine does not keep the permissions and the owner of a log folder, which the check would report.
+  # The filter decides once, so that the check finds a log. Wine does not restrict the folder of the log if it exists.
   rm -rf "$build/wine/drive_c/ProgramData/Kuvant"
+  quietly "$log" "${wine[@]}" "$build/bin/KuvFilterHost.exe"
 fi
 
 say "running $program" >&2
