@@ -103,7 +103,8 @@ PLATFORM = {"CMAKE_PREFIX_PATH", "ExcludedCredentialProviders", "LocalAccountTok
 
 def page_text(page):
     """Returns a page without the table of Windows providers, which check_doc.py compares with the sources."""
-    return re.sub(r"<!-- providers -->.*<!-- end of providers -->", "", page.read_text(encoding="utf-8"), flags=re.DOTALL)
+    text = page.read_text(encoding="utf-8")
+    return re.sub(r"<!-- providers -->.*<!-- end of providers -->", "", text, flags=re.DOTALL)
 
 
 def prose(page):

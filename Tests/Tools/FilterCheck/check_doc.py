@@ -50,11 +50,11 @@ class FilterCheckPage(unittest.TestCase):
 
     def test_providers_match_the_table(self):
         texts = re.findall(r'"([^"]+)"', re.search(r"kTexts\[\] = \{([^}]*)\}", STOCK).group(1))
-        asks = dict(zip(re.findall(r"^  (\w+),", re.search(r"enum class Asks[^}]*\}", STOCK_HEADER).group(), re.MULTILINE),
-                        texts))
+        kinds = re.findall(r"^  (\w+),", re.search(r"enum class Asks[^}]*\}", STOCK_HEADER).group(), re.MULTILINE)
+        asks = dict(zip(kinds, texts))
         of_source = {(name, identifier, asks[kind]) for identifier, name, kind in STOCK_ROWS}
-        of_page = re.findall(r"^\| ([^|]+) \| `(\{[-0-9A-F]+\})` \| ([^|]+) \| (?:SDK: `\w+`|registry) \|$", page_text(),
-                             re.MULTILINE)
+        row = r"^\| ([^|]+) \| `(\{[-0-9A-F]+\})` \| ([^|]+) \| (?:SDK: `\w+`|registry) \|$"
+        of_page = re.findall(row, page_text(), re.MULTILINE)
         self.assertGreater(len(of_page), 25)
         self.assertEqual(sorted(of_page), sorted(of_source))
 
