@@ -1,9 +1,11 @@
+#include <windows.h>
+
 #include <algorithm>
-#include <iterator>
 
 #include "KuvAuth/Configuration/Configuration.h"
 #include "KuvAuth/Configuration/SettingReader.h"
 #include "KuvAuth/Logging/LogFront.h"
+#include "KuvAuth/Registry/OpenedKey.h"
 #include "KuvAuth/Support/Text.h"
 
 namespace {

@@ -1,5 +1,6 @@
 #include "KuvAuth/Configuration/SettingReader.h"
 
+#include <windows.h>
 #include <objbase.h>
 
 #include <cstring>
