@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "KuvAuth/Configuration/KuvAuthConfig.h"
+#include "KuvAuth/Configuration/SettingReader.h"
 #include "RecordFixture.h"
 #include "Support/ImportHook.h"
 #include "Support/MemoryExhaustion.h"
@@ -19,9 +20,19 @@ using KuvTest::SecretTraces;
 // For a heap block, and for the buffer inside a string.
 const std::string kSecrets[] = {"aB3$xYz~9Qw!kLm#7RtV^pN&2sDfGh*J", "aB3$xYz~9Qw"};
 
-// The key as an administrator may write it; the load removes the space.
+// The key as an administrator may write it. The load removes the spaces, which moves the rest.
 std::string Spaced(const std::string& secret) {
-  return " " + secret.substr(0, 5) + " " + secret.substr(5);
+  return "    " + secret.substr(0, 5) + "    " + secret.substr(5);
+}
+
+// Returns whether the storage of a text holds 4 bytes of the secret, also after its end.
+bool Holds(const std::string& text, const std::string& secret) {
+  constexpr std::ptrdiff_t kPart = 4;
+  const char* const end = text.data() + text.capacity();
+  for (auto part = secret.begin(); secret.end() - part >= kPart; ++part) {
+    if (std::search(text.data(), end, part, part + kPart) != end) return true;
+  }
+  return false;
 }
 
 class SecretKey : public KuvTest::RecordFixture {
@@ -31,13 +42,6 @@ class SecretKey : public KuvTest::RecordFixture {
     EXPECT_EQ(traces.freedBlocks, 0u);
     EXPECT_EQ(traces.onStack, 0u);
   }
-
-  // Returns whether the storage of the record's key holds a part of the secret.
-  bool Holds(const std::string& secret) const {
-    const char* const storage = record.SKey.data();
-    const char* const end = storage + record.SKey.capacity();
-    return std::search(storage, end, secret.begin(), secret.begin() + 4) != end;
-  }
 };
 
 TEST_F(SecretKey, LeavesNoTraceOfALoadOutsideTheRecord) {
@@ -45,9 +49,9 @@ TEST_F(SecretKey, LeavesNoTraceOfALoadOutsideTheRecord) {
     SCOPED_TRACE(secret);
     SetCredentials();
     fake.SetText(kLocalPath, "SKey", Spaced(secret));
-    record = Configuration{};
-    ExpectNoTraces(secret, [this] { static_cast<void>(record.Load(fake)); });
-    EXPECT_EQ(record.SKey, secret);
+    Configuration loaded;
+    ExpectNoTraces(secret, [&] { static_cast<void>(loaded.Load(fake)); });
+    EXPECT_EQ(loaded.SKey, secret);
   }
 }
 
@@ -55,16 +59,27 @@ TEST_F(SecretKey, LeavesNoTraceOfAFailedLoad) {
   for (const std::string& secret : kSecrets) {
     SCOPED_TRACE(secret);
     fake.SetText(kLocalPath, "SKey", Spaced(secret));
-    ExpectNoTraces(secret, [this] { static_cast<void>(record.Load(fake)); });
-    EXPECT_FALSE(record.IsConfigured());
+    Configuration loaded;
+    ExpectNoTraces(secret, [&] { static_cast<void>(loaded.Load(fake)); });
+    EXPECT_FALSE(loaded.IsConfigured());
   }
 }
 
-TEST_F(SecretKey, LeavesNoTraceOfAQueryThatFailsWithData) {
-  fake.SetText(kLocalPath, "SKey", kSecrets[0]);
-  fake.FailQuery("SKey", ERROR_MORE_DATA);
-  ExpectNoTraces(kSecrets[0], [this] { static_cast<void>(record.Load(fake)); });
-  EXPECT_EQ(record.SKey, "");
+// A load reads further texts, which overwrite the buffer.
+TEST_F(SecretKey, ReadFromAKeyLeavesNoTraceOutsideTheResult) {
+  for (const LSTATUS status : {ERROR_SUCCESS, ERROR_MORE_DATA}) {
+    SCOPED_TRACE(status);
+    fake.SetText(kLocalPath, "SKey", kSecrets[0]);
+    fake.FailQuery("SKey", status);
+    HKEY key = nullptr;
+    ASSERT_EQ(fake.OpenKeyA(HKEY_LOCAL_MACHINE, kLocalPath.c_str(), 0, KEY_QUERY_VALUE, &key), ERROR_SUCCESS);
+    std::string text;
+    ExpectNoTraces(kSecrets[0], [&] {
+      EXPECT_EQ((Kuv::SettingReader{fake, key}.ReadText("SKey", text)), status == ERROR_SUCCESS);
+    });
+    EXPECT_EQ(text, status == ERROR_SUCCESS ? kSecrets[0] : "");
+    fake.CloseKey(key);
+  }
 }
 
 TEST_F(SecretKey, OfTheLocalKeyIsWipedWhenThatOfThePolicyReplacesIt) {
@@ -74,10 +89,10 @@ TEST_F(SecretKey, OfTheLocalKeyIsWipedWhenThatOfThePolicyReplacesIt) {
       SetCredentials();
       fake.SetText(kLocalPath, "SKey", secret);
       fake.SetText(kPolicyPath, "SKey", replacement);
-      record = Configuration{};
-      ExpectNoTraces(secret, [this] { static_cast<void>(record.Load(fake)); });
-      EXPECT_EQ(record.SKey, replacement);
-      EXPECT_FALSE(Holds(secret));
+      Configuration loaded;
+      ExpectNoTraces(secret, [&] { static_cast<void>(loaded.Load(fake)); });
+      EXPECT_EQ(loaded.SKey, replacement);
+      EXPECT_FALSE(Holds(loaded.SKey, secret));
     }
   }
 }
@@ -92,13 +107,13 @@ TEST_F(SecretKey, IsWipedWhereverALoadRunsOutOfMemory) {
   std::size_t thrown = 0;
   for (std::size_t allocation = 1; allocation < 20; ++allocation) {
     SCOPED_TRACE(allocation);
-    record = Configuration{};
+    Configuration loaded;
     bool failed = false;
     Registry platform;
     const SecretTraces traces = KuvTest::FindSecretTraces(kSecrets[0], [&] {
       const KuvTest::MemoryExhaustion exhaustion{allocation};
       try {
-        static_cast<void>(record.Load(platform));
+        static_cast<void>(loaded.Load(platform));
       } catch (const std::bad_alloc&) {
         failed = true;
       }
@@ -107,7 +122,7 @@ TEST_F(SecretKey, IsWipedWhereverALoadRunsOutOfMemory) {
     EXPECT_EQ(traces.freedBlocks, 0u);
     if (!failed) break;
     ++thrown;
-    EXPECT_FALSE(Holds(kSecrets[0]));
+    EXPECT_FALSE(Holds(loaded.SKey, kSecrets[0]));
   }
   EXPECT_GE(thrown, 4u);
 }
@@ -123,9 +138,7 @@ TEST_F(SecretKey, IsWipedWhenItIsSetAgain) {
         static_cast<void>(SetServiceCredentials("host", "ikey", replacement));
       });
       EXPECT_EQ(global.SKey, replacement);
-      const char* const storage = global.SKey.data();
-      const char* const end = storage + global.SKey.capacity();
-      EXPECT_EQ(std::search(storage, end, secret.begin() + 5, secret.begin() + 9), end);
+      EXPECT_FALSE(Holds(global.SKey, secret));
     }
   }
 }

@@ -1,5 +1,6 @@
 // All public headers before the headers of the platform, which still declare what they declare without ours.
-// clang-format off: the order is the subject.
+// The order is the subject.
+// clang-format off
 #include "AllHeaders.h"
 #include <winsock2.h>
 #include <windows.h>

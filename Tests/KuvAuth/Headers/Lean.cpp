@@ -1,5 +1,6 @@
 // With these definitions, <windows.h> may precede <winsock2.h>.
-// clang-format off: the order is the subject.
+// The order is the subject.
+// clang-format off
 #define WIN32_LEAN_AND_MEAN
 #define NOMINMAX
 #define STRICT

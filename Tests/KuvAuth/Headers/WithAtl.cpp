@@ -1,5 +1,6 @@
 // As on a machine with ATL, whose namespace is not used automatically.
-// clang-format off: the order is the subject.
+// The order is the subject.
+// clang-format off
 #define _ATL_NO_AUTOMATIC_NAMESPACE
 #include "AllHeadersReversed.h"
 #include <winsock2.h>
