@@ -7,7 +7,7 @@
 #include "KuvAuth/ServiceClient/HashCalls.h"
 
 /// @file
-/// The parts of signed requests that callers build with results of their own.
+/// Parts of signed requests that do not log their failures.
 
 namespace Kuv::Util {
 
