@@ -50,9 +50,13 @@ class MaskedNames {
     }
   }
 
+  // Also finds a name that is encoded once more, as in the encoded text of a parameter whose name is encoded.
   bool Contains(std::string_view name) const {
-    return names_.find(name) != names_.end() || names_.contains(PercentDecode(name));
+    if (name.empty()) return false;
+    const std::string once = PercentDecode(name);
+    return names_.contains(name) || names_.contains(once) || names_.contains(PercentDecode(once));
   }
+  bool ContainsEmpty() const { return names_.contains(std::string_view{}); }
 
  private:
   std::set<std::string, std::less<>> names_;
@@ -78,14 +82,15 @@ std::optional<std::size_t> FindMasked(std::string_view text, const MaskedNames& 
 // Returns how much of a pair can be shown if the rest must be masked. A value can contain the text of other
 // parameters, encoded once more; it is masked as a whole if one of them is.
 std::optional<std::size_t> FindMaskedInPair(std::string_view pair, const MaskedNames& names) {
+  if (pair.starts_with('=') && names.ContainsEmpty()) return 1;
   if (const auto position = FindMasked(pair, names)) return position;
+  const std::size_t equals = pair.find('=');
+  const std::size_t start = equals == std::string_view::npos ? 0 : equals + 1;
   constexpr int kLevels = 3;
-  std::string decoded{pair};
+  std::string value{pair.substr(start)};
   for (int level = 0; level < kLevels; ++level) {
-    decoded = PercentDecode(decoded);
-    if (!FindMasked(decoded, names)) continue;
-    const std::size_t equals = pair.find('=');
-    return equals == std::string_view::npos ? 0 : equals + 1;
+    value = PercentDecode(value);
+    if (FindMasked(value, names)) return start;
   }
   return std::nullopt;
 }
