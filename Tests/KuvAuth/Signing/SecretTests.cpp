@@ -28,7 +28,7 @@ static_assert(std::is_nothrow_move_constructible_v<Secret> && std::is_nothrow_mo
 static_assert(!Printable<Secret> && !Comparable<Secret>);
 static_assert(!std::convertible_to<Secret, std::string> && !std::convertible_to<Secret, std::string_view> &&
               !std::constructible_from<std::string, Secret>);
-// A text is not taken for a secret by accident, nor a secret for another field.
+// A text does not convert to a secret by accident, nor a secret to another field.
 static_assert(!std::convertible_to<std::string, Secret> && !std::convertible_to<const char*, Secret>);
 static_assert(!std::assignable_from<decltype(CredentialValues::host)&, Secret>);
 static_assert(!std::is_copy_constructible_v<Kuv::Signing::Credentials>);

@@ -20,7 +20,7 @@ using std::chrono::sys_seconds;
 const sys_seconds kNow = *ParseHttpDate(kDate);
 constexpr seconds kSkew{300};
 
-// A received request, as texts of its own.
+// The texts of a received request.
 struct Texts {
   explicit Texts(const SignedRequest& request, bool isJson)
       : method(request.method),
@@ -66,7 +66,7 @@ class VerifyRequest : public ::testing::Test {
               rejection == Rejection::None ? Verdict::Accepted : Verdict::Rejected);
   }
 
-  // Signs the texts anew with the plain functions, so that only the change itself is left to reject.
+  // Signs the texts again with the plain functions, so that only the change itself is left to reject.
   void SignAgain(Texts& texts) const {
     const std::string text = texts.json
                                  ? Kuv::Util::BuildJsonAuthorizationSignature(
