@@ -11,10 +11,8 @@
 
 namespace {
 
-using namespace Kuv::Signing;
-
-Result<Credentials> LoadFromSettings() {
-  Result<Credentials> credentials = Credentials::FromSettings();
+Kuv::Signing::Result<Kuv::Signing::Credentials> LoadFromSettings() {
+  Kuv::Signing::Result<Kuv::Signing::Credentials> credentials = Kuv::Signing::Credentials::FromSettings();
   // The record of the process has the fail mode, which is part of the User-Agent header.
   if (credentials) EnsureConfigurationLoaded();
   return credentials;
