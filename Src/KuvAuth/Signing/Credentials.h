@@ -56,7 +56,7 @@ class Credentials {
   [[nodiscard]] const Secret& SecretKey() const noexcept { return values_.secretKey; }
 
  private:
-  explicit Credentials(CredentialValues values) noexcept : values_(std::move(values)) {}
+  explicit Credentials(CredentialValues&& values) noexcept : values_(std::move(values)) {}
 
   CredentialValues values_;
 };

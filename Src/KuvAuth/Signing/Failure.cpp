@@ -1,18 +1,21 @@
 #include "KuvAuth/Signing/Failure.h"
 
-#include <cstdio>
-
+#include "KuvAuth/ServiceClient/Encoders.h"
 #include "KuvAuth/Support/SettingsKeys.h"
 
 namespace Kuv::Signing {
 
 namespace {
 
+std::string Hexadecimal(std::uint32_t code) {
+  const std::uint8_t bytes[] = {static_cast<std::uint8_t>(code >> 24), static_cast<std::uint8_t>(code >> 16),
+                                static_cast<std::uint8_t>(code >> 8), static_cast<std::uint8_t>(code)};
+  return "0x" + Util::BytesToHexString(bytes, sizeof(bytes));
+}
+
 std::string DescribeCall(const Failure& failure) {
-  char code[40];
-  std::snprintf(code, sizeof(code), "%lu (0x%08lX)", static_cast<unsigned long>(failure.code),
-                static_cast<unsigned long>(failure.code));
-  return "The platform call " + failure.call + " failed for " + failure.field + ". {error: " + code + "}";
+  return "The platform call " + failure.call + " failed for " + failure.field +
+         ". {error: " + std::to_string(failure.code) + " (" + Hexadecimal(failure.code) + ")}";
 }
 
 }  // namespace

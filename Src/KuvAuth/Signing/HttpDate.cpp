@@ -1,8 +1,5 @@
 #include "KuvAuth/Signing/HttpDate.h"
 
-#include <cstdio>
-#include <iterator>
-
 namespace Kuv::Signing {
 
 namespace {
@@ -60,6 +57,15 @@ class DateReader {
   bool ok_;
 };
 
+// Returns the last digits of a number.
+template <std::size_t Count>
+std::string Digits(unsigned number) {
+  std::string text(Count, '0');
+  for (auto digit = text.rbegin(); digit != text.rend(); ++digit, number /= 10)
+    *digit = static_cast<char>('0' + number % 10);
+  return text;
+}
+
 }  // namespace
 
 Result<std::string> FormatHttpDate(sys_seconds time) {
@@ -67,14 +73,14 @@ Result<std::string> FormatHttpDate(sys_seconds time) {
   const sys_days day = std::chrono::floor<days>(time);
   const year_month_day date{day};
   const std::chrono::hh_mm_ss clock{time - day};
-  char text[kLength + 1];
-  std::snprintf(
-      text, sizeof(text), "%s, %02u %s %04d %02d:%02d:%02d GMT",
-      kDayNames[std::chrono::weekday{day}.c_encoding()].data(), static_cast<unsigned>(date.day()) % 100,
-      kMonthNames[static_cast<unsigned>(date.month()) - 1].data(), static_cast<int>(date.year()) % 10000,
-      static_cast<int>(clock.hours().count()) % 100, static_cast<int>(clock.minutes().count()) % 100,
-      static_cast<int>(clock.seconds().count()) % 100);
-  return std::string{text};
+  std::string text{kDayNames[std::chrono::weekday{day}.c_encoding()]};
+  text.append(", ").append(Digits<2>(static_cast<unsigned>(date.day())));
+  text.append(" ").append(kMonthNames[static_cast<unsigned>(date.month()) - 1]);
+  text.append(" ").append(Digits<4>(static_cast<unsigned>(static_cast<int>(date.year()))));
+  text.append(" ").append(Digits<2>(static_cast<unsigned>(clock.hours().count())));
+  text.append(":").append(Digits<2>(static_cast<unsigned>(clock.minutes().count())));
+  text.append(":").append(Digits<2>(static_cast<unsigned>(clock.seconds().count())));
+  return text.append(" GMT");
 }
 
 std::optional<sys_seconds> ParseHttpDate(std::string_view text) noexcept {
