@@ -30,6 +30,7 @@ requires(ByteView<Key> || ByteView<Data>)
 
 /// Returns the digest of the text by an algorithm (an `ALG_ID` of the provider type `PROV_RSA_AES`), for
 /// example `CALG_SHA_512` (0x800E) for the 64 bytes of SHA-512 (FIPS 180-4). The text can be empty.
+/// Uses only the low 32 bits of its length: of a text of 4 GiB or more, only the start is digested.
 [[nodiscard]] std::vector<std::uint8_t> CryptoHash(const std::string& text, std::uint32_t algorithm);
 /// Does the same for `length` bytes, of which only the low 32 bits are used. Returns an empty result and logs
 /// nothing for a null pointer.
