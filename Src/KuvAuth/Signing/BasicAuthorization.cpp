@@ -20,7 +20,7 @@ constexpr std::array<std::uint8_t, 256> MakeDigits() {
   return digits;
 }
 
-constexpr std::array<std::uint8_t, 256> kDigits = MakeDigits();
+constexpr std::array<std::uint8_t, 256> kBase64Digits = MakeDigits();
 
 char ToLower(char character) noexcept {
   return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
@@ -65,7 +65,7 @@ std::optional<std::string> DecodeBase64(std::string_view text) {
   std::uint32_t bits = 0;
   int count = 0;
   for (const char character : text) {
-    const std::uint8_t digit = kDigits[static_cast<unsigned char>(character)];
+    const std::uint8_t digit = kBase64Digits[static_cast<unsigned char>(character)];
     if (digit == kNoDigit) return std::nullopt;
     bits = (bits << 6 | digit) & 0xFFFFu;
     count += 6;

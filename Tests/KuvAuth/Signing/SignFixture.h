@@ -13,7 +13,10 @@ class SignRequest : public ::testing::Test {
   ~SignRequest() override { EXPECT_EQ(log.Lines(), LogLines{}); }
 
   Kuv::Signing::Failure FailureOf(const Kuv::Signing::Request& request) const {
-    return Kuv::Signing::Sign(request, credentials).GetFailure();
+    const Kuv::Signing::Result<Kuv::Signing::SignedRequest> result = Kuv::Signing::Sign(request, credentials);
+    if (!result) return result.GetFailure();
+    ADD_FAILURE() << "signed: " << result->canonicalText;
+    return {};
   }
 
   LogCapture log;
