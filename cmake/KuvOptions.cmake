@@ -41,12 +41,4 @@ else()
   endif()
 endif()
 
-# kuv_add_manifest(TARGET): declares the program compatible with current versions of Windows, like the logon process.
-# Without the manifest, Windows reports version 6.2 to the program.
-function(kuv_add_manifest target)
-  if(MSVC)
-    target_sources(${target} PRIVATE ${PROJECT_SOURCE_DIR}/cmake/Compatibility.manifest)
-  else()
-    target_sources(${target} PRIVATE ${PROJECT_SOURCE_DIR}/cmake/Compatibility.rc)
-  endif()
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/KuvManifest.cmake)

@@ -126,6 +126,7 @@ void RegisterHex() {
 }
 
 void RegisterPercent(const char* name, Content content, CURL* curl) {
+  const auto ours = [](const std::string& input) { return Kuv::Util::PercentEncode(input); };
   const auto glib = [](const std::string& input) {
     return GlibText{g_uri_escape_string(input.c_str(), /*reserved_chars_allowed=*/nullptr, FALSE)};
   };
@@ -135,7 +136,7 @@ void RegisterPercent(const char* name, Content content, CURL* curl) {
   const auto modp = [](const std::string& input) {
     return Modp<modp_burl_encode>(input, modp_burl_encode_len(input.size()));
   };
-  KuvBench::RegisterSizes(content, {name, kNone, Kuv::Util::PercentEncode},
+  KuvBench::RegisterSizes(content, {name, kNone, ours},
                           {{"GLib g_uri_escape_string", kAhead, glib},
                            {"curl_easy_escape", kAhead, escape},
                            {"modp url_encode", kAhead, modp},

@@ -7,7 +7,6 @@
 #include <memory>
 
 #include "SignedRequest/ExampleError.h"
-#include "SignedRequest/SignedMessage.h"
 #include <KuvAuth/Support/Text.h>
 
 namespace SignedRequest {
@@ -36,7 +35,8 @@ UniqueInternetHandle Require(HINTERNET handle, const char* call) {
   return UniqueInternetHandle{handle};
 }
 
-UniqueInternetHandle OpenRequest(HINTERNET connection, const SignedMessage& message, bool secure) {
+UniqueInternetHandle OpenRequest(HINTERNET connection, const Kuv::Signing::SignedRequest& message,
+                                 bool secure) {
   // The signed path must not be escaped again.
   const DWORD flags = WINHTTP_FLAG_ESCAPE_DISABLE | (secure ? WINHTTP_FLAG_SECURE : 0);
   UniqueInternetHandle request = Require(
@@ -46,7 +46,7 @@ UniqueInternetHandle OpenRequest(HINTERNET connection, const SignedMessage& mess
   DWORD disabled = WINHTTP_DISABLE_REDIRECTS | WINHTTP_DISABLE_AUTHENTICATION | WINHTTP_DISABLE_COOKIES;
   Require(::WinHttpSetOption(request.get(), WINHTTP_OPTION_DISABLE_FEATURE, &disabled, sizeof(disabled)),
           "WinHttpSetOption");
-  const std::wstring headers = Utf8ToWide("Host: " + message.host + "\r\n" + message.headers);
+  const std::wstring headers = Utf8ToWide("Host: " + message.host + "\r\n" + message.HeaderBlock());
   Require(::WinHttpAddRequestHeaders(request.get(), headers.c_str(), static_cast<DWORD>(headers.size()),
                                      WINHTTP_ADDREQ_FLAG_ADD | WINHTTP_ADDREQ_FLAG_REPLACE),
           "WinHttpAddRequestHeaders");
@@ -103,7 +103,7 @@ Address ParseAddress(const std::wstring& text) {
           parts.nScheme == INTERNET_SCHEME_HTTPS};
 }
 
-Answer SendMessageTo(const SignedMessage& message, const Address& address) {
+Answer SendMessageTo(const Kuv::Signing::SignedRequest& message, const Address& address) {
   const UniqueInternetHandle session =
       Require(::WinHttpOpen(/*pszAgentW=*/nullptr, WINHTTP_ACCESS_TYPE_NO_PROXY, WINHTTP_NO_PROXY_NAME,
                             WINHTTP_NO_PROXY_BYPASS, /*dwFlags=*/0),

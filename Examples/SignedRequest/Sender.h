@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <string>
 
-namespace SignedRequest {
+#include <KuvAuth/Signing/Request.h>
 
-struct SignedMessage;
+namespace SignedRequest {
 
 /// The address to which a request is sent.
 struct Address {
@@ -27,6 +27,6 @@ Address ParseAddress(const std::wstring& text);
 /// Sends the message to this address, which can differ from its host. Uses WinHTTP without a proxy,
 /// redirection or any authentication except that of the message. Throws `ExampleError` if there is no
 /// response.
-Answer SendMessageTo(const SignedMessage& message, const Address& address);
+Answer SendMessageTo(const Kuv::Signing::SignedRequest& message, const Address& address);
 
 }  // namespace SignedRequest

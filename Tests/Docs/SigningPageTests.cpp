@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "KuvAuth/ServiceClient/KuvAuthUtil.h"
+#include "KuvAuth/Signing/Signing.h"
 #include "KuvAuth/Support/Text.h"
 
 namespace {
@@ -79,6 +80,34 @@ TEST_F(SigningPage, SignsABodyAsTheLibraryDoes) {
       request["Date"], request["Method"], request["Host"], request["Path"], Block("json body"));
   EXPECT_EQ(text, Block("json text"));
   EXPECT_EQ(Header(text), Block("json header") + "\r\n");
+}
+
+TEST_F(SigningPage, UsesALongKeyAsTheLibraryDoes) {
+  const std::vector<std::uint8_t> hmac = CalculateHmac(Block("long key"), Block("text"));
+  EXPECT_EQ(ToLowerAscii(AtlHexEncode(hmac.data(), hmac.size())), Block("long key hmac"));
+}
+
+TEST_F(SigningPage, AcceptsARequestAtTheTimesOfThePage) {
+  using namespace Kuv::Signing;
+  const Result<Credentials> credentials = Credentials::FromValues(
+      {.host = request["Host"], .integrationKey = request["IKey"], .secretKey = Secret{request["SKey"]}});
+  ASSERT_TRUE(credentials);
+  const std::string headers = Block("headers");
+  const std::string parameterText = Block("parameters");
+  const ReceivedRequest received{.method = request["Method"],
+                                 .host = request["Host"],
+                                 .path = request["Path"],
+                                 .content = ReceivedParameters{parameterText},
+                                 .date = request["Date"],
+                                 .authorization = std::string_view{headers}.substr(headers.find("Basic"))};
+  std::istringstream lines{Block("times")};
+  for (std::string line; std::getline(lines, line);) {
+    SCOPED_TRACE(line);
+    const auto now = ParseHttpDate(line.substr(0, 29));
+    ASSERT_TRUE(now);
+    const Verdict verdict = Verify(received, *credentials, *now, std::chrono::seconds{300});
+    EXPECT_EQ(verdict == Verdict::Accepted, line.ends_with("accepted"));
+  }
 }
 
 }  // namespace

@@ -97,8 +97,9 @@ SOURCE_FOLDERS = ("Src", "Tools", "Packaging", "Examples")
 DEVELOPERS_FOLDERS = ("Tests", "Benchmarks", "cmake", ".github")
 
 # Names of the platform and its tools that the sources do not use.
-PLATFORM = {"CMAKE_PREFIX_PATH", "ExcludedCredentialProviders", "LocalAccountTokenFilterPolicy", "ProhibitFallbacks",
-            "WSAStartup"}
+PLATFORM = {"CMAKE_MSVC_RUNTIME_LIBRARY", "CMAKE_PREFIX_PATH", "ExcludedCredentialProviders", "KuvAuth_DIR",
+            "LocalAccountTokenFilterPolicy", "MultiThreaded", "NOMINMAX", "ProhibitFallbacks", "WIN32_LEAN_AND_MEAN",
+            "WSAStartup", "supportedOS"}
 
 
 def page_text(page):

@@ -75,7 +75,7 @@ class Service(http.server.BaseHTTPRequestHandler):
 
 def sections(output):
     """Splits what the program printed at its headings."""
-    headings = ("Signed text", "Request", "Parameters for display", "Response")
+    headings = ("Signed text", "Request", "Text for a log", "Response")
     found = {}
     for heading in headings:
         start = output.find(f"{heading}\n\n".encode())
@@ -117,7 +117,7 @@ def main():
         check(wine, given.program, address)
         server.shutdown()
         server.server_close()
-        code, _, errors = wine.run(given.program, "GET", "auth.kuv.example", "/", "--send", address)
+        code, _, errors = wine.run(given.program, "GET", "/", "--send", address)
         expect("no service: exit code", code, 5)
         expect("no service: error", errors.split(b" failed")[0], b"KuvSignedRequest: WinHttpSendRequest")
     finish("check_loopback", f"{len(Service.seen)} requests were answered as expected")
@@ -134,21 +134,24 @@ def check(wine, program, address):
         return code, sections(output)
 
     wine.run("reg", "delete", SETTINGS, "/f")
-    code, _, errors = wine.run(program, "GET", "auth.kuv.example", "/v1/ping", "--send", address)
+    code, _, errors = wine.run(program, "GET", "/v1/ping", "--send", address)
     expect("without settings: exit code", code, 3)
     expect("without settings: requests", len(Service.seen), 0)
-    expect("without settings: error", errors.startswith(b"KuvSignedRequest: Host, IKey and SKey must all be set"), True)
+    log, message = errors.splitlines()
+    expect("without settings: log", b"[Error] Kuv WinLogon MFA not configured properly." in log, True)
+    missing = b"KuvSignedRequest: Settings are missing: Host, IKey, SKey."
+    expect("without settings: error", message.startswith(missing), True)
 
     for setting, value in (("Host", "auth.kuv.example"), ("IKey", USER), ("SKey", KEY)):
         write(setting, value)
 
     accepted = b'200 OK\n\n{"stat": "OK"}\n'
     requests = {
-        "form": ("POST", "auth.kuv.example", "/v1/auth", "user=Zo\u00eb & S\u00f6hne~/+=%", "factor=push", "empty="),
-        "query": ("GET", "auth.kuv.example:8443", "/v1/ping%20{x}|y", "b=2", "B=1", "a b=\u20ac \U0001f511"),
-        "no parameters": ("GET", "auth.kuv.example", "/v1/ping"),
-        "JSON": ("PUT", "auth.kuv.example", "/v1/auth", "--json", '{"user": "Zo\u00eb", "list": [1, 2]}'),
-        "date": ("POST", "auth.kuv.example", "/v1/auth", "a=1", "--date", "Tue, 03 Nov 2026 09:30:00 GMT"),
+        "form": ("POST", "/v1/auth", "user=Zo\u00eb & S\u00f6hne~/+=%", "factor=push", "empty="),
+        "query": ("GET", "/v1/ping%20{x}|y", "b=2", "B=1", "a b=\u20ac \U0001f511"),
+        "no parameters": ("GET", "/v1/ping"),
+        "JSON": ("PUT", "/v1/auth", "--json", '{"user": "Zo\u00eb", "list": [1, 2]}'),
+        "date": ("POST", "/v1/auth", "a=1", "--date", "Tue, 03 Nov 2026 09:30:00 GMT"),
     }
     for name, arguments in requests.items():
         code, shown = send(name, *arguments)
@@ -157,19 +160,19 @@ def check(wine, program, address):
         if "Request" in shown and Service.seen:
             check_sent(name, shown["Request"])
 
-    code, shown = send("masked", "POST", "auth.kuv.example", "/v1/auth", "passcode=123456", "user=a",
+    code, shown = send("masked", "POST", "/v1/auth", "passcode=123456", "user=a",
                        "--mask", "passcode")
     expect("masked: exit code", code, 0)
-    expect("masked: shown", shown.get("Parameters for display"), b"passcode=#####&user=a")
+    expect("masked: shown", shown.get("Text for a log"), b"POST /v1/auth passcode=#####&user=a")
     expect("masked: sent", Service.seen[-1][2], b"passcode=123456&user=a")
 
-    code, shown = send("another response", "DELETE", "auth.kuv.example", "/v1/auth")
+    code, shown = send("another response", "DELETE", "/v1/auth")
     expect("another response: exit code", code, 7)
     expect("another response: status", shown.get("Response", b"").split(b"\n")[0], b"503 Service Unavailable")
 
     for setting, wrong, right in (("SKey", KEY + "x", KEY), ("IKey", USER + "X", USER)):
         write(setting, wrong)
-        code, shown = send(f"wrong {setting}", "POST", "auth.kuv.example", "/v1/auth", "user=a")
+        code, shown = send(f"wrong {setting}", "POST", "/v1/auth", "user=a")
         expect(f"wrong {setting}: exit code", code, 6)
         expect(f"wrong {setting}: response", shown.get("Response"), b'401 Unauthorized\n\n{"stat": "FAIL"}\n')
         write(setting, right)

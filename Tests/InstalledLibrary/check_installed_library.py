@@ -4,7 +4,8 @@
     check_installed_library.py --cmake CMAKE --generator NAME --toolchain FILE --source FOLDER --build FOLDER
                                --config NAME --work FOLDER [--define NAME=VALUE]... -- [EMULATOR...]
 
-The README contains one of the programs: its CMakeLists.txt, its main.cpp and its output.
+The page about the library contains the programs of the project, with their output, and the README the first of them:
+its CMakeLists.txt, its main.cpp and its output.
 """
 import argparse
 import pathlib
@@ -14,8 +15,9 @@ import subprocess
 import sys
 
 PRIVATE_HEADERS = {
-    "Base64Core.h", "BoundedArray.h", "GuidText.h", "LogLine.h", "LogMessage.h", "SettingReader.h",
-    "SystemCallFailure.h", "UniqueResource.h", "WindowsVersion.h",
+    "Base64Core.h", "BasicAuthorization.h", "BoundedArray.h", "ContentTypes.h", "FieldRules.h", "GuidText.h",
+    "HashCalls.h", "LogLine.h", "LogMessage.h", "SettingReader.h", "SignatureEngine.h", "SignatureParts.h", "SizeSum.h",
+    "SystemCallFailure.h", "UniqueResource.h", "WindowsVersion.h", "Wipe.h",
 }
 
 
@@ -23,27 +25,59 @@ def fail(message):
     sys.exit(f"check_installed_library: {message}")
 
 
-def run(command):
+def run(command, errors=subprocess.STDOUT):
     result = subprocess.run(
-        command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=500
+        command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=errors, timeout=500
     )
     if result.returncode != 0:
-        sys.stdout.write(result.stdout.decode("utf-8", "replace"))
+        sys.stdout.write((result.stdout + (result.stderr or b"")).decode("utf-8", "replace"))
         fail(f"exit code {result.returncode} of: {' '.join(map(str, command))}")
-    return result.stdout
+    return result
 
 
 def lines(output):
     return re.sub(r"\r+\n", "\n", output.decode("utf-8"))
 
 
-def readme_block(readme, language):
-    """Returns the only code block of a language in the README's section for users of the library."""
-    section = readme.partition("\n## Use the library\n")[2].partition("\n## ")[0]
-    blocks = re.findall(rf"^```{language}\n(.*?)^```$", section, re.MULTILINE | re.DOTALL)
+def code_blocks(page, language):
+    return re.findall(rf"^```{language}\n(.*?)^```$", page, re.MULTILINE | re.DOTALL)
+
+
+def named_block(page, kind, name):
+    """Returns the code block after a comment with this kind and name."""
+    blocks = re.findall(rf"^<!-- {kind} {name} -->\n```\w+\n(.*?)^```$", page, re.MULTILINE | re.DOTALL)
     if len(blocks) != 1:
-        fail(f"{len(blocks)} blocks of {language} in the README, not 1")
+        fail(f"{len(blocks)} blocks '{kind} {name}' on the page, not 1")
     return blocks[0]
+
+
+def write_programs(source, folder):
+    """Writes a project for each program on the page. Returns {name: (kind, expected output)}."""
+    page = (source / "Docs/Library.md").read_text(encoding="utf-8")
+    names = re.findall(r"^<!-- program (\w+) -->$", page, re.MULTILINE)
+    project = code_blocks(page, "cmake")
+    if len(project) != 1 or len(code_blocks(page, "cpp")) != len(names) or names[0] not in project[0]:
+        fail("the page has a program without a name, or not one CMakeLists.txt for the first of them")
+    expected = {}
+    for name in names:
+        (folder / name).mkdir(parents=True)
+        (folder / name / "CMakeLists.txt").write_text(project[0].replace(names[0], name), encoding="utf-8")
+        (folder / name / "main.cpp").write_text(named_block(page, "program", name), encoding="utf-8")
+        kind = "errors" if f"<!-- errors {name} -->" in page else "output"
+        expected[name] = kind, named_block(page, kind, name)
+
+    readme = (source / "README.md").read_text(encoding="utf-8")
+    section = readme.partition("\n## Use the library\n")[2].partition("\n## ")[0]
+    first = {"cmake": project[0], "cpp": named_block(page, "program", names[0]), "text": expected[names[0]][1]}
+    for language, block in first.items():
+        if code_blocks(section, language) != [block]:
+            fail(f"the README and the page differ in {language}")
+    return expected
+
+
+def without_clock(text):
+    """Removes the date, the time, the process and the thread from log lines."""
+    return re.sub(r"^\d\d/\d\d/\d\d \d\d:\d\d:\d\d \[\d+\]\(\d+\) ", "", text, flags=re.MULTILINE)
 
 
 def check_files(prefix, build_paths):
@@ -85,17 +119,13 @@ def main():
     paths = {str(given.source), str(given.build), given.source.as_posix(), given.build.as_posix()}
     check_files(prefix, paths)
 
-    readme = (given.source / "README.md").read_text(encoding="utf-8")
-    example = given.work / "readme"
-    example.mkdir()
-    (example / "CMakeLists.txt").write_text(readme_block(readme, "cmake"), encoding="utf-8")
-    (example / "main.cpp").write_text(readme_block(readme, "cpp"), encoding="utf-8")
+    programs = write_programs(given.source, given.work / "programs")
 
     consumer = given.work / "build"
     configure = [given.cmake, "-S", given.source / "Tests/InstalledLibrary/Consumer", "-B", consumer]
     configure += ["-G", given.generator]
     configure += [f"-DCMAKE_BUILD_TYPE={given.config}", f"-DCMAKE_TOOLCHAIN_FILE={given.toolchain}"]
-    configure += [f"-DKuvAuth_DIR={prefix}/lib/cmake/KuvAuth", f"-DREADME_EXAMPLE={example}"]
+    configure += [f"-DKuvAuth_DIR={prefix}/lib/cmake/KuvAuth", f"-DPROGRAMS={given.work}/programs"]
     configure += [f"-DSIGNED_REQUEST_EXAMPLE={given.source}/Examples/SignedRequest"]
     run(configure + [f"-D{define}" for define in given.define])
     run([given.cmake, "--build", consumer, "--config", given.config, "--parallel", "2"])
@@ -104,14 +134,20 @@ def main():
         found = list(consumer.rglob(name + ".exe"))
         if len(found) != 1:
             fail(f"{len(found)} programs {name}")
-        return lines(run([*given.emulator, found[0]]))
+        result = run([*given.emulator, found[0]], errors=subprocess.PIPE)
+        return {"output": lines(result.stdout), "errors": lines(result.stderr)}
 
-    expected = readme_block(readme, "text")
-    if program("SignOne") != expected:
-        fail(f"the program of the README printed\n{program('SignOne')}instead of\n{expected}")
-    if program("WholeLibrary") != "KuvCredProv/4.3.1700.1150\n":
-        fail(f"WholeLibrary printed\n{program('WholeLibrary')}")
-    print("check_installed_library: the programs of the project print the expected text")
+    def expect(name, text, expected):
+        if text != expected:
+            fail(f"{name} printed\n{text}instead of\n{expected}")
+
+    for name, (kind, expected) in programs.items():
+        expect(name, without_clock(program(name)[kind]), without_clock(expected))
+    expect("WholeLibrary", program("WholeLibrary")["output"], "KuvCredProv/4.3.1700.1150\n")
+    # The version that Windows reports to a program without a manifest.
+    expect("WithoutManifest", program("WithoutManifest")["output"], "6.2\n")
+    expect("WithManifest", program("WithManifest")["output"], "10.0\n")
+    print(f"check_installed_library: {len(programs) + 3} programs print the expected text")
 
 
 if __name__ == "__main__":

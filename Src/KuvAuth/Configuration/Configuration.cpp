@@ -1,6 +1,7 @@
 #include "KuvAuth/Configuration/Configuration.h"
 
 #include "KuvAuth/Support/Text.h"
+#include "KuvAuth/Support/WipeText.h"
 
 namespace {
 
@@ -34,6 +35,9 @@ bool SetServiceCredentials(const std::string& host, const std::string& ikey, con
   configuration.Host = ToLowerAscii(host);
   configuration.Port = static_cast<std::uint16_t>(SplitHostAndPort(configuration.Host));
   configuration.IKey = ikey;
-  configuration.SKey = skey;
+  if (&skey != &configuration.SKey) {
+    Kuv::WipeText(configuration.SKey);
+    configuration.SKey = skey;
+  }
   return configuration.IsConfigured();
 }

@@ -1,10 +1,13 @@
+#include <windows.h>
+
 #include <algorithm>
-#include <iterator>
 
 #include "KuvAuth/Configuration/Configuration.h"
 #include "KuvAuth/Configuration/SettingReader.h"
 #include "KuvAuth/Logging/LogFront.h"
+#include "KuvAuth/Registry/OpenedKey.h"
 #include "KuvAuth/Support/Text.h"
+#include "KuvAuth/Support/WipeText.h"
 
 namespace {
 
@@ -21,12 +24,13 @@ void ReadHost(const Kuv::SettingReader& reader, const char* name, Configuration&
   record.Host = text;
 }
 
-template <std::string Configuration::*Field>
-void ReadText(const Kuv::SettingReader& reader, const char* name, Configuration& record) {
-  std::string text;
-  if (!reader.ReadText(name, text)) return;
-  RemoveWhitespace(text);
-  record.*Field = text;
+// Wipes every copy of the key except that of the record.
+void ReadSecretKey(const Kuv::SettingReader& reader, const char* name, Configuration& record) {
+  Kuv::WipedText read;
+  if (!reader.ReadText(name, read.text)) return;
+  RemoveWhitespace(read.text);
+  Kuv::WipeText(record.SKey);
+  record.SKey = read.text;
 }
 
 template <std::string Configuration::*Field>
@@ -91,7 +95,7 @@ struct Setting {
 constexpr Setting kSettings[] = {
     {"Host", ReadHost},
     {"IKey", ReadLoggedText<&Configuration::IKey>},
-    {"SKey", ReadText<&Configuration::SKey>},
+    {"SKey", ReadSecretKey},
     {"FailOpen", ReadFlag<&Configuration::FailOpen>},
     {"EnableSmartCards", ReadFlag<&Configuration::EnableSmartCards>},
     {"WrapSmartCards", ReadFlag<&Configuration::WrapSmartCards>},
@@ -118,7 +122,7 @@ bool Configuration::Load(IRegistry& registry) {
     ReadKey(registry, PolicyKeyPath);
   } catch (...) {
     // A partly filled record must not be treated as complete. The next call loads it again.
-    SKey.clear();
+    Kuv::WipeText(SKey);
     throw;
   }
   if (IsConfigured()) return true;

@@ -6,6 +6,7 @@
 
 #include "KuvAuth/Support/SettingsKeys.h"
 #include "KuvAuth/Support/UniqueResource.h"
+#include "KuvAuth/Support/WipeText.h"
 
 namespace {
 
@@ -35,13 +36,14 @@ bool ReadDword(HKEY key, const char* name, std::uint32_t& number) {
 }
 
 bool ReadText(HKEY key, const char* name, std::string& text) {
-  char buffer[1024] = {};
+  // A caller can ask for the key that signs requests.
+  Kuv::WipedBuffer<1024> buffer;
   DWORD type = REG_SZ;
-  DWORD size = sizeof(buffer);
+  DWORD size = sizeof(buffer.bytes);
   const LSTATUS status =
-      ::RegQueryValueExA(key, name, nullptr, &type, reinterpret_cast<BYTE*>(buffer), &size);
+      ::RegQueryValueExA(key, name, nullptr, &type, reinterpret_cast<BYTE*>(buffer.bytes), &size);
   if (status != ERROR_SUCCESS || type != REG_SZ || size == 0) return false;
-  text.assign(buffer, strnlen(buffer, sizeof(buffer)));
+  text.assign(buffer.bytes, strnlen(buffer.bytes, sizeof(buffer.bytes)));
   return true;
 }
 
@@ -59,7 +61,8 @@ bool TryGetStringSetting(const char* name, std::string& text) {
 
 std::string GetStringSetting(const char* name, const std::string& defaultValue) {
   std::string text;
-  return TryGetStringSetting(name, text) ? text : defaultValue;
+  if (!TryGetStringSetting(name, text)) return defaultValue;
+  return text;
 }
 
 bool GetBoolSetting(const char* name, bool defaultValue) {

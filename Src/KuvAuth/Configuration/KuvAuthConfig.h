@@ -13,12 +13,17 @@
 /// Returns a `REG_DWORD` setting of exactly 4 bytes, or the default.
 std::uint32_t GetDwordSetting(const char* name, std::uint32_t defaultValue);
 
-/// Reads a non-empty `REG_SZ` setting of at most 1,024 bytes, up to its first NUL. Returns false and does not
-/// change `text` if the setting is absent.
-bool TryGetStringSetting(const char* name, std::string& text);
+/// Reads a `REG_SZ` setting of 1 to 1,024 bytes with its NUL, up to the first NUL, in the ANSI code page of
+/// the process (`RegQueryValueExA`), not in UTF-8. An empty text is a value: in the policy key it hides the
+/// text of the local key. Returns false and does not change `text` if the setting is absent.
+[[nodiscard]] bool TryGetStringSetting(const char* name, std::string& text);
 
 /// Returns a text setting (see `TryGetStringSetting`), or the default.
 std::string GetStringSetting(const char* name, const std::string& defaultValue);
+
+/// Rejects a text or another pointer, which would convert to `bool`.
+template <typename Pointee>
+bool GetBoolSetting(const char* name, const Pointee* defaultValue) = delete;
 
 /// Returns a flag setting: true if the number is exactly 1, unlike the flags of `Configuration`, which are
 /// true for any number but 0.

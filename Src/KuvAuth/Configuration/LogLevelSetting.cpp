@@ -1,5 +1,8 @@
+#include <windows.h>
+
 #include "KuvAuth/Configuration/Configuration.h"
 #include "KuvAuth/Logging/LogFront.h"
+#include "KuvAuth/Registry/OpenedKey.h"
 
 namespace {
 

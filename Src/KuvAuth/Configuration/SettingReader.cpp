@@ -1,11 +1,13 @@
 #include "KuvAuth/Configuration/SettingReader.h"
 
+#include <windows.h>
 #include <objbase.h>
 
 #include <cstring>
 #include <cwchar>
 
 #include "KuvAuth/Logging/LogFront.h"
+#include "KuvAuth/Support/WipeText.h"
 
 namespace Kuv {
 
@@ -28,13 +30,14 @@ void AddProvider(std::vector<GUID>& whitelist, const wchar_t* text) {
 }  // namespace
 
 bool SettingReader::ReadText(const char* name, std::string& text) const {
-  char buffer[kTextBytes] = {};
+  // The text can be the key that signs requests.
+  WipedBuffer<kTextBytes> buffer;
   DWORD type = REG_SZ;
-  DWORD size = sizeof(buffer);
+  DWORD size = kTextBytes;
   const LSTATUS status =
-      registry_.QueryValueA(key_, name, nullptr, &type, reinterpret_cast<BYTE*>(buffer), &size);
+      registry_.QueryValueA(key_, name, nullptr, &type, reinterpret_cast<BYTE*>(buffer.bytes), &size);
   if (status != ERROR_SUCCESS || type != REG_SZ || size == 0) return false;
-  text.assign(buffer, strnlen(buffer, sizeof(buffer)));
+  text.assign(buffer.bytes, strnlen(buffer.bytes, kTextBytes));
   return true;
 }
 

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include <guiddef.h>
+
 #include "KuvAuth/Registry/Registry.h"
 
 namespace Kuv {
@@ -14,7 +16,8 @@ class SettingReader {
  public:
   SettingReader(IRegistry& registry, HKEY key) noexcept : registry_(registry), key_(key) {}
 
-  /// Reads a non-empty `REG_SZ` value of at most 1,024 bytes, up to its first NUL.
+  /// Reads a `REG_SZ` value of 1 to 1,024 bytes with its NUL, up to the first NUL, in the ANSI code page. The
+  /// text can be empty. Wipes its own copy.
   bool ReadText(const char* name, std::string& text) const;
   /// Reads a `REG_DWORD` value. Does not check its size: a shorter value changes only the first bytes of
   /// `number`.

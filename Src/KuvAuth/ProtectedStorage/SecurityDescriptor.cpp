@@ -1,5 +1,7 @@
 #include "KuvAuth/ProtectedStorage/SecurityDescriptor.h"
 
+#include <aclapi.h>
+
 #include "KuvAuth/Logging/LogFront.h"
 #include "KuvAuth/Support/KuvException.h"
 
@@ -55,48 +57,50 @@ bool MakeAdministratorsSid(PSID* sid) {
                  "AllocateAndInitializeSid Error");
 }
 
-}  // namespace
-
-SECURITY_DESCRIPTOR* CSecurityDescriptor::GetAdminOnlyDescriptor() {
-  if (!initialised) initialised = Build();
-  if (!initialised)
-    throw CKuvException{CKuvException::ErrorUnexpected, "Failed to create security descriptor"};
-  return &descriptor;
-}
-
-bool CSecurityDescriptor::Build() {
-  EXPLICIT_ACCESS_W entries[3];
-  return MakeSids(entries) && MakeDescriptor(entries);
-}
-
-bool CSecurityDescriptor::MakeSids(EXPLICIT_ACCESS_W (&entries)[3]) {
-  if (!MakeCreatorOwnerSid(&creatorOwnerSid) || !MakeLocalSystemSid(&localSystemSid) ||
-      !MakeAdministratorsSid(&administratorsSid)) {
+bool MakeSids(CSecurityDescriptor& object, EXPLICIT_ACCESS_W (&entries)[3]) {
+  if (!MakeCreatorOwnerSid(&object.creatorOwnerSid) || !MakeLocalSystemSid(&object.localSystemSid) ||
+      !MakeAdministratorsSid(&object.administratorsSid)) {
     return false;
   }
   constexpr DWORD kInheritOnly = SUB_CONTAINERS_ONLY_INHERIT | INHERIT_ONLY;
-  entries[0] = Entry(kCreatorAccess, kInheritOnly, TRUSTEE_IS_WELL_KNOWN_GROUP, creatorOwnerSid);
-  entries[1] = Entry(kFullAccess, SUB_CONTAINERS_AND_OBJECTS_INHERIT, TRUSTEE_IS_GROUP, localSystemSid);
-  entries[2] = Entry(kFullAccess, SUB_CONTAINERS_AND_OBJECTS_INHERIT, TRUSTEE_IS_GROUP, administratorsSid);
+  entries[0] = Entry(kCreatorAccess, kInheritOnly, TRUSTEE_IS_WELL_KNOWN_GROUP, object.creatorOwnerSid);
+  entries[1] =
+      Entry(kFullAccess, SUB_CONTAINERS_AND_OBJECTS_INHERIT, TRUSTEE_IS_GROUP, object.localSystemSid);
+  entries[2] =
+      Entry(kFullAccess, SUB_CONTAINERS_AND_OBJECTS_INHERIT, TRUSTEE_IS_GROUP, object.administratorsSid);
   return true;
 }
 
-bool CSecurityDescriptor::MakeDescriptor(EXPLICIT_ACCESS_W (&entries)[3]) {
-  const DWORD status = ::SetEntriesInAclW(3, entries, /*OldAcl=*/nullptr, &acl);
+bool MakeDescriptor(CSecurityDescriptor& object, EXPLICIT_ACCESS_W (&entries)[3]) {
+  const DWORD status = ::SetEntriesInAclW(3, entries, /*OldAcl=*/nullptr, &object.acl);
   if (status != ERROR_SUCCESS) {
     KUV_LOG(LogLevel::Warning, "CSecurityDescriptor::GetAdminOnlyDescriptor SetEntriesInAcl Error %d",
             static_cast<int>(status));
     return false;
   }
-  return LogStep(::InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION),
+  return LogStep(::InitializeSecurityDescriptor(&object.descriptor, SECURITY_DESCRIPTOR_REVISION),
                  "InitializeSecurityDescriptor Error") &&
          // The trailing space is part of the required text.
-         LogStep(
-             ::SetSecurityDescriptorDacl(&descriptor, /*bDaclPresent=*/TRUE, acl, /*bDaclDefaulted=*/FALSE),
-             "SetSecurityDescriptorDacl Error ") &&
-         LogStep(::SetSecurityDescriptorControl(&descriptor, SE_DACL_PROTECTED, SE_DACL_PROTECTED),
+         LogStep(::SetSecurityDescriptorDacl(&object.descriptor, /*bDaclPresent=*/TRUE, object.acl,
+                                             /*bDaclDefaulted=*/FALSE),
+                 "SetSecurityDescriptorDacl Error ") &&
+         LogStep(::SetSecurityDescriptorControl(&object.descriptor, SE_DACL_PROTECTED, SE_DACL_PROTECTED),
                  "SetSecurityDescriptorControl Error") &&
-         ::IsValidSecurityDescriptor(&descriptor) != FALSE;
+         ::IsValidSecurityDescriptor(&object.descriptor) != FALSE;
+}
+
+bool Build(CSecurityDescriptor& object) {
+  EXPLICIT_ACCESS_W entries[3];
+  return MakeSids(object, entries) && MakeDescriptor(object, entries);
+}
+
+}  // namespace
+
+SECURITY_DESCRIPTOR* CSecurityDescriptor::GetAdminOnlyDescriptor() {
+  if (!initialised) initialised = Build(*this);
+  if (!initialised)
+    throw CKuvException{CKuvException::ErrorUnexpected, "Failed to create security descriptor"};
+  return &descriptor;
 }
 
 CSecurityDescriptor::~CSecurityDescriptor() {

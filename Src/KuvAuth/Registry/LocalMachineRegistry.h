@@ -16,6 +16,9 @@
 /// `subKey` or `name` they return false and log nothing. If the value cannot be written, they log the
 /// thread's last error and its message at `Error`; the registry call may not have set that error. They log a
 /// "wrote" line at `Debug` even on failure.
+///
+/// @warning `RegReadLocalMachineString` and `RegWriteLocalMachineString` log the whole text at `Debug`. Do
+/// not use them for secrets; the functions for binary values do not log the bytes.
 
 namespace Kuv {
 
@@ -45,11 +48,17 @@ std::uint32_t RegReadLocalMachineDword(const wchar_t* subKey, const wchar_t* nam
   return RegReadLocalMachineDword(subKey, name, static_cast<std::uint32_t>(defaultValue));
 }
 
+/// Rejects a text or another pointer, which would convert to `bool`.
+template <typename Pointee>
+bool RegReadLocalMachineDword(const wchar_t* subKey, const wchar_t* name,
+                              const Pointee* defaultValue) = delete;
+
 /// Reads a `REG_QWORD` value. The log line shows its low 32 bits.
 std::uint64_t RegReadLocalMachineQword(const wchar_t* subKey, const wchar_t* name,
                                        std::uint64_t defaultValue);
 
-/// Reads a `REG_SZ` value of at most 2,080 bytes (1,039 characters and the NUL), up to its first NUL.
+/// Reads a `REG_SZ` value of at most 2,080 bytes (1,039 characters and the NUL), up to its first NUL. Logs
+/// the text or the default at `Debug`. Not for secrets.
 std::wstring RegReadLocalMachineString(const wchar_t* subKey, const wchar_t* name,
                                        const wchar_t* defaultValue);
 
@@ -68,8 +77,12 @@ bool RegWriteLocalMachineDword(const wchar_t* subKey, const wchar_t* name,
   return RegWriteLocalMachineDword(subKey, name, static_cast<std::uint32_t>(value));
 }
 
+/// Rejects a text or another pointer, which would convert to `bool`.
+template <typename Pointee>
+bool RegWriteLocalMachineDword(const wchar_t* subKey, const wchar_t* name, const Pointee* value) = delete;
+
 /// Writes the number as `REG_QWORD`. The log line shows its low 32 bits.
 bool RegWriteLocalMachineQword(const wchar_t* subKey, const wchar_t* name, std::uint64_t value);
 
-/// Writes the text, which must not be null, with its NUL as `REG_SZ`.
+/// Writes the text, which must not be null, with its NUL as `REG_SZ`. Logs it at `Debug`. Not for secrets.
 bool RegWriteLocalMachineString(const wchar_t* subKey, const wchar_t* name, const wchar_t* value);

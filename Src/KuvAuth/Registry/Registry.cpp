@@ -1,8 +1,11 @@
 #include "KuvAuth/Registry/Registry.h"
 
+#include <windows.h>
+
 #include <stdexcept>
 
 #include "KuvAuth/Logging/LogFront.h"
+#include "KuvAuth/Registry/OpenedKey.h"
 #include "KuvAuth/Support/SystemError.h"
 
 namespace {

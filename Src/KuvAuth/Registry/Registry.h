@@ -1,9 +1,8 @@
 #pragma once
 
-#include <windows.h>
-
 #include <cstdint>
-#include <utility>
+
+#include "KuvAuth/Support/WindowsTypes.h"
 
 /// @file
 /// The registry interface from which the settings are loaded.
@@ -28,16 +27,20 @@ class IRegistry {
                               DWORD* size) = 0;
   /// Writes a `REG_QWORD` value and creates the key if it does not exist. Throws `std::invalid_argument` for
   /// a null path or name, and `std::runtime_error` if the key cannot be created or the value cannot be
-  /// written. Logs the failure at `Error`, unless the key cannot be created.
+  /// written.
   virtual void WriteQword(HKEY root, const wchar_t* keyPath, const wchar_t* valueName,
                           std::uint64_t value) = 0;
   /// Reads a `REG_QWORD` value. Returns the default if the value is missing or has another type, or if the
-  /// path or name is null, which is logged at `Warning`.
+  /// path or name is null.
   virtual std::uint64_t ReadQword(HKEY root, const wchar_t* keyPath, const wchar_t* valueName,
                                   std::uint64_t defaultValue) = 0;
 };
 
 /// The Windows registry. The class has no state; callers create an object on the stack.
+///
+/// `ReadQword` logs the result at `Debug`, also if it is the default, and a null path or name at `Warning`.
+/// `WriteQword` logs the number that it has written at `Debug` and a failure at `Error`, unless the key
+/// cannot be created. The other functions log nothing.
 class Registry : public IRegistry {
  public:
   LSTATUS QueryValueA(HKEY key, const char* valueName, DWORD* reserved, DWORD* type, BYTE* data,
@@ -50,30 +53,3 @@ class Registry : public IRegistry {
   std::uint64_t ReadQword(HKEY root, const wchar_t* keyPath, const wchar_t* valueName,
                           std::uint64_t defaultValue) override;
 };
-
-namespace Kuv {
-
-/// Owns a key that an `IRegistry` has opened and closes it through that registry.
-class OpenedKey {
- public:
-  /// Takes ownership of `key`, which `registry` has opened; null for none.
-  OpenedKey(IRegistry& registry, HKEY key) noexcept : registry_(registry), key_(key) {}
-  OpenedKey(const OpenedKey&) = delete;
-  OpenedKey& operator=(const OpenedKey&) = delete;
-  ~OpenedKey() { Close(); }
-
-  /// Returns the key, or null after `Close`.
-  HKEY Get() const noexcept { return key_; }
-
-  /// Closes the key and returns the status. Further calls do nothing and return `ERROR_SUCCESS`.
-  LSTATUS Close() {
-    const HKEY key = std::exchange(key_, nullptr);
-    return key == nullptr ? ERROR_SUCCESS : registry_.CloseKey(key);
-  }
-
- private:
-  IRegistry& registry_;
-  HKEY key_;
-};
-
-}  // namespace Kuv

@@ -1,5 +1,7 @@
 #include "KuvAuth/Registry/RegistryOperations.h"
 
+#include <windows.h>
+
 #include <cstring>
 
 #include "KuvAuth/Support/UniqueResource.h"

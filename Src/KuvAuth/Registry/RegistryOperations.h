@@ -1,11 +1,11 @@
 #pragma once
 
-#include <windows.h>
-
 #include <cstdint>
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "KuvAuth/Support/WindowsTypes.h"
 
 /// @file
 /// Operations on any root key. Each throws `Kuv::RegistryError` if a registry call fails, including for a

@@ -4,8 +4,12 @@
 /// The exception class of ATL or, if ATL is not installed, a class of the same name with the members that
 /// callers use.
 #if __has_include(<atlexcept.h>)
+// Without <winsock2.h>, <windows.h> includes its predecessor, and neither compiles after the other.
+#include <winsock2.h>
 #include <windows.h>
 #include <atlexcept.h>
+// Also if the including source switches off the automatic use of the namespace of ATL.
+using ATL::CAtlException;
 #else
 /// An exception that carries an `HRESULT`, declared as `long` so that no platform header is needed.
 class CAtlException {

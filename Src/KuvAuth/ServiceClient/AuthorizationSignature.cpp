@@ -1,20 +1,12 @@
 #include "KuvAuth/ServiceClient/AuthorizationSignature.h"
 
-#include <cstdint>
-#include <vector>
-
 #include "KuvAuth/Logging/LogFront.h"
 #include "KuvAuth/ServiceClient/Encoders.h"
 #include "KuvAuth/ServiceClient/Hashing.h"
+#include "KuvAuth/ServiceClient/SignatureParts.h"
 #include "KuvAuth/Support/Text.h"
 
 namespace Kuv::Util {
-
-namespace {
-
-constexpr std::uint32_t kSha512 = 0x800E;  // CALG_SHA_512
-
-}  // namespace
 
 std::string BuildAuthorizationSignature(const std::string& first, const std::string& second,
                                         const std::string& third, const std::string& fourth,
@@ -33,6 +25,11 @@ std::string BuildJsonAuthorizationSignature(const std::string& first, const std:
     KUV_LOG(LogLevel::Error, "BuildJsonAuthorizationSignature failed.");
     return {};
   }
+  return JoinJsonSignature(first, second, third, fourth, digest);
+}
+
+std::string JoinJsonSignature(const std::string& first, const std::string& second, const std::string& third,
+                              const std::string& fourth, const std::vector<std::uint8_t>& digest) {
   // An empty line replaces the parameters of the other format. The digest is in lower case, unlike
   // the hash in the authorization header.
   return BuildAuthorizationSignature(first, second, third, fourth, /*parameters=*/"\n") +

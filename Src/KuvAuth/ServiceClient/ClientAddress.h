@@ -31,27 +31,29 @@ static_assert(sizeof(RemoteAddressRecord) == 32 && offsetof(RemoteAddressRecord,
 /// Returns the address of the Remote Desktop client. In a local session, returns the address of this machine
 /// if the field `local_ip_fallback` of the configuration is set, else an empty text. Does not load the
 /// configuration. Logs the case at `Trace` and a failure at `Error`.
-std::string GetClientIpAddress();
+[[nodiscard]] std::string GetClientIpAddress();
 
 /// Does the same with `fallBackToLocal` instead of the setting.
-std::string GetClientIpAddress(bool fallBackToLocal);
+[[nodiscard]] std::string GetClientIpAddress(bool fallBackToLocal);
 
-/// Returns the address of the client of this process's Remote Desktop session. Loads winsta.dll for the
-/// duration of the call. Logs a failure at `Error`, unless the terminal server cannot be opened.
-std::string GetRdpClientIpAddress();
+/// Returns the address of the client of this process's Remote Desktop session. Loads winsta.dll by its name
+/// for the duration of the call: a program whose own folder is not protected calls
+/// `SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32)` first. Logs a failure at `Error`, unless the
+/// terminal server cannot be opened.
+[[nodiscard]] std::string GetRdpClientIpAddress();
 
 /// Returns the first IPv4 address that the resolver returns for this machine's host name, which can be a
 /// loopback address. Logs a failure at `Error`.
-std::string GetLocalIpAddress();
+[[nodiscard]] std::string GetLocalIpAddress();
 
 /// Returns the host name of this machine (`gethostname`). On failure, returns an empty text and logs at
 /// `Error`.
-std::string GetLocalHostName();
+[[nodiscard]] std::string GetLocalHostName();
 
 /// Returns the text of a binary address in network byte order: 4 bytes for family 2 (IPv4), 16 bytes for
 /// family 23 (IPv6). Returns an empty text and logs nothing for any other family. Logs the IPv4 address
 /// 0.0.0.0 at `Error` as invalid, but returns its text. Calls the invalid-parameter handler of the C runtime
 /// for a null address; if the handler returns, the address is treated as zero.
-std::string AddrToString(std::uint16_t family, const void* address);
+[[nodiscard]] std::string AddrToString(std::uint16_t family, const void* address);
 
 }  // namespace Kuv::Util

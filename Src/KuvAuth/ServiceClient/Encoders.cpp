@@ -159,14 +159,21 @@ std::string BytesToHexString(const void* data, std::uint64_t length) {
 }
 
 std::string PercentEncode(const std::string& text) {
+  return PercentEncode(text.data(), text.size());
+}
+
+std::string PercentEncode(const void* data, std::uint64_t length) {
+  if (data == nullptr) return {};
   std::string encoded;
-  encoded.reserve(TextSize(text.size(), 3));
+  encoded.reserve(TextSize(length, 3));
   // Uses a buffer, because resizing the string would first fill it with zeros.
   constexpr std::size_t kPiece = 256;
   char piece[3 * kPiece];
-  for (std::size_t done = 0; done < text.size(); done += kPiece) {
-    const std::size_t count = std::min(text.size() - done, kPiece);
-    const char* const end = EscapeBlocks(text.data() + done, count, piece);
+  const auto* const bytes = static_cast<const char*>(data);
+  const auto size = static_cast<std::size_t>(length);
+  for (std::size_t done = 0; done < size; done += kPiece) {
+    const std::size_t count = std::min(size - done, kPiece);
+    const char* const end = EscapeBlocks(bytes + done, count, piece);
     encoded.append(piece, static_cast<std::size_t>(end - piece));
   }
   return encoded;

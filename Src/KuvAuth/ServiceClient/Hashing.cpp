@@ -5,6 +5,7 @@
 
 #include <cstring>
 
+#include "KuvAuth/ServiceClient/HashCalls.h"
 #include "KuvAuth/ServiceClient/SystemCallFailure.h"
 #include "KuvAuth/Support/UniqueResource.h"
 
@@ -14,11 +15,6 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-struct ProviderTraits {
-  using Value = HCRYPTPROV;
-  static Value None() noexcept { return 0; }
-  static void Close(Value provider) noexcept { ::CryptReleaseContext(provider, /*dwFlags=*/0); }
-};
 struct KeyTraits {
   using Value = HCRYPTKEY;
   static Value None() noexcept { return 0; }
@@ -29,7 +25,6 @@ struct HashTraits {
   static Value None() noexcept { return 0; }
   static void Close(Value hash) noexcept { ::CryptDestroyHash(hash); }
 };
-using UniqueProvider = UniqueResource<ProviderTraits>;
 using UniqueKey = UniqueResource<KeyTraits>;
 using UniqueHash = UniqueResource<HashTraits>;
 
@@ -72,62 +67,116 @@ class KeyBlob {
   DWORD length_ = 0;
 };
 
-Bytes Fail(const char* call) {
+// A call that can fail: its text in the log and the name of the function.
+struct CallName {
+  const char* logged;
+  const char* function;
+};
+
+// Runs before the destructors of the caller's resources, so that the log line precedes their release.
+Bytes Fail(const CallName& call, FailedCall* failed) {
   const DWORD code = ::GetLastError();
-  LogSystemCallFailure(call, code);
+  if (failed != nullptr) {
+    *failed = {call.function, code};
+  } else {
+    LogSystemCallFailure(call.logged, code);
+  }
   return {};
 }
 
-Bytes ReadHashValue(HCRYPTHASH hash, const char* lengthCall, const char* valueCall) {
+// The names of the two calls that read a value.
+struct ValueCalls {
+  CallName length;
+  CallName value;
+};
+
+Bytes ReadHashValue(HCRYPTHASH hash, const ValueCalls& calls, FailedCall* failed) {
   DWORD length = 0;
   if (::CryptGetHashParam(hash, HP_HASHVAL, nullptr, &length, /*dwFlags=*/0) == FALSE)
-    return Fail(lengthCall);
+    return Fail(calls.length, failed);
   Bytes value(length);
   if (::CryptGetHashParam(hash, HP_HASHVAL, value.data(), &length, /*dwFlags=*/0) == FALSE)
-    return Fail(valueCall);
+    return Fail(calls.value, failed);
   value.resize(length);
   return value;
 }
 
+// The first text says "Set" for a call that gets; the texts are required.
+constexpr ValueCalls kHmacValue{
+    {"Kuv::Util::CalculateHmac CryptSetHashParam (Hash Length)", "CryptGetHashParam"},
+    {"Kuv::Util::CalculateHmac CryptGetHashParam (Hash Result)", "CryptGetHashParam"}};
+constexpr ValueCalls kDigestValue{{"CryptoHash:CryptGetHashParam() Hash Size)", "CryptGetHashParam"},
+                                  {"CryptoHash:CryptGetHashParam(HP_HASHVAL)", "CryptGetHashParam"}};
+
 }  // namespace
 
-Bytes CalculateHmac(const void* key, std::uint64_t keyLength, const void* data, std::uint64_t dataLength) {
-  if (key == nullptr || data == nullptr) return {};
-  // Declared in the reverse of the required order of release: hash, key, unused hash, blob, context.
-  UniqueProvider provider;
+ProviderContext::~ProviderContext() {
+  if (handle_ == 0) return;
+  const DWORD lastError = ::GetLastError();
+  ::CryptReleaseContext(handle_, /*dwFlags=*/0);
+  ::SetLastError(lastError);
+}
+
+bool ProviderContext::Open(std::uint32_t type) noexcept {
+  if (handle_ != 0) return true;
+  HCRYPTPROV handle = 0;
+  if (::CryptAcquireContextW(&handle, nullptr, nullptr, type, CRYPT_VERIFYCONTEXT) == FALSE) return false;
+  handle_ = handle;
+  return true;
+}
+
+Bytes ComputeHmac(ProviderContext& provider, const void* key, std::uint64_t keyLength, const void* data,
+                  std::uint64_t dataLength, FailedCall* failed) {
+  // Declared in the reverse of the required order of release: hash, key, unused hash, blob. The context,
+  // which is released last, is the caller's.
   KeyBlob blob;
   UniqueHash unusedHash;
   UniqueKey hmacKey;
   UniqueHash hash;
 
-  if (::CryptAcquireContextW(provider.Put(), nullptr, nullptr, PROV_RSA_FULL, CRYPT_VERIFYCONTEXT) == FALSE) {
-    return Fail("Kuv::Util::CalculateHmac CryptAcquireContext");
-  }
+  if (!provider.Open(PROV_RSA_FULL))
+    return Fail({"Kuv::Util::CalculateHmac CryptAcquireContext", "CryptAcquireContextW"}, failed);
   // Not used, but part of the required order of calls.
-  if (::CryptCreateHash(provider.Get(), CALG_SHA1, /*hKey=*/0, /*dwFlags=*/0, unusedHash.Put()) == FALSE) {
-    return Fail("Kuv::Util::CalculateHmac CryptCreateHash (1)");
-  }
+  if (::CryptCreateHash(provider.Get(), CALG_SHA1, /*hKey=*/0, /*dwFlags=*/0, unusedHash.Put()) == FALSE)
+    return Fail({"Kuv::Util::CalculateHmac CryptCreateHash (1)", "CryptCreateHash"}, failed);
   blob.Fill(key, keyLength);
   if (::CryptImportKey(provider.Get(), blob.Data(), blob.Length(), /*hPubKey=*/0, CRYPT_IPSEC_HMAC_KEY,
                        hmacKey.Put()) == FALSE) {
-    return Fail("Kuv::Util::CalculateHmac CryptImportKey");
+    return Fail({"Kuv::Util::CalculateHmac CryptImportKey", "CryptImportKey"}, failed);
   }
-  if (::CryptCreateHash(provider.Get(), CALG_HMAC, hmacKey.Get(), /*dwFlags=*/0, hash.Put()) == FALSE) {
-    return Fail("Kuv::Util::CalculateHmac CryptCreateHash (2)");
-  }
+  if (::CryptCreateHash(provider.Get(), CALG_HMAC, hmacKey.Get(), /*dwFlags=*/0, hash.Put()) == FALSE)
+    return Fail({"Kuv::Util::CalculateHmac CryptCreateHash (2)", "CryptCreateHash"}, failed);
   HMAC_INFO info{};  // null pads select the standard ones
   info.HashAlgid = CALG_SHA1;
   if (::CryptSetHashParam(hash.Get(), HP_HMAC_INFO, reinterpret_cast<const BYTE*>(&info), /*dwFlags=*/0) ==
       FALSE) {
-    return Fail("Kuv::Util::CalculateHmac CryptSetHashParam (HP_HMAC_INFO)");
+    return Fail({"Kuv::Util::CalculateHmac CryptSetHashParam (HP_HMAC_INFO)", "CryptSetHashParam"}, failed);
   }
   if (::CryptHashData(hash.Get(), static_cast<const BYTE*>(data), static_cast<DWORD>(dataLength),
                       /*dwFlags=*/0) == FALSE) {
-    return Fail("Kuv::Util::CalculateHmac CryptHashData (Hashing data)");
+    return Fail({"Kuv::Util::CalculateHmac CryptHashData (Hashing data)", "CryptHashData"}, failed);
   }
-  // The first text says "Set" for a call that gets; the text is required.
-  return ReadHashValue(hash.Get(), "Kuv::Util::CalculateHmac CryptSetHashParam (Hash Length)",
-                       "Kuv::Util::CalculateHmac CryptGetHashParam (Hash Result)");
+  return ReadHashValue(hash.Get(), kHmacValue, failed);
+}
+
+Bytes ComputeDigest(ProviderContext& provider, const void* data, std::uint64_t length,
+                    std::uint32_t algorithm, FailedCall* failed) {
+  UniqueHash hash;
+  if (!provider.Open(PROV_RSA_AES))
+    return Fail({"CryptoHash:CryptAcquireContext", "CryptAcquireContextW"}, failed);
+  if (::CryptCreateHash(provider.Get(), algorithm, /*hKey=*/0, /*dwFlags=*/0, hash.Put()) == FALSE)
+    return Fail({"CryptoHash::CryptCreateHash", "CryptCreateHash"}, failed);
+  if (::CryptHashData(hash.Get(), static_cast<const BYTE*>(data), static_cast<DWORD>(length),
+                      /*dwFlags=*/0) == FALSE) {
+    return Fail({"CryptoHash:CryptHashData", "CryptHashData"}, failed);
+  }
+  return ReadHashValue(hash.Get(), kDigestValue, failed);
+}
+
+Bytes CalculateHmac(const void* key, std::uint64_t keyLength, const void* data, std::uint64_t dataLength) {
+  if (key == nullptr || data == nullptr) return {};
+  ProviderContext provider;
+  return ComputeHmac(provider, key, keyLength, data, dataLength, /*failed=*/nullptr);
 }
 
 Bytes CalculateHmac(const std::string& key, const std::string& data) {
@@ -135,20 +184,13 @@ Bytes CalculateHmac(const std::string& key, const std::string& data) {
 }
 
 Bytes CryptoHash(const std::string& text, std::uint32_t algorithm) {
-  UniqueProvider provider;
-  UniqueHash hash;
-  if (::CryptAcquireContextW(provider.Put(), nullptr, nullptr, PROV_RSA_AES, CRYPT_VERIFYCONTEXT) == FALSE) {
-    return Fail("CryptoHash:CryptAcquireContext");
-  }
-  if (::CryptCreateHash(provider.Get(), algorithm, /*hKey=*/0, /*dwFlags=*/0, hash.Put()) == FALSE) {
-    return Fail("CryptoHash::CryptCreateHash");
-  }
-  if (::CryptHashData(hash.Get(), reinterpret_cast<const BYTE*>(text.data()), static_cast<DWORD>(text.size()),
-                      /*dwFlags=*/0) == FALSE) {
-    return Fail("CryptoHash:CryptHashData");
-  }
-  return ReadHashValue(hash.Get(), "CryptoHash:CryptGetHashParam() Hash Size)",
-                       "CryptoHash:CryptGetHashParam(HP_HASHVAL)");
+  return CryptoHash(text.data(), text.size(), algorithm);
+}
+
+Bytes CryptoHash(const void* data, std::uint64_t length, std::uint32_t algorithm) {
+  if (data == nullptr) return {};
+  ProviderContext provider;
+  return ComputeDigest(provider, data, length, algorithm, /*failed=*/nullptr);
 }
 
 }  // namespace Kuv::Util

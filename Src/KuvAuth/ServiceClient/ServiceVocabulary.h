@@ -41,18 +41,25 @@ enum class AuthStatus : std::int32_t {
   Sent = 10,       ///< "sent"
 };
 
-/// Returns the text of a factor, or an empty text for a value that is not in the enumeration.
-std::string AuthFactorToString(AuthFactor factor);
-/// Returns the text of a result, or an empty text for a value that is not in the enumeration.
-std::string AuthResultToString(AuthResult result);
-/// Returns the text of a status, or an empty text for a value that is not in the enumeration.
-std::string AuthStatusToString(AuthStatus status);
+/// The result of `AuthFactorFromString` for an unknown text. Not an enumerator: it has no text.
+inline constexpr AuthFactor AuthFactorUnknown{-1};
+/// The result of `AuthResultFromString` for an unknown text.
+inline constexpr AuthResult AuthResultUnknown{-1};
+/// The result of `AuthStatusFromString` for an unknown text.
+inline constexpr AuthStatus AuthStatusUnknown{-1};
 
-/// Returns the factor with this text, or -1 for an unknown text.
-AuthFactor AuthFactorFromString(const std::string& text);
-/// Returns the result with this text, or -1 for an unknown text.
-AuthResult AuthResultFromString(const std::string& text);
-/// Returns the status with this text, or -1 for an unknown text.
-AuthStatus AuthStatusFromString(const std::string& text);
+/// Returns the text of a factor, or an empty text for a value that is not in the enumeration.
+[[nodiscard]] std::string AuthFactorToString(AuthFactor factor);
+/// Returns the text of a result, or an empty text for a value that is not in the enumeration.
+[[nodiscard]] std::string AuthResultToString(AuthResult result);
+/// Returns the text of a status, or an empty text for a value that is not in the enumeration.
+[[nodiscard]] std::string AuthStatusToString(AuthStatus status);
+
+/// Returns the factor with this text, or `AuthFactorUnknown` (-1).
+[[nodiscard]] AuthFactor AuthFactorFromString(const std::string& text);
+/// Returns the result with this text, or `AuthResultUnknown` (-1).
+[[nodiscard]] AuthResult AuthResultFromString(const std::string& text);
+/// Returns the status with this text, or `AuthStatusUnknown` (-1).
+[[nodiscard]] AuthStatus AuthStatusFromString(const std::string& text);
 
 }  // namespace Kuv::Util

@@ -20,29 +20,31 @@ using MaskedNameSet = std::unordered_set<std::string>;
 /// Returns the parameters as percent-encoded "name=value" pairs, joined by "&", with values in UTF-8. The
 /// value of a name in `masked` is replaced by "#####": use such a text for display only. A value ends at its
 /// first NUL; one that cannot be converted to UTF-8 is treated as empty.
-std::string BuildParameterString(const ParameterList& parameters, const MaskedNameSet& masked);
+[[nodiscard]] std::string BuildParameterString(const ParameterList& parameters, const MaskedNameSet& masked);
 
 /// Returns the `Date` header with the current time, an HTTP date in the form of RFC 1123 (RFC 9110, section
 /// 5.6.7). Copies the date itself to `date`, unless that is null, so that the same date can be signed. On
 /// failure, does not change `date`.
-std::string BuildDateHeader(std::string* date);
+[[nodiscard]] std::string BuildDateHeader(std::string* date);
 
 /// Returns the header "name: value". Does not check the texts: a line end in one of them terminates the
 /// header, so the caller must check texts from untrusted sources. Never fails.
-std::string BuildHeaderLine(const std::string& name, const std::string& value);
+[[nodiscard]] std::string BuildHeaderLine(const std::string& name, const std::string& value);
 
 /// Returns the `Authorization` header of the basic scheme (RFC 7617) with `user` and, as the password, the
 /// HMAC-SHA-1 (RFC 2104) of `text` under `key` in upper-case hexadecimal digits. Pass the result of
 /// `BuildAuthorizationSignature` or `BuildJsonAuthorizationSignature` as `text`. Throws what the encoders
-/// throw.
-std::string BuildHmacAuthorizationHeader(const std::string& key, const std::string& user,
-                                         const std::string& text);
+/// throw. All three texts have the same type: a key in the place of `user` is sent. `Kuv::Signing::Sign`
+/// takes typed credentials.
+[[nodiscard]] std::string BuildHmacAuthorizationHeader(const std::string& key, const std::string& user,
+                                                       const std::string& text);
 
 /// Does the same with `SKey` as the key and `IKey` as the user, both from the configuration. Load it
-/// (`EnsureConfigurationLoaded`) or set the keys (`SetServiceCredentials`) first.
-std::string BuildAuthorizationHeader(const std::string& text);
+/// (`EnsureConfigurationLoaded`) or set the keys (`SetServiceCredentials`) first: this function does not
+/// check them, so it signs with empty keys otherwise.
+[[nodiscard]] std::string BuildAuthorizationHeader(const std::string& text);
 
 /// Returns whether the text contains "application/json". The search is case-sensitive.
-bool IsJsonContentType(const std::string& contentType);
+[[nodiscard]] bool IsJsonContentType(const std::string& contentType);
 
 }  // namespace Kuv::Util

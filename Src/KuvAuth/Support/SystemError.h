@@ -8,4 +8,4 @@
 
 /// Returns the system's message for an error code (`FormatMessageW`) in the user's default language, without
 /// trailing white space. Returns an empty string for an unknown code.
-std::wstring FormatSystemError(std::uint32_t code);
+[[nodiscard]] std::wstring FormatSystemError(std::uint32_t code);

@@ -19,14 +19,14 @@
 /// Converts UTF-8 (RFC 3629) to UTF-16 (code page 65001, flags 0), up to the first NUL. Replaces invalid
 /// sequences by U+FFFD. Returns an empty string for a null pointer, an empty text or a failed conversion; if
 /// only the second call fails, after the first one has returned the length, the string holds that many NULs.
-std::wstring Utf8ToWide(const char* text);
+[[nodiscard]] std::wstring Utf8ToWide(const char* text);
 /// @overload
-std::wstring Utf8ToWide(const std::string& text);
+[[nodiscard]] std::wstring Utf8ToWide(const std::string& text);
 
 /// Converts UTF-16 to UTF-8 by the rules of `Utf8ToWide`.
-std::string WideToUtf8(const wchar_t* text);
+[[nodiscard]] std::string WideToUtf8(const wchar_t* text);
 /// @overload
-std::string WideToUtf8(const std::wstring& text);
+[[nodiscard]] std::string WideToUtf8(const std::wstring& text);
 
 /// Returns a lower-case copy, converted unit by unit with `tolower` or `towlower`. Returns an empty string
 /// for a null pointer.
@@ -51,6 +51,6 @@ void RemoveWhitespace(std::wstring& text);
 /// Formats into a new string of the length needed. In the 8-bit form `%s` takes 8-bit text; in the 16-bit
 /// form `%s` takes 16-bit text and `%S` 8-bit text. Returns an empty string for a null format or one that the
 /// formatter rejects.
-std::string FormatToString(const char* format, ...) KUV_PRINTF_FORMAT(1, 2);
+[[nodiscard]] std::string FormatToString(const char* format, ...) KUV_PRINTF_FORMAT(1, 2);
 /// @overload
-std::wstring FormatToString(const wchar_t* format, ...);
+[[nodiscard]] std::wstring FormatToString(const wchar_t* format, ...);

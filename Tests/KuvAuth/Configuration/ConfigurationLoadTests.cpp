@@ -307,4 +307,48 @@ TEST_F(ConfigurationLoad, IgnoresAFailedClose) {
   EXPECT_EQ(log.Lines(), (LogLines{Info("Host: api.example.com"), Info("IKey: IKEY")}));
 }
 
+// Forwards to another registry, and throws at the n-th query by an 8-bit name.
+class ThrowingRegistry final : public Registry {
+ public:
+  ThrowingRegistry(KuvTest::FakeRegistry& registry, int failing) : registry_(registry), failing_(failing) {}
+
+  LSTATUS QueryValueA(HKEY key, const char* valueName, DWORD* reserved, DWORD* type, BYTE* data,
+                      DWORD* size) override {
+    if (--failing_ == 0) throw valueName;
+    return registry_.QueryValueA(key, valueName, reserved, type, data, size);
+  }
+  LSTATUS OpenKeyA(HKEY key, const char* subKey, DWORD options, REGSAM access, HKEY* result) override {
+    return registry_.OpenKeyA(key, subKey, options, access, result);
+  }
+  LSTATUS CloseKey(HKEY key) override { return registry_.CloseKey(key); }
+  LSTATUS QueryValueW(HKEY key, const wchar_t* valueName, DWORD* reserved, DWORD* type, BYTE* data,
+                      DWORD* size) override {
+    return registry_.QueryValueW(key, valueName, reserved, type, data, size);
+  }
+
+ private:
+  KuvTest::FakeRegistry& registry_;
+  int failing_;
+};
+
+TEST_F(ConfigurationLoad, PassesOnWhatTheRegistryThrowsAndClosesTheKeys) {
+  SetCredentials(kLocalPath);
+  SetCredentials(kPolicyPath);
+  int thrown = 0;
+  for (; thrown < 100; ++thrown) {
+    SCOPED_TRACE(thrown);
+    record = Configuration{};
+    ThrowingRegistry throwing{fake, thrown + 1};
+    try {
+      EXPECT_TRUE(record.Load(throwing));
+      break;
+    } catch (const char*) {
+      EXPECT_EQ(record.SKey, "");
+      EXPECT_FALSE(record.IsConfigured());
+    }
+  }
+  // Each key is queried for 17 numbers and texts.
+  EXPECT_EQ(thrown, 34);
+}
+
 }  // namespace

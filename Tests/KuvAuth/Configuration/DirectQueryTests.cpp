@@ -183,6 +183,15 @@ TEST_F(StringSetting, MissingTextDoesNotChangeTheOutput) {
   EXPECT_EQ(text, "before");
 }
 
+TEST_F(StringSetting, IsInTheAnsiCodePage) {
+  const wchar_t text[] = L"Zo\u00EB";
+  char expected[16] = {};
+  ASSERT_GT(::WideCharToMultiByte(CP_ACP, 0, text, -1, expected, sizeof(expected), nullptr, nullptr), 0);
+  local.SetText(L"Text", text);
+  EXPECT_EQ(GetStringSetting("Text", ""), expected);
+  EXPECT_EQ(GetStringSetting("Text", "") == "Zo\xC3\xAB", ::GetACP() == CP_UTF8);
+}
+
 TEST_F(StringSetting, PolicyTextWinsEvenIfItIsEmpty) {
   local.SetText(L"Text", L"local");
   policy.SetText(L"Text", L"policy");

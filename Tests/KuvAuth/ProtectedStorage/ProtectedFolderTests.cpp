@@ -140,7 +140,7 @@ TEST_F(ProtectedFolder, FailsWithoutADescriptor) {
 TEST_F(ProtectedFolder, PassesAnyOtherExceptionOn) {
   KUV_IMPORT_HOOK(isValid, IsValidSecurityDescriptor);
   isValid.Answer([](void*) -> BOOL { throw std::runtime_error{"failed"}; });
-  EXPECT_THROW(GetAppDataFilePath(L"kuv.log"), std::runtime_error);
+  EXPECT_THROW(static_cast<void>(GetAppDataFilePath(L"kuv.log")), std::runtime_error);
   EXPECT_EQ(log.Lines(), LogLines{});
 }
 
@@ -211,7 +211,7 @@ TEST_F(ProtectedFolder, ReleasesTheDescriptorOnEveryPath) {
     SCOPED_TRACE(name);
     prepare();
     SecurityCalls platform;
-    GetAppDataFilePath(L"kuv.log");
+    static_cast<void>(GetAppDataFilePath(L"kuv.log"));
     EXPECT_EQ(platform.releases, kAllReleases);
   }
   EXPECT_EQ(events,
@@ -224,7 +224,7 @@ TEST_F(ProtectedFolder, IsLookedUpAfterTheDescriptorIsCreated) {
     events.push_back("descriptor");
     return isValid.Original(descriptor);
   });
-  GetAppDataFilePath(L"kuv.log");
+  static_cast<void>(GetAppDataFilePath(L"kuv.log"));
   EXPECT_EQ(events, (Events{"descriptor", "find", "create"}));
 }
 

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <windows.h>
+#include <aclapi.h>
+
 #include <functional>
 #include <string>
 #include <vector>

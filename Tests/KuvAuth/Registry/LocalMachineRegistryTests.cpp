@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include "KuvAuth/Configuration/KuvAuthConfig.h"
 #include "KuvAuth/Support/SystemError.h"
 #include "KuvAuth/Support/Text.h"
 #include "Support/ImportHook.h"
@@ -412,6 +413,33 @@ TEST_F(RegWriteLocalMachine, LogsNumbersAsSigned) {
   EXPECT_TRUE(RegWriteLocalMachineQword(kPath, L"v", std::uint64_t{0x1FFFFFFFD}));
   EXPECT_EQ(log.Lines(), (LogLines{{LogLevel::Debug, "RegWriteLocalMachineDword wrote -2 value for key v"},
                                    {LogLevel::Debug, "RegWriteLocalMachineQword wrote -3 value for key v"}}));
+}
+
+// Return whether a call with this type of value or default compiles.
+template <typename Value>
+constexpr bool CanBeWritten = requires(Value value) {
+  RegWriteLocalMachineDword(L"", L"", value);
+};
+template <typename Value>
+constexpr bool CanBeDefault = requires(Value value) {
+  RegReadLocalMachineDword(L"", L"", value);
+};
+template <typename Value>
+constexpr bool CanBeFlag = requires(Value value) {
+  GetBoolSetting("", value);
+};
+
+// A pointer would convert to a flag that is always set.
+TEST(LocalMachineDword, DoesNotTakeAPointer) {
+  EXPECT_FALSE((CanBeWritten<const wchar_t*> || CanBeWritten<wchar_t*> || CanBeWritten<const wchar_t(&)[5]> ||
+                CanBeWritten<const char*> || CanBeWritten<void*>));
+  EXPECT_FALSE((CanBeDefault<const wchar_t*> || CanBeDefault<wchar_t*> || CanBeDefault<const wchar_t(&)[5]> ||
+                CanBeDefault<const char*> || CanBeDefault<void*>));
+  EXPECT_FALSE(
+      (CanBeFlag<const char*> || CanBeFlag<char*> || CanBeFlag<const char(&)[5]> || CanBeFlag<void*>));
+  EXPECT_TRUE((CanBeWritten<bool> && CanBeWritten<int> && CanBeWritten<unsigned long> && CanBeWritten<char>));
+  EXPECT_TRUE((CanBeDefault<bool> && CanBeDefault<int> && CanBeDefault<unsigned long> && CanBeDefault<char>));
+  EXPECT_TRUE((CanBeFlag<bool> && CanBeFlag<int>));
 }
 
 }  // namespace

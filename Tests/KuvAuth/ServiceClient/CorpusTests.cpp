@@ -1,26 +1,17 @@
-#include <fstream>
 #include <functional>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "CorpusFile.h"
 #include "KuvAuth/ServiceClient/KuvAuthUtil.h"
 #include "Support/LogCapture.h"
 
 // The results of Python's library for thousands of random inputs (make_corpus.py), byte for byte.
 namespace {
 
-using Fields = std::vector<std::string>;
-
-std::string FromHex(const std::string& hex) {
-  std::string bytes;
-  for (std::size_t i = 0; hex != "-" && i < hex.size(); i += 2) {
-    bytes += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
-  }
-  return bytes;
-}
+using Fields = KuvTest::CorpusFields;
 
 std::string ToText(const std::vector<std::uint8_t>& bytes) {
   return {bytes.begin(), bytes.end()};
@@ -28,25 +19,13 @@ std::string ToText(const std::vector<std::uint8_t>& bytes) {
 
 class Corpus : public ::testing::Test {
  protected:
-  // Compares the last field of each case of a kind with the result of `compute` for the others.
-  void Compare(const std::string& kind, int count, const std::function<std::string(const Fields&)>& compute) {
+  // Compares the last field of each case of a kind with the result of `compute` for the case.
+  void Compare(const std::string& kind, std::size_t count,
+               const std::function<std::string(const Fields&)>& compute) {
     SCOPED_TRACE(kind);
-    std::ifstream file{KUV_CORPUS};
-    ASSERT_TRUE(file.is_open()) << KUV_CORPUS;
-    int cases = 0;
-    for (std::string line; std::getline(file, line);) {
-      std::istringstream words{line};
-      std::string word;
-      words >> word;
-      if (word != kind) continue;
-      Fields fields;
-      while (words >> word) fields.push_back(FromHex(word));
-      const std::string expected = fields.back();
-      fields.pop_back();
-      ++cases;
-      ASSERT_EQ(compute(fields), expected) << line;
-    }
-    EXPECT_EQ(cases, count);
+    const std::vector<Fields> cases = KuvTest::ReadCorpus(KUV_CORPUS, kind);
+    EXPECT_EQ(cases.size(), count);
+    for (std::size_t i = 0; i < cases.size(); ++i) ASSERT_EQ(compute(cases[i]), cases[i].back()) << i;
     EXPECT_EQ(log.Lines(), KuvTest::LogLines{});
   }
 
@@ -69,21 +48,8 @@ TEST_F(Corpus, HashesAndHeaders) {
 
 TEST_F(Corpus, ParameterStrings) {
   Compare("parameters", 600, [](const Fields& fields) {
-    Kuv::Util::ParameterList parameters;
-    Kuv::Util::MaskedNameSet masked;
-    std::string name;
-    for (const std::string& field : fields) {
-      const std::string content = field.substr(1);
-      if (field[0] == 'n') name = content;
-      if (field[0] == 'm') masked.insert(content);
-      if (field[0] != 'v') continue;
-      std::wstring& value = parameters[name];
-      for (std::size_t i = 0; i < content.size(); i += 2) {
-        value += static_cast<wchar_t>(static_cast<unsigned char>(content[i]) |
-                                      static_cast<unsigned char>(content[i + 1]) << 8);
-      }
-    }
-    return Kuv::Util::BuildParameterString(parameters, masked);
+    const KuvTest::CorpusParameters parameters{fields};
+    return Kuv::Util::BuildParameterString(parameters.list, parameters.masked);
   });
 }
 

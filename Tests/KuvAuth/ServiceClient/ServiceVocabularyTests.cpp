@@ -73,4 +73,13 @@ TEST(ServiceVocabulary, ConvertsStatuses) {
               {"Sent", " sent", "timeout ", "", "push", "lockedout", "waiting"});
 }
 
+TEST(ServiceVocabulary, NamesTheUnknownWords) {
+  EXPECT_EQ(static_cast<std::int32_t>(AuthFactorUnknown), -1);
+  EXPECT_EQ(static_cast<std::int32_t>(AuthResultUnknown), -1);
+  EXPECT_EQ(static_cast<std::int32_t>(AuthStatusUnknown), -1);
+  EXPECT_EQ(AuthFactorFromString("fax"), AuthFactorUnknown);
+  EXPECT_EQ(AuthResultFromString("perhaps"), AuthResultUnknown);
+  EXPECT_EQ(AuthStatusFromString("lost"), AuthStatusUnknown);
+}
+
 }  // namespace

@@ -1,9 +1,12 @@
 #include "FilterCheck/Judgment/JudgedSettings.h"
 
+#include <windows.h>
+
 #include <algorithm>
 
 #include "KuvAuth/Configuration/Configuration.h"
 #include "KuvAuth/Configuration/SettingReader.h"
+#include "KuvAuth/Registry/OpenedKey.h"
 #include "KuvAuth/Support/SettingsKeys.h"
 
 namespace FilterCheck {
