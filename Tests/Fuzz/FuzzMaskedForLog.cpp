@@ -38,13 +38,21 @@ std::vector<std::string> Split(const std::string& text) {
   return parts;
 }
 
-bool Holds(const std::vector<std::string>& names, const std::string& name) {
-  return std::find(names.begin(), names.end(), name) != names.end();
-}
-
 // A name in either form must be masked.
 bool MustMask(const std::vector<std::string>& names, const std::string& name) {
-  return Holds(names, name) || Holds(names, KuvFuzz::PlainPercent(name));
+  return std::any_of(names.begin(), names.end(), [&name](const std::string& given) {
+    return given == name || PlainDecode(given) == name;
+  });
+}
+
+// Escapes every byte, in lower case.
+std::string EscapeAll(const std::string& text) {
+  std::string escaped;
+  for (const char character : text) {
+    const auto byte = static_cast<unsigned char>(character);
+    escaped += {'%', "0123456789abcdef"[byte / 16], "0123456789abcdef"[byte % 16]};
+  }
+  return escaped;
 }
 
 // Without any name that is equal after decoding both, and without the text of other parameters in the value,
@@ -106,6 +114,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const int form = source.ConsumeIntegralInRange(0, 4);
     if (form == 1) names.push_back(name);
     if (form == 2) names.push_back(KuvFuzz::PlainPercent(name));
+    if (form == 3) names.push_back(EscapeAll(name));
     parameters.emplace(name, value);
   }
   Request request{.method = method, .path = path, .content = parameters};

@@ -135,8 +135,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       Change(source, *later);
     input.isJson = input.isJson != (source.ConsumeIntegralInRange(0, 9) == 0);
   }
-  const std::int64_t now = source.ConsumeBool() ? kNowCount : source.ConsumeIntegral<std::int64_t>();
   const std::int64_t skew = source.ConsumeBool() ? 300 : source.ConsumeIntegral<std::int64_t>();
+  // Mostly at an end of the window.
+  const std::int64_t offset = source.PickValueInArray<std::int64_t>({-301, -300, -299, 0, 299, 300, 301});
+  const std::int64_t now = source.ConsumeBool() ? kNowCount + offset : source.ConsumeIntegral<std::int64_t>();
 
   const Credentials credentials =
       Credentials::FromValues({.host = kHost, .integrationKey = kUser, .secretKey = Secret{key}}).Value();
