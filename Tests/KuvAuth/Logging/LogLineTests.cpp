@@ -13,9 +13,11 @@
 
 #include "LineClock.h"
 #include "RecordingHandler.h"
+#include "Support/GuardedBuffer.h"
 
 namespace {
 
+using KuvTest::GuardedBuffer;
 using KuvTest::LineClock;
 using KuvTest::RecordedSystem;
 
@@ -134,6 +136,26 @@ TEST(AppendFormat, RejectsNullAndZero) {
   EXPECT_EQ(AppendFormat(buffer, 2, nullptr), 0u);
   EXPECT_EQ(AppendFormat(buffer, 0, L"a"), 0u);
   EXPECT_EQ(buffer[0], L'#');
+}
+
+// Each text ends at unreadable memory.
+template <typename Unit>
+void CheckShortTexts() {
+  const std::wstring prefix = LineClock::TimeAndIds() + L"[Info] ";
+  for (std::size_t length = 0; length <= 40; ++length) {
+    std::basic_string<Unit> text;
+    for (std::size_t i = 0; i < length; ++i) text += static_cast<Unit>('A' + i);
+    const auto guarded = GuardedBuffer<Unit>::Text(text.data(), length);
+    RecordedSystem recorded;
+    recorded.system.Write(LogLevel::Info, "file.cpp", 1, guarded.Get());
+    EXPECT_EQ(recorded.Line(), prefix + std::wstring(text.begin(), text.end()) + L"\r\n");
+  }
+}
+
+TEST(LogLine, ContainsATextOfAnyLengthAndReadsNothingAfterIt) {
+  const LineClock clock;
+  CheckShortTexts<char>();
+  CheckShortTexts<wchar_t>();
 }
 
 // Lengths around every boundary of a line.
