@@ -102,6 +102,27 @@ TEST(FormatLinePrefix, PrintsIdsUnsigned) {
   EXPECT_EQ(Prefix(LogLevel::Info), L"06/02/25 12:59:52 [4294967295](0) [Info] ");
 }
 
+TEST(FormatLinePrefix, ReadsTheTimeThenTheProcessThenTheThread) {
+  std::vector<std::string> calls;
+  KUV_IMPORT_HOOK(clock, GetLocalTime);
+  KUV_IMPORT_HOOK(process, GetCurrentProcessId);
+  KUV_IMPORT_HOOK(thread, GetCurrentThreadId);
+  clock.Answer([&](SYSTEMTIME* time) {
+    *time = {};
+    calls.push_back("time");
+  });
+  process.Answer([&] {
+    calls.push_back("process");
+    return DWORD{1};
+  });
+  thread.Answer([&] {
+    calls.push_back("thread");
+    return DWORD{2};
+  });
+  Prefix(LogLevel::Info);
+  EXPECT_EQ(calls, (std::vector<std::string>{"time", "process", "thread"}));
+}
+
 TEST(FormatLinePrefix, PutsTheLocationBeforeTheTag) {
   const LineClock clock;
   EXPECT_EQ(Prefix(LogLevel::Error, "Src/File.cpp", true),
