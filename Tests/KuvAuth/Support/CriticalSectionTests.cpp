@@ -64,7 +64,7 @@ TEST(CriticalSection, AdmitsOneThreadAtATime) {
   EXPECT_EQ(count, kThreads * kRounds);
 }
 
-// Another thread asks whether the section is free, since it would wait for ever if it is not.
+// Another thread asks whether the section is free, since it would wait forever if it is not.
 bool IsFree(CriticalSection& section) {
   bool entered = false;
   std::thread other{[&] {
