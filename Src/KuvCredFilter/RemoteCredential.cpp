@@ -30,7 +30,8 @@ void LogCredential(const CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION& credentia
 // built.
 bool MayPass(const GUID& provider) {
   try {
-    if (!IsAllowed(GetAllowedProviders(), provider)) return false;
+    const AllowedProviderList allowed = GetAllowedProviders();
+    if (!IsAllowed(allowed, provider)) return false;
     KUV_LOG(LogLevel::Debug,
             "CKuvCredFilter::UpdateRemoteCredential Exit NOTIMPL: Ignore whitelisted providers.");
   } catch (const std::exception& exception) {
@@ -44,28 +45,29 @@ bool MayPass(const GUID& provider) {
 HRESULT CKuvCredFilter::UpdateRemoteCredential(const CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION* pcpcsIn,
                                                CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION* pcpcsOut) {
   KUV_LOG(LogLevel::Trace, "Entering %s", "CKuvCredFilter::UpdateRemoteCredential");
-  if (pcpcsIn == nullptr || pcpcsIn->cbSerialization == 0 || pcpcsIn->rgbSerialization == nullptr) {
+  // Copied once, as a whole: the caller owns the record, so a second look could differ from the first.
+  const CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION credential =
+      pcpcsIn != nullptr ? *pcpcsIn : CREDENTIAL_PROVIDER_CREDENTIAL_SERIALIZATION{};
+  if (credential.cbSerialization == 0 || credential.rgbSerialization == nullptr) {
     KUV_LOG(LogLevel::Debug, "CKuvCredFilter::UpdateRemoteCredential Exit NOTIMPL: invalid params");
     return E_NOTIMPL;
   }
-  LogCredential(*pcpcsIn);
-  if (MayPass(pcpcsIn->clsidCredentialProvider)) return E_NOTIMPL;
+  LogCredential(credential);
+  if (MayPass(credential.clsidCredentialProvider)) return E_NOTIMPL;
 
-  // Read once: the caller owns the record, and a change by another thread must not overflow the copy.
-  const BYTE* const bytes = pcpcsIn->rgbSerialization;
-  const ULONG size = pcpcsIn->cbSerialization;
-  pcpcsOut->clsidCredentialProvider = RedirectionTarget(pcpcsIn->clsidCredentialProvider);
-  pcpcsOut->ulAuthenticationPackage = pcpcsIn->ulAuthenticationPackage;
-  pcpcsOut->cbSerialization = size;
-  if (size == 0) {
+  pcpcsOut->clsidCredentialProvider = RedirectionTarget(credential.clsidCredentialProvider);
+  pcpcsOut->ulAuthenticationPackage = credential.ulAuthenticationPackage;
+  pcpcsOut->cbSerialization = credential.cbSerialization;
+  // Never true, because the copy of the record cannot change; the check is required all the same.
+  if (credential.cbSerialization == 0) {
     KUV_LOG(LogLevel::Debug, "CKuvCredFilter::UpdateRemoteCredential Exit NOTIMPL: No serialization data");
     return E_NOTIMPL;
   }
-  pcpcsOut->rgbSerialization = static_cast<BYTE*>(::CoTaskMemAlloc(size));
+  pcpcsOut->rgbSerialization = static_cast<BYTE*>(::CoTaskMemAlloc(credential.cbSerialization));
   if (pcpcsOut->rgbSerialization == nullptr) {
     KUV_LOG(LogLevel::Error, "CKuvCredFilter::UpdateRemoteCredential Exit OUTOFMEMORY");
     return E_OUTOFMEMORY;
   }
-  std::memcpy(pcpcsOut->rgbSerialization, bytes, size);
+  std::memcpy(pcpcsOut->rgbSerialization, credential.rgbSerialization, credential.cbSerialization);
   return S_OK;
 }

@@ -130,6 +130,37 @@ TEST_F(FilterCalls, ReadsTheSettingsByName) {
   EXPECT_EQ(names, (Names{"ElevationProtectionMode", "ElevationProtectionMode", "RdpOnly", "RdpOnly"}));
 }
 
+TEST_F(FilterCalls, LogsTheScenarioBeforeItReadsTheModeAndTheSessionBeforeItReadsRdpOnly) {
+  Configure();
+  const std::string scenario = "Filter usage scenario 1/CPUS_LOGON, flags=0x00000000";
+  for (const bool remote : {false, true}) {
+    SetRemote(remote);
+    Names lines;  // before each query
+    log.Clear();
+    registry.Local().SetDword(L"RdpOnly", 0);
+    registry.Local().SetDword(L"ElevationProtectionMode", 0);
+    KUV_IMPORT_HOOK(open, RegOpenKeyExA);
+    open.Answer([&](HKEY root, const char* path, DWORD options, REGSAM access, HKEY* key) {
+      lines.push_back(log.Lines().back().text);
+      return open.Original(root, path, options, access, key);
+    });
+    Filter({});
+    const std::string session = remote ? "Remote login session (RDP)" : "Local login session";
+    EXPECT_EQ(lines, (Names{scenario, scenario, session, session}));
+  }
+}
+
+TEST_F(FilterCalls, ReadsTheSessionBeforeItsLine) {
+  Configure();
+  Names lines;
+  metrics.Answer([&](int) {
+    lines.push_back(log.Lines().back().text);
+    return 1;
+  });
+  Filter({});
+  EXPECT_EQ(lines, (Names{"Filter usage scenario 1/CPUS_LOGON, flags=0x00000000"}));
+}
+
 TEST_F(FilterCalls, FailedDecisionClosesItsKeys) {
   Configure();
   metrics.Answer([](int) -> int { throw std::runtime_error{"example"}; });

@@ -1,14 +1,19 @@
 #include <objbase.h>
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <functional>
 #include <numeric>
 #include <stdexcept>
+#include <string_view>
+#include <utility>
 
 #include "KuvAuth/Support/Text.h"
 #include "KuvCredFilter/FilterFixture.h"
 #include "Support/GuardedBuffer.h"
+#include "Support/MemoryExhaustion.h"
 
 namespace {
 
@@ -339,32 +344,141 @@ TEST_F(RemoteCredential, KeepsASharedRecordIfItPasses) {
   EXPECT_TRUE(Same(both, before));
 }
 
-// Calls back at each log line, so that the record can change while the filter works on it.
+// Calls back at each log line.
 struct LineCallback final : Kuv::ILogHandler {
-  explicit LineCallback(std::function<void(const std::wstring&)> act) : callback(std::move(act)) {}
+  explicit LineCallback(std::function<void(const wchar_t*)> act) : callback(std::move(act)) {}
   void LogWrite(LogLevel, const wchar_t* text) override { callback(text); }
   void LogWrite(LogLevel, const char*) override {}
   void Flush() override {}
 
-  std::function<void(const std::wstring&)> callback;
+  std::function<void(const wchar_t*)> callback;
 };
 
-TEST_F(RemoteCredential, IsNotCopiedIfItsSizeBecomesZero) {
-  log.System().AddHandler(std::make_shared<LineCallback>([this](const std::wstring& line) {
-    if (line.find(L"guidString") != std::wstring::npos) in.cbSerialization = 0;
+TEST_F(RemoteCredential, IsUsedAsItWasAtTheCall) {
+  BYTE others[2] = {1, 2};
+  const Credential before = in;
+  const Credential changes[] = {{before.ulAuthenticationPackage, Guid(kPassword), 0, bytes.Get()},
+                                {before.ulAuthenticationPackage, Guid(kPassword), 100 * kSize, bytes.Get()},
+                                {before.ulAuthenticationPackage, Guid(kPassword), kSize, nullptr},
+                                {1, Guid(kVendor), 2, others}};
+  const Credential* change = nullptr;
+  const auto callback = std::make_shared<LineCallback>([&](const wchar_t* line) {
+    if (std::wstring_view{line}.find(L"guidString") != std::wstring_view::npos) in = *change;
+  });
+  log.System().AddHandler(callback);
+  for (const Credential& changed : changes) {
+    SCOPED_TRACE(&changed - changes);
+    change = &changed;
+    in = before;
+    ASSERT_EQ(filter->UpdateRemoteCredential(&in, &out), S_OK);
+    EXPECT_EQ(Text(out.clsidCredentialProvider), kKuv);
+    EXPECT_EQ(out.ulAuthenticationPackage, 0x87654321u);
+    EXPECT_EQ(out.cbSerialization, kSize);
+    EXPECT_EQ(std::memcmp(out.rgbSerialization, bytes.Get(), kSize), 0);
+    ::CoTaskMemFree(std::exchange(out.rgbSerialization, outBytes));
+  }
+  log.System().RemoveHandler(callback);
+}
+
+TEST_F(RemoteCredential, IsLoggedAsWhitelistedBeforeTheListIsReleased) {
+  std::size_t blocksBefore = 0;
+  std::size_t blocksAtTheLine = 0;
+  // Another log, because the captured one allocates for each line.
+  g_logSystem = std::make_shared<Kuv::LogSystem>();
+  g_logSystem->minLevel = Debug;
+  g_logSystem->AddHandler(std::make_shared<LineCallback>([&](const wchar_t* line) {
+    const std::wstring_view text{line};
+    if (text.find(L"guidString") != std::wstring_view::npos) blocksBefore = LiveBlocks();
+    if (text.find(L"Ignore whitelisted") != std::wstring_view::npos) blocksAtTheLine = LiveBlocks();
   }));
-  KUV_IMPORT_HOOK(allocate, CoTaskMemAlloc);
-  EXPECT_EQ(filter->UpdateRemoteCredential(&in, &out), E_NOTIMPL);
-  EXPECT_EQ(allocate.CallCount(), 0u);
-  EXPECT_EQ(
-      log.Lines(),
-      (LogLines{kEntering,
-                CredentialLine(kPassword),
-                {Debug, "CKuvCredFilter::UpdateRemoteCredential Exit NOTIMPL: No serialization data"}}));
-  EXPECT_EQ(Text(out.clsidCredentialProvider), kKuv);
-  EXPECT_EQ(out.ulAuthenticationPackage, 0x87654321u);
-  EXPECT_EQ(out.cbSerialization, 0u);
-  EXPECT_EQ(out.rgbSerialization, outBytes);
+  EXPECT_EQ(Update(kVendor), E_NOTIMPL);
+  g_logSystem.reset();
+  EXPECT_NE(blocksBefore, 0u);
+  EXPECT_EQ(blocksAtTheLine, blocksBefore + 1);
+}
+
+// Two pages around a boundary, of which one has no access until it is written.
+class WatchedPages {
+ public:
+  enum class Watched { First, Second };
+
+  WatchedPages(Watched watched, std::function<void()> atTheFirstAccess)
+      : memory_(
+            static_cast<BYTE*>(::VirtualAlloc(nullptr, 2 * kPage, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE))),
+        page_(watched == Watched::First ? memory_ : memory_ + kPage),
+        atTheFirstAccess_(std::move(atTheFirstAccess)) {
+    current = this;
+    handler_ = ::AddVectoredExceptionHandler(/*First=*/1, Handle);
+  }
+  ~WatchedPages() {
+    ::RemoveVectoredExceptionHandler(handler_);
+    current = nullptr;
+    ::VirtualFree(memory_, 0, MEM_RELEASE);
+  }
+  WatchedPages(const WatchedPages&) = delete;
+  WatchedPages& operator=(const WatchedPages&) = delete;
+
+  BYTE* Boundary() const { return memory_ + kPage; }
+  void Watch() { Protect(PAGE_NOACCESS); }
+
+ private:
+  static constexpr std::size_t kPage = 4096;
+  static inline WatchedPages* current = nullptr;
+
+  static LONG CALLBACK Handle(EXCEPTION_POINTERS* exception) {
+    const EXCEPTION_RECORD& record = *exception->ExceptionRecord;
+    if (record.ExceptionCode != EXCEPTION_ACCESS_VIOLATION) return EXCEPTION_CONTINUE_SEARCH;
+    const auto address = static_cast<std::uintptr_t>(record.ExceptionInformation[1]);
+    if (address - reinterpret_cast<std::uintptr_t>(current->page_) >= kPage) return EXCEPTION_CONTINUE_SEARCH;
+    current->Protect(PAGE_READWRITE);
+    current->atTheFirstAccess_();
+    return EXCEPTION_CONTINUE_EXECUTION;
+  }
+
+  void Protect(DWORD protection) {
+    DWORD before = 0;
+    ::VirtualProtect(page_, kPage, protection, &before);
+  }
+
+  BYTE* memory_;
+  BYTE* page_;
+  std::function<void()> atTheFirstAccess_;
+  void* handler_ = nullptr;
+};
+
+// The output is placed so that the boundary of two pages separates its fields.
+TEST_F(RemoteCredential, IsWrittenInTheOrderProviderPackageSize) {
+  const struct {
+    const char* name;
+    WatchedPages::Watched watched;
+    std::size_t boundary;  // as an offset in the record
+    ULONG package;         // at the first access to the watched field
+  } rows[] = {
+      {"package", WatchedPages::Watched::First, offsetof(Credential, clsidCredentialProvider), 1},
+      {"size", WatchedPages::Watched::Second, offsetof(Credential, cbSerialization), 0x87654321},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    Credential seen{};
+    int accesses = 0;
+    const BYTE* record = nullptr;
+    WatchedPages pages{row.watched, [&] {
+                         ++accesses;
+                         std::memcpy(&seen, record, sizeof(seen));
+                       }};
+    BYTE* const place = pages.Boundary() - row.boundary;
+    record = place;
+    std::memcpy(place, &out, sizeof(out));
+    pages.Watch();
+    ASSERT_EQ(filter->UpdateRemoteCredential(&in, reinterpret_cast<Credential*>(place)), S_OK);
+    EXPECT_EQ(accesses, 1);
+    EXPECT_EQ(Text(seen.clsidCredentialProvider), kKuv);
+    EXPECT_EQ(seen.ulAuthenticationPackage, row.package);
+    EXPECT_EQ(seen.cbSerialization, 2u);
+    std::memcpy(&seen, place, sizeof(seen));
+    EXPECT_EQ(seen.cbSerialization, kSize);
+    ::CoTaskMemFree(seen.rgbSerialization);
+  }
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <cstdarg>
 
+#include "KuvAuth/Logging/LineWriter.h"
 #include "KuvAuth/Logging/LogMessage.h"
 #include "KuvAuth/Support/ForceInline.h"
 
@@ -16,8 +17,8 @@ KUV_FORCE_INLINE void FormatAndWrite(Kuv::LogSystem* system, const LogRecord& re
                                      va_list arguments) {
   if (format == nullptr || system == nullptr || !system->Passes(record.level)) return;
   Unit message[Kuv::kLogLineCapacity];
-  Kuv::FormatLogMessage(message, format, arguments);
-  system->Write(record.level, record.file, record.line, message);
+  const std::size_t length = Kuv::FormatLogMessage(message, format, arguments);
+  Kuv::WriteLine(*system, record, message, length);
 }
 
 template <typename String>

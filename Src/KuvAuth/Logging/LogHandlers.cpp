@@ -71,12 +71,13 @@ std::unique_ptr<FileLogger> OpenFileLogger(const std::wstring& path, std::uint64
 int WideToUtf8Buffer(char* destination, int capacity, const wchar_t* text) noexcept {
   if (destination == nullptr || capacity <= 0 || text == nullptr) return 0;
   // Only ASCII text needs no more bytes than units, so copying it is the whole conversion.
-  const int copied = Kuv::CopyAsciiRun(destination, capacity, text);
-  if (copied == capacity) {
-    destination[capacity - 1] = '\0';
+  const auto bytes = static_cast<std::size_t>(capacity);
+  const std::size_t copied = Kuv::CopyAsciiRun(destination, text, bytes);
+  if (copied == bytes) {
+    destination[bytes - 1] = '\0';
     return capacity;
   }
   if (text[copied] != L'\0') return 0;
   destination[copied] = '\0';
-  return copied + 1;
+  return static_cast<int>(copied) + 1;
 }

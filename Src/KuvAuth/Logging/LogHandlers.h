@@ -14,9 +14,15 @@ namespace Kuv {
 /// Receives the finished text of a log system. A handler neither filters nor changes the text. Its log system
 /// calls it under the lock, so it needs no further lock and must not log to that system.
 struct ILogHandler {
+#if defined(_MSC_VER)
+  // Visual C++ reverses adjacent overloads in the virtual table, where the wide one comes first.
+  virtual void LogWrite(LogLevel level, const char* text) = 0;
+  virtual void LogWrite(LogLevel level, const wchar_t* text) = 0;
+#else
   virtual void LogWrite(LogLevel level, const wchar_t* text) = 0;  ///< writes NUL-terminated UTF-16
   virtual void LogWrite(LogLevel level, const char* text) = 0;     ///< writes NUL-terminated UTF-8
-  virtual void Flush() = 0;                                        ///< writes out buffered text
+#endif
+  virtual void Flush() = 0;  ///< writes out buffered text
 
  protected:
   // Not virtual: a shared pointer made from the derived type deletes the handler as that type.

@@ -21,16 +21,17 @@ std::size_t AppendFormat(wchar_t* buffer, std::size_t capacity, const wchar_t* f
 /// Converts UTF-8 to UTF-16 with one bound for both sides: the smaller of `capacity` (in units, including the
 /// NUL) and the units needed limits the bytes read as well as the units written. Truncates ASCII text to
 /// `capacity` - 1 units and longer sequences to fewer characters. Returns the units written, including the
-/// NUL; 0 on failure.
+/// NUL; 0 on failure, with a destination of zeros.
 int Utf8ToWideBuffer(wchar_t* destination, int capacity, const char* text) noexcept;
 
 namespace Kuv {
 
-/// Writes a complete line to the buffer: prefix, message, line end and NUL.
-void FormatLine(wchar_t (&buffer)[kLogLineCapacity], LogLevel level, const char* file, std::uint32_t line,
-                bool withLocation, const char* text);
+/// Writes a complete line to the buffer, prefix, message and line end. The buffer must be zero, and stays so
+/// after the text. For `message` and `length` see `WriteLine`.
+void FormatLine(wchar_t (&buffer)[kLogLineCapacity], const LogRecord& record, bool withLocation,
+                const char* message, std::size_t length);
 /// @overload
-void FormatLine(wchar_t (&buffer)[kLogLineCapacity], LogLevel level, const char* file, std::uint32_t line,
-                bool withLocation, const wchar_t* text);
+void FormatLine(wchar_t (&buffer)[kLogLineCapacity], const LogRecord& record, bool withLocation,
+                const wchar_t* message, std::size_t length);
 
 }  // namespace Kuv

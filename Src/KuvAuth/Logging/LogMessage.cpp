@@ -8,22 +8,28 @@ namespace {
 
 constexpr std::size_t kLastUnit = kLogLineCapacity - 2;
 
-}  // namespace
-
 // The formatter returns a negative number both if it truncates the message and if it rejects the format. If
 // it has not written the last unit, it has rejected the format; what it has written until then is dropped.
-
-void FormatLogMessage(char (&message)[kLogLineCapacity], const char* format, va_list arguments) noexcept {
-  message[0] = message[kLastUnit] = '\0';
-  if (_vsnprintf_s(message, kLogLineCapacity, _TRUNCATE, format, arguments) >= 0) return;
-  if (message[kLastUnit] == '\0') message[0] = '\0';
+template <typename Unit>
+std::size_t MessageLength(Unit (&message)[kLogLineCapacity], int written) noexcept {
+  if (written >= 0) return static_cast<std::size_t>(written);
+  if (message[kLastUnit] != Unit{}) return kLastUnit + 1;
+  message[0] = Unit{};
+  return 0;
 }
 
-void FormatLogMessage(wchar_t (&message)[kLogLineCapacity], const wchar_t* format,
-                      va_list arguments) noexcept {
+}  // namespace
+
+std::size_t FormatLogMessage(char (&message)[kLogLineCapacity], const char* format,
+                             va_list arguments) noexcept {
+  message[0] = message[kLastUnit] = '\0';
+  return MessageLength(message, _vsnprintf_s(message, kLogLineCapacity, _TRUNCATE, format, arguments));
+}
+
+std::size_t FormatLogMessage(wchar_t (&message)[kLogLineCapacity], const wchar_t* format,
+                             va_list arguments) noexcept {
   message[0] = message[kLastUnit] = L'\0';
-  if (_vsnwprintf_s(message, kLogLineCapacity, _TRUNCATE, format, arguments) >= 0) return;
-  if (message[kLastUnit] == L'\0') message[0] = L'\0';
+  return MessageLength(message, _vsnwprintf_s(message, kLogLineCapacity, _TRUNCATE, format, arguments));
 }
 
 }  // namespace Kuv

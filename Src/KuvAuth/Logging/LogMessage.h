@@ -10,10 +10,12 @@ namespace Kuv {
 inline constexpr std::size_t kLogLineCapacity = 2048;
 
 /// Formats a message, truncated to 2,047 units. The message is empty if the formatter rejects the format.
-void FormatLogMessage(char (&message)[kLogLineCapacity], const char* format, va_list arguments) noexcept;
+/// Returns its length in units, including any NUL that an argument puts into it.
+std::size_t FormatLogMessage(char (&message)[kLogLineCapacity], const char* format,
+                             va_list arguments) noexcept;
 /// @overload
-void FormatLogMessage(wchar_t (&message)[kLogLineCapacity], const wchar_t* format,
-                      va_list arguments) noexcept;
+std::size_t FormatLogMessage(wchar_t (&message)[kLogLineCapacity], const wchar_t* format,
+                             va_list arguments) noexcept;
 
 /// Appends carriage return and line feed, as far as they fit into the buffer, to a text of `length` units,
 /// and terminates it with a NUL.

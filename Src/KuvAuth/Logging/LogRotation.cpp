@@ -41,7 +41,7 @@ void RotateLogFile(const std::wstring& path, std::uint64_t maxSizeKB, std::uint6
 
   const NumberedNames names{path};
   const std::wstring oldest = names.Name(maxCount);
-  if (::DeleteFileW(oldest.c_str()) != FALSE) {
+  if (::DeleteFileW(oldest.c_str()) > 0) {
     ::OutputDebugStringW(L"Deleting logfile ");
     ::OutputDebugStringW(oldest.c_str());
     ::OutputDebugStringW(L"\r\n");
@@ -49,7 +49,7 @@ void RotateLogFile(const std::wstring& path, std::uint64_t maxSizeKB, std::uint6
   for (std::uint64_t number = maxCount; number >= 2; --number) {
     const std::wstring target = names.Name(number);
     const std::wstring source = names.Name(number - 1);
-    if (::MoveFileExW(source.c_str(), target.c_str(), MOVEFILE_WRITE_THROUGH) == FALSE) continue;
+    if (::MoveFileExW(source.c_str(), target.c_str(), MOVEFILE_WRITE_THROUGH) <= 0) continue;
     ::OutputDebugStringW(L"Rotating logfile ");
     ::OutputDebugStringW(source.c_str());
     ::OutputDebugStringW(L" -> ");

@@ -1,7 +1,10 @@
 #include "KuvAuth/Logging/LogSystem.h"
 
+#include <cstring>
+#include <cwchar>
 #include <mutex>
 
+#include "KuvAuth/Logging/LineWriter.h"
 #include "KuvAuth/Logging/LogLine.h"
 #include "KuvAuth/Support/ForceInline.h"
 
@@ -11,7 +14,7 @@ namespace {
 
 using Handlers = std::vector<std::shared_ptr<ILogHandler>>;
 
-// Both are inlined for the same reason as `FormatAndWrite` (LogFront.cpp).
+// All are inlined for the same reason as `FormatAndWrite` (LogFront.cpp).
 
 // Exceptions from one handler must not keep the line from the others.
 template <typename Call>
@@ -32,6 +35,16 @@ KUV_FORCE_INLINE void PassToHandlers(CriticalSection& lock, const Handlers& hand
   ForEachHandler(lock, handlers, [=](ILogHandler& handler) { handler.LogWrite(level, text); });
 }
 
+template <typename Unit>
+KUV_FORCE_INLINE void FormatAndPass(LogSystem& system, const LogRecord& record, const Unit* message,
+                                    std::size_t length) {
+  if (!system.Passes(record.level)) return;
+  // A handler may look at the whole buffer.
+  wchar_t buffer[kLogLineCapacity] = {};
+  FormatLine(buffer, record, record.level <= system.locationLevel, message, length);
+  PassToHandlers(system.lock, system.handlers, record.level, buffer);
+}
+
 }  // namespace
 
 LogSystem::~LogSystem() {
@@ -41,16 +54,20 @@ LogSystem::~LogSystem() {
 
 void LogSystem::Write(LogLevel level, const char* file, std::uint32_t line, const char* text) {
   if (text == nullptr || !Passes(level)) return;
-  wchar_t buffer[kLogLineCapacity];
-  FormatLine(buffer, level, file, line, level <= locationLevel, text);
-  PassToHandlers(lock, handlers, level, buffer);
+  FormatAndPass(*this, {level, file, line}, text, strnlen(text, kLogLineCapacity));
 }
 
 void LogSystem::Write(LogLevel level, const char* file, std::uint32_t line, const wchar_t* text) {
   if (text == nullptr || !Passes(level)) return;
-  wchar_t buffer[kLogLineCapacity];
-  FormatLine(buffer, level, file, line, level <= locationLevel, text);
-  PassToHandlers(lock, handlers, level, buffer);
+  FormatAndPass(*this, {level, file, line}, text, wcsnlen(text, kLogLineCapacity));
+}
+
+void WriteLine(LogSystem& system, const LogRecord& record, const char* message, std::size_t length) {
+  FormatAndPass(system, record, message, length);
+}
+
+void WriteLine(LogSystem& system, const LogRecord& record, const wchar_t* message, std::size_t length) {
+  FormatAndPass(system, record, message, length);
 }
 
 void LogSystem::WriteRaw(LogLevel level, const char* text) {

@@ -1,6 +1,8 @@
 #include "KuvAuth/Logging/PlainLog.h"
 
+#include <algorithm>
 #include <cstdarg>
+#include <iterator>
 
 #include "KuvAuth/Logging/LogMessage.h"
 
@@ -13,7 +15,10 @@ void FormatPlainLine(const Unit* format, va_list arguments) {
   if (g_plainLog == nullptr || format == nullptr) return;
   Unit message[Kuv::kLogLineCapacity];
   Kuv::FormatLogMessage(message, format, arguments);
-  Kuv::AppendLineEnd(message, std::char_traits<Unit>::length(message));
+  const std::size_t length = std::char_traits<Unit>::length(message);
+  // A handler may look at the whole buffer.
+  std::fill(message + length, std::end(message), Unit{});
+  Kuv::AppendLineEnd(message, length);
   g_plainLog->WriteRaw(LogLevelPlain, message);
 }
 

@@ -37,6 +37,19 @@ class LogLevelSetting : public KuvTest::RecordFixture {
                        "QueryValueW Debug type 4 size 4", "CloseKey Software\\Kuvant\\KuvCredProv"};
 };
 
+// The lock of the log is first entered for the line.
+TEST_F(LogLevelSetting, IsWrittenWithoutTheLockOfTheLog) {
+  fake.SetDword(kLocalPath, "Debug", 1);
+  std::vector<LogLevel> levels;
+  KUV_IMPORT_HOOK(enter, EnterCriticalSection);
+  enter.Answer([&](CRITICAL_SECTION* section) {
+    levels.push_back(log.System().minLevel);
+    enter.Original(section);
+  });
+  Apply();
+  EXPECT_EQ(levels, std::vector<LogLevel>{LogLevel::Debug});
+}
+
 struct ValueRow {
   const char* name;
   DWORD type;

@@ -190,6 +190,7 @@ TEST_F(Whitelist, EndsAtTheFirstEmptyEntryOrWithItsData) {
   const std::wstring full = FullBuffer();
   ASSERT_EQ(bytes(full), kLimit);
   const std::wstring longest(kLimit / sizeof(wchar_t), L'y');
+  const std::wstring almost(kLimit / sizeof(wchar_t) - 2, L'y');
   const LogLine ignored = Ignored(std::string(29, 'x'));
   LogLines fullLines = FoundAndAdded({1, 2, 3, 4, 5, 6, 7, 8, 9});
   fullLines.insert(fullLines.begin() + 1, ignored);
@@ -206,6 +207,11 @@ TEST_F(Whitelist, EndsAtTheFirstEmptyEntryOrWithItsData) {
       {"no last terminator", one + two, bytes(one + two), {1, 2}, FoundAndAdded({1, 2})},
       {"half a unit", half, bytes(half) - 1, {1}, {kFound, Added(NarrowIdentifier(1)), Ignored("Z")}},
       {"full buffer", full, kLimit, {1, 2, 3, 4, 5, 6, 7, 8, 9}, fullLines},
+      {"full buffer that ends with a text of one unit",
+       almost + L"\0z"s,
+       kLimit,
+       {},
+       {kFound, Ignored(std::string(378, 'y')), Ignored("z")}},
       {"full buffer of one text", longest, kLimit, {}, {kFound, Ignored(std::string(380, 'y'))}},
   };
   for (const auto& row : rows) {

@@ -134,10 +134,12 @@ TEST(LogFormatAndLogString, PassFileAndLineOn) {
   log.System().locationLevel = LogLevel::Info;
   LogFormat(Record(LogLevel::Info), "narrow");
   LogFormat(Record(LogLevel::Info), L"wide");
-  LogString(Record(LogLevel::Info), std::string{"text"});
+  LogString(Record(LogLevel::Info), std::string{"narrow"});
+  LogString(Record(LogLevel::Info), std::wstring{L"wide"});
   const std::wstring start = LineClock::TimeAndIds() + L"file.cpp(42) [Info] ";
-  EXPECT_EQ(log.RawLines(),
-            (std::vector<std::wstring>{start + L"narrow\r\n", start + L"wide\r\n", start + L"text\r\n"}));
+  const std::wstring narrow = start + L"narrow\r\n";
+  const std::wstring wide = start + L"wide\r\n";
+  EXPECT_EQ(log.RawLines(), (std::vector<std::wstring>{narrow, wide, narrow, wide}));
 }
 
 TEST(KuvLog, RecordsTheCallersFileAndLine) {
@@ -212,5 +214,33 @@ TEST(LogToAndLogFormatTo, WriteToTheGivenSystemOnly) {
     EXPECT_TRUE(main.RawLines().empty());
   }
 }
+
+// The runtime of Visual C++ is linked statically, so its formatter has no import.
+#if !defined(_MSC_VER) && defined(_WIN64)
+TEST(LogFormatAndLogFormatTo, TestTheLevelAgainAfterFormatting) {
+  RecordedSystem recorded{LogLevel::Info};
+  const auto raise = [&](auto& hook) {
+    hook.Answer([&](auto... arguments) {
+      recorded.system.minLevel = LogLevel::Critical;
+      return hook.Original(arguments...);
+    });
+  };
+  KuvTest::ImportHook<int (*)(char*, std::size_t, std::size_t, const char*, char*)> narrow{"_vsnprintf_s"};
+  KuvTest::ImportHook<int (*)(wchar_t*, std::size_t, std::size_t, const wchar_t*, char*)> wide{
+      "_vsnwprintf_s"};
+  raise(narrow);
+  raise(wide);
+  // Shares no ownership: the system is on the stack.
+  g_logSystem = {std::shared_ptr<void>{}, &recorded.system};
+  LogFormat(Record(LogLevel::Info), "%s", "text");
+  recorded.system.minLevel = LogLevel::Info;
+  LogFormat(Record(LogLevel::Info), L"%s", L"text");
+  recorded.system.minLevel = LogLevel::Info;
+  LogFormatTo(Record(LogLevel::Info), recorded.system, L"%s", L"text");
+  g_logSystem.reset();
+  EXPECT_EQ(narrow.CallCount() + wide.CallCount(), 3u);
+  EXPECT_TRUE(recorded.handler->wide.empty());
+}
+#endif
 
 }  // namespace

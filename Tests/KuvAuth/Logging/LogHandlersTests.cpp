@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -13,6 +14,7 @@
 #include "Support/ImportHook.h"
 #include "Support/LogCapture.h"
 #include "Support/TempFolder.h"
+#include "Support/VirtualTable.h"
 
 namespace {
 
@@ -26,6 +28,18 @@ using KuvTest::WriteFileBytes;
 
 constexpr const wchar_t* kNoWideText = nullptr;
 constexpr const char* kNoNarrowText = nullptr;
+
+#if defined(_WIN64)
+TEST(LogHandler, HasItsOperationsInOrder) {
+  KuvTest::RecordingHandler handler;
+  KuvTest::CallSlot<void>(&handler, 0, LogLevel::Info, L"wide");
+  EXPECT_EQ(handler.wide, (std::vector<std::pair<LogLevel, std::wstring>>{{LogLevel::Info, L"wide"}}));
+  KuvTest::CallSlot<void>(&handler, 1, LogLevel::Error, "narrow");
+  EXPECT_EQ(handler.narrow, (std::vector<std::pair<LogLevel, std::string>>{{LogLevel::Error, "narrow"}}));
+  KuvTest::CallSlot<void>(&handler, 2);
+  EXPECT_EQ(handler.flushes, 1);
+}
+#endif
 
 class FileLoggerTest : public ::testing::Test {
  protected:

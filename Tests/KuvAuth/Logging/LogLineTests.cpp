@@ -13,9 +13,11 @@
 
 #include "LineClock.h"
 #include "RecordingHandler.h"
+#include "Support/GuardedBuffer.h"
 
 namespace {
 
+using KuvTest::GuardedBuffer;
 using KuvTest::LineClock;
 using KuvTest::RecordedSystem;
 
@@ -100,6 +102,29 @@ TEST(FormatLinePrefix, PrintsIdsUnsigned) {
   EXPECT_EQ(Prefix(LogLevel::Info), L"06/02/25 12:59:52 [4294967295](0) [Info] ");
 }
 
+TEST(FormatLinePrefix, ReadsTheTimeThenTheProcessThenTheThread) {
+  std::vector<std::string> calls;
+  KUV_IMPORT_HOOK(clock, GetLocalTime);
+  KUV_IMPORT_HOOK(process, GetCurrentProcessId);
+  KUV_IMPORT_HOOK(thread, GetCurrentThreadId);
+  clock.Answer([&](SYSTEMTIME* time) {
+    *time = {};
+    calls.push_back("time");
+  });
+  process.Answer([&] {
+    calls.push_back("process");
+    return process.Original();
+  });
+  thread.Answer([&] {
+    calls.push_back("thread");
+    return thread.Original();
+  });
+  wchar_t buffer[2048];
+  FormatLinePrefix(buffer, "file.cpp", 42, LogLevel::Info, /*withLocation=*/false);
+  const std::vector<std::string> made = calls;  // a failing check calls the platform, too
+  EXPECT_EQ(made, (std::vector<std::string>{"time", "process", "thread"}));
+}
+
 TEST(FormatLinePrefix, PutsTheLocationBeforeTheTag) {
   const LineClock clock;
   EXPECT_EQ(Prefix(LogLevel::Error, "Src/File.cpp", true),
@@ -134,6 +159,26 @@ TEST(AppendFormat, RejectsNullAndZero) {
   EXPECT_EQ(AppendFormat(buffer, 2, nullptr), 0u);
   EXPECT_EQ(AppendFormat(buffer, 0, L"a"), 0u);
   EXPECT_EQ(buffer[0], L'#');
+}
+
+// Each text ends at unreadable memory.
+template <typename Unit>
+void CheckShortTexts() {
+  const std::wstring prefix = LineClock::TimeAndIds() + L"[Info] ";
+  for (std::size_t length = 0; length <= 40; ++length) {
+    std::basic_string<Unit> text;
+    for (std::size_t i = 0; i < length; ++i) text += static_cast<Unit>('A' + i);
+    const auto guarded = GuardedBuffer<Unit>::Text(text.data(), length);
+    RecordedSystem recorded;
+    recorded.system.Write(LogLevel::Info, "file.cpp", 1, guarded.Get());
+    EXPECT_EQ(recorded.Line(), prefix + std::wstring(text.begin(), text.end()) + L"\r\n");
+  }
+}
+
+TEST(LogLine, ContainsATextOfAnyLengthAndReadsNothingAfterIt) {
+  const LineClock clock;
+  CheckShortTexts<char>();
+  CheckShortTexts<wchar_t>();
 }
 
 // Lengths around every boundary of a line.

@@ -230,6 +230,22 @@ TEST(RotateLogFile, UsesBothHalvesOfTheSizeAndTreatsAnUnreadableFileAsEmpty) {
   }
 }
 
+// Only an answer above 0 is a success.
+TEST_F(LogRotation, ReportsNothingForAnAnswerBelowZero) {
+  KUV_IMPORT_HOOK(remove, DeleteFileW);
+  KUV_IMPORT_HOOK(move, MoveFileExW);
+  PutLive();
+  for (const auto& [answer, pieces] : std::initializer_list<std::pair<BOOL, std::size_t>>{
+           {-1, 0}, {-2147483647 - 1, 0}, {0, 0}, {1, 8}, {2147483647, 8}}) {
+    SCOPED_TRACE(answer);
+    remove.Answer([result = answer](const wchar_t*) { return result; });
+    move.Answer([result = answer](const wchar_t*, const wchar_t*, DWORD) { return result; });
+    stream.wide.clear();
+    Rotate(2);
+    EXPECT_EQ(stream.wide.size(), pieces);
+  }
+}
+
 TEST_F(LogRotation, DoesNothingForAnEmptyPath) {
   KUV_IMPORT_HOOK(attributes, GetFileAttributesExW);
   RotateLogFile(L"", 1, 1);

@@ -1,11 +1,15 @@
 #include "KuvAuth/Logging/PlainLog.h"
 
 #include <cstdint>
+#include <memory>
+#include <new>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "RecordingHandler.h"
+#include "Support/AllocationCounter.h"
 #include "Support/DebuggerStream.h"
 #include "Support/ImportHook.h"
 #include "Support/TempFolder.h"
@@ -56,6 +60,53 @@ TEST_F(PlainLog, DoesNotStartWithoutAFile) {
   EXPECT_EQ(g_plainLog, nullptr);
   EXPECT_FALSE(StartPlainLog(folder.Path(L"missing\\plain.log")));
   EXPECT_EQ(g_plainLog, nullptr);
+}
+
+// Without hooks, since they allocate: each allocation of a start fails in turn.
+TEST(StartPlainLog, StoresTheLogBeforeItsHandlers) {
+  const TempFolder folder;
+  const std::wstring path = folder.Path(L"plain.log");
+  std::vector<std::size_t> handlers;  // of the log that a failed start has stored
+  bool failed = true;
+  for (std::size_t failing = 1; failed && failing < 100; ++failing) {
+    SCOPED_TRACE(failing);
+    KuvTest::AllocationCounter counter{failing};
+    bool thrown = false;
+    try {
+      StartPlainLog(path);
+    } catch (const std::bad_alloc&) {
+      thrown = true;
+    }
+    counter.Stop();
+    failed = counter.HasFailed();
+    EXPECT_EQ(thrown, failed);
+    if (failed && g_plainLog != nullptr) handlers.push_back(g_plainLog->handlers.size());
+    EXPECT_TRUE(failed || g_plainLog->handlers.size() == 2);
+    g_plainLog.reset();
+  }
+  EXPECT_FALSE(failed);
+  // Once before the handler for the debugger is added, and once after.
+  ASSERT_FALSE(handlers.empty());
+  EXPECT_EQ(handlers.front(), 0u);
+  EXPECT_EQ(handlers.back(), 1u);
+}
+
+TEST_F(PlainLog, IsKeptWithoutItsFileIfMemoryRunsOutAfterItIsStored) {
+  KUV_IMPORT_HOOK(create, CreateFileW);
+  std::unique_ptr<KuvTest::AllocationCounter> counter;
+  create.Answer([&](const wchar_t* name, DWORD access, DWORD share, SECURITY_ATTRIBUTES* attributes,
+                    DWORD disposition, DWORD flags, HANDLE pattern) {
+    const HANDLE file = create.Original(name, access, share, attributes, disposition, flags, pattern);
+    // The file handler and its owner, the log, and then the handler for the debugger.
+    counter = std::make_unique<KuvTest::AllocationCounter>(4);
+    return file;
+  });
+  EXPECT_THROW(StartPlainLog(path), std::bad_alloc);
+  counter.reset();
+  EXPECT_NE(g_plainLog, nullptr);
+  EXPECT_TRUE(StartPlainLog(path)) << "the log exists";
+  PlainLogFormat("text");
+  EXPECT_EQ(Content(), "");
 }
 
 TEST_F(PlainLog, KeepsItsFirstFile) {

@@ -1,6 +1,7 @@
 #include <windows.h>
 #include <shlobj.h>
 
+#include <algorithm>
 #include <functional>
 #include <stdexcept>
 #include <string>
@@ -14,6 +15,7 @@
 #include "Support/ImportHook.h"
 #include "Support/LogCapture.h"
 #include "Support/TempFolder.h"
+#include "Support/Wine.h"
 
 namespace {
 
@@ -159,6 +161,77 @@ TEST_F(ProtectedFolder, FailsWithoutTheApplicationDataFolder) {
 TEST_F(ProtectedFolder, TreatsAPositiveResultAsSuccess) {
   appDataResult = S_FALSE;
   EXPECT_EQ(GetAppDataFilePath(L"kuv.log"), Kuvant() + L"\\kuv.log");
+}
+
+// The runtime of Visual C++ is linked statically, so its formatter has no import.
+#if !defined(_MSC_VER) && defined(_WIN64)
+TEST_F(ProtectedFolder, FailsIfItsPathDoesNotFit) {
+  KuvTest::ImportHook<int (*)(wchar_t*, std::size_t, const wchar_t*, char*)> format{"_vsnwprintf"};
+  format.Answer([](auto...) { return -1; });
+  EXPECT_EQ(GetAppDataFilePath(L"kuv.log"), L"");
+  EXPECT_EQ(format.CallCount(), 1u);
+  EXPECT_EQ(events, Events{"find"});
+  EXPECT_EQ(log.Lines(),
+            (LogLines{{LogLevel::Error, "Unable to get Kuv AppData path for filename 'kuv.log'"}}));
+}
+#endif
+
+// Returns the list and the control bits of a folder or a file, as the platform keeps them.
+struct StoredSecurity {
+  AclEntries entries;
+  SECURITY_DESCRIPTOR_CONTROL control = 0;
+};
+
+StoredSecurity ReadSecurity(std::wstring path) {
+  StoredSecurity stored;
+  ACL* acl = nullptr;
+  Kuv::UniqueLocalMemory<void> descriptor;
+  DWORD revision = 0;
+  EXPECT_EQ(::GetNamedSecurityInfoW(path.data(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr,
+                                    &acl, nullptr, descriptor.Put()),
+            DWORD{ERROR_SUCCESS});
+  EXPECT_NE(::GetSecurityDescriptorControl(descriptor.Get(), &stored.control, &revision), FALSE);
+  stored.entries = ReadAcl(acl);
+  return stored;
+}
+
+bool Grants(const AclEntries& entries, const char* sid) {
+  return std::any_of(entries.begin(), entries.end(), [=](const auto& entry) { return entry.sid == sid; });
+}
+
+void ExpectNoAccessForUsers(const AclEntries& entries) {
+  EXPECT_FALSE(Grants(entries, "S-1-1-0")) << "everyone";
+  EXPECT_FALSE(Grants(entries, "S-1-5-11")) << "authenticated users";
+  EXPECT_FALSE(Grants(entries, "S-1-5-32-545")) << "users";
+}
+
+TEST_F(ProtectedFolder, GrantsFullControlToTheSystemAndNothingToUsers) {
+  GetAppDataFilePath(L"kuv.log");
+  const AclEntries entries = ReadSecurity(Kuvant()).entries;
+  ExpectNoAccessForUsers(entries);
+  const auto system =
+      std::find_if(entries.begin(), entries.end(), [](const auto& entry) { return entry.sid == "S-1-5-18"; });
+  ASSERT_NE(system, entries.end());
+  EXPECT_EQ(system->mask, DWORD{FILE_ALL_ACCESS});
+  EXPECT_EQ(system->flags, DWORD{CONTAINER_INHERIT_ACE | OBJECT_INHERIT_ACE});
+}
+
+TEST_F(ProtectedFolder, IsProtectedAndANewFileInheritsItsEntries) {
+  if (KuvTest::RunsUnderWine()) GTEST_SKIP() << "Wine maps the list to the modes of the host's file system";
+  const std::wstring path = GetAppDataFilePath(L"kuv.log");
+  for (const char* const state : {"created", "protected again"}) {
+    SCOPED_TRACE(state);
+    const StoredSecurity stored = ReadSecurity(Kuvant());
+    EXPECT_NE(stored.control & SE_DACL_PROTECTED, 0);
+    EXPECT_TRUE(Grants(stored.entries, "S-1-5-32-544"));
+    ExpectNoAccessForUsers(stored.entries);
+    KuvTest::WriteFileBytes(path, "text");
+    const AclEntries file = ReadSecurity(path).entries;
+    ASSERT_EQ(file.size(), 2u);
+    EXPECT_TRUE(Grants(file, "S-1-5-18"));
+    EXPECT_TRUE(Grants(file, "S-1-5-32-544"));
+    GetAppDataFilePath(L"kuv.log");
+  }
 }
 
 TEST_F(ProtectedFolder, IsUsedEvenIfItCannotBeProtected) {

@@ -1,6 +1,8 @@
 #include "KuvAuth/ProtectedStorage/SecurityDescriptor.h"
 
+#include <cstddef>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -28,6 +30,18 @@ const Calls kAllCalls{"AllocateAndInitializeSid",  "LocalAlloc",
 
 // In the order of creation: creator, system, administrators, list.
 const Calls kAllReleases{"FreeSid 1", "LocalFree 2", "FreeSid 3", "LocalFree 4"};
+
+// The first field is at the start, so there is no base class and no pointer to a virtual table.
+static_assert(!std::is_polymorphic_v<CSecurityDescriptor>);
+static_assert(offsetof(CSecurityDescriptor, initialised) == 0);
+static_assert(offsetof(CSecurityDescriptor, creatorOwnerSid) == sizeof(void*));
+static_assert(offsetof(CSecurityDescriptor, localSystemSid) == 2 * sizeof(void*));
+static_assert(offsetof(CSecurityDescriptor, administratorsSid) == 3 * sizeof(void*));
+static_assert(offsetof(CSecurityDescriptor, acl) == 4 * sizeof(void*));
+static_assert(offsetof(CSecurityDescriptor, descriptor) == 5 * sizeof(void*));
+static_assert(sizeof(CSecurityDescriptor) == 5 * sizeof(void*) + sizeof(SECURITY_DESCRIPTOR));
+static_assert(sizeof(CSecurityDescriptor::initialised) == 1);
+static_assert(std::is_same_v<decltype(CSecurityDescriptor::descriptor), SECURITY_DESCRIPTOR>);
 
 TEST(SecurityDescriptor, StartsEmpty) {
   const CSecurityDescriptor object;

@@ -131,6 +131,28 @@ TEST_F(RegReadLocalMachine, StoredValueIsReturnedAndLoggedUnlessItHasAnotherType
   }
 }
 
+// The size is not looked at: bytes that are missing are 0.
+TEST_F(RegReadLocalMachine, NumberWithFewerBytesIsReturned) {
+  const std::string bytes = "\x81\x82\x83\x84\x85\x86\x87";
+  const struct {
+    std::size_t size;
+    std::uint64_t number;
+  } rows[] = {{0, 0},          {1, 0x81},         {2, 0x8281},         {3, 0x838281},
+              {4, 0x84838281}, {5, 0x8584838281}, {6, 0x868584838281}, {7, 0x87868584838281}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.size);
+    const std::string logged = std::to_string(static_cast<std::int32_t>(row.number));
+    if (row.size < 4) {
+      key.SetBytes(L"value", REG_DWORD, bytes.data(), row.size);
+      ExpectRead({"DWORD", Dword(7), std::to_string(row.number), "RegReadLocalMachineDword found " + logged});
+      ExpectRead({"flag", Flag(row.size == 0), row.size == 0 ? "false" : "true",
+                  "RegReadLocalMachineDword found " + logged});
+    }
+    key.SetBytes(L"value", REG_QWORD, bytes.data(), row.size);
+    ExpectRead({"QWORD", Qword(7), std::to_string(row.number), "RegReadLocalMachineQword found " + logged});
+  }
+}
+
 TEST_F(RegReadLocalMachine, FailedQueryReturnsTheDefaultWhateverItsType) {
   key.Create();
   const StoredRow rows[] = {
@@ -163,8 +185,38 @@ TEST_F(RegReadLocalMachine, NullKeyNameReturnsTheDefaultWithoutALine) {
 }
 
 TEST_F(RegReadLocalMachine, NullValueNameReadsTheDefaultValue) {
-  key.SetDword(L"", 12);
-  EXPECT_EQ(RegReadLocalMachineDword(kPath, nullptr, 7u), 12u);
+  const StoredRow rows[] = {
+      {{"binary", Binary({9}), "1 2 ", "RegReadLocalMachineBinary found"}, 3, "\1\2"},
+      {{"flag", Flag(false), "true", "RegReadLocalMachineDword found 12"}, 4, "\x0C\0\0\0"s},
+      {{"DWORD", Dword(7), "12", "RegReadLocalMachineDword found 12"}, 4, "\x0C\0\0\0"s},
+      {{"QWORD", Qword(7), "13", "RegReadLocalMachineQword found 13"}, 11, "\x0D\0\0\0\0\0\0\0"s},
+      {{"string", String(L"d"), "a", "RegReadLocalMachineString found a"}, 1, "a\0\0\0"s},
+  };
+  for (const StoredRow& row : rows) {
+    SCOPED_TRACE(row.name);
+    key.SetBytes(L"", row.type, row.data.data(), row.data.size());
+    log.Clear();
+    EXPECT_EQ(row.read(kPath, nullptr), row.expected);
+    EXPECT_EQ(log.Lines(), (LogLines{{LogLevel::Debug, row.line + " value for key (null)"}}));
+  }
+}
+
+TEST_F(RegReadLocalMachine, NullValueNameReturnsTheDefaultIfThereIsNoDefaultValue) {
+  key.Create();
+  const ReadRow rows[] = {
+      {"binary", Binary({9}), "9 ", ""},
+      {"flag", Flag(true), "true", "RegReadLocalMachineDword found 1"},
+      {"DWORD", Dword(7), "7", "RegReadLocalMachineDword found 7"},
+      {"QWORD", Qword(8), "8", "RegReadLocalMachineQword found 8"},
+      {"string", String(L"d"), "d", "RegReadLocalMachineString found d"},
+  };
+  for (const ReadRow& row : rows) {
+    SCOPED_TRACE(row.name);
+    log.Clear();
+    EXPECT_EQ(row.read(kPath, nullptr), row.expected);
+    const std::string line = row.line + " value for key (null)";
+    EXPECT_EQ(log.Lines(), row.line.empty() ? LogLines{} : (LogLines{{LogLevel::Debug, line}}));
+  }
 }
 
 const std::pair<const wchar_t*, Reader> kReaders[] = {

@@ -138,13 +138,23 @@ TEST_F(RegistryOperations, TextOfAnySizeStaysWithinItsBuffer) {
 
 TEST_F(RegistryOperations, MissingKeyOrValueOrAnotherTypeThrows) {
   key.SetDword(L"dword", 1);
+  key.SetText(L"text", L"abc");
+  key.SetBytes(L"qword", REG_QWORD, "\1\0\0\0\0\0\0", 8);
   KUV_IMPORT_HOOK(remove, RegDeleteKeyExW);
   const ErrorRow rows[] = {
       {"delete", [] { Kuv::DeleteRegistryKey(HKEY_LOCAL_MACHINE, kMissing); }, 2,
        "Unable to delete key from registry."},
       {"DWORD", [] { Kuv::ReadRegistryDword(HKEY_LOCAL_MACHINE, kPath, L"v"); }, 2,
        "Unable to read DWORD from registry."},
+      {"DWORD that is text", [] { Kuv::ReadRegistryDword(HKEY_LOCAL_MACHINE, kPath, L"text"); }, 1630,
+       "Unable to read DWORD from registry."},
+      {"DWORD that is a QWORD", [] { Kuv::ReadRegistryDword(HKEY_LOCAL_MACHINE, kPath, L"qword"); }, 1630,
+       "Unable to read DWORD from registry."},
       {"bytes", [] { Kuv::ReadRegistryBinary(HKEY_LOCAL_MACHINE, kMissing, L"v"); }, 2,
+       "Unable to get data size from registry."},
+      {"bytes that are text", [] { Kuv::ReadRegistryBinary(HKEY_LOCAL_MACHINE, kPath, L"text"); }, 1630,
+       "Unable to get data size from registry."},
+      {"bytes that are a DWORD", [] { Kuv::ReadRegistryBinary(HKEY_LOCAL_MACHINE, kPath, L"dword"); }, 1630,
        "Unable to get data size from registry."},
       {"text", [] { Kuv::ReadRegistryString(HKEY_LOCAL_MACHINE, kMissing, L"v"); }, 2,
        "Unable to read data size from registry."},

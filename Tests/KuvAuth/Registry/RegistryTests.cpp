@@ -1,5 +1,6 @@
 #include "KuvAuth/Registry/Registry.h"
 
+#include <string>
 #include <type_traits>
 #include <vector>
 
@@ -8,6 +9,7 @@
 #include "Support/ImportHook.h"
 #include "Support/LogCapture.h"
 #include "Support/RegistrySandbox.h"
+#include "Support/VirtualTable.h"
 
 namespace {
 
@@ -17,6 +19,56 @@ static_assert(std::is_abstract_v<IRegistry> && std::has_virtual_destructor_v<IRe
 static_assert(std::is_base_of_v<IRegistry, Registry>);
 // No data members, only the pointer to the virtual table.
 static_assert(sizeof(IRegistry) == sizeof(void*) && sizeof(Registry) == sizeof(void*));
+
+#if defined(_WIN64)
+// Records the name of each operation.
+struct NamedOperations : IRegistry {
+  LSTATUS QueryValueA(HKEY, const char*, DWORD*, DWORD*, BYTE*, DWORD*) override {
+    return Record("QueryValueA");
+  }
+  LSTATUS OpenKeyA(HKEY, const char*, DWORD, REGSAM, HKEY*) override { return Record("OpenKeyA"); }
+  LSTATUS CloseKey(HKEY) override { return Record("CloseKey"); }
+  LSTATUS QueryValueW(HKEY, const wchar_t*, DWORD*, DWORD*, BYTE*, DWORD*) override {
+    return Record("QueryValueW");
+  }
+  void WriteQword(HKEY, const wchar_t*, const wchar_t*, std::uint64_t) override { Record("WriteQword"); }
+  std::uint64_t ReadQword(HKEY, const wchar_t*, const wchar_t*, std::uint64_t) override {
+    Record("ReadQword");
+    return 0;
+  }
+
+  LSTATUS Record(const char* name) {
+    names.push_back(name);
+    return 0;
+  }
+
+  std::vector<std::string> names;
+};
+
+TEST(RegistryInterface, HasItsOperationsInOrderAfterTheDestructor) {
+  NamedOperations registry;
+  // As many arguments as the longest operation takes; no operation reads any.
+  for (std::size_t operation = 0; operation < 6; ++operation) {
+    KuvTest::CallSlot<std::uint64_t>(&registry, KuvTest::kDestructorSlots + operation, HKEY{}, nullptr,
+                                     nullptr, nullptr, nullptr, nullptr);
+  }
+  EXPECT_EQ(registry.names, (std::vector<std::string>{"QueryValueA", "OpenKeyA", "CloseKey", "QueryValueW",
+                                                      "WriteQword", "ReadQword"}));
+}
+
+TEST(RegistryInterface, HasItsDestructorFirst) {
+  struct Destroyed : NamedOperations {
+    explicit Destroyed(bool& destroyed) : destroyed_(destroyed) {}
+    ~Destroyed() override { destroyed_ = true; }
+    bool& destroyed_;
+  };
+  bool destroyed = false;
+  // The last destructor of the table frees the object, too; the argument asks Visual C++ for that.
+  KuvTest::CallSlot<void*>(static_cast<IRegistry*>(new Destroyed{destroyed}), KuvTest::kDestructorSlots - 1,
+                           1);
+  EXPECT_TRUE(destroyed);
+}
+#endif
 
 constexpr LSTATUS kStatus = 0x1234;
 constexpr char kSettings[] = "Software\\Kuvant\\KuvCredProv";

@@ -101,6 +101,13 @@ TEST_F(HmacCalls, ImportAnEmptyKeyAsAHeaderOnly) {
   ExpectBlob(12, {0x08, 0x02, 0, 0, 0x02, 0x66, 0, 0, 0, 0, 0, 0});
 }
 
+TEST_F(HmacCalls, DoNotRunForANullKeyOrNullData) {
+  EXPECT_EQ(CalculateHmac(nullptr, 3, "data", 4), Bytes{});
+  EXPECT_EQ(CalculateHmac("key", 3, nullptr, 4), Bytes{});
+  EXPECT_EQ(CalculateHmac(nullptr, 0, nullptr, 0), Bytes{});
+  EXPECT_EQ(crypto.events, Events{});
+}
+
 TEST_F(HmacCalls, HashNoDataToo) {
   EXPECT_EQ(CalculateHmac("key", 3, "x", 0).size(), 9u);
   EXPECT_EQ(crypto.hashed, "");

@@ -186,6 +186,29 @@ TEST_F(RdpClientAddress, UnchangedRecordHasAnUnexpectedFamilyWithOrWithoutALine)
   EXPECT_EQ(log.Lines(), expected);
 }
 
+TEST_F(RdpClientAddress, IsTheClientAddressOfARemoteSession) {
+  KUV_IMPORT_HOOK(metrics, GetSystemMetrics);
+  metrics.Answer([](int) { return 1; });
+  Answer(2, 8, std::string("\xC0\x00\x02\x07", 4));
+  for (const bool fallback : {false, true}) {
+    log.Clear();
+    winStation.events.clear();
+    EXPECT_EQ(Kuv::Util::GetClientIpAddress(fallback), "192.0.2.7");
+    EXPECT_EQ(winStation.events, kWholeCall);
+    EXPECT_EQ(log.Lines(),
+              (LogLines{{LogLevel::Trace, "IP address is being queried in a remote session context"}}));
+  }
+}
+
+TEST_F(RdpClientAddress, ReleasesServerAndLibraryIfTheAddressHasNoText) {
+  KUV_IMPORT_HOOK(name, getnameinfo);
+  name.Answer([](auto&&...) { return 11001; });
+  KUV_IMPORT_HOOK(lastError, WSAGetLastError);
+  lastError.Answer([] { return 10093; });
+  Answer(2, 8, "\1\1\1\1");
+  ExpectAddress("", kWholeCall, "Failure in socket operation 'getnameinfo' (10093)");
+}
+
 TEST_F(RdpClientAddress, ZeroAddressIsLoggedAndReturned) {
   Answer(2, 8, std::string(4, '\0'));
   ExpectAddress("0.0.0.0", kWholeCall, "AddrToString was passed an invalid address");

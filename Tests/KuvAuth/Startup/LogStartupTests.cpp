@@ -320,6 +320,36 @@ TEST_F(LogStartup, ClosesTheFileIfMemoryRunsOutAfterItIsOpened) {
   EXPECT_EQ(close.Calls(), (std::vector<std::tuple<HANDLE>>{{file}}));
 }
 
+// A second thread may pass the test for a log while the first one builds its own: a start within a start
+// shows that moment.
+TEST_F(LogStartup, ReplacesALogThatAnotherStartHasPublishedMeanwhile) {
+  const std::wstring ownPath = folder.Path(L"own.log");
+  const std::wstring otherPath = folder.Path(L"other.log");
+  HANDLE otherFile = INVALID_HANDLE_VALUE;
+  KUV_IMPORT_HOOK(create, CreateFileW);
+  KUV_IMPORT_HOOK(flush, FlushFileBuffers);
+  KUV_IMPORT_HOOK(close, CloseHandle);
+  create.Answer([&](const wchar_t* name, DWORD access, DWORD share, SECURITY_ATTRIBUTES* attributes,
+                    DWORD disposition, DWORD flags, HANDLE pattern) {
+    if (create.CallCount() == 1) {
+      EXPECT_TRUE(StartLogging(otherPath));
+      EXPECT_NE(g_logSystem, nullptr);
+      KUV_LOG(LogLevel::Info, "text");
+      otherFile = static_cast<Kuv::FileLogger&>(*g_logSystem->handlers.at(1)).file;
+    }
+    return create.Original(name, access, share, attributes, disposition, flags, pattern);
+  });
+  EXPECT_TRUE(StartLogging(ownPath));
+  ASSERT_EQ(g_logSystem->handlers.size(), 2u);
+  EXPECT_NE(static_cast<Kuv::FileLogger&>(*g_logSystem->handlers[1]).file, otherFile);
+  // The replaced log is flushed, then destroyed with its file.
+  EXPECT_EQ(flush.Calls(), (std::vector<std::tuple<HANDLE>>{{otherFile}, {otherFile}}));
+  EXPECT_EQ(close.Calls(), (std::vector<std::tuple<HANDLE>>{{otherFile}}));
+  KUV_LOG(LogLevel::Info, "later");
+  EXPECT_TRUE(ReadFileBytes(ownPath).ends_with("later\r\n"));
+  EXPECT_TRUE(ReadFileBytes(otherPath).ends_with("text\r\n"));
+}
+
 TEST_F(LogStartup, StopLoggingFlushesAndClosesTheFile) {
   ASSERT_TRUE(StartLogging(folder.Path(L"own.log")));
   const HANDLE file = static_cast<Kuv::FileLogger&>(*g_logSystem->handlers[1]).file;
