@@ -7,11 +7,13 @@
 # --version VERSION     a version for the package and its folder other than that of the sources; for tests
 # --x64-build FOLDER    the build tree of the 64-bit programs (default: build/mingw-x64-release)
 # --x86-build FOLDER    the build tree of the 32-bit filter (default: build/mingw-x86-release)
+# --help-link URL       the help link in the list of installed programs (default: an example address)
 # --no-build            packages the programs in the build trees as they are
 # The options after "--" go to Scripts/sign.sh, which signs first the programs and then the package.
 #
 # The same programs always make the same unsigned package. SOURCE_DATE_EPOCH sets the date in it (default: 2026-01-01).
-# A signature contains its own time.
+# A signature contains its own time. Prints the product code, the upgrade code, and the SHA-256 hashes of the package and
+# of the files in it.
 set -euo pipefail
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
@@ -23,11 +25,12 @@ declare -A option=(
   [version]=''
   [x64-build]=$root/build/mingw-x64-release
   [x86-build]=$root/build/mingw-x86-release
+  [help-link]=https://kuv.example/filter
 )
 build=yes
 while [ $# -gt 0 ]; do
   case $1 in
-  --output | --version | --x64-build | --x86-build)
+  --output | --version | --x64-build | --x86-build | --help-link)
     [ $# -ge 2 ] || fail "$1 requires a value"
     option[${1#--}]=$2
     shift
@@ -50,6 +53,8 @@ output=$(realpath -m "${option[output]}")
 x64=$(realpath -m "${option[x64-build]}")
 x86=$(realpath -m "${option[x86-build]}")
 version=${option[version]}
+help_link=${option[help-link]}
+[[ $help_link =~ ^https?://[^[:space:]\"]+$ ]] || fail "not an HTTP or HTTPS address: $help_link"
 need_programs wixl msibuild faketime python3
 
 # The package contains this program for administrators in the folder of the DLL.
@@ -90,6 +95,7 @@ cp Packaging/PolicyDefinitions/Kuvant.admx "$stage"
 # With Windows line endings, whatever those of the checkout are.
 sed 's/\r*$/\r/' Packaging/Recovery/RemoveFilter.reg >"$stage/RemoveFilter.reg"
 cp Packaging/PolicyDefinitions/en-US/Kuvant.adml "$stage/en-US"
+cp Packaging/Installer/Kuvant.ico "$stage"
 programs=("$stage/x64/KuvCredFilter.dll" "$stage/x64/$tool.exe" "$stage/x86/KuvCredFilter.dll")
 [ ${#sign[@]} = 0 ] || Scripts/sign.sh "${sign[@]}" "${programs[@]}"
 find "$stage" -type f -exec chmod 644 {} + -exec touch -d "@$epoch" {} +
@@ -102,7 +108,7 @@ identifier() {
 # A product code for each version, a package code for each content.
 product_code=$(identifier "product $version")
 contents=$(cd "$stage" && find . -type f -print0 | sort -z | xargs -0 sha256sum)
-package_code=$(identifier "package $version $contents $(cat "$root/Packaging/Installer/KuvCredFilter.wxs")")
+package_code=$(identifier "package $version $help_link $contents $(cat "$root/Packaging/Installer"/{KuvCredFilter.wxs,Tables.sql})")
 
 # wixl writes the times of the files and the current time in local time.
 export TZ=UTC
@@ -110,11 +116,12 @@ msi=$work/package.msi
 cd "$stage"
 quietly "$log" faketime -f "$(date -d "@$epoch" '+%F %T')" wixl --arch x64 --output "$msi" \
   --define Version="$version" --define VersionOrder="$version_order" --define NextVersion="$next_version" \
-  --define ProductCode="$product_code" --define Tool="$tool.exe" "$root/Packaging/Installer/KuvCredFilter.wxs"
+  --define ProductCode="$product_code" --define UpgradeCode="{$upgrade_code}" --define Tool="$tool.exe" \
+  --define HelpLink="$help_link" "$root/Packaging/Installer/KuvCredFilter.wxs"
 
 # wixl treats each file as one without a version. A repair would then not replace a corrupted file that has a version.
 # Windows Installer expects either a version or a hash.
-queries=()
+mapfile -t queries < <(grep -Ev '^(--|$)' "$root/Packaging/Installer/Tables.sql")
 for program in "${programs[@]}"; do
   file_version=$(python3 -B "$root/Scripts/pe_image.py" "$program")
   [ -n "$file_version" ] || continue
@@ -138,3 +145,8 @@ chmod 644 "$msi"
 cp "$msi" "$result.new"
 mv "$result.new" "$result"
 say "$result ($(stat -c %s "$result") bytes, $([ ${#sign[@]} = 0 ] && echo unsigned || echo signed))"
+say "product code $product_code"
+say "upgrade code {$upgrade_code}"
+# The hashes in the form that sha256sum --check reads, with the names of the package and of the staged files.
+(cd "$output" && sha256sum "$(basename "$result")")
+(cd "$stage" && find . -type f -printf '%P\0' | sort -z | xargs -0 sha256sum)
