@@ -1,6 +1,6 @@
 #include "FilterSetup/FolderObject.h"
 
-#include <string_view>
+#include <cstddef>
 
 #include "Common/ErrorText.h"
 #include "Common/ToolError.h"
@@ -8,13 +8,6 @@
 namespace FilterSetup {
 
 namespace {
-
-struct SearchTraits {
-  using Value = HANDLE;
-  static Value None() noexcept { return INVALID_HANDLE_VALUE; }
-  static void Close(Value search) noexcept { ::FindClose(search); }
-};
-using UniqueSearch = Kuv::UniqueResource<SearchTraits>;
 
 constexpr GENERIC_MAPPING kMapping{FILE_GENERIC_READ, FILE_GENERIC_WRITE, FILE_GENERIC_EXECUTE,
                                    FILE_ALL_ACCESS};
@@ -35,18 +28,25 @@ bool IsForeignEntry(const std::wstring& path) {
          (!entry->IsFolder() && entry->links > 1);
 }
 
-bool HasForeignEntry(const std::wstring& folder) {
-  WIN32_FIND_DATAW data{};
-  const UniqueSearch search{::FindFirstFileW((folder + L"\\*").c_str(), &data)};
-  if (!search) {
-    const DWORD code = ::GetLastError();
-    if (IsAbsent(code)) return false;
-    Throw("cannot list the folder: ", code);
+// The names in one block of a listing.
+bool HasForeignEntry(const std::wstring& folder, const std::byte* block) {
+  for (;;) {
+    const auto* const entry = reinterpret_cast<const FILE_ID_BOTH_DIR_INFO*>(block);
+    const std::wstring name{entry->FileName, entry->FileNameLength / sizeof(wchar_t)};
+    if (name != L"." && name != L".." && IsForeignEntry(folder + L"\\" + name)) return true;
+    if (entry->NextEntryOffset == 0) return false;
+    block += entry->NextEntryOffset;
   }
-  do {
-    const std::wstring_view name = data.cFileName;
-    if (name != L"." && name != L".." && IsForeignEntry(folder + L"\\" + data.cFileName)) return true;
-  } while (::FindNextFileW(search.Get(), &data) != FALSE);
+}
+
+// Lists the open folder, whatever its path is by now.
+bool HasForeignEntry(const std::wstring& path, HANDLE folder) {
+  alignas(FILE_ID_BOTH_DIR_INFO) std::byte block[8192];
+  FILE_INFO_BY_HANDLE_CLASS listing = FileIdBothDirectoryRestartInfo;
+  while (::GetFileInformationByHandleEx(folder, listing, block, sizeof(block)) != FALSE) {
+    if (HasForeignEntry(path, block)) return true;
+    listing = FileIdBothDirectoryInfo;
+  }
   const DWORD code = ::GetLastError();
   if (code != ERROR_NO_MORE_FILES) Throw("cannot list the folder: ", code);
   return false;
@@ -79,7 +79,8 @@ std::optional<FolderObject> OpenFolderObject(const std::wstring& path, DWORD acc
 FolderState StateOf(const std::wstring& path, const std::optional<FolderObject>& object) {
   if (!object) return FolderState::Absent;
   if (object->IsReparsePoint()) return FolderState::ReparsePoint;
-  if (!object->IsFolder() || !IsTrustedOwner(object->security.owner) || HasForeignEntry(path)) {
+  if (!object->IsFolder() || !IsTrustedOwner(object->security.owner) ||
+      HasForeignEntry(path, object->handle.Get())) {
     return FolderState::Foreign;
   }
   return IsProtected(object->security, kMapping, FILE_ALL_ACCESS) ? FolderState::Protected

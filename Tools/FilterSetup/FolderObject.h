@@ -40,7 +40,7 @@ struct FolderObject {
 std::optional<FolderObject> OpenFolderObject(const std::wstring& path, DWORD access);
 
 /// Returns the state of the log folder. Reads the entries of a folder with a trusted owner, but not those of
-/// its subfolders. Throws `Tools::ToolError`.
+/// its subfolders; such a folder must be open with `FILE_LIST_DIRECTORY`. Throws `Tools::ToolError`.
 FolderState StateOf(const std::wstring& path, const std::optional<FolderObject>& object);
 
 }  // namespace FilterSetup

@@ -75,7 +75,7 @@ class FolderRun {
   // Takes one step. Returns whether the folder is as required.
   bool Step() {
     const DWORD access = changes_.IsDryRun() ? 0 : WRITE_DAC | WRITE_OWNER;
-    const std::optional<FolderObject> object = OpenFolderObject(path_, access);
+    const std::optional<FolderObject> object = OpenFolderObject(path_, FILE_LIST_DIRECTORY | access);
     switch (StateOf(path_, object)) {
       case FolderState::Absent:
         return Create();
@@ -115,7 +115,7 @@ class FolderRun {
       AddMoved(number);
       return Create();
     }
-    const std::optional<FolderObject> object = OpenFolderObject(path_, DELETE);
+    const std::optional<FolderObject> object = OpenFolderObject(path_, FILE_LIST_DIRECTORY | DELETE);
     if (StateOf(path_, object) != FolderState::Foreign) return false;
     for (int number = 1; number <= kMostNames; ++number) {
       if (!Rename(*object, NameAside(path_, number))) continue;
@@ -143,7 +143,7 @@ class FolderRun {
     changes_.Add(subject_, "protected: owner Administrators, access for SYSTEM and Administrators only");
     // Another user could create something in it until now.
     return changes_.IsDryRun() ||
-           StateOf(path_, OpenFolderObject(path_, /*access=*/0)) != FolderState::Foreign;
+           StateOf(path_, OpenFolderObject(path_, FILE_LIST_DIRECTORY)) != FolderState::Foreign;
   }
 
   std::wstring path_;

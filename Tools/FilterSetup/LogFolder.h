@@ -4,7 +4,7 @@
 
 namespace FilterSetup {
 
-/// Makes the log folder one that only SYSTEM and Administrators can open and that Administrators own: creates
+/// Restricts the log folder to SYSTEM and Administrators, with Administrators as the owner: creates
 /// it, protects an existing one, or moves a foreign one aside and creates a new one. Changes nothing at a
 /// reparse point. Adds each change and a failure to `changes`. Throws `Tools::ToolError` if the path of the
 /// folder is unavailable.

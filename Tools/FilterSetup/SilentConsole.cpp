@@ -24,7 +24,7 @@ void RestoreConsole() {
   if (console != nullptr) ::SetConsoleMode(console, g_mode);
 }
 
-// Runs in a thread of its own at Ctrl+C, and when the console is closed.
+// Runs in a separate thread at Ctrl+C, and when the console is closed.
 BOOL WINAPI RestoreAtControl(DWORD) {
   RestoreConsole();
   return FALSE;  // the next handler ends the process
