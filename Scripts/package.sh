@@ -57,8 +57,11 @@ help_link=${option[help-link]}
 [[ $help_link =~ ^https?://[^[:space:]\"]+$ ]] || fail "not an HTTP or HTTPS address: $help_link"
 need_programs wixl msibuild faketime python3
 
-# The package contains this program for administrators in the folder of the DLL.
-tool=KuvFilterCheck
+# The package contains these programs for administrators in the folder of the DLL.
+tools=(KuvFilterCheck KuvFilterSetup)
+# Below the staging folder, and in the same order the identifiers in the package.
+programs=(x64/KuvCredFilter.dll x86/KuvCredFilter.dll x64/KuvFilterCheck.exe x64/KuvFilterSetup.exe)
+identifiers=(Filter64.dll Filter32.dll Check.exe Setup.exe)
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -74,7 +77,7 @@ build_in() {
   cmake --build "$folder" --target "$@"
 }
 if [ "$build" = yes ]; then
-  quietly "$log" build_in "$x64" mingw-x64-release KuvCredFilter "$tool"
+  quietly "$log" build_in "$x64" mingw-x64-release KuvCredFilter "${tools[@]}"
   quietly "$log" build_in "$x86" mingw-x86-release KuvCredFilter
 fi
 
@@ -89,15 +92,17 @@ next_version=${BASH_REMATCH[1]}.${BASH_REMATCH[2]}.$((BASH_REMATCH[3] + 1))
 # The files under their names in the package.
 stage=$work/stage
 mkdir -p "$stage/x64" "$stage/x86" "$stage/en-US"
-cp "$x64/bin/KuvCredFilter.dll" "$x64/bin/$tool.exe" "$stage/x64"
+cp "$x64/bin/KuvCredFilter.dll" "$stage/x64"
+for tool in "${tools[@]}"; do
+  cp "$x64/bin/$tool.exe" "$stage/x64"
+done
 cp "$x86/bin/KuvCredFilter.dll" "$stage/x86"
 cp Packaging/PolicyDefinitions/Kuvant.admx "$stage"
 # With Windows line endings, whatever those of the checkout are.
 sed 's/\r*$/\r/' Packaging/Recovery/RemoveFilter.reg >"$stage/RemoveFilter.reg"
 cp Packaging/PolicyDefinitions/en-US/Kuvant.adml "$stage/en-US"
 cp Packaging/Installer/Kuvant.ico "$stage"
-programs=("$stage/x64/KuvCredFilter.dll" "$stage/x64/$tool.exe" "$stage/x86/KuvCredFilter.dll")
-[ ${#sign[@]} = 0 ] || Scripts/sign.sh "${sign[@]}" "${programs[@]}"
+[ ${#sign[@]} = 0 ] || Scripts/sign.sh "${sign[@]}" "${programs[@]/#/$stage/}"
 find "$stage" -type f -exec chmod 644 {} + -exec touch -d "@$epoch" {} +
 
 # identifier TEXT: prints a GUID derived from the text.
@@ -116,21 +121,16 @@ msi=$work/package.msi
 cd "$stage"
 quietly "$log" faketime -f "$(date -d "@$epoch" '+%F %T')" wixl --arch x64 --output "$msi" \
   --define Version="$version" --define VersionOrder="$version_order" --define NextVersion="$next_version" \
-  --define ProductCode="$product_code" --define UpgradeCode="{$upgrade_code}" --define Tool="$tool.exe" \
+  --define ProductCode="$product_code" --define UpgradeCode="{$upgrade_code}" \
   --define HelpLink="$help_link" "$root/Packaging/Installer/KuvCredFilter.wxs"
 
 # wixl treats each file as one without a version. A repair would then not replace a corrupted file that has a version.
 # Windows Installer expects either a version or a hash.
 mapfile -t queries < <(grep -Ev '^(--|$)' "$root/Packaging/Installer/Tables.sql")
-for program in "${programs[@]}"; do
-  file_version=$(python3 -B "$root/Scripts/pe_image.py" "$program")
+for number in "${!programs[@]}"; do
+  file_version=$(python3 -B "$root/Scripts/pe_image.py" "$stage/${programs[$number]}")
   [ -n "$file_version" ] || continue
-  source=${program#"$stage/"}
-  case $source in
-  x64/KuvCredFilter.dll) id=Filter64.dll ;;
-  x86/KuvCredFilter.dll) id=Filter32.dll ;;
-  *) id=Tool.exe ;;
-  esac
+  id=${identifiers[$number]}
   queries+=("UPDATE \`File\` SET \`Version\` = '$file_version', \`Language\` = '1033' WHERE \`File\` = '$id'"
     "DELETE FROM \`MsiFileHash\` WHERE \`File_\` = '$id'")
 done

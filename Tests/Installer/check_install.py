@@ -88,6 +88,7 @@ def of_the_disk(version):
     sources = {
         ("64", "KuvCredFilter.dll"): X64 / "KuvCredFilter.dll",
         ("64", TOOL): X64 / TOOL,
+        ("64", "KuvFilterSetup.exe"): X64 / "KuvFilterSetup.exe",
         ("64", "RemoveFilter.reg"): ROOT / "Packaging/Recovery/RemoveFilter.reg",
         ("64", "PolicyDefinitions/Kuvant.admx"): ROOT / "Packaging/PolicyDefinitions/Kuvant.admx",
         ("64", "PolicyDefinitions/en-US/Kuvant.adml"): ROOT / "Packaging/PolicyDefinitions/en-US/Kuvant.adml",
@@ -340,6 +341,17 @@ class Installer(unittest.TestCase):
         self.assertEqual(lists & set(machine.registry(PLACES)), set())
         self.repair()
         self.assert_installed(VERSION)
+
+    def test_a_repair_puts_the_filter_back_after_the_installed_setup_program_disabled_it(self):
+        self.addCleanup(write_log)
+        self.install(VERSION)
+        setup = folder("64", VERSION) + r"\KuvFilterSetup.exe"
+        self.assertIn(VERSION, machine.must(setup, "--version"))
+        machine.must(setup, "disable")
+        lists = {software + LIST for _, software in VIEWS.values()}
+        self.assertEqual(lists & set(machine.registry(PLACES)), set())
+        self.repair()
+        self.assertLessEqual(lists, set(machine.registry(PLACES)))
 
     def test_reinstall_and_repair_restore_the_installation(self):
         self.install(VERSION)

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Checks the package against the rules of Windows Installer that its validation (the ICE checks) would apply.
 
-The command line is that of package_script.py. The number of an ICE check is next to the rule that it contains. The checks
-themselves run on Windows only. Left out on purpose: ICE33, which prefers the Class table to registry values. That table
-cannot write the same class to both views.
+The command line is that of package_script.py. The number of an ICE check is next to the rule that it contains. The
+checks themselves run on Windows only. Left out on purpose: ICE33, which prefers the Class table to registry values.
+That table cannot write the same class to both views.
 """
 import itertools
 import re
@@ -20,13 +20,13 @@ PUBLIC_PROPERTY = re.compile(r"[A-Z_][A-Z0-9_.]*")
 # Standard actions by the documented order, as far as the package uses them.
 ORDER = ["FindRelatedProducts", "AppSearch", "LaunchConditions", "ValidateProductID", "CostInitialize", "FileCost",
          "CostFinalize", "SetInstallLocation", "MigrateFeatureStates", "InstallValidate", "InstallInitialize",
-         "ProcessComponents", "UnpublishFeatures", "RemoveRegistryValues", "RemoveFiles", "RemoveFolders", "CreateFolders",
-         "InstallFiles", "WriteRegistryValues", "RegisterUser", "RegisterProduct", "PublishFeatures", "PublishProduct",
-         "InstallExecute", "RemoveExistingProducts", "InstallFinalize"]
+         "ProcessComponents", "UnpublishFeatures", "RemoveRegistryValues", "RemoveFiles", "RemoveFolders",
+         "CreateFolders", "InstallFiles", "WriteRegistryValues", "RegisterUser", "RegisterProduct", "PublishFeatures",
+         "PublishProduct", "InstallExecute", "RemoveExistingProducts", "InstallFinalize"]
 REQUIRED = {"CostInitialize", "FileCost", "CostFinalize", "InstallValidate", "InstallInitialize", "ProcessComponents",
-            "UnpublishFeatures", "RemoveRegistryValues", "RemoveFiles", "RemoveFolders", "CreateFolders", "InstallFiles",
-            "WriteRegistryValues", "RegisterUser", "RegisterProduct", "PublishFeatures", "PublishProduct",
-            "InstallFinalize"}
+            "UnpublishFeatures", "RemoveRegistryValues", "RemoveFiles", "RemoveFolders", "CreateFolders",
+            "InstallFiles", "WriteRegistryValues", "RegisterUser", "RegisterProduct", "PublishFeatures",
+            "PublishProduct", "InstallFinalize"}
 
 # Foreign keys: (table, column) to (table, column of the key).
 REFERENCES = {

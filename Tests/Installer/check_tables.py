@@ -125,6 +125,8 @@ class Package(unittest.TestCase):
             self.assertEqual(security(row["SDDLText"]), {
                 "owner": "BA", "group": "BA", "flags": "P", "entries": [(*entry, "SY"), (*entry, "BA")]})
             self.assertEqual(row["Condition"], "")
+            page = (package_script.SOURCE / "Docs/Installer.md").read_text(encoding="utf-8")
+            self.assertIn(f"| `{row['SDDLText']}` |", page)
         # Windows Installer 5.0 was the first to read this table, and reads no LockPermissions table next to it.
         self.assertIn("Version: 500 ", msiinfo("suminfo", self.package))
         self.assertEqual(table(self.package, "LockPermissions"), [])
@@ -156,7 +158,7 @@ class Package(unittest.TestCase):
 
     def test_every_file_has_a_version_or_a_hash(self):
         files, hashes = keyed(self.package, "File", "File"), keyed(self.package, "MsiFileHash", "File_")
-        for name in ("Filter64.dll", "Filter32.dll"):
+        for name in ("Filter64.dll", "Filter32.dll", "Check.exe", "Setup.exe"):
             self.assertEqual((files[name]["Version"], files[name]["Language"]), (VERSION, "1033"))
         self.assertEqual({name for name, row in files.items() if not row["Version"]}, set(hashes))
 

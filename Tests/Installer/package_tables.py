@@ -10,8 +10,8 @@ BITS_64, PERMANENT, REGISTRY_KEY_PATH = 256, 16, 4
 def msiinfo(command, package, *arguments):
     """Runs msiinfo in a temporary folder, because "export" also writes the streams of a table there."""
     with tempfile.TemporaryDirectory() as folder:
-        return subprocess.run(["msiinfo", command, pathlib.Path(package).absolute(), *arguments], cwd=folder, check=True,
-                              capture_output=True, text=True).stdout
+        return subprocess.run(["msiinfo", command, pathlib.Path(package).absolute(), *arguments], cwd=folder,
+                              check=True, capture_output=True, text=True).stdout
 
 
 def names(package):
