@@ -7,11 +7,13 @@
 # --version VERSION     a version for the package and its folder other than that of the sources; for tests
 # --x64-build FOLDER    the build tree of the 64-bit programs (default: build/mingw-x64-release)
 # --x86-build FOLDER    the build tree of the 32-bit filter (default: build/mingw-x86-release)
+# --help-link URL       the help link in the list of installed programs (default: an example address)
 # --no-build            packages the programs in the build trees as they are
 # The options after "--" go to Scripts/sign.sh, which signs first the programs and then the package.
 #
 # The same programs always make the same unsigned package. SOURCE_DATE_EPOCH sets the date in it (default: 2026-01-01).
-# A signature contains its own time.
+# A signature contains its own time. Prints the product code, the upgrade code, and the SHA-256 hashes of the package and
+# of the files in it.
 set -euo pipefail
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
@@ -23,11 +25,12 @@ declare -A option=(
   [version]=''
   [x64-build]=$root/build/mingw-x64-release
   [x86-build]=$root/build/mingw-x86-release
+  [help-link]=https://kuv.example/filter
 )
 build=yes
 while [ $# -gt 0 ]; do
   case $1 in
-  --output | --version | --x64-build | --x86-build)
+  --output | --version | --x64-build | --x86-build | --help-link)
     [ $# -ge 2 ] || fail "$1 requires a value"
     option[${1#--}]=$2
     shift
@@ -50,10 +53,15 @@ output=$(realpath -m "${option[output]}")
 x64=$(realpath -m "${option[x64-build]}")
 x86=$(realpath -m "${option[x86-build]}")
 version=${option[version]}
+help_link=${option[help-link]}
+[[ $help_link =~ ^https?://[^[:space:]\"]+$ ]] || fail "not an HTTP or HTTPS address: $help_link"
 need_programs wixl msibuild faketime python3
 
-# The package contains this program for administrators in the folder of the DLL.
-tool=KuvFilterCheck
+# The package contains these programs for administrators in the folder of the DLL.
+tools=(KuvFilterCheck KuvFilterSetup)
+# Below the staging folder, and in the same order the identifiers in the package.
+programs=(x64/KuvCredFilter.dll x86/KuvCredFilter.dll x64/KuvFilterCheck.exe x64/KuvFilterSetup.exe)
+identifiers=(Filter64.dll Filter32.dll Check.exe Setup.exe)
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -69,7 +77,7 @@ build_in() {
   cmake --build "$folder" --target "$@"
 }
 if [ "$build" = yes ]; then
-  quietly "$log" build_in "$x64" mingw-x64-release KuvCredFilter "$tool"
+  quietly "$log" build_in "$x64" mingw-x64-release KuvCredFilter "${tools[@]}"
   quietly "$log" build_in "$x86" mingw-x86-release KuvCredFilter
 fi
 
@@ -84,14 +92,17 @@ next_version=${BASH_REMATCH[1]}.${BASH_REMATCH[2]}.$((BASH_REMATCH[3] + 1))
 # The files under their names in the package.
 stage=$work/stage
 mkdir -p "$stage/x64" "$stage/x86" "$stage/en-US"
-cp "$x64/bin/KuvCredFilter.dll" "$x64/bin/$tool.exe" "$stage/x64"
+cp "$x64/bin/KuvCredFilter.dll" "$stage/x64"
+for tool in "${tools[@]}"; do
+  cp "$x64/bin/$tool.exe" "$stage/x64"
+done
 cp "$x86/bin/KuvCredFilter.dll" "$stage/x86"
 cp Packaging/PolicyDefinitions/Kuvant.admx "$stage"
 # With Windows line endings, whatever those of the checkout are.
 sed 's/\r*$/\r/' Packaging/Recovery/RemoveFilter.reg >"$stage/RemoveFilter.reg"
 cp Packaging/PolicyDefinitions/en-US/Kuvant.adml "$stage/en-US"
-programs=("$stage/x64/KuvCredFilter.dll" "$stage/x64/$tool.exe" "$stage/x86/KuvCredFilter.dll")
-[ ${#sign[@]} = 0 ] || Scripts/sign.sh "${sign[@]}" "${programs[@]}"
+cp Packaging/Installer/Kuvant.ico "$stage"
+[ ${#sign[@]} = 0 ] || Scripts/sign.sh "${sign[@]}" "${programs[@]/#/$stage/}"
 find "$stage" -type f -exec chmod 644 {} + -exec touch -d "@$epoch" {} +
 
 # identifier TEXT: prints a GUID derived from the text.
@@ -102,7 +113,7 @@ identifier() {
 # A product code for each version, a package code for each content.
 product_code=$(identifier "product $version")
 contents=$(cd "$stage" && find . -type f -print0 | sort -z | xargs -0 sha256sum)
-package_code=$(identifier "package $version $contents $(cat "$root/Packaging/Installer/KuvCredFilter.wxs")")
+package_code=$(identifier "package $version $help_link $contents $(cat "$root/Packaging/Installer"/{KuvCredFilter.wxs,Tables.sql})")
 
 # wixl writes the times of the files and the current time in local time.
 export TZ=UTC
@@ -110,20 +121,16 @@ msi=$work/package.msi
 cd "$stage"
 quietly "$log" faketime -f "$(date -d "@$epoch" '+%F %T')" wixl --arch x64 --output "$msi" \
   --define Version="$version" --define VersionOrder="$version_order" --define NextVersion="$next_version" \
-  --define ProductCode="$product_code" --define Tool="$tool.exe" "$root/Packaging/Installer/KuvCredFilter.wxs"
+  --define ProductCode="$product_code" --define UpgradeCode="{$upgrade_code}" \
+  --define HelpLink="$help_link" "$root/Packaging/Installer/KuvCredFilter.wxs"
 
 # wixl treats each file as one without a version. A repair would then not replace a corrupted file that has a version.
 # Windows Installer expects either a version or a hash.
-queries=()
-for program in "${programs[@]}"; do
-  file_version=$(python3 -B "$root/Scripts/pe_image.py" "$program")
+mapfile -t queries < <(grep -Ev '^(--|$)' "$root/Packaging/Installer/Tables.sql")
+for number in "${!programs[@]}"; do
+  file_version=$(python3 -B "$root/Scripts/pe_image.py" "$stage/${programs[$number]}")
   [ -n "$file_version" ] || continue
-  source=${program#"$stage/"}
-  case $source in
-  x64/KuvCredFilter.dll) id=Filter64.dll ;;
-  x86/KuvCredFilter.dll) id=Filter32.dll ;;
-  *) id=Tool.exe ;;
-  esac
+  id=${identifiers[$number]}
   queries+=("UPDATE \`File\` SET \`Version\` = '$file_version', \`Language\` = '1033' WHERE \`File\` = '$id'"
     "DELETE FROM \`MsiFileHash\` WHERE \`File_\` = '$id'")
 done
@@ -138,3 +145,8 @@ chmod 644 "$msi"
 cp "$msi" "$result.new"
 mv "$result.new" "$result"
 say "$result ($(stat -c %s "$result") bytes, $([ ${#sign[@]} = 0 ] && echo unsigned || echo signed))"
+say "product code $product_code"
+say "upgrade code {$upgrade_code}"
+# The hashes in the form that sha256sum --check reads, with the names of the package and of the staged files.
+(cd "$output" && sha256sum "$(basename "$result")")
+(cd "$stage" && find . -type f -printf '%P\0' | sort -z | xargs -0 sha256sum)

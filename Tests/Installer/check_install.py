@@ -7,6 +7,7 @@ import hashlib
 import json
 import pathlib
 import re
+import shutil
 import unittest
 
 import package_script
@@ -25,6 +26,9 @@ VIEWS = {"64": (SOFTWARE + r"\Classes", SOFTWARE),
          "32": (SOFTWARE + r"\Classes\Wow6432Node", SOFTWARE + r"\Wow6432Node")}
 EVENTS = r"HKEY_LOCAL_MACHINE\System\CurrentControlSet\Services\Eventlog\Application\Kuvant"
 MARK = SOFTWARE + r"\Kuvant\KuvCredFilter"
+SETTINGS = [software + r"\Kuvant\KuvCredProv" for _, software in VIEWS.values()]
+WINDOWS = SOFTWARE + r"\Microsoft\Windows NT\CurrentVersion"
+ENVIRONMENT = MACHINE_ROOT + r"\System\CurrentControlSet\Control\Session Manager\Environment"
 PROGRAM_FILES = {"64": "Program Files", "32": "Program Files (x86)"}
 
 # Two older versions. One has a lower fourth field, whose text is shorter; the other has a lower third field.
@@ -38,7 +42,7 @@ MACHINE = "REGEDIT4\n" + "".join(
         *((software + LIST.replace(FILTER, FOREIGN), '@="Another"') for _, software in VIEWS.values()),
         *((classes + CLASS.replace(FILTER, FOREIGN), '@="Another"') for classes, _ in VIEWS.values()),
         (EVENTS.replace("Kuvant", "Another"), '"TypesSupported"=dword:00000007'),
-        (SOFTWARE + r"\Kuvant\KuvCredProv", '"Host"="auth.kuv.example"\n"RdpOnly"=dword:00000001'),
+        *((settings, '"Host"="auth.kuv.example"\n"RdpOnly"=dword:00000001') for settings in SETTINGS),
         (SOFTWARE + r"\Policies\Kuvant\KuvCredProv", '"Debug"=dword:00000002')))
 # The exit code of msiexec for error 1603, a fatal error. A refused installation ends with it too.
 FATAL = 1603 & 0xFF
@@ -55,8 +59,12 @@ def registered(bits, module):
         software + LIST: {"@": '"KuvCredFilter"'},
         classes + CLASS: {"@": '"KuvCredFilter"'},
         classes + CLASS + r"\InprocServer32": {
-            "@": '"' + module.replace("\\", "\\\\") + '"', "ThreadingModel": '"Apartment"'},
+            "@": quoted(module), "ThreadingModel": '"Apartment"'},
     }
+
+
+def quoted(text):
+    return '"' + text.replace("\\", "\\\\") + '"'
 
 
 def expandable(text):
@@ -70,7 +78,8 @@ def of_the_registry(version):
         **registered("32", folder("32", version) + r"\KuvCredFilter.dll"),
         EVENTS: {"EventMessageFile": expandable(folder("64", version) + r"\KuvCredFilter.dll"),
                  "TypesSupported": "dword:00000007"},
-        MARK: {"VersionOrder": '"' + ".".join(f"{int(field):05}" for field in version.split(".")) + '"'},
+        MARK: {"VersionOrder": '"' + ".".join(f"{int(field):05}" for field in version.split(".")) + '"',
+               "Version": f'"{version}"', "InstallFolder": quoted(folder("64", version) + "\\")},
     }
 
 
@@ -79,6 +88,7 @@ def of_the_disk(version):
     sources = {
         ("64", "KuvCredFilter.dll"): X64 / "KuvCredFilter.dll",
         ("64", TOOL): X64 / TOOL,
+        ("64", "KuvFilterSetup.exe"): X64 / "KuvFilterSetup.exe",
         ("64", "RemoveFilter.reg"): ROOT / "Packaging/Recovery/RemoveFilter.reg",
         ("64", "PolicyDefinitions/Kuvant.admx"): ROOT / "Packaging/PolicyDefinitions/Kuvant.admx",
         ("64", "PolicyDefinitions/en-US/Kuvant.adml"): ROOT / "Packaging/PolicyDefinitions/en-US/Kuvant.adml",
@@ -100,10 +110,14 @@ def setUpModule():
     unittest.addModuleCleanup(machine.stop)
     # Wine creates some keys at the first access.
     machine.run("msiexec", "/x", FILTER, "/qn")
-    machine.must("reg", "import", machine.windows(write("machine.reg", MACHINE)))
-    write_log()
+    prepare()
     clean = Snapshot()
     whole = Snapshot(MACHINE_ROOT)
+
+
+def prepare():
+    machine.must("reg", "import", machine.windows(write("machine.reg", MACHINE)))
+    write_log()
 
 
 def write_log():
@@ -118,7 +132,8 @@ def write(name, text):
 
 
 # The places that the package or Windows Installer may write to. Exporting the whole registry takes seconds.
-PLACES = [SOFTWARE + r"\Kuvant", SOFTWARE + r"\Policies", EVENTS.rpartition("\\")[0],
+PLACES = [*(software + r"\Kuvant" for _, software in VIEWS.values()), SOFTWARE + r"\Policies",
+          EVENTS.rpartition("\\")[0],
           *(classes + CLASS for classes, _ in VIEWS.values()),
           *(software + r"\Microsoft\Windows\CurrentVersion" for _, software in VIEWS.values())]
 
@@ -127,7 +142,10 @@ class Snapshot:
     """The files and the registry of the machine: the given keys, or PLACES."""
 
     def __init__(self, *keys):
-        self.registry, self.files = machine.registry(keys or PLACES), machine.files()
+        # Windows Installer remembers permanent components after an uninstall, as used by a product of this number.
+        self.registry = {key: values for key, values in machine.registry(keys or PLACES).items()
+                         if set(values) != {"0" * 32}}
+        self.files = machine.files()
 
 
 class Installer(unittest.TestCase):
@@ -192,7 +210,7 @@ class Installer(unittest.TestCase):
     def test_registers_like_dll_self_registration(self):
         dll = machine.windows(X64 / "KuvCredFilter.dll")
         machine.must("regsvr32", "/s", dll)
-        own, gone = wine_machine.difference(clean.registry, machine.registry(PLACES))
+        own, gone = wine_machine.difference(clean.registry, Snapshot().registry)
         machine.must("regsvr32", "/s", "/u", dll)
         self.assertEqual(gone, {})
         # The other tests expect these entries, except for the path of the module. The 32-bit DLL cannot run here; its
@@ -245,6 +263,96 @@ class Installer(unittest.TestCase):
                 self.msiexec("/i", machine.windows(package(older)), expect=FATAL)
         self.assert_same(before, Snapshot())
 
+    def assert_refused(self, key, change, restore):
+        """Asserts that the package cannot be installed while a value of the machine is changed."""
+        machine.must("reg", *change[:1], key, *change[1:], "/f")
+        try:
+            before = Snapshot()
+            self.msiexec("/i", machine.windows(package(VERSION)), expect=FATAL)
+            self.assert_same(before, Snapshot())
+        finally:
+            machine.must("reg", "add", key, *restore, "/f")
+
+    def test_refuses_windows_before_10(self):
+        value = ["/v", "CurrentMajorVersionNumber"]
+        self.assert_refused(WINDOWS, ["delete", *value], [*value, "/t", "REG_DWORD", "/d", "10"])
+
+    def test_refuses_arm64(self):
+        value = ["/v", "PROCESSOR_ARCHITECTURE", "/d"]
+        self.assert_refused(ENVIRONMENT, ["add", *value, "ARM64"], [*value, "AMD64"])
+
+    def test_uninstalls_even_where_it_could_not_be_installed(self):
+        self.install(VERSION)
+        value = ["/v", "CurrentMajorVersionNumber"]
+        machine.must("reg", "delete", WINDOWS, *value, "/f")
+        self.addCleanup(machine.must, "reg", "add", WINDOWS, *value, "/t", "REG_DWORD", "/d", "10", "/f")
+        self.remove(VERSION)
+        self.assert_same(clean, Snapshot())
+
+    def test_creates_log_folder_and_settings_keys_and_keeps_them(self):
+        """A machine without them. Wine ignores the security descriptors; check_tables.py reads them."""
+        log = machine.drive / "ProgramData/Kuvant"
+        self.addCleanup(prepare)
+        for key in SETTINGS:
+            machine.must("reg", "delete", key, "/f")
+        shutil.rmtree(log)
+        self.install(VERSION)
+        for _ in range(2):
+            keys = machine.registry(PLACES)
+            self.assertEqual([keys.get(key) for key in SETTINGS], [{}, {}])
+            self.assertEqual(list(log.iterdir()), [])
+            if self.installed:
+                self.remove(VERSION)
+        self.assertNotIn(MARK, keys)
+
+    def test_a_repair_creates_log_folder_and_settings_keys_again(self):
+        self.addCleanup(prepare)
+        self.install(VERSION)
+        for key in SETTINGS:
+            machine.must("reg", "delete", key, "/f")
+        shutil.rmtree(machine.drive / "ProgramData/Kuvant")
+        self.repair()
+        keys = machine.registry(PLACES)
+        self.assertEqual([keys.get(key) for key in SETTINGS], [{}, {}])
+        self.assertTrue((machine.drive / "ProgramData/Kuvant").is_dir())
+
+    def test_the_list_of_programs_shows_link_and_folder(self):
+        self.install(VERSION)
+        [entry] = [values for key, values in machine.registry(PLACES).items()
+                   if re.search(r"\\Uninstall\\", key) and "Kuv" in values.get("DisplayName", "")]
+        self.assertEqual((entry["HelpLink"], entry["InstallLocation"]),
+                         ('"https://kuv.example/filter"', quoted(folder("64", VERSION) + "\\")))
+
+    def repair(self):
+        """Runs the command of the page."""
+        page = (ROOT / "Docs/Installer.md").read_text(encoding="utf-8")
+        [properties] = re.findall(r"^\| repair .*?/qn /norestart (.+?)` \|$", page, re.MULTILINE)
+        self.install(VERSION, "/norestart", *properties.split())
+
+    def test_a_repair_puts_the_filter_back_after_the_recovery_commands(self):
+        self.install(VERSION)
+        page = (ROOT / "Docs/Recovery.md").read_text(encoding="utf-8")
+        lines = re.findall(r'^reg delete "(HKLM\\SOFTWARE\\.+)" /f$', page, re.MULTILINE)
+        self.assertEqual(len(lines), len(VIEWS))
+        lists = {software + LIST for _, software in VIEWS.values()}
+        self.assertLessEqual(lists, set(machine.registry(PLACES)))
+        for key in lines:
+            machine.must("reg", "delete", key, "/f")
+        self.assertEqual(lists & set(machine.registry(PLACES)), set())
+        self.repair()
+        self.assert_installed(VERSION)
+
+    def test_a_repair_puts_the_filter_back_after_the_installed_setup_program_disabled_it(self):
+        self.addCleanup(write_log)
+        self.install(VERSION)
+        setup = folder("64", VERSION) + r"\KuvFilterSetup.exe"
+        self.assertIn(VERSION, machine.must(setup, "--version"))
+        machine.must(setup, "disable")
+        lists = {software + LIST for _, software in VIEWS.values()}
+        self.assertEqual(lists & set(machine.registry(PLACES)), set())
+        self.repair()
+        self.assertLessEqual(lists, set(machine.registry(PLACES)))
+
     def test_reinstall_and_repair_restore_the_installation(self):
         self.install(VERSION)
         self.install(VERSION)
@@ -254,7 +362,7 @@ class Installer(unittest.TestCase):
             machine.must("reg", "delete", classes + CLASS, "/f")
             machine.must("reg", "delete", software + LIST, "/f")
         machine.must("reg", "add", EVENTS, "/v", "TypesSupported", "/t", "REG_DWORD", "/d", "0", "/f")
-        self.install(VERSION, "REINSTALL=ALL", "REINSTALLMODE=omus")
+        self.repair()
         self.assert_installed(VERSION)
 
     def test_the_recovery_file_for_the_live_hive_removes_the_filter_from_both_lists(self):

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Checks the group policy template: every reference resolves, and each policy writes a value that the library reads.
+"""Checks the group policy template: every reference resolves, each policy writes a value that the library reads, and
+each explanation is complete and agrees with the table of settings.
 
     check_policy.py SOURCE-FOLDER PROGRAM...
 
@@ -21,6 +22,24 @@ POLICY_KEY = r"Software\Policies\Kuvant\KuvCredProv"
 PROGRAM = sys.argv[1:]
 del sys.argv[1:]
 TEXT, FLAG, LIST = "text", "flag", "list"
+# Every user can read a policy.
+SECRET = "SKey"
+
+# The paragraphs about the three states of a policy setting. Disabling one that has only an element deletes its value.
+ENABLED = "If you enable this policy setting, "
+DISABLED = "If you disable this policy setting, "
+LOCAL = "the local value applies. If there is no local value, the default applies."
+WITHOUT = "If you do not configure this policy setting, " + LOCAL
+ELEMENT_WITHOUT = "If you disable or do not configure this policy setting, " + LOCAL
+# If the policy key exists, the library ignores the local value of this setting.
+NO_LOCAL = {
+    "OfflineMaxUsers": "If you disable or do not configure this policy setting, the local value applies only on "
+                       "machines without any policy setting of this product. On all other machines the default "
+                       "applies."}
+EFFECTS = {"at once": "at the next logon screen or prompt", "next screen": "at the next logon screen or prompt",
+           "next process": "after you sign out or restart", "next log": "after you sign out or restart"}
+BYPASS = "without the second factor"
+PASSWORD_PROVIDER = "{60B78E88-EAD8-445C-9CFD-0B87F74EA6CD}"
 
 
 def kind_in_table(row):
@@ -53,7 +72,7 @@ def settings_of_the_sources():
     return names
 
 
-class Template(unittest.TestCase):
+class PolicyTestCase(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         cls.admx, cls.adml = parse("Kuvant.admx"), parse("en-US/Kuvant.adml")
@@ -62,7 +81,10 @@ class Template(unittest.TestCase):
         cls.table = json.loads(printed)
         cls.settings = {row["name"]: kind_in_table(row) for row in cls.table["settings"]}
         cls.defaults = {row["name"]: row["default"] for row in cls.table["settings"]}
+        cls.texts = {text.get("id"): text.text for text in cls.adml.iter(NAMESPACE + "string")}
 
+
+class Template(PolicyTestCase):
     def test_references_resolve_and_no_text_is_unused(self):
         used = {"string": set(), "presentation": set()}
         for element in self.admx.iter():
@@ -84,11 +106,14 @@ class Template(unittest.TestCase):
         for policy in self.policies:
             self.assertIn(policy.find(NAMESPACE + "supportedOn").get("ref"), platforms)
 
-    def test_every_setting_has_one_policy(self):
+    def test_every_setting_except_the_secret_has_one_policy(self):
         names = [policy.get("name") for policy in self.policies]
         self.assertEqual(len(names), len(set(names)))
-        self.assertEqual(set(names), set(self.settings))
-        self.assertEqual(set(names), settings_of_the_sources())
+        self.assertEqual(set(self.settings), settings_of_the_sources())
+        self.assertEqual(set(self.settings) - set(names), {SECRET})
+        self.assertEqual(set(names) - set(self.settings), set())
+        for name in ("Kuvant.admx", "en-US/Kuvant.adml"):
+            self.assertNotIn(SECRET, (ROOT / "Packaging/PolicyDefinitions" / name).read_text(encoding="utf-8"))
 
     def test_policies_write_below_the_policy_key_of_the_machine(self):
         for policy in self.policies:
@@ -158,6 +183,129 @@ class Template(unittest.TestCase):
         # A choice without an item for the default, such as the log level, starts with the first item.
         default = self.defaults[name]
         self.assertEqual(values[item], default if default in values else values[0])
+
+
+class Explanations(PolicyTestCase):
+    """The texts that the policy editor shows next to a policy setting."""
+
+    def each(self):
+        """Returns name, element or None, explanation without its last lines, and these lines by their label."""
+        for policy in self.policies:
+            name = policy.get("name")
+            self.assertEqual(policy.get("explainText"), f"$(string.{name}_Explain)")
+            *paragraphs, facts = self.texts[name + "_Explain"].split("\n\n")
+            elements = policy.find(NAMESPACE + "elements")
+            lines = [line.split(": ", 1) for line in facts.split("\n")]
+            self.assertEqual(len(dict(lines)), len(lines), name)
+            yield name, elements[0] if elements is not None else None, paragraphs, dict(lines)
+
+    def choices(self, element):
+        """Returns the texts of a drop-down list by value."""
+        return {item.find(f".//{NAMESPACE}decimal").get("value"):
+                self.texts[re.fullmatch(r"\$\(string\.(\w+)\)", item.get("displayName"))[1]]
+                for item in element.iter(NAMESPACE + "item")}
+
+    def test_begins_with_the_purpose_and_describes_all_three_states(self):
+        for name, element, paragraphs, _ in self.each():
+            with self.subTest(name):
+                self.assertTrue(paragraphs[0].startswith("This policy setting "))
+                states = paragraphs[1]
+                self.assertTrue(states.startswith(ENABLED))
+                if element is None:
+                    self.assertEqual(states.count(DISABLED), 1)
+                    self.assertTrue(states.endswith(" " + WITHOUT))
+                else:
+                    self.assertNotIn(DISABLED, states)
+                    self.assertTrue(states.endswith(" " + NO_LOCAL.get(name, ELEMENT_WITHOUT)))
+
+    def test_gives_the_default_of_the_library(self):
+        for name, element, _, facts in self.each():
+            with self.subTest(name):
+                default = self.defaults[name]
+                if element is None:
+                    default = {"0": "disabled", "1": "enabled"}[default]
+                elif element.tag == NAMESPACE + "enum":
+                    # A default that the editor does not offer.
+                    default = self.choices(element).get(default, "none")
+                elif element.tag == NAMESPACE + "decimal" and int(default) < int(element.get("minValue")):
+                    default = "none"
+                self.assertEqual(facts["Default"], default)
+
+    def test_gives_range_and_unit(self):
+        for name, element, _, facts in self.each():
+            with self.subTest(name):
+                kind = element.tag.removeprefix(NAMESPACE) if element is not None else FLAG
+                ranges = {
+                    "text": lambda: f"up to {int(element.get('maxLength')):,} characters",
+                    "multiText": lambda: f"up to {element.get('maxStrings')} identifiers of {element.get('maxLength')} "
+                                         "characters",
+                    "decimal": lambda: f"{int(element.get('minValue')):,} to {int(element.get('maxValue')):,}",
+                }
+                self.assertEqual(facts.get("Range"), ranges[kind]() if kind in ranges else None)
+                self.assertEqual("Unit" in facts, kind == "decimal")
+                if kind == "decimal":
+                    # The editor shows the unit in front of the number.
+                    box = self.adml.find(f".//{NAMESPACE}presentation[@id='{name}']/{NAMESPACE}decimalTextBox")
+                    self.assertEqual(box.text.lower(), facts["Unit"] + ":")
+
+    def test_gives_a_possible_example(self):
+        for name, element, _, facts in self.each():
+            with self.subTest(name):
+                example = facts["Example"]
+                kind = element.tag.removeprefix(NAMESPACE) if element is not None else FLAG
+                match kind:
+                    case "text":
+                        self.assertTrue(0 < len(example) <= int(element.get("maxLength")) and " " not in example)
+                    case "multiText":
+                        self.assertRegex(example, r"^\{[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}\}$")
+                        self.assertNotEqual(example, PASSWORD_PROVIDER)
+                    case "decimal":
+                        self.assertTrue(int(element.get("minValue")) <= int(example) <= int(element.get("maxValue")))
+                    case "enum":
+                        self.assertIn(example, self.choices(element).values())
+                    case _:
+                        self.assertRegex(example, r"^(enable|disable) it .+\.$")
+
+    def test_says_when_a_change_takes_effect(self):
+        effects = {row["name"]: row["effect"] for row in self.table["settings"]}
+        for name, _, _, facts in self.each():
+            with self.subTest(name):
+                self.assertEqual(facts["Takes effect"], EFFECTS[effects[name]])
+
+    def test_has_no_other_facts(self):
+        for name, _, _, facts in self.each():
+            with self.subTest(name):
+                labels = ("Default", "Unit", "Range", "Example", "Takes effect")
+                self.assertEqual(list(facts), [label for label in labels if label in facts])
+
+    def test_names_no_value_that_is_not_offered(self):
+        for name, element, paragraphs, _ in self.each():
+            with self.subTest(name):
+                text = " ".join(paragraphs)
+                numbers = {int(number) for number in re.findall(r"(?<![\w:{-])\d+(?![\w}-])", text)}
+                if element is not None and element.tag == NAMESPACE + "decimal":
+                    for number in numbers:
+                        self.assertTrue(int(element.get("minValue")) <= number <= int(element.get("maxValue")))
+                else:
+                    self.assertEqual(numbers - ({443} if name == "Host" else set()), set())
+                # An empty box is refused or writes no value.
+                self.assertNotRegex(text, r"(?i)\bempty\b")
+
+    def test_names_other_policy_settings_by_their_titles(self):
+        titles = {self.texts[policy.get("name")] for policy in self.policies}
+        for name, _, paragraphs, facts in self.each():
+            with self.subTest(name):
+                quoted = set(re.findall(r'"([^"]+)"', " ".join([*paragraphs, facts["Example"]]))) - {":port"}
+                self.assertLessEqual(quoted, titles - {self.texts[name]})
+
+    def test_says_how_users_can_sign_in_without_the_second_factor(self):
+        texts = {name: " ".join(paragraphs) for name, _, paragraphs, _ in self.each()}
+        for name in ("ProvidersWhitelist", "EnableSmartCards", "WrapSmartCards", "RdpOnly"):
+            self.assertIn(BYPASS, texts[name], name)
+        self.assertIn("Do not list the Windows password provider, " + PASSWORD_PROVIDER, texts["ProvidersWhitelist"])
+        for name in ("Host", "IKey"):
+            self.assertIn("The client key is not a policy setting, because every user can read policy settings",
+                          texts[name])
 
 
 if __name__ == "__main__":

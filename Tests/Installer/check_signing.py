@@ -261,7 +261,8 @@ class Signing(unittest.TestCase):
         self.assertEqual(verified(package, "-CAfile", authority.root)[0], 0)
         subprocess.run(["msiextract", "-C", self.folder / "inside", package], check=True, stdout=subprocess.DEVNULL)
         programs = [path for path in (self.folder / "inside").rglob("*") if path.suffix in (".dll", ".exe")]
-        self.assertEqual({path.name for path in programs} >= {"KuvCredFilter.dll"}, True)
+        self.assertEqual(sorted(path.name for path in programs),
+                         ["KuvCredFilter.dll", "KuvCredFilter.dll", "KuvFilterCheck.exe", "KuvFilterSetup.exe"])
         for program in programs:
             self.assertEqual(verified(program, "-CAfile", authority.root)[0], 0, program.name)
 

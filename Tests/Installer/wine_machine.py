@@ -35,6 +35,9 @@ class Machine:
         shutil.rmtree(self.prefix, ignore_errors=True)
         self.work.mkdir(parents=True, exist_ok=True)
         subprocess.run([wine, self.prefix, "--start"], check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        # Windows has this value since version 10, Wine does not.
+        self.must("reg", "add", r"HKLM\SOFTWARE\Microsoft\Windows NT\CurrentVersion", "/v", "CurrentMajorVersionNumber",
+                  "/t", "REG_DWORD", "/d", "10", "/f")
 
     def stop(self):
         subprocess.run([self.wine, self.prefix, "--stop"], check=False)
