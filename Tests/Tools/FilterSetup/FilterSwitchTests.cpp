@@ -248,7 +248,7 @@ TEST_F(FilterSwitch, RefusesOnlyForDemandedKinds) {
   ExpectEnabled(true, true);
 }
 
-// "off" is no obstacle: at worst users sign in as before.
+// "off" is accepted: at worst users sign in as before.
 TEST_F(FilterSwitch, EnablesFilterThatRequiresNothing) {
   registry.Local().DeleteValue(L"SKey");
   EXPECT_EQ(RunSetup({L"enable"}).exitCode, 0);

@@ -16,7 +16,7 @@ ROOT = pathlib.Path(sys.argv.pop(1) if len(sys.argv) > 1 else ".")
 PAGE = (ROOT / "Docs/FilterSetup.md").read_text(encoding="utf-8")
 FOLDER = ROOT / "Tools/FilterSetup"
 OPTIONS = (FOLDER / "Options.cpp").read_text(encoding="utf-8")
-SOURCES = "".join(path.read_text(encoding="utf-8") for path in sorted(FOLDER.glob("*.cpp")))
+SOURCES = "".join(path.read_text(encoding="utf-8") for path in sorted(FOLDER.rglob("*.cpp")))
 
 
 def commands():
