@@ -3,13 +3,13 @@
 #include <exception>
 #include <ostream>
 
-#include "FilterSetup/Caller.h"
-#include "FilterSetup/Changes.h"
-#include "FilterSetup/ClientKey.h"
-#include "FilterSetup/FilterSwitch.h"
-#include "FilterSetup/LogFolder.h"
+#include "FilterSetup/Actions/ClientKey.h"
+#include "FilterSetup/Actions/FilterSwitch.h"
+#include "FilterSetup/Actions/LogFolder.h"
+#include "FilterSetup/Actions/SettingsKeys.h"
+#include "FilterSetup/Machine/Caller.h"
+#include "FilterSetup/Model/Changes.h"
 #include "FilterSetup/Options.h"
-#include "FilterSetup/SettingsKeys.h"
 #include "FilterSetup/Status.h"
 
 namespace FilterSetup {

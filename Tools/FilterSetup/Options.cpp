@@ -119,7 +119,7 @@ Exit codes
   2  refused, because it would not be safe: enable at a kind of sign-in that would be
      locked or without the second factor; set-key with an unprotected key or an invalid
      SKey
-  3  wrong usage, not run as an administrator, or internal error; nothing was changed
+  3  wrong usage or not run as an administrator: nothing was changed; or internal error
 
 Examples
   KuvFilterSetup prepare

@@ -4,10 +4,10 @@
 #include <sstream>
 
 #include "Common/JsonText.h"
-#include "FilterSetup/Changes.h"
-#include "FilterSetup/FilterList.h"
-#include "FilterSetup/LogFolder.h"
-#include "FilterSetup/SettingsKeys.h"
+#include "FilterSetup/Actions/LogFolder.h"
+#include "FilterSetup/Actions/SettingsKeys.h"
+#include "FilterSetup/Machine/FilterList.h"
+#include "FilterSetup/Model/Changes.h"
 
 namespace FilterSetup {
 

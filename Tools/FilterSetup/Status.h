@@ -2,7 +2,7 @@
 
 #include <iosfwd>
 
-#include "FilterSetup/SetupError.h"
+#include "FilterSetup/Model/SetupError.h"
 
 namespace FilterSetup {
 

@@ -2,7 +2,7 @@
 
 #include "Common/Console.h"
 #include "FilterSetup/FilterSetup.h"
-#include "FilterSetup/SetupError.h"
+#include "FilterSetup/Model/SetupError.h"
 
 int wmain(int argc, wchar_t** argv) {
   const Tools::Console console;

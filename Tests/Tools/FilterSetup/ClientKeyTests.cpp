@@ -1,5 +1,5 @@
 // The command "set-key".
-#include "FilterSetup/ClientKey.h"
+#include "FilterSetup/Actions/ClientKey.h"
 
 #include <windows.h>
 #include <sddl.h>
@@ -9,7 +9,7 @@
 
 #include <gmock/gmock.h>
 
-#include "FilterSetup/SecretInput.h"
+#include "FilterSetup/Actions/SecretInput.h"
 #include "KuvAuth/Configuration/Configuration.h"
 #include "KuvAuth/Support/Text.h"
 #include "KuvAuth/Support/UniqueResource.h"

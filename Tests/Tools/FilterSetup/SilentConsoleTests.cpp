@@ -1,5 +1,5 @@
 // Reading the client key from a console. Wine's tests have none, so the console functions are replaced.
-#include "FilterSetup/SilentConsole.h"
+#include "FilterSetup/Actions/SilentConsole.h"
 
 #include <windows.h>
 
@@ -10,7 +10,7 @@
 #include <gmock/gmock.h>
 
 #include "Common/ToolError.h"
-#include "FilterSetup/SecretInput.h"
+#include "FilterSetup/Actions/SecretInput.h"
 #include "Support/ImportHook.h"
 
 namespace {

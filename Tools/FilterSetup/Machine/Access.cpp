@@ -1,4 +1,4 @@
-#include "FilterSetup/Access.h"
+#include "FilterSetup/Machine/Access.h"
 
 #include <sddl.h>
 

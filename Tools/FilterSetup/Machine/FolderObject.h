@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "FilterSetup/Access.h"
+#include "FilterSetup/Machine/Access.h"
 #include "KuvAuth/Support/UniqueResource.h"
 
 /// @file

@@ -1,4 +1,4 @@
-#include "FilterSetup/LogFolder.h"
+#include "FilterSetup/Actions/LogFolder.h"
 
 #include <cstddef>
 #include <cstring>
@@ -9,9 +9,9 @@
 #include "Common/ErrorText.h"
 #include "Common/LogPath.h"
 #include "Common/PlainText.h"
-#include "FilterSetup/Access.h"
-#include "FilterSetup/Caller.h"
-#include "FilterSetup/FolderObject.h"
+#include "FilterSetup/Machine/Access.h"
+#include "FilterSetup/Machine/Caller.h"
+#include "FilterSetup/Machine/FolderObject.h"
 
 namespace FilterSetup {
 

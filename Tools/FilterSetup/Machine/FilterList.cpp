@@ -1,4 +1,4 @@
-#include "FilterSetup/FilterList.h"
+#include "FilterSetup/Machine/FilterList.h"
 
 #include <windows.h>
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "FilterSetup/SetupError.h"
+#include "FilterSetup/Model/SetupError.h"
 
 namespace FilterSetup {
 

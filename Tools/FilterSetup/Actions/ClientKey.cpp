@@ -1,4 +1,4 @@
-#include "FilterSetup/ClientKey.h"
+#include "FilterSetup/Actions/ClientKey.h"
 
 #include <windows.h>
 
@@ -6,8 +6,8 @@
 #include <cstring>
 
 #include "Common/ErrorText.h"
-#include "FilterSetup/Access.h"
-#include "FilterSetup/SecretInput.h"
+#include "FilterSetup/Actions/SecretInput.h"
+#include "FilterSetup/Machine/Access.h"
 #include "KuvAuth/Support/SettingsKeys.h"
 #include "KuvAuth/Support/UniqueResource.h"
 

@@ -1,4 +1,4 @@
-#include "FilterSetup/Caller.h"
+#include "FilterSetup/Machine/Caller.h"
 
 #include <sddl.h>
 

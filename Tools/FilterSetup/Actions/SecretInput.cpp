@@ -1,4 +1,4 @@
-#include "FilterSetup/SecretInput.h"
+#include "FilterSetup/Actions/SecretInput.h"
 
 #include <algorithm>
 #include <span>
@@ -6,8 +6,8 @@
 #include "Common/CommandLine.h"
 #include "Common/ErrorText.h"
 #include "Common/ToolError.h"
-#include "FilterSetup/SetupError.h"
-#include "FilterSetup/SilentConsole.h"
+#include "FilterSetup/Actions/SilentConsole.h"
+#include "FilterSetup/Model/SetupError.h"
 #include "KuvAuth/Support/UniqueResource.h"
 
 namespace FilterSetup {

@@ -1,4 +1,4 @@
-#include "FilterSetup/SettingsKeys.h"
+#include "FilterSetup/Actions/SettingsKeys.h"
 
 #include <windows.h>
 
@@ -6,7 +6,7 @@
 #include <string>
 
 #include "Common/ErrorText.h"
-#include "FilterSetup/Access.h"
+#include "FilterSetup/Machine/Access.h"
 #include "KuvAuth/ProtectedStorage/ProtectedStorage.h"
 #include "KuvAuth/Support/SettingsKeys.h"
 #include "KuvAuth/Support/UniqueResource.h"

@@ -1,4 +1,4 @@
-#include "FilterSetup/Changes.h"
+#include "FilterSetup/Model/Changes.h"
 
 #include <ostream>
 

@@ -1,4 +1,4 @@
-#include "FilterSetup/FilterSwitch.h"
+#include "FilterSetup/Actions/FilterSwitch.h"
 
 #include <windows.h>
 
@@ -9,9 +9,9 @@
 
 #include "FilterCheck/FilterCheck.h"
 #include "FilterCheck/Judgment/Coverage.h"
-#include "FilterSetup/Caller.h"
-#include "FilterSetup/FilterList.h"
-#include "FilterSetup/LogFolder.h"
+#include "FilterSetup/Actions/LogFolder.h"
+#include "FilterSetup/Machine/Caller.h"
+#include "FilterSetup/Machine/FilterList.h"
 #include "KuvAuth/Logging/LogFront.h"
 #include "KuvAuth/Logging/SystemEvents.h"
 #include "KuvAuth/Startup/LogStartup.h"

@@ -1,4 +1,4 @@
-#include "FilterSetup/FolderObject.h"
+#include "FilterSetup/Machine/FolderObject.h"
 
 #include <cstddef>
 

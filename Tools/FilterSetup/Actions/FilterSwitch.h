@@ -3,7 +3,7 @@
 #include <iosfwd>
 
 #include "FilterCheck/Model/SignIn.h"
-#include "FilterSetup/Changes.h"
+#include "FilterSetup/Model/Changes.h"
 
 namespace FilterSetup {
 

@@ -1,11 +1,11 @@
-#include "FilterSetup/SilentConsole.h"
+#include "FilterSetup/Actions/SilentConsole.h"
 
 #include <atomic>
 #include <iostream>
 
 #include "Common/ErrorText.h"
 #include "Common/ToolError.h"
-#include "FilterSetup/SecretInput.h"
+#include "FilterSetup/Actions/SecretInput.h"
 
 namespace FilterSetup {
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "FilterSetup/Changes.h"
+#include "FilterSetup/Model/Changes.h"
 
 namespace FilterSetup {
 

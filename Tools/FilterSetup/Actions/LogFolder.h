@@ -1,6 +1,6 @@
 #pragma once
 
-#include "FilterSetup/Changes.h"
+#include "FilterSetup/Model/Changes.h"
 
 namespace FilterSetup {
 
