@@ -9,7 +9,7 @@
 #include "RecordFixture.h"
 #include "Support/ImportHook.h"
 #include "Support/MemoryExhaustion.h"
-#include "Support/SecretTraces.h"
+#include "Support/Secrets/SecretTraces.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include "KuvAuth/Configuration/Configuration.h"
 #include "KuvAuth/ServiceClient/SignedRequest.h"
 #include "Support/LogCapture.h"
-#include "Support/SecretTraces.h"
+#include "Support/Secrets/SecretTraces.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "Support/SecretTraces.h"
+#include "Support/Secrets/SecretTraces.h"
 
 #include <windows.h>
 
