@@ -39,7 +39,8 @@ std::size_t ReadFromFile(const std::wstring& path, std::span<char> buffer) {
   std::size_t length = 0;
   const DWORD code = file ? ReadBytes(file.Get(), buffer, length) : ::GetLastError();
   if (code == ERROR_SUCCESS) return length;
-  throw Tools::FileNotReadableError{"cannot read " + Tools::Quoted(path) + ": " + Tools::DescribeError(code)};
+  throw Tools::FileNotReadableError{"cannot read " + Tools::Quoted(path) + ": " + Tools::DescribeError(code),
+                                    code};
 }
 
 std::size_t ReadFromStandardInput(std::span<char> buffer) {
