@@ -41,7 +41,7 @@ inline std::size_t CopyAsciiBlocks(wchar_t* destination, const char* text, std::
     // Local copies, because a store to `destination` could change `text` as far as the compiler knows.
     unsigned char units[kBlock];
     std::memcpy(units, &block, kBlock);
-    wchar_t wide[kBlock];
+    wchar_t wide[kBlock] = {};
     for (std::size_t unit = 0; unit < kBlock; ++unit) wide[unit] = units[unit];
     std::memcpy(destination + at, wide, sizeof(wide));
     return true;
