@@ -206,7 +206,7 @@ void ExpectNoAccessForUsers(const AclEntries& entries) {
 }
 
 TEST_F(ProtectedFolder, GrantsFullControlToTheSystemAndNothingToUsers) {
-  GetAppDataFilePath(L"kuv.log");
+  static_cast<void>(GetAppDataFilePath(L"kuv.log"));
   const AclEntries entries = ReadSecurity(Kuvant()).entries;
   ExpectNoAccessForUsers(entries);
   const auto system =
@@ -230,7 +230,7 @@ TEST_F(ProtectedFolder, IsProtectedAndANewFileInheritsItsEntries) {
     ASSERT_EQ(file.size(), 2u);
     EXPECT_TRUE(Grants(file, "S-1-5-18"));
     EXPECT_TRUE(Grants(file, "S-1-5-32-544"));
-    GetAppDataFilePath(L"kuv.log");
+    static_cast<void>(GetAppDataFilePath(L"kuv.log"));
   }
 }
 

@@ -61,9 +61,10 @@ class FilterSetupPage(unittest.TestCase):
         of_source.update(re.findall(r'JsonOf\(changes\.\w+\(\), "(\w+)"\)', SOURCES))
         self.assertEqual(names, of_source)
 
-    def test_every_quoted_line_is_a_text_of_the_sources(self):
-        for text in re.findall(r"`(KuvFilterSetup (?:dis|en)abled the filter)", PAGE):
-            self.assertIn(f'L"{text}"', SOURCES)
+    def test_texts_of_log_and_events_are_those_of_the_sources(self):
+        texts = set(re.findall(r'L"(KuvFilterSetup \w+ the filter)"', SOURCES))
+        self.assertEqual(len(texts), 2)
+        self.assertEqual(texts, set(re.findall(r"`(KuvFilterSetup \w+ the [^`]*)`", PAGE)))
 
 
 if __name__ == "__main__":

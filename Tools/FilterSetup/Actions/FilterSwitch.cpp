@@ -20,7 +20,6 @@ namespace FilterSetup {
 
 namespace {
 
-using FilterCheck::Coverage;
 using FilterCheck::CoverageState;
 using FilterCheck::SignIn;
 

@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstring>
-#include <new>
 #include <string>
 #include <vector>
 
@@ -38,7 +37,7 @@ std::wstring NameAside(const std::wstring& path, int number) {
 bool Rename(const FolderObject& object, const std::wstring& target) {
   const std::size_t bytes = (target.size() + 1) * sizeof(wchar_t);
   std::vector<std::byte> buffer(sizeof(FILE_RENAME_INFO) + bytes);
-  auto* const info = new (buffer.data()) FILE_RENAME_INFO{};
+  auto* const info = reinterpret_cast<FILE_RENAME_INFO*>(buffer.data());
   info->FileNameLength = static_cast<DWORD>(target.size() * sizeof(wchar_t));
   std::memcpy(info->FileName, target.c_str(), bytes);
   if (::SetFileInformationByHandle(object.handle.Get(), FileRenameInfo, info,

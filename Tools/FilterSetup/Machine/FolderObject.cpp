@@ -33,7 +33,8 @@ bool HasForeignEntry(const std::wstring& folder, const std::byte* block) {
   for (;;) {
     const auto* const entry = reinterpret_cast<const FILE_ID_BOTH_DIR_INFO*>(block);
     const std::wstring name{entry->FileName, entry->FileNameLength / sizeof(wchar_t)};
-    if (name != L"." && name != L".." && IsForeignEntry(folder + L"\\" + name)) return true;
+    if (name != L"." && name != L".." && IsForeignEntry(std::wstring{folder}.append(L"\\").append(name)))
+      return true;
     if (entry->NextEntryOffset == 0) return false;
     block += entry->NextEntryOffset;
   }
