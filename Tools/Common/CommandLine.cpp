@@ -11,8 +11,9 @@ void ThrowUsage(const std::string& message) {
 }
 
 void ThrowUnknownOption(const std::wstring& argument) {
-  // Not shown: an argument that is not an option may be a secret after an extra space.
-  ThrowUsage(argument.starts_with(L"--") ? "unknown option " + Quoted(argument)
+  // Not shown: an argument that is not an option may be a secret after an extra space, and so may the text
+  // after an equals sign.
+  ThrowUsage(argument.starts_with(L"--") ? "unknown option " + Quoted(argument.substr(0, argument.find(L'=')))
                                          : "unexpected argument that is not an option");
 }
 

@@ -24,6 +24,9 @@ using ::testing::IsEmpty;
 using ::testing::Not;
 using ::testing::StartsWith;
 
+const TestKey kSystemPolicies{HKEY_LOCAL_MACHINE,
+                              L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Policies\\System"};
+
 constexpr auto kRequired = CoverageState::Required;
 constexpr auto kAlternatives = CoverageState::Alternatives;
 constexpr auto kOff = CoverageState::Off;
@@ -189,8 +192,7 @@ TEST_F(SecondFactor, WarnsOfTheLockoutThatARegistrationWouldCause) {
 }
 
 TEST_F(SecondFactor, IsOffIfAPolicyExcludesTheProvider) {
-  TestKey{HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Policies\\System"}.SetText(
-      L"ExcludedCredentialProviders", kKuvText);
+  kSystemPolicies.SetText(L"ExcludedCredentialProviders", kKuvText);
   const Report report = Check();
   EXPECT_EQ(report.obstacle, FilterCheck::Obstacle::ProviderExcluded);
   EXPECT_THAT(States(report.now), ElementsAre(kOff, kOff, kOff));
@@ -283,6 +285,8 @@ TEST_F(SecondFactor, WarnsInSafeModeUnlessTheFilterAppliesThereToo) {
   KUV_IMPORT_HOOK(metrics, GetSystemMetrics);
   metrics.Answer([](int index) { return index == SM_CLEANBOOT ? 1 : 0; });
   EXPECT_EQ(OnlyFinding(Check().now.findings, "platform.safe-mode").severity, kWarning);
+  ProviderKey(L"").SetDword(L"ProhibitFallbacks", 0);
+  EXPECT_THAT(Ids(Check().now.findings), Contains("platform.safe-mode"));
   ProviderKey(L"").SetDword(L"ProhibitFallbacks", 1);
   EXPECT_THAT(Ids(Check().now.findings), Not(Contains("platform.safe-mode")));
 }
@@ -298,8 +302,29 @@ TEST_F(SecondFactor, WarnsIfTheLogShowsAnotherDecision) {
   EXPECT_EQ(finding.severity, kWarning);
   EXPECT_THAT(finding.text, HasSubstr("2026-01-02 03:04:05, was \"unprotected\""));
   EXPECT_EQ(report.now.verdict.code, FilterCheck::ExitCode::CoveredWithFindings);
+  kSystemPolicies.SetText(L"ExcludedCredentialProviders", kKuvText);
+  EXPECT_THAT(Ids(Check().now.findings), Contains("evidence.differs"));
   Entry(kView64).Delete();
   EXPECT_THAT(Ids(Check().now.findings), Not(Contains("evidence.differs")));
+}
+
+TEST_F(SecondFactor, ComparesTheLogWithTheCurrentSettingsAlsoInAWhatIfSituation) {
+  ::CreateDirectoryW(appData.Path(L"Kuvant").c_str(), nullptr);
+  WriteFileBytes(appData.Path(L"Kuvant\\kuv.log"),
+                 "01/02/26 03:04:05 [1](2) [Info] Local login session\r\n"
+                 "01/02/26 03:04:05 [1](2) [Info] Usage scenario 1/CPUS_LOGON supported\r\n");
+  const Report report = FilterCheck::CheckMachine(FilterCheck::ParseOptions({L"--what-if", L"RdpOnly=1"}));
+  EXPECT_THAT(Ids(report.whatIf->findings), Not(Contains("evidence.differs")));
+}
+
+TEST_F(SecondFactor, ComparesTheLogWithElevationPromptsThatListAdministrators) {
+  registry.Local().SetDword(L"ElevationProtectionMode", 2);
+  ::CreateDirectoryW(appData.Path(L"Kuvant").c_str(), nullptr);
+  WriteFileBytes(appData.Path(L"Kuvant\\kuv.log"),
+                 "01/02/26 03:04:05 [1](2) [Info] Usage scenario 4/CPUS_CREDUI supported\r\n");
+  EXPECT_THAT(Ids(Check().now.findings), Not(Contains("evidence.differs")));
+  registry.Local().SetDword(L"ElevationProtectionMode", 0);
+  EXPECT_THAT(Ids(Check().now.findings), Contains("evidence.differs"));
 }
 
 TEST_F(SecondFactor, ExplainsAFilterThatActsWithTheSmartCardProviderAlone) {

@@ -141,6 +141,8 @@ TEST(FilterCheckOptions, DoNotReportSecrets) {
   EXPECT_EQ(UsageError({L"--what-if", L"SKey:letters"}).find("letters"), std::string::npos);
   EXPECT_EQ(UsageError({L"--what-if", L"SKey=", L"letters"}),
             "unexpected argument that is not an option; see --help");
+  EXPECT_EQ(UsageError({L"--what-if=SKey=letters"}), "unknown option '--what-if'; see --help");
+  EXPECT_EQ(UsageError({L"--SKey=letters"}), "unknown option '--SKey'; see --help");
   EXPECT_EQ(UsageError({L"-letters"}), "unexpected argument that is not an option; see --help");
 }
 
