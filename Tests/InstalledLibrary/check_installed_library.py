@@ -16,8 +16,9 @@ import sys
 
 PRIVATE_HEADERS = {
     "Base64Core.h", "BasicAuthorization.h", "BoundedArray.h", "ConstantTime.h", "ContentTypes.h", "FieldRules.h",
-    "GuidText.h", "HashCalls.h", "LogLine.h", "LogMessage.h", "SettingReader.h", "SignatureEngine.h", "SignatureParts.h", "SizeSum.h",
-    "SystemCallFailure.h", "UniqueResource.h", "WindowsVersion.h", "Wipe.h",
+    "GuidText.h", "HashCalls.h", "LogLine.h", "LogMessage.h", "OpenedKey.h", "SettingReader.h", "SignatureEngine.h",
+    "SignatureParts.h", "SizeSum.h", "SystemCallFailure.h", "UniqueResource.h", "WindowsVersion.h", "Wipe.h",
+    "WipeText.h",
 }
 
 
