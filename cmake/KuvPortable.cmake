@@ -5,8 +5,8 @@ set(KUV_PORTABLE_SOURCES Configuration/HostAndPort)
 foreach(unit IN ITEMS AuthorizationSignature Base64Core Encoders ParameterString ServiceVocabulary)
   list(APPEND KUV_PORTABLE_SOURCES ServiceClient/${unit})
 endforeach()
-foreach(unit IN ITEMS BasicAuthorization Credentials Failure FieldRules HttpDate MaskedForLog Request Secret SignatureEngine
-    Signer Verify)
+foreach(unit IN ITEMS BasicAuthorization ConstantTime Credentials Failure FieldRules HttpDate MaskedForLog Request Secret
+    SignatureEngine Signer Verify)
   list(APPEND KUV_PORTABLE_SOURCES Signing/${unit})
 endforeach()
 list(TRANSFORM KUV_PORTABLE_SOURCES PREPEND ${kuv_root}/Src/KuvAuth/)

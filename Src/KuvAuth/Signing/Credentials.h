@@ -29,16 +29,17 @@ class Credentials {
   /// `Debug` to the log, logs `Host` and `IKey` at `Info`, and logs an incomplete record at `Error`.
   ///
   /// Fails with `Reason::MissingSetting` and the names of all settings that are absent or empty in
-  /// `Failure::field`; with `Reason::OutOfRange` for `Host` if its port is 0 or not a number; and as
-  /// `FromValues`, with the names of the settings.
+  /// `Failure::field`; instead with `Reason::PlatformCallFailed` for them if a settings key exists but cannot
+  /// be opened, for example because only administrators may read it; with `Reason::OutOfRange` for `Host` if
+  /// its port is 0 or not a number; and as `FromValues`, with the names of the settings.
   [[nodiscard]] static Result<Credentials> FromSettings();
-  /// Does the same with the settings of the given registry.
+  /// Does the same with the settings of the given registry. Throws what it throws, too.
   [[nodiscard]] static Result<Credentials> FromSettings(IRegistry& registry);
 
   /// Checks values and converts the host to lower case. Fails if
   /// - the host is empty or contains anything but ASCII letters, digits, ".", "-" and "_", except that an
-  /// IPv6
-  ///   address in brackets can also contain ":": the host is a line of the signed text and of the header;
+  ///   IPv6 address in brackets can also contain ":": the host is a line of the signed text and of the
+  ///   header;
   /// - the port is 0;
   /// - the integration key is empty or contains a colon, which ends the user of the `Authorization` header,
   ///   or a control character (RFC 7617, section 2);

@@ -27,7 +27,7 @@ struct Failure {
   Reason reason = Reason::Empty;  ///< why
   /// The field: "method", "path", "date", "parameters", "body", "host", "port", "integrationKey" or
   /// "secretKey"; "request" for its total size; "parameters." and the percent-encoded name for one parameter;
-  /// the name of a setting; or the part of the request that the failed platform call computes ("date", "body"
+  /// the names of settings; or the part of the request that the failed platform call computes ("date", "body"
   /// or "signature").
   std::string field{};
   std::string call{};      ///< the function of the platform, for example "CryptAcquireContextW", or empty

@@ -15,6 +15,12 @@ namespace Kuv::Signing {
 namespace {
 
 constexpr std::string_view kMask = "#####";
+// The characters that separate the parts of an address.
+constexpr std::string_view kSeparators = "/?;#&";
+
+bool IsSeparator(char character) noexcept {
+  return kSeparators.find(character) != std::string_view::npos;
+}
 
 int HexValue(char digit) noexcept {
   if (digit >= '0' && digit <= '9') return digit - '0';
@@ -56,6 +62,14 @@ class MaskedNames {
     const std::string once = PercentDecode(name);
     return names_.contains(name) || names_.contains(once) || names_.contains(PercentDecode(once));
   }
+  // Also finds a name that contains separators and is not encoded, at the end of a text.
+  bool IsAtEndOf(std::string_view text) const {
+    return std::any_of(names_.begin(), names_.end(), [text](const std::string& name) {
+      if (name.find_first_of(kSeparators) == std::string::npos || !text.ends_with(name)) return false;
+      const std::string_view before = text.substr(0, text.size() - name.size());
+      return before.empty() || before.ends_with('=') || IsSeparator(before.back());
+    });
+  }
   bool ContainsEmpty() const { return names_.contains(std::string_view{}); }
 
  private:
@@ -63,16 +77,17 @@ class MaskedNames {
 };
 
 // Returns the position after "NAME=" for the first masked name in a text, or nothing. A name starts at the
-// start of the text or after a character that separates the parts of an address. It can contain "=" itself.
+// start of the text or after a separator. It can contain "=" itself, and separators if it is not encoded.
 std::optional<std::size_t> FindMasked(std::string_view text, const MaskedNames& names) {
   std::size_t part = 0;
   std::size_t word = 0;
   for (std::size_t i = 0; i < text.size(); ++i) {
     if (text[i] == '=') {
-      if (names.Contains(text.substr(word, i - word)) || names.Contains(text.substr(part, i - part)))
+      if (names.Contains(text.substr(word, i - word)) || names.Contains(text.substr(part, i - part)) ||
+          names.IsAtEndOf(text.substr(0, i)))
         return i + 1;
       word = i + 1;
-    } else if (std::string_view{"/?;#&"}.find(text[i]) != std::string_view::npos) {
+    } else if (IsSeparator(text[i])) {
       part = word = i + 1;
     }
   }

@@ -10,8 +10,7 @@
 namespace Kuv::Signing {
 
 /// A value, or the reason why there is none. Test it before you use the value: a wrong access ends the
-/// process
-/// (`std::terminate`) instead of returning a part of a request.
+/// process (`std::terminate`) instead of returning a part of a request.
 template <typename Type>
 class [[nodiscard]] Result {
  public:

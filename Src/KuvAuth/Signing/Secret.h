@@ -8,8 +8,9 @@
 
 namespace Kuv::Signing {
 
-/// A secret key. It overwrites its bytes (`SecureZeroMemory`) when it is destroyed, assigned to or moved
-/// from. It can be moved but not copied, does not convert to text, and cannot be printed or compared.
+/// A secret key. It overwrites its bytes (`SecureZeroMemory`) when it is destroyed or assigned to. A move
+/// hands over the only copy. It can be moved but not copied, does not convert to text, and cannot be printed
+/// or compared.
 class Secret {
  public:
   /// Creates an empty secret.

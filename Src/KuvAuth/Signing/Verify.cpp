@@ -3,6 +3,7 @@
 #include <string>
 
 #include "KuvAuth/Signing/BasicAuthorization.h"
+#include "KuvAuth/Signing/ConstantTime.h"
 #include "KuvAuth/Signing/FieldRules.h"
 #include "KuvAuth/Signing/HttpDate.h"
 #include "KuvAuth/Signing/SignatureEngine.h"
@@ -14,16 +15,6 @@ namespace {
 
 using std::chrono::seconds;
 using std::chrono::sys_seconds;
-
-// Takes the same time wherever the texts differ. Their length is not a secret.
-bool AreEqual(std::string_view left, std::string_view right) noexcept {
-  if (left.size() != right.size()) return false;
-  // Volatile, so that the compiler does not add an early exit.
-  volatile unsigned difference = 0;
-  for (std::size_t i = 0; i < left.size(); ++i)
-    difference = difference | static_cast<unsigned>(left[i] ^ right[i]);
-  return difference == 0;
-}
 
 bool IsWithin(sys_seconds date, sys_seconds now, seconds allowedSkew) noexcept {
   if (allowedSkew < seconds::zero()) return false;
@@ -81,8 +72,9 @@ Result<std::string> ComputeSignature(const ReceivedRequest& request, const Crede
 Rejection JudgeAuthorization(const ReceivedRequest& request, const Credentials& credentials) {
   const std::optional<BasicAuthorization> received = ParseBasicAuthorization(request.authorization);
   const Result<std::string> signature = ComputeSignature(request, credentials);
-  const bool sameIdentifier = received && AreEqual(received->identifier, credentials.IntegrationKey());
-  const bool sameSignature = received && signature && AreEqual(received->signature, *signature);
+  const bool sameIdentifier =
+      received && AreEqualInConstantTime(received->identifier, credentials.IntegrationKey());
+  const bool sameSignature = received && signature && AreEqualInConstantTime(received->signature, *signature);
   if (!received) return Rejection::Authorization;
   if (!sameIdentifier) return Rejection::Identifier;
   if (!signature) return Rejection::PlatformCall;

@@ -1,9 +1,11 @@
 #include "KuvAuth/Signing/Credentials.h"
 
+#include <windows.h>
+
 #include <gtest/gtest.h>
 
-#include "FreedSecrets.h"
 #include "Samples.h"
+#include "Support/ImportHook.h"
 #include "Support/KuvFixture.h"
 
 namespace {
@@ -163,6 +165,33 @@ TEST_F(CredentialsFromSettings, NamesEachMissingSetting) {
     ASSERT_FALSE(credentials);
     EXPECT_EQ(credentials.GetFailure().reason, Reason::MissingSetting);
     EXPECT_EQ(credentials.GetFailure().field, row.missing);
+  }
+}
+
+// An administrator can protect the keys, so a program without elevation cannot read them.
+TEST_F(CredentialsFromSettings, ReportsAKeyThatCannotBeOpened) {
+  const struct {
+    LSTATUS local, policy;
+    Reason reason;
+    std::uint32_t code;
+  } rows[] = {
+      {ERROR_ACCESS_DENIED, ERROR_FILE_NOT_FOUND, Reason::PlatformCallFailed, 5},
+      {ERROR_FILE_NOT_FOUND, ERROR_ACCESS_DENIED, Reason::PlatformCallFailed, 5},
+      {ERROR_OUTOFMEMORY, ERROR_ACCESS_DENIED, Reason::PlatformCallFailed, 14},
+      {ERROR_FILE_NOT_FOUND, ERROR_PATH_NOT_FOUND, Reason::MissingSetting, 0},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.local);
+    KUV_IMPORT_HOOK(openKey, RegOpenKeyExA);
+    openKey.Answer([&row](HKEY, const char* path, DWORD, REGSAM, HKEY*) {
+      return path == std::string{"Software\\Kuvant\\KuvCredProv"} ? row.local : row.policy;
+    });
+    const Result<Credentials> credentials = Credentials::FromSettings();
+    ASSERT_FALSE(credentials);
+    EXPECT_EQ(credentials.GetFailure().reason, row.reason);
+    EXPECT_EQ(credentials.GetFailure().field, "Host, IKey, SKey");
+    EXPECT_EQ(credentials.GetFailure().call, row.code == 0 ? "" : "RegOpenKeyExA");
+    EXPECT_EQ(credentials.GetFailure().code, row.code);
   }
 }
 

@@ -73,6 +73,20 @@ TEST(MaskedForLog, MasksParametersInThePath) {
   EXPECT_EQ(MaskedForLog(WithPath("/v1?a=b=secret"), {"a=b"}), "GET /v1?a=b=#####");
 }
 
+TEST(MaskedForLog, FindsNamesWithSeparatorsThatAreNotEncoded) {
+  for (const char* const name : {"a/b", "a?b", "a;b", "a#b", "/b", "a/"}) {
+    SCOPED_TRACE(name);
+    const std::string path = std::string{"/v1?"} + name + "=";
+    EXPECT_EQ(MaskedForLog(WithPath(path + "secret"), {name}), "GET " + path + "#####");
+    EXPECT_EQ(MaskedForLog(WithPath(path + "se/cr=et&x=y"), {name}), "GET " + path + "#####&x=y");
+  }
+  EXPECT_EQ(MaskedForLog(WithPath("/v1?q=a/b=secret"), {"a/b"}), "GET /v1?q=a/b=#####");
+  EXPECT_EQ(MaskedForLog(WithPath("/xa/b=shown"), {"a/b"}), "GET /xa/b=shown");
+  for (const wchar_t* const value : {L"a/b=secret", L"x=1&a/b=secret", L"q?a/b=secret"})
+    EXPECT_EQ(MaskedForLog(WithParameters({{"info", value}}), {"a/b"}), "POST /v1/auth info=#####");
+  EXPECT_EQ(MaskedForLog(WithParameters({{"info", L"a&b=secret"}}), {"a&b"}), "POST /v1/auth info=#####");
+}
+
 // A value can contain the text of other parameters.
 TEST(MaskedForLog, MasksAValueThatContainsAMaskedParameter) {
   for (const wchar_t* const value : {L"pw=secret", L"a=b&pw=secret", L"a=b%26pw%3Dsecret", L"a=b&p%77=secret",

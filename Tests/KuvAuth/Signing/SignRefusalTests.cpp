@@ -28,6 +28,36 @@ TEST_F(SignRequest, AcceptsWhatASingleLineCanContain) {
   }
 }
 
+// Each field with each byte in its middle, against lists that do not come from the library.
+TEST_F(SignRequest, AcceptsOnlyTheCharactersOfEachField) {
+  const std::string upper = "ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
+  const std::string letters = upper + "abcdefghijklmnopqrstuvwxyz";
+  const std::string inPath = letters + "!\"$%&'()*+,-./:;<=>@[\\]^_`{|}~";
+  for (int byte = 0; byte < 256; ++byte) {
+    SCOPED_TRACE(byte);
+    const char character = static_cast<char>(byte);
+    const std::string middle = std::string{"A"} + character + "A";
+    const auto expect = [&](const Request& request, const std::string& allowed) {
+      EXPECT_EQ(Sign(request, credentials).HasValue(), allowed.find(character) != std::string::npos);
+    };
+    Request request = SampleRequest();
+    request.method = middle;
+    expect(request, upper + "!#$%&'*+-.^_`|~");
+    request = SampleRequest();
+    request.path = "/" + middle;
+    expect(request, inPath);
+    request = SampleRequest();
+    request.date = middle;
+    expect(request, inPath + "?# ");
+    const auto accepts = [](const std::string& host, const std::string& key) {
+      return Credentials::FromValues({.host = host, .integrationKey = key, .secretKey = Secret{"k"}})
+          .HasValue();
+    };
+    EXPECT_EQ(accepts(middle, "id"), (letters + ".-_").find(character) != std::string::npos);
+    EXPECT_EQ(accepts("host", middle), byte >= 32 && byte != 127 && character != ':');
+  }
+}
+
 TEST_F(SignRequest, RefusesWhatWouldSplitALineOrShareASignedText) {
   const std::string nul(1, '\0');
   const struct {
