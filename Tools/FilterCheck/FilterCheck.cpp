@@ -52,8 +52,8 @@ Report CheckMachine(const Options& options) {
   report.time = Now();
   report.demand = options.demand;
   report.registration = ReadRegistration();
-  report.obstacle = ObstacleOf(report.registration);
   report.host = ReadHost(report.registration);
+  report.obstacle = ObstacleOf(report.registration, report.host);
   report.evidence = ReadEvidence();
   report.now = Examine();
   Conclude(report, report.now);

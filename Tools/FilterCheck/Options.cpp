@@ -34,7 +34,11 @@ WhatIfSetting ParseWhatIf(const std::wstring& text) {
   const std::string entered = Quoted(name);
   const WhatIfKey key = TakeKey(name);
   const SettingInfo* const setting = FindSetting(WideToUtf8(name));
-  if (setting == nullptr) ThrowUsage("--what-if: unknown setting " + entered);
+  if (setting == nullptr) {
+    // Text after the name of the secret may be the secret itself.
+    ThrowUsage("--what-if: unknown setting " +
+               (ToLowerAscii(name).starts_with(L"skey") ? "that starts with SKey" : entered));
+  }
   const std::wstring value = text.substr(end + 1);
   // A shell may or may not remove the quotation marks of an empty text.
   return {setting, key != WhatIfKey::Effective && value == L"\"\"" ? std::wstring{} : value, key};
@@ -58,7 +62,8 @@ void AddDemand(Options& options, const std::wstring& list) {
     const auto kind =
         std::find_if(kSignIns.begin(), kSignIns.end(), [&](SignIn row) { return NameOf(row) == name; });
     if (kind == kSignIns.end()) {
-      ThrowUsage("--require requires a list of console, remote and elevation, not " + Quoted(list));
+      ThrowUsage("--require requires a list of console, remote and elevation, not " +
+                 Quoted(list.substr(0, list.find(L'='))));
     }
     if (options.demand[IndexOf(*kind)]) ThrowUsage("--require names " + name + " more than once");
     options.demand[IndexOf(*kind)] = true;

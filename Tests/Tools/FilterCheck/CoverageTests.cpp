@@ -291,6 +291,40 @@ TEST_F(SecondFactor, WarnsInSafeModeUnlessTheFilterAppliesThereToo) {
   EXPECT_THAT(Ids(Check().now.findings), Not(Contains("platform.safe-mode")));
 }
 
+TEST_F(SecondFactor, IsOffInSafeMode) {
+  KUV_IMPORT_HOOK(metrics, GetSystemMetrics);
+  metrics.Answer([](int index) { return index == SM_CLEANBOOT ? 2 : 0; });
+  const Report report = Check();
+  EXPECT_EQ(report.obstacle, FilterCheck::Obstacle::SafeMode);
+  EXPECT_THAT(States(report.now), ElementsAre(kOff, kOff, kOff));
+  EXPECT_EQ(report.now.coverage[2].because.decidedBy, "safe mode");
+  EXPECT_EQ(report.now.verdict.code, FilterCheck::ExitCode::NotCovered);
+  EXPECT_THAT(report.now.verdict.text,
+              StartsWith("The second factor is NOT required now: Windows runs in safe mode"));
+}
+
+TEST_F(SecondFactor, IsOffIfTheOnlyKuvProviderIsExcluded) {
+  RemoveKuvProvider();
+  registry.Local().SetDword(L"EnableSmartCards", 1);
+  registry.Local().SetDword(L"WrapSmartCards", 1);
+  EXPECT_THAT(States(Check().now), ElementsAre(kRequired, kRequired, kOff));
+  TestKey{HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Policies\\System"}.SetText(
+      L"ExcludedCredentialProviders", kKuvSmartCardText);
+  const Report report = Check();
+  EXPECT_THAT(States(report.now), ElementsAre(kOff, kOff, kOff));
+  // The filter still hides the others.
+  EXPECT_THAT(Ways(report.now.coverage[0]), IsEmpty());
+}
+
+TEST_F(SecondFactor, SaysThatAFilterThatIsNotLoadedDoesNotHideTheDefaultProvider) {
+  TestKey{HKEY_LOCAL_MACHINE, L"SOFTWARE\\Policies\\Microsoft\\Windows\\System"}.SetText(
+      L"DefaultCredentialProvider", kPasswordText);
+  const auto text = [] { return OnlyFinding(Check().now.findings, "platform.default-provider-hidden").text; };
+  EXPECT_THAT(text(), StartsWith("Windows is set to select"));
+  Entry(kView64).Delete();
+  EXPECT_THAT(text(), StartsWith("If Windows loaded the filter: Windows"));
+}
+
 // The log says that the console was not protected.
 TEST_F(SecondFactor, WarnsIfTheLogShowsAnotherDecision) {
   ::CreateDirectoryW(appData.Path(L"Kuvant").c_str(), nullptr);

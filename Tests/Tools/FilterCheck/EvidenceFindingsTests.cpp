@@ -84,6 +84,12 @@ TEST(EvidenceFindings, ReportWhatTheLogShows) {
        Severity::Warning,
        "C:\\kuv.log",
        "at 2026-11-22 09:30:00, ended with an exception. The filter hid the Kuv providers"},
+      {"no Kuv provider",
+       [](Evidence& e) { e.lastRunFoundNoKuvProvider = true; },
+       {"evidence.differs"},
+       Severity::Warning,
+       "C:\\kuv.log",
+       "at 2026-11-22 09:30:00, was \"untouched\": Windows offered no Kuv provider"},
       {"another outcome over Remote Desktop",
        [](Evidence& e) {
          e.decisions[1] = LoggedDecision{"2026-11-21 10:00:00", Outcome::Protected};
@@ -117,6 +123,15 @@ TEST(EvidenceFindings, ReportWhatTheLogShows) {
     EXPECT_THAT(findings.front().advice, HasSubstr(row.advice));
     EXPECT_FALSE(findings.front().advice.empty());
   }
+}
+
+TEST(EvidenceFindings, ExpectNoKuvProviderIfNothingIsDecided) {
+  Evidence evidence = GoodEvidence();
+  evidence.decisions = {};
+  evidence.lastRunFoundNoKuvProvider = true;
+  EXPECT_THAT(JudgeEvidence(evidence, /*loadable=*/true,
+                            {Outcome::Untouched, Outcome::Untouched, Outcome::Untouched}),
+              IsEmpty());
 }
 
 // Every pair of outcomes of every kind.

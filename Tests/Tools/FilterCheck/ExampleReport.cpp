@@ -83,7 +83,7 @@ FilterCheck::Report ExampleWhatIf() {
 }
 
 void Conclude(FilterCheck::Report& report) {
-  report.obstacle = FilterCheck::ObstacleOf(report.registration);
+  report.obstacle = FilterCheck::ObstacleOf(report.registration, report.host);
   const auto conclude = [&](Situation& situation) {
     situation.coverage = FilterCheck::CoverageOf(situation.decision, report.obstacle);
     situation.verdict = FilterCheck::Judge(report, situation);

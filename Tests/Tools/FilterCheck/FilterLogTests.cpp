@@ -177,6 +177,14 @@ TEST_F(FilterLog, AttributesDecisionsByTheirMessages) {
   }
 }
 
+TEST_F(FilterLog, ReportsWhetherTheLastDecisionFoundNoKuvProvider) {
+  const std::string missing =
+      "11/22/26 09:30:00 [1](2) [Error] Kuv Credential Provider not found. Filter permitting all.\r\n";
+  EXPECT_TRUE(ReadLog(missing).lastRunFoundNoKuvProvider);
+  EXPECT_FALSE(ReadLog(missing + "11/22/26 09:30:01 [1](2) [Info] Disabling Kuv Credential Provider\r\n")
+                   .lastRunFoundNoKuvProvider);
+}
+
 TEST_F(FilterLog, KeepsThreadsOfProcessesApart) {
   EXPECT_EQ(DecisionsOf(ReadLog("11/22/26 09:30:00 [1](7) [Info] Local login session\r\n"
                                 "11/22/26 09:30:00 [2](7) [Info] Disabling Kuv Credential Provider\r\n"

@@ -143,6 +143,8 @@ TEST(FilterCheckOptions, DoNotReportSecrets) {
             "unexpected argument that is not an option; see --help");
   EXPECT_EQ(UsageError({L"--what-if=SKey=letters"}), "unknown option '--what-if'; see --help");
   EXPECT_EQ(UsageError({L"--SKey=letters"}), "unknown option '--SKey'; see --help");
+  EXPECT_EQ(UsageError({L"--what-if", L"Policy:SKey letters=x"}).find("letters"), std::string::npos);
+  EXPECT_EQ(UsageError({L"--require", L"SKey=letters"}).find("letters"), std::string::npos);
   EXPECT_EQ(UsageError({L"-letters"}), "unexpected argument that is not an option; see --help");
 }
 

@@ -111,7 +111,7 @@ TEST(ReportJson, HasHostDemandAndEvidence) {
     "ranSinceStart": false, "startOfWindows": "2026-11-22 08:00:00",
     "decisions": {"console": null, "remote": null,
                   "elevation": {"time": "2026-11-21 09:00:00", "outcome": "untouched"}},
-    "errors": [{"time": "2026-11-21 08:59:59", "text": "It failed."}]})"));
+    "errors": [{"time": "2026-11-21 08:59:59", "text": "It failed."}], "lastRunFoundNoKuvProvider": false})"));
   EXPECT_TRUE(JsonOf(ExampleReport())["evidence"]["ranSinceStart"].isNull());
 }
 

@@ -104,25 +104,30 @@ Finding WayAround(const Provider& provider, const std::string& places) {
 
 }  // namespace
 
-Obstacle ObstacleOf(const Registration& registration) noexcept {
+Obstacle ObstacleOf(const Registration& registration, const Host& host) {
   if (!IsLoadable(registration.filter[0])) return Obstacle::NotLoaded;
+  if (host.safeMode != "off" && registration.prohibitFallbacks != 1u) return Obstacle::SafeMode;
   return registration.kuvProviderExcluded ? Obstacle::ProviderExcluded : Obstacle::None;
 }
 
 std::array<Coverage, kSignIns.size()> CoverageOf(const DecisionReport& report, Obstacle obstacle) {
   std::array<Coverage, kSignIns.size()> coverage;
   for (const SignIn kind : kSignIns) {
-    coverage[IndexOf(kind)] = obstacle == Obstacle::None ? CoverageOfKind(report, kind)
-                              : obstacle == Obstacle::NotLoaded
-                                  ? CoverageWithout(report, kFilterNotLoaded)
-                                  : CoverageWithout(report, kKuvProviderExcluded);
+    Coverage& row = coverage[IndexOf(kind)];
+    row = CoverageOfKind(report, kind);
+    if (obstacle == Obstacle::ProviderExcluded) {
+      row.state = CoverageState::Off;
+      row.because = {kKuvProviderExcluded, {}, Source::Default};
+    } else if (obstacle != Obstacle::None) {
+      row = CoverageWithout(report, obstacle == Obstacle::NotLoaded ? kFilterNotLoaded : kSafeMode);
+    }
   }
   return coverage;
 }
 
 Findings JudgeCoverage(const DecisionReport& report, Obstacle obstacle) {
   const std::array<Coverage, kSignIns.size()> coverage = CoverageOf(report, Obstacle::None);
-  const std::string lead = obstacle == Obstacle::NotLoaded ? "If Windows loaded the filter: " : "";
+  const std::string lead{LeadOf(obstacle)};
   const auto placesOf = [&](CoverageState state) {
     return PlacesWhere(coverage, [=](const Coverage& kind) { return kind.state == state; });
   };
@@ -149,6 +154,11 @@ Findings JudgeCoverage(const DecisionReport& report, Obstacle obstacle) {
   return findings;
 }
 
+std::string_view LeadOf(Obstacle obstacle) noexcept {
+  if (obstacle == Obstacle::NotLoaded) return "If Windows loaded the filter: ";
+  return obstacle == Obstacle::SafeMode ? "After a normal start: " : "";
+}
+
 std::string_view PlaceOf(SignIn kind) noexcept {
   constexpr std::string_view kPlaces[] = {"at the console", "over Remote Desktop", "at elevation prompts"};
   return kPlaces[IndexOf(kind)];
@@ -158,6 +168,7 @@ std::string TextOf(const Reason& reason) {
   constexpr std::string_view kSources[] = {"default", "local setting", "policy"};
   if (reason.decidedBy == kNoKuvProvider) return "the Kuv credential provider is not installed";
   if (reason.decidedBy == kFilterNotLoaded) return "Windows does not load the filter";
+  if (reason.decidedBy == kSafeMode) return "Windows runs in safe mode and does not apply the filter";
   if (reason.decidedBy == kKuvProviderExcluded) return "a policy of Windows excludes the Kuv provider";
   return reason.decidedBy + " is " + reason.value + " (" +
          std::string{kSources[static_cast<std::size_t>(reason.source)]} + ")";

@@ -1,5 +1,7 @@
 #include "FilterCheck/Judgment/EvidenceFindings.h"
 
+#include <algorithm>
+
 namespace FilterCheck {
 
 namespace {
@@ -57,6 +59,15 @@ Finding Differs(SignIn kind, const LoggedDecision& logged, Outcome predicted) {
               "loaded."};
 }
 
+Finding FoundNoKuvProvider(const Evidence& evidence) {
+  return {"evidence.differs", Severity::Warning, evidence.log,
+          "The last decision of the filter, at " + evidence.lastRun +
+              ", was \"untouched\": Windows offered no Kuv provider, so the second factor was not required. "
+              "With the current settings and providers, the filter decides otherwise.",
+          "If the Kuv credential provider was installed after that time, lock the screen and unlock it, and "
+          "run KuvFilterCheck again. Otherwise, find out why Windows does not offer the provider."};
+}
+
 }  // namespace
 
 Findings JudgeEvidence(const Evidence& evidence, bool loadable,
@@ -65,7 +76,10 @@ Findings JudgeEvidence(const Evidence& evidence, bool loadable,
   if (!evidence.exists) return {NoLog(evidence)};
   if (!evidence.unreadable.empty()) return {Unreadable(evidence)};
   Findings findings;
-  if (!evidence.ranSinceStart.value_or(false)) findings.push_back(NeverRan(evidence));
+  if (evidence.lastRun.empty() || evidence.ranSinceStart == false) findings.push_back(NeverRan(evidence));
+  const bool untouched = std::all_of(predicted.begin(), predicted.end(),
+                                     [](Outcome outcome) { return outcome == Outcome::Untouched; });
+  if (evidence.lastRunFoundNoKuvProvider && !untouched) findings.push_back(FoundNoKuvProvider(evidence));
   if (evidence.lastRunFailed) findings.push_back(Failed(evidence));
   for (const SignIn kind : kSignIns) {
     const std::optional<LoggedDecision>& logged = evidence.decisions[IndexOf(kind)];

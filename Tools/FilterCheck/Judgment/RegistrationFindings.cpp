@@ -137,7 +137,8 @@ void JudgePlatform(const Registration& registration, Findings& findings) {
         {"provider.kuv-missing", Severity::Problem, IdentifierText(CLSID_KuvCredProv),
          registration.kuvSmartCardProviderInstalled
              ? "The Kuv credential provider is not installed, but the Kuv smart card provider is, so the "
-               "filter hides all other providers where the settings protect the sign-in."
+               "filter, if Windows loads it, hides all other providers where the settings protect the "
+               "sign-in."
              : "The Kuv credential provider is not installed, so the filter changes nothing and the second "
                "factor is not required.",
          "Install the Kuv credential provider."});

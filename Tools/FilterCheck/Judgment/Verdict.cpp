@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 #include "FilterCheck/Judgment/Coverage.h"
 #include "FilterCheck/Judgment/EvidenceFindings.h"
@@ -28,10 +29,9 @@ std::array<Outcome, kSignIns.size()> LogonOutcomes(const DecisionReport& report)
 }
 
 Findings JudgeSafeMode(const Report& report) {
-  if (report.host.safeMode == "off" || report.registration.prohibitFallbacks == 1u) return {};
+  if (report.obstacle != Obstacle::SafeMode) return {};
   return {{"platform.safe-mode", Severity::Warning, "safe mode",
-           "Windows runs in safe mode, in which it does not apply the filter. This report describes a normal "
-           "start.",
+           "Windows runs in safe mode, in which it does not apply the filter.",
            "Restart Windows to require the second factor again."}};
 }
 
@@ -86,6 +86,8 @@ std::string SentenceOf(const Group& group, const std::string& it) {
 std::string CoverageText(const Report& report, const Situation& situation) {
   if (report.obstacle == Obstacle::NotLoaded)
     return "The second factor is NOT required: Windows does not load the filter for the logon screen.";
+  if (report.obstacle == Obstacle::SafeMode)
+    return "The second factor is NOT required now: Windows runs in safe mode and does not apply the filter.";
   if (report.obstacle == Obstacle::ProviderExcluded) {
     return "The second factor is treated as NOT required: the policy setting ExcludedCredentialProviders "
            "may hide the Kuv credential provider.";
@@ -136,10 +138,12 @@ Verdict Judge(const Report& report, const Situation& situation) {
 }
 
 void Conclude(const Report& report, Situation& situation) {
-  const bool loaded = report.obstacle != Obstacle::NotLoaded;
+  const bool loaded = report.obstacle == Obstacle::None || report.obstacle == Obstacle::ProviderExcluded;
   situation.coverage = CoverageOf(situation.decision, report.obstacle);
   Append(situation.findings, JudgeRegistration(report.registration));
-  Append(situation.findings, JudgeRegistration(report.registration, situation));
+  Findings decided = JudgeRegistration(report.registration, situation);
+  for (Finding& finding : decided) finding.text.insert(0, LeadOf(report.obstacle));
+  Append(situation.findings, std::move(decided));
   Append(situation.findings, JudgeCoverage(situation.decision, report.obstacle));
   Append(situation.findings, JudgeEvidence(report.evidence, loaded, LogonOutcomes(report.now.decision)));
   Append(situation.findings, JudgeSafeMode(report));

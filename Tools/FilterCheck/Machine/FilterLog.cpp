@@ -171,6 +171,7 @@ class LogReader {
   void AddDecision(const Line& line, const Rule& rule) {
     evidence_.lastRun = line.time;
     evidence_.lastRunFailed = rule.after == InFailure;
+    evidence_.lastRunFoundNoKuvProvider = rule.message == kNoProvider;
     if (rule.shows == Shows::UnknownKind) return;
     evidence_.decisions.at(static_cast<std::size_t>(rule.shows)) = LoggedDecision{line.time, rule.outcome};
   }
@@ -233,7 +234,7 @@ Evidence ReadEvidence() {
     evidence.exists = error.code() != ERROR_FILE_NOT_FOUND && error.code() != ERROR_PATH_NOT_FOUND;
     if (evidence.exists) evidence.unreadable = Tools::DescribeError(error.code());
   }
-  if (!evidence.lastRun.empty())
+  if (!evidence.lastRun.empty() && !evidence.startOfWindows.empty())
     evidence.ranSinceStart = evidence.lastRun >= TimeBeforeStart(kToleranceSeconds);
   return evidence;
 }

@@ -177,12 +177,12 @@ bool IsInstalled(const CLSID& provider) {
       HKEY_LOCAL_MACHINE, std::wstring{kProvidersKey} + L"\\" + Utf8ToWide(IdentifierText(provider))));
 }
 
-// Returns whether a comma-separated list contains the Kuv credential provider.
-bool NamesKuvProvider(const std::wstring& list) {
+// Returns whether a comma-separated list contains a provider.
+bool Names(const std::wstring& list, const CLSID& provider) {
   std::istringstream entries{WideToUtf8(list)};
   for (std::string entry; std::getline(entries, entry, ',');) {
     RemoveWhitespace(entry);
-    if (Tools::ParseIdentifier(entry) == CLSID_KuvCredProv) return true;
+    if (Tools::ParseIdentifier(entry) == provider) return true;
   }
   return false;
 }
@@ -208,7 +208,11 @@ Registration ReadRegistration() {
   registration.kuvSmartCardProviderInstalled = IsInstalled(CLSID_KuvSmartCardCredProv);
   const std::wstring excluded =
       ReadText(OpenKey(HKEY_LOCAL_MACHINE, kExclusionPolicies), L"ExcludedCredentialProviders").text;
-  registration.kuvProviderExcluded = NamesKuvProvider(excluded);
+  // Without the Kuv credential provider, the smart card provider is the only one that asks for the second
+  // factor.
+  registration.kuvProviderExcluded =
+      Names(excluded, CLSID_KuvCredProv) ||
+      (!registration.kuvProviderInstalled && Names(excluded, CLSID_KuvSmartCardCredProv));
   registration.excludedProviders = PlainText(excluded);
   registration.defaultProvider = DefaultProvider();
   registration.prohibitFallbacks =

@@ -54,7 +54,8 @@ struct Evidence {
   std::optional<bool> ranSinceStart;
   std::string startOfWindows;                                            ///< local time
   std::array<std::optional<LoggedDecision>, kSignIns.size()> decisions;  ///< for each kind of sign-in
-  std::vector<LoggedError> errors;  ///< the last ones, at most 3, oldest first
+  std::vector<LoggedError> errors;         ///< the last ones, at most 3, oldest first
+  bool lastRunFoundNoKuvProvider = false;  ///< the last decision changed nothing, whatever its kind
 };
 
 }  // namespace FilterCheck

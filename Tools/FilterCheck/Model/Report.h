@@ -166,6 +166,7 @@ struct WhatIfSetting {
 enum class Obstacle : std::uint8_t {
   None,
   NotLoaded,         ///< Windows does not load the filter
+  SafeMode,          ///< Windows runs in safe mode, in which it does not apply the filter
   ProviderExcluded,  ///< a policy of Windows excludes the Kuv credential provider
 };
 

@@ -167,7 +167,7 @@ std::string_view NameOf(CoverageState state) noexcept {
 }
 
 std::string_view NameOf(Obstacle obstacle) noexcept {
-  constexpr std::string_view kNames[] = {"none", "not-loaded", "provider-excluded"};
+  constexpr std::string_view kNames[] = {"none", "not-loaded", "safe-mode", "provider-excluded"};
   return kNames[static_cast<std::size_t>(obstacle)];
 }
 
@@ -192,9 +192,9 @@ std::vector<std::string> WayTexts(const Coverage& coverage) {
 }
 
 std::string_view MatrixTitle(const Report& report) noexcept {
-  constexpr std::string_view kTitles[] = {"What users see",
-                                          "What users would see if Windows loaded the filter",
-                                          "What users would see if the Kuv provider were not excluded"};
+  constexpr std::string_view kTitles[] = {
+      "What users see", "What users would see if Windows loaded the filter",
+      "What users see after a normal start", "What users would see if the Kuv provider were not excluded"};
   return kTitles[static_cast<std::size_t>(report.obstacle)];
 }
 

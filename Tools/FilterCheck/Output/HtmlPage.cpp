@@ -62,7 +62,7 @@ std::string_view WordsOf(CoverageState state) {
 }
 
 void WriteWays(const Coverage& coverage, HtmlWriter& html) {
-  if (coverage.state == CoverageState::Off) {
+  if (coverage.state == CoverageState::Off && coverage.because.decidedBy != kKuvProviderExcluded) {
     html.Element("p", "Users sign in with any other provider.", {{"class", "small"}});
   } else if (!coverage.ways.empty()) {
     html.Element("p", "Users can select instead:", {{"class", "small"}}).Open("ul");

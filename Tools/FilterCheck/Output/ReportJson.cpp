@@ -135,7 +135,8 @@ Value EvidenceJson(const Evidence& evidence) {
                      {"ranSinceStart", OptionalJson(evidence.ranSinceStart)},
                      {"startOfWindows", evidence.startOfWindows},
                      {"decisions", KindsJson(evidence.decisions, decisionJson)},
-                     {"errors", ListJson(evidence.errors, errorJson)}});
+                     {"errors", ListJson(evidence.errors, errorJson)},
+                     {"lastRunFoundNoKuvProvider", evidence.lastRunFoundNoKuvProvider}});
 }
 
 Value FilterJson(const RegisteredFilter& filter) {

@@ -139,7 +139,8 @@ void WriteDecision(const Report& report, const Painter& painter) {
 }
 
 std::string OtherWays(const Coverage& coverage) {
-  if (coverage.state == CoverageState::Off) return "any provider";
+  const bool any = coverage.because.decidedBy != kKuvProviderExcluded;
+  if (coverage.state == CoverageState::Off && any) return "any provider";
   return coverage.ways.empty() ? "-" : Joined(WayTexts(coverage), "and");
 }
 
