@@ -6,7 +6,7 @@
 #include "../ServiceClient/CryptoApiScript.h"
 #include "Samples.h"
 #include "Support/KuvFixture.h"
-#include "Support/SecretTraces.h"
+#include "Support/Secrets/SecretTraces.h"
 
 // Searches the freed memory and the stack for parts of the key, wherever the signing layer has it.
 namespace {
