@@ -124,6 +124,16 @@ TEST_F(SecondFactor, IsOffWithoutKuvProvider) {
               HasSubstr("so the filter changes nothing and the second factor is not required."));
 }
 
+TEST_F(SecondFactor, IsOffWithADisabledKuvProvider) {
+  ProviderKey(kKuvText).SetDword(L"Disabled", 0);
+  EXPECT_THAT(States(Check().now), ElementsAre(kRequired, kRequired, kOff));
+  ProviderKey(kKuvText).SetDword(L"Disabled", 1);
+  const Report report = Check();
+  EXPECT_FALSE(report.registration.kuvProviderInstalled);
+  EXPECT_THAT(States(report.now), ElementsAre(kOff, kOff, kOff));
+  OnlyFinding(report.now.findings, "provider.kuv-missing");
+}
+
 TEST_F(SecondFactor, IsOffWithMissingSettings) {
   registry.Local().DeleteValue(L"SKey");
   const Report report = Check();

@@ -177,7 +177,11 @@ std::string TextOf(const Reason& reason) {
 std::string Joined(const std::vector<std::string>& texts, std::string_view word) {
   std::string joined;
   for (std::size_t i = 0; i < texts.size(); ++i) {
-    if (i > 0) joined.append(i + 1 == texts.size() ? " " + std::string{word} + " " : ", ");
+    if (i > 0 && i + 1 == texts.size()) {
+      joined.append(" ").append(word).append(" ");
+    } else if (i > 0) {
+      joined += ", ";
+    }
     joined += texts[i];
   }
   return joined;

@@ -136,12 +136,16 @@ void JudgePlatform(const Registration& registration, Findings& findings) {
     findings.push_back(
         {"provider.kuv-missing", Severity::Problem, IdentifierText(CLSID_KuvCredProv),
          registration.kuvSmartCardProviderInstalled
-             ? "The Kuv credential provider is not installed, but the Kuv smart card provider is, so the "
+             ? "The Kuv credential provider is not installed or is disabled, but the Kuv smart card provider "
+               "is "
+               "installed, so the "
                "filter, if Windows loads it, hides all other providers where the settings protect the "
                "sign-in."
-             : "The Kuv credential provider is not installed, so the filter changes nothing and the second "
+             : "The Kuv credential provider is not installed or is disabled, so the filter changes nothing "
+               "and "
+               "the second "
                "factor is not required.",
-         "Install the Kuv credential provider."});
+         "Install the Kuv credential provider, or delete the value Disabled of its key."});
   }
   if (registration.kuvProviderExcluded) {
     findings.push_back(

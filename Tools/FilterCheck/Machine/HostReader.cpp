@@ -83,13 +83,10 @@ std::wstring ElevatedUser() {
       elevation.TokenIsElevated == 0) {
     return {};
   }
-  struct {
-    TOKEN_USER user;
-    BYTE sid[SECURITY_MAX_SID_SIZE];
-  } user{};
+  alignas(TOKEN_USER) BYTE user[sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE] = {};
   Kuv::UniqueLocalMemory<wchar_t> text;
-  if (::GetTokenInformation(token.Get(), TokenUser, &user, sizeof(user), &size) == FALSE ||
-      ::ConvertSidToStringSidW(user.user.User.Sid, text.Put()) == FALSE) {
+  if (::GetTokenInformation(token.Get(), TokenUser, user, sizeof(user), &size) == FALSE ||
+      ::ConvertSidToStringSidW(reinterpret_cast<const TOKEN_USER*>(user)->User.Sid, text.Put()) == FALSE) {
     return {};
   }
   return text.Get();

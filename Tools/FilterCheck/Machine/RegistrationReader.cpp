@@ -15,6 +15,7 @@
 #include "Common/ToolError.h"
 #include "FilterCheck/Machine/Architecture.h"
 #include "FilterCheck/Machine/FilterModule.h"
+#include "FilterCheck/Machine/InstalledProviders.h"
 #include "KuvAuth/Support/Text.h"
 #include "KuvAuth/Support/UniqueResource.h"
 #include "KuvCredFilter/Identifiers.h"
@@ -170,11 +171,6 @@ void AppendOtherFilters(View view, std::vector<OtherFilter>& others) {
     if (Tools::ParseIdentifier(WideToUtf8(identifier)) == CLSID_KuvCredFilter) continue;
     others.push_back(ReadOtherFilter(filters, identifier, view));
   }
-}
-
-bool IsInstalled(const CLSID& provider) {
-  return static_cast<bool>(OpenKey(
-      HKEY_LOCAL_MACHINE, std::wstring{kProvidersKey} + L"\\" + Utf8ToWide(IdentifierText(provider))));
 }
 
 // Returns whether a comma-separated list contains a provider.

@@ -32,7 +32,7 @@ std::string_view TextOf(const Cell& cell) {
   return cell.changes ? "\xE2\x88\x92 disappears" : "\xE2\x80\x93 hidden";
 }
 
-std::string ClassOf(const Cell& cell) {
+std::string CellClass(const Cell& cell) {
   std::string text = cell.shown ? "cell shown" : "cell";
   if (cell.changes) text += " changed";
   if (cell.role == Role::Plain) return text;
@@ -93,7 +93,7 @@ void WriteMatrix(const Matrix& matrix, const Report& report, HtmlWriter& html) {
     html.Open("tr", {{"data-provider", Tools::IdentifierText(providers[i].identifier)}});
     WriteProvider(providers[i], html);
     for (std::size_t j = 0; j < matrix.columns.size(); ++j) {
-      OpenCell(*matrix.columns[j], ClassOf(matrix.rows[i][j]), html);
+      OpenCell(*matrix.columns[j], CellClass(matrix.rows[i][j]), html);
       html.Text(TextOf(matrix.rows[i][j])).Close();
     }
     html.Close().Markup("\n");
