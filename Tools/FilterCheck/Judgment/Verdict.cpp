@@ -36,7 +36,7 @@ Findings JudgeSafeMode(const Report& report) {
 }
 
 // Kinds of sign-in with the same state, reason and ways.
-struct Group {
+struct KindGroup {
   Coverage coverage;
   std::vector<std::string> places;
 };
@@ -48,23 +48,23 @@ bool IsAlike(const Coverage& left, const Coverage& right) {
              [](const Tools::Provider& a, const Tools::Provider& b) { return a.identifier == b.identifier; });
 }
 
-std::vector<Group> GroupsOf(const Situation& situation) {
-  std::vector<Group> groups;
+std::vector<KindGroup> GroupsOf(const Situation& situation) {
+  std::vector<KindGroup> groups;
   for (const SignIn kind : kSignIns) {
     const Coverage& coverage = situation.coverage[IndexOf(kind)];
     auto group = std::find_if(groups.begin(), groups.end(),
-                              [&](const Group& other) { return IsAlike(other.coverage, coverage); });
+                              [&](const KindGroup& other) { return IsAlike(other.coverage, coverage); });
     if (group == groups.end()) group = groups.insert(groups.end(), {coverage, {}});
     group->places.emplace_back(PlaceOf(kind));
   }
-  std::stable_sort(groups.begin(), groups.end(), [](const Group& left, const Group& right) {
+  std::stable_sort(groups.begin(), groups.end(), [](const KindGroup& left, const KindGroup& right) {
     return left.coverage.state < right.coverage.state;
   });
   return groups;
 }
 
 // `it` names the second factor, which only the first sentence spells out.
-std::string SentenceOf(const Group& group, const std::string& it) {
+std::string SentenceOf(const KindGroup& group, const std::string& it) {
   const std::string places = Joined(group.places, "and");
   const std::string because = ": " + TextOf(group.coverage.because) + ".";
   std::vector<std::string> ways;
@@ -93,7 +93,7 @@ std::string CoverageText(const Report& report, const Situation& situation) {
            "may hide the Kuv credential provider.";
   }
   std::string text;
-  for (const Group& group : GroupsOf(situation)) {
+  for (const KindGroup& group : GroupsOf(situation)) {
     const bool first = text.find("The second factor") == std::string::npos;
     text += (text.empty() ? "" : " ") + SentenceOf(group, first ? "The second factor" : "It");
   }
