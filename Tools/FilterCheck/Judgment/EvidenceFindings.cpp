@@ -7,11 +7,6 @@ namespace FilterCheck {
 namespace {
 
 constexpr std::string_view kPlaces[] = {"at the console", "over Remote Desktop", "at an elevation prompt"};
-constexpr std::string_view kOutcomes[] = {"protected", "unprotected", "untouched"};
-
-std::string OutcomeText(Outcome outcome) {
-  return std::string{kOutcomes[static_cast<std::size_t>(outcome)]};
-}
 
 Finding NoLog(const Evidence& evidence) {
   return {
@@ -50,8 +45,9 @@ Finding Failed(const Evidence& evidence) {
 Finding Differs(SignIn kind, const LoggedDecision& logged, Outcome predicted) {
   const std::string place{kPlaces[IndexOf(kind)]};
   return {"evidence.differs", Severity::Warning, std::string{NameOf(kind)},
-          "The last decision " + place + ", at " + logged.time + ", was \"" + OutcomeText(logged.outcome) +
-              "\". With the current settings, it is \"" + OutcomeText(predicted) + "\".",
+          "The last decision " + place + ", at " + logged.time + ", was \"" +
+              std::string{NameOf(logged.outcome)} + "\". With the current settings, it is \"" +
+              std::string{NameOf(predicted)} + "\".",
           "If the settings changed after that time, check on the Settings page when a change takes effect, "
           "and sign in " +
               place +

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "FilterCheck/Model/SignIn.h"
@@ -19,6 +20,12 @@ enum class Outcome : std::uint8_t {
   Unprotected,  ///< the Kuv providers are disabled, all others are enabled
   Untouched,    ///< the filter changes no flag
 };
+
+/// Returns the name of an outcome in reports: "protected", "unprotected" or "untouched".
+constexpr std::string_view NameOf(Outcome outcome) noexcept {
+  constexpr std::array<std::string_view, 3> kNames{"protected", "unprotected", "untouched"};
+  return kNames[static_cast<std::size_t>(outcome)];
+}
 
 /// Versions and state of the machine.
 struct Host {

@@ -141,11 +141,6 @@ std::string_view NameOf(Session session) noexcept {
   return session == Session::Console ? "console" : "remote";
 }
 
-std::string_view NameOf(Outcome outcome) noexcept {
-  constexpr std::string_view kNames[] = {"protected", "unprotected", "untouched"};
-  return kNames[static_cast<std::size_t>(outcome)];
-}
-
 std::string_view NameOf(WhatIfKey key) noexcept {
   constexpr std::string_view kNames[] = {"effective", "policy", "local"};
   return kNames[static_cast<std::size_t>(key)];

@@ -57,7 +57,6 @@ struct ComparedFinding {
 std::vector<ComparedFinding> CompareFindings(const Report& report);
 
 std::string_view NameOf(Session session) noexcept;      ///< "console"
-std::string_view NameOf(Outcome outcome) noexcept;      ///< "protected"
 std::string_view NameOf(Source source) noexcept;        ///< "policy"
 std::string_view NameOf(WhatIfKey key) noexcept;        ///< "effective"
 std::string_view NameOf(Severity severity) noexcept;    ///< "problem"
