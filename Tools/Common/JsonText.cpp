@@ -14,4 +14,10 @@ void WriteJson(const Json::Value& value, std::ostream& out) {
   out << '\n';
 }
 
+std::string JsonLine(const Json::Value& value) {
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = "";
+  return Json::writeString(builder, value);
+}
+
 }  // namespace Tools

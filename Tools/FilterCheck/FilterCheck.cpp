@@ -37,6 +37,7 @@ bool IsColorDisabled() {
 ExitCode Run(const Options& options, std::ostream& out, bool isConsole) {
   const Report report = CheckMachine(options);
   if (!options.htmlFile.empty()) WriteNewFile(options.htmlFile, HtmlPage(report));
+  if (options.event) WriteEvent(report);
   if (options.json) {
     PrintJson(report, out);
   } else {

@@ -56,25 +56,12 @@ void AddWhatIf(Options& options, const std::wstring& text) {
   options.whatIfSettings.push_back(std::move(whatIf));
 }
 
-void AddDemand(Options& options, const std::wstring& list) {
-  std::istringstream names{WideToUtf8(list) + ","};
-  for (std::string name; std::getline(names, name, ',');) {
-    const auto kind =
-        std::find_if(kSignIns.begin(), kSignIns.end(), [&](SignIn row) { return NameOf(row) == name; });
-    if (kind == kSignIns.end()) {
-      ThrowUsage("--require requires a list of console, remote and elevation, not " +
-                 Quoted(list.substr(0, list.find(L'='))));
-    }
-    if (options.demand[IndexOf(*kind)]) ThrowUsage("--require names " + name + " more than once");
-    options.demand[IndexOf(*kind)] = true;
-  }
-}
-
 constexpr Tools::Option<Options> kOptions[] = {
+    {L"--event", false, [](Options& o, const std::wstring&) { o.event = true; }},
     {L"--json", false, [](Options& o, const std::wstring&) { o.json = true; }},
     {L"--no-color", false, [](Options& o, const std::wstring&) { o.noColor = true; }},
     {L"--html", true, [](Options& o, const std::wstring& value) { o.htmlFile = value; }},
-    {L"--require", true, AddDemand},
+    {L"--require", true, [](Options& o, const std::wstring& list) { AddDemand(o.demand, list); }},
     {L"--version", false, [](Options& o, const std::wstring&) { o.version = true; }},
     {L"--what-if", true, AddWhatIf},
 };
@@ -84,8 +71,25 @@ constexpr Tools::Option<Options> kOptions[] = {
 Options ParseOptions(const std::vector<std::wstring>& arguments) {
   Options options;
   options.help = Tools::ApplyOptions<Options>(arguments, kOptions, options);
-  if (options.demand == Demand{}) options.demand = {true, true, false};
+  if (options.demand == Demand{}) options.demand = kDefaultDemand;
+  if (options.event && !options.whatIfSettings.empty()) {
+    ThrowUsage("--event records the current state and cannot be combined with --what-if");
+  }
   return options;
+}
+
+void AddDemand(Demand& demand, const std::wstring& list) {
+  std::istringstream names{WideToUtf8(list) + ","};
+  for (std::string name; std::getline(names, name, ',');) {
+    const auto kind =
+        std::find_if(kSignIns.begin(), kSignIns.end(), [&](SignIn row) { return NameOf(row) == name; });
+    if (kind == kSignIns.end()) {
+      ThrowUsage("--require requires a list of console, remote and elevation, not " +
+                 Quoted(list.substr(0, list.find(L'='))));
+    }
+    if (demand[IndexOf(*kind)]) ThrowUsage("--require names " + name + " more than once");
+    demand[IndexOf(*kind)] = true;
+  }
 }
 
 void PrintVersion(std::ostream& out) {
@@ -95,9 +99,9 @@ void PrintVersion(std::ostream& out) {
 void PrintUsage(std::ostream& out) {
   out << R"(Checks the credential provider filter on this machine: its settings, its
 registration, its log, and what users see at each kind of sign-in. Does not change the
-machine: --html creates a new file, and --what-if a volatile registry key below
-HKEY_CURRENT_USER that is deleted at the end. Run it as an administrator: other users
-cannot read the settings.
+machine: --html creates a new file, --event an event in the event log, and --what-if a
+volatile registry key below HKEY_CURRENT_USER that is deleted at the end. Run it as an
+administrator: other users cannot read the settings.
 
 KuvFilterCheck [option...]
 
@@ -115,6 +119,8 @@ KuvFilterCheck [option...]
                            text or list; the value - removes the setting from the key
   --json                   write the results as JSON (see Docs/FilterCheck.md)
   --html FILE              also write the results to a new HTML file; fails if it exists
+  --event                  also write the current state to the Windows event log, as one
+                           event of the source Kuvant (see Docs/FilterCheck.md)
   --no-color               do not use colors on a console; same as setting NO_COLOR
   --version                show the version of this program
   --help, -h, /?           show this help
@@ -124,11 +130,12 @@ Exit codes (with --what-if, for the assumed settings)
   1  every required kind of sign-in is covered, with warnings or problems
   2  a required kind of sign-in is not covered: the second factor is not required there,
      or no one can sign in there
-  3  wrong usage or internal error
+  3  wrong usage or internal error, for example an event that cannot be written
 
 Examples
   KuvFilterCheck
   KuvFilterCheck --require remote
+  KuvFilterCheck --event --require console,remote,elevation
   KuvFilterCheck --html C:\Temp\check.html
   KuvFilterCheck --what-if RdpOnly=1 --what-if Policy:ElevationProtectionMode=2
   KuvFilterCheck --what-if "ProvidersWhitelist={D6886603-9D2F-4EB2-B667-1971041FA96B}"

@@ -13,6 +13,7 @@ struct Options {
   bool help = false;
   bool version = false;
   bool json = false;
+  bool event = false;
   bool noColor = false;
   std::wstring htmlFile;  ///< empty: no page
   std::vector<WhatIfSetting> whatIfSettings;
@@ -21,6 +22,9 @@ struct Options {
 
 /// Parses the arguments without the program name. Throws `Tools::UsageError`.
 Options ParseOptions(const std::vector<std::wstring>& arguments);
+
+/// Adds the kinds of sign-in of a `--require` list to the demand. Throws `Tools::UsageError`.
+void AddDemand(Demand& demand, const std::wstring& list);
 
 /// Writes the name and version of the program as one line.
 void PrintVersion(std::ostream& out);

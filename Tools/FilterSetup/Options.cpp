@@ -7,40 +7,20 @@
 #include <string_view>
 
 #include "Common/CommandLine.h"
+#include "FilterCheck/Options.h"
 
 namespace FilterSetup {
 
 namespace {
 
-using FilterCheck::Demand;
 using Option = Tools::Option<Options>;
-
-Demand ParseDemand(const std::wstring& list) {
-  Demand demand{};
-  for (std::size_t start = 0; start <= list.size();) {
-    const std::size_t end = std::min(list.find(L',', start), list.size());
-    const std::wstring entry = list.substr(start, end - start);
-    const auto kind =
-        std::find_if(FilterCheck::kSignIns.begin(), FilterCheck::kSignIns.end(), [&](auto each) {
-          const std::string_view name = FilterCheck::NameOf(each);
-          return std::equal(name.begin(), name.end(), entry.begin(), entry.end());
-        });
-    if (kind == FilterCheck::kSignIns.end()) {
-      Tools::ThrowUsage("--require accepts console, remote and elevation, separated by commas, not " +
-                        Tools::Quoted(entry));
-    }
-    demand[FilterCheck::IndexOf(*kind)] = true;
-    start = end + 1;
-  }
-  return demand;
-}
 
 constexpr Option kDryRun{L"--dry-run", false, [](Options& o, const std::wstring&) { o.dryRun = true; }};
 constexpr Option kForce{L"--force", false, [](Options& o, const std::wstring&) { o.force = true; }};
 constexpr Option kFrom{L"--from", true, [](Options& o, const std::wstring& value) { o.from = value; }};
 constexpr Option kJson{L"--json", false, [](Options& o, const std::wstring&) { o.json = true; }};
-constexpr Option kRequire{L"--require", true,
-                          [](Options& o, const std::wstring& value) { o.demand = ParseDemand(value); }};
+constexpr Option kRequire{
+    L"--require", true, [](Options& o, const std::wstring& list) { FilterCheck::AddDemand(o.demand, list); }};
 
 constexpr Option kPrepareOptions[] = {kDryRun};
 constexpr Option kSetKeyOptions[] = {kFrom, kDryRun};
@@ -81,6 +61,7 @@ Options ParseOptions(const std::vector<std::wstring>& arguments) {
   }
   options.command = row->command;
   Tools::ApplyOptions<Options>({arguments.begin() + 1, arguments.end()}, row->options, options);
+  if (options.demand == FilterCheck::Demand{}) options.demand = FilterCheck::kDefaultDemand;
   return options;
 }
 

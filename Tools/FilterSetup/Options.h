@@ -17,8 +17,8 @@ struct Options {
   bool dryRun = false;
   bool json = false;
   bool force = false;
-  std::wstring from;                              ///< empty: standard input
-  FilterCheck::Demand demand{true, true, false};  ///< `--require`
+  std::wstring from;             ///< empty: standard input
+  FilterCheck::Demand demand{};  ///< `--require`, or the default
 };
 
 /// Parses the arguments without the program name: a command and its options. Throws `Tools::UsageError`. No

@@ -25,7 +25,7 @@ std::string UsageError(const std::vector<std::wstring>& arguments) {
 
 TEST(FilterCheckOptions, DefaultToTextOutput) {
   const Options options = ParseOptions({});
-  EXPECT_FALSE(options.help || options.json || options.noColor);
+  EXPECT_FALSE(options.help || options.json || options.event || options.noColor);
   EXPECT_EQ(options.htmlFile, L"");
   EXPECT_FALSE(options.version);
   EXPECT_TRUE(options.whatIfSettings.empty());
@@ -44,6 +44,21 @@ TEST(FilterCheckOptions, ParseAllOptions) {
   EXPECT_EQ(options.whatIfSettings[1].setting->name, "Host");
   EXPECT_EQ(options.whatIfSettings[1].value, L"a=b");
   EXPECT_EQ(options.whatIfSettings[2].value, L"");
+}
+
+TEST(FilterCheckOptions, AcceptEventWithOtherOutput) {
+  const Options options = ParseOptions({L"--event", L"--json", L"--require", L"remote"});
+  EXPECT_TRUE(options.event);
+  EXPECT_TRUE(options.json);
+}
+
+TEST(FilterCheckOptions, RejectEventOfAssumedState) {
+  for (const std::vector<std::wstring>& arguments :
+       {std::vector<std::wstring>{L"--event", L"--what-if", L"RdpOnly=1"},
+        {L"--what-if", L"RdpOnly=1", L"--event"}}) {
+    EXPECT_EQ(UsageError(arguments),
+              "--event records the current state and cannot be combined with --what-if; see --help");
+  }
 }
 
 TEST(FilterCheckOptions, StopAtHelp) {
@@ -155,8 +170,8 @@ TEST(FilterCheckOptions, ShowHelpWithExitCodesAndExamples) {
   for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 90u) << line;
   for (const char* const part :
        {"--require LIST", "--what-if Setting=value", "Policy:Setting=value", "--version", "-h, /?", "--json",
-        "--html FILE", "--no-color", "NO_COLOR", "--help", "\n  0  ", "\n  1  ", "\n  2  ", "\n  3  ",
-        "with --what-if, for the assumed settings", "\nExamples\n"}) {
+        "--html FILE", "--event", "--no-color", "NO_COLOR", "--help", "\n  0  ", "\n  1  ", "\n  2  ",
+        "\n  3  ", "with --what-if, for the assumed settings", "\nExamples\n"}) {
     EXPECT_THAT(out.str(), ::testing::HasSubstr(part));
   }
 }

@@ -21,7 +21,8 @@ WRITE = "--write" in sys.argv and not sys.argv.remove("--write")
 ROOT = pathlib.Path(sys.argv.pop(1) if len(sys.argv) > 1 else ".")
 PAGE = ROOT / "Docs" / "FilterCheck.md"
 SOURCES = ROOT / "Tools" / "FilterCheck"
-START, END = "<!-- fields -->\n\n", "<!-- end of fields -->\n"
+# The name of a part of the page, its schema, and the title of the first table.
+GENERATED = [("fields", "FilterCheck.schema.json", "answer"), ("event", "FilterCheckEvent.schema.json", "event")]
 STOCK_HEADER = (SOURCES / "Model/StockProviders.h").read_text(encoding="utf-8")
 STOCK = (SOURCES / "Model/StockProviders.cpp").read_text(encoding="utf-8")
 STOCK_ROWS = re.findall(r'\{"(\{[-0-9A-F]{36}\})",\s*"([^"]+)",\s*Asks::(\w+)\}', STOCK)
@@ -32,9 +33,13 @@ def page_text():
     return PAGE.read_text(encoding="utf-8")
 
 
-def fields():
-    schema = json.loads((ROOT / "Docs/FilterCheck.schema.json").read_text(encoding="utf-8"))
-    return field_tables.tables(schema)
+def with_tables(page):
+    """Returns the page with the tables of fields that the schemas generate."""
+    for name, schema, title in GENERATED:
+        start, end = f"<!-- {name} -->\n\n", f"<!-- end of {name} -->\n"
+        tables = field_tables.tables(json.loads((ROOT / "Docs" / schema).read_text(encoding="utf-8")), title)
+        page = page[:page.index(start) + len(start)] + tables + page[page.index(end):]
+    return page
 
 
 class FilterCheckPage(unittest.TestCase):
@@ -47,9 +52,8 @@ class FilterCheckPage(unittest.TestCase):
         self.assertGreater(len(of_page), 30)
         self.assertEqual(sorted(of_page), sorted(of_sources))
 
-    def test_fields_match_the_schema(self):
-        page = page_text()
-        self.assertEqual(page[page.index(START) + len(START):page.index(END)], fields())
+    def test_fields_match_the_schemas(self):
+        self.assertEqual(page_text(), with_tables(page_text()))
 
     def test_providers_match_the_table(self):
         texts = re.findall(r'"([^"]+)"', re.search(r"kTexts\[\] = \{([^}]*)\}", STOCK).group(1))
@@ -68,7 +72,6 @@ class FilterCheckPage(unittest.TestCase):
 
 
 if WRITE:
-    page = page_text()
-    PAGE.write_text(page[:page.index(START) + len(START)] + fields() + page[page.index(END):], encoding="utf-8")
+    PAGE.write_text(with_tables(page_text()), encoding="utf-8")
 else:
     unittest.main()

@@ -1,4 +1,4 @@
-"""The tables of fields in Docs/FilterCheck.md, generated from the schema."""
+"""The tables of fields in Docs/FilterCheck.md, generated from the two schemas."""
 import json
 
 
@@ -22,5 +22,5 @@ def table(title, definition):
     return "\n".join([f"### {title}", "", "| Field | Type | Meaning |", "|---|---|---|", *rows, ""])
 
 
-def tables(schema):
-    return "\n".join([table("answer", schema), *(table(name, part) for name, part in schema["$defs"].items())])
+def tables(schema, title):
+    return "\n".join([table(title, schema), *(table(name, part) for name, part in schema["$defs"].items())])

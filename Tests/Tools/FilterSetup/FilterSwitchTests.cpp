@@ -9,6 +9,7 @@
 
 #include "KuvAuth/Support/Text.h"
 #include "Support/LogCapture.h"
+#include "Support/RecordedEvents.h"
 #include "Tools/FilterSetup/SetupFixture.h"
 
 namespace {
@@ -33,22 +34,9 @@ TestKey KeyOf(const std::string& name) {
   return {HKEY_LOCAL_MACHINE, Utf8ToWide(name.substr(5))};
 }
 
-// The arguments of ReportEventW.
-struct Event {
-  WORD type;
-  DWORD identifier;
-  std::string text;
-
-  bool operator==(const Event&) const = default;
-};
-
-class FilterSwitch : public SetupFixture {
+class FilterSwitch : public SetupFixture, protected EventRecorder {
  protected:
-  FilterSwitch()
-      : open("RegisterEventSourceW"),
-        report("ReportEventW"),
-        close("DeregisterEventSource"),
-        lookup("LookupAccountSidW") {
+  FilterSwitch() : lookup("LookupAccountSidW") {
     // Wine finds no names while the registry is redirected.
     lookup.Answer([](auto, PSID, wchar_t* name, DWORD* nameUnits, wchar_t* domain, DWORD* domainUnits, auto) {
       EXPECT_EQ(*nameUnits, 257u);
@@ -57,17 +45,6 @@ class FilterSwitch : public SetupFixture {
       std::wcscpy(domain, L"DOMAIN");
       return TRUE;
     });
-    open.Answer([](auto, const wchar_t* name) -> HANDLE {
-      EXPECT_EQ(std::wstring{name}, L"Kuvant");
-      return reinterpret_cast<HANDLE>(0x51);
-    });
-    report.Answer([this](HANDLE, WORD type, WORD, DWORD identifier, PSID, WORD count, DWORD,
-                         const wchar_t** texts, void*) {
-      EXPECT_EQ(count, 1);
-      events.push_back({type, identifier, WideToUtf8(texts[0])});
-      return TRUE;
-    });
-    close.Answer([](auto) { return TRUE; });
     Register(L"SOFTWARE\\Classes\\CLSID\\");
     Register(L"SOFTWARE\\Classes\\WOW6432Node\\CLSID\\");
   }
@@ -97,10 +74,6 @@ class FilterSwitch : public SetupFixture {
     return ParseLogLine(Utf8ToWide(log));
   }
 
-  std::vector<Event> events;
-  ImportHook<decltype(&::RegisterEventSourceW)> open;
-  ImportHook<decltype(&::ReportEventW)> report;
-  ImportHook<decltype(&::DeregisterEventSource)> close;
   ImportHook<decltype(&::LookupAccountSidW)> lookup;
 };
 

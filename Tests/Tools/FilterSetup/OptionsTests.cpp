@@ -62,7 +62,7 @@ TEST(FilterSetupOptions, ShowHelpForEverySpelling) {
 
 TEST(FilterSetupOptions, ReportWrongUsageInOneLine) {
   const std::string tail = "; see --help";
-  const std::string kinds = "--require accepts console, remote and elevation, separated by commas, not ";
+  const std::string kinds = "--require requires a list of console, remote and elevation, not ";
   EXPECT_EQ(UsageError({}), "a command is required" + tail);
   EXPECT_EQ(UsageError({L"--dry-run"}),
             "the first argument must be prepare, set-key, status, disable or enable" + tail);
@@ -76,6 +76,8 @@ TEST(FilterSetupOptions, ReportWrongUsageInOneLine) {
        {L"all", L"console,", L",console", L"Console", L"console, remote", L"consol"}) {
     EXPECT_THAT(UsageError({L"enable", L"--require", list}), testing::StartsWith(kinds));
   }
+  EXPECT_EQ(UsageError({L"enable", L"--require", L"remote", L"--require", L"remote"}),
+            "--require names remote more than once" + tail);
 }
 
 TEST(FilterSetupOptions, DoNotReportWhatMayBeTheKey) {

@@ -26,5 +26,6 @@ constexpr std::string_view NameOf(SignIn kind) noexcept {
 
 /// The kinds of sign-in that must be covered (`--require`), one flag for each kind.
 using Demand = std::array<bool, kSignIns.size()>;
+inline constexpr Demand kDefaultDemand{true, true, false};
 
 }  // namespace FilterCheck

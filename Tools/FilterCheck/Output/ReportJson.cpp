@@ -1,10 +1,10 @@
 #include <algorithm>
-#include <iterator>
 
 #include <json/json.h>
 
 #include "Common/Identifier.h"
 #include "Common/JsonText.h"
+#include "Common/PlainText.h"
 #include "FilterCheck/Machine/StoredKeys.h"
 #include "FilterCheck/Output/Comparison.h"
 #include "FilterCheck/Output/Output.h"
@@ -17,6 +17,8 @@ using Json::Value;
 using Tools::IdentifierText;
 
 constexpr int kSchema = 2;
+constexpr int kEventSchema = 1;
+constexpr std::size_t kMostEventCharacters = 31839;  // the limit of ReportEvent
 
 Value TextJson(std::string_view text) {
   return Value{std::string{text}};
@@ -170,30 +172,78 @@ Value RegistrationJson(const Registration& registration) {
                      {"prohibitFallbacks", OptionalJson(registration.prohibitFallbacks)}});
 }
 
+Value RequireJson(const Demand& demand) {
+  Value names{Json::arrayValue};
+  for (const SignIn kind : kSignIns) {
+    if (demand[IndexOf(kind)]) names.append(TextJson(NameOf(kind)));
+  }
+  return names;
+}
+
+// Event Viewer treats a percent sign with a number as an insertion string.
+std::string EventLine(const Value& value) {
+  std::string line = Tools::JsonLine(value);
+  for (std::size_t at = line.find('%'); at != std::string::npos; at = line.find('%', at)) {
+    line.replace(at, 1, "\\u0025");
+  }
+  return line;
+}
+
+std::vector<std::string> DistinctIds(const Findings& findings) {
+  std::vector<std::string> ids;
+  for (const Finding& finding : findings) {
+    if (std::find(ids.begin(), ids.end(), finding.id) == ids.end()) ids.push_back(finding.id);
+  }
+  return ids;
+}
+
 }  // namespace
 
 void PrintJson(const Report& report, std::ostream& out) {
-  std::vector<SignIn> required;
-  std::copy_if(kSignIns.begin(), kSignIns.end(), std::back_inserter(required),
-               [&](SignIn kind) { return report.demand[IndexOf(kind)]; });
   const auto assumptionJson = [](const WhatIfSetting& whatIf) {
     return ObjectJson({{"key", TextJson(NameOf(whatIf.key))},
                        {"setting", TextJson(whatIf.setting->name)},
                        {"value", WhatIfValue(whatIf)}});
   };
-  const Value value =
-      ObjectJson({{"schema", kSchema},
-                  {"machine", report.host.name},
-                  {"time", report.time},
-                  {"host", HostJson(report.host)},
-                  {"require", ListJson(required, [](SignIn kind) { return TextJson(NameOf(kind)); })},
-                  {"obstacle", TextJson(NameOf(report.obstacle))},
-                  {"assumptions", ListJson(report.whatIfSettings, assumptionJson)},
-                  {"now", SituationJson(report.now)},
-                  {"assumed", report.whatIf ? SituationJson(*report.whatIf) : Value::null},
-                  {"registration", RegistrationJson(report.registration)},
-                  {"evidence", EvidenceJson(report.evidence)}});
+  const Value value = ObjectJson({{"schema", kSchema},
+                                  {"machine", report.host.name},
+                                  {"time", report.time},
+                                  {"host", HostJson(report.host)},
+                                  {"require", RequireJson(report.demand)},
+                                  {"obstacle", TextJson(NameOf(report.obstacle))},
+                                  {"assumptions", ListJson(report.whatIfSettings, assumptionJson)},
+                                  {"now", SituationJson(report.now)},
+                                  {"assumed", report.whatIf ? SituationJson(*report.whatIf) : Value::null},
+                                  {"registration", RegistrationJson(report.registration)},
+                                  {"evidence", EvidenceJson(report.evidence)}});
   Tools::WriteJson(value, out);
+}
+
+std::string EventText(const Report& report) {
+  const auto stateJson = [](const Coverage& coverage) { return TextJson(NameOf(coverage.state)); };
+  const std::vector<std::string> ids = DistinctIds(report.now.findings);
+  Value event = ObjectJson({{"program", "KuvFilterCheck"},
+                            {"schema", kEventSchema},
+                            {"machine", report.host.name},
+                            {"time", report.time},
+                            {"toolVersion", report.host.toolVersion},
+                            {"filterVersion", report.host.filterVersion},
+                            {"windowsVersion", report.host.windowsVersion},
+                            {"require", RequireJson(report.demand)},
+                            {"exitCode", static_cast<int>(report.now.verdict.code)},
+                            {"verdict", Tools::PlainUtf8(report.now.verdict.text)},
+                            {"obstacle", TextJson(NameOf(report.obstacle))},
+                            {"coverage", KindsJson(report.now.coverage, stateJson)},
+                            {"findings", Value{Json::arrayValue}},
+                            {"findingsOmitted", Json::UInt64{ids.size()}}});
+  std::size_t size = EventLine(event).size();
+  for (const std::string& id : ids) {
+    size += EventLine(id).size() + 1;
+    if (size > kMostEventCharacters) break;
+    event["findings"].append(id);
+  }
+  event["findingsOmitted"] = Json::UInt64{ids.size() - event["findings"].size()};
+  return EventLine(event);
 }
 
 }  // namespace FilterCheck
