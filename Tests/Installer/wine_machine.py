@@ -1,5 +1,6 @@
 """A machine to install on: a separate Wine prefix, its registry and its files."""
 import hashlib
+import os
 import pathlib
 import re
 import shutil
@@ -43,15 +44,16 @@ class Machine:
         subprocess.run([self.wine, self.prefix, "--stop"], check=False)
         shutil.rmtree(self.prefix, ignore_errors=True)
 
-    def run(self, *arguments):
-        """Runs a program. Returns the low 8 bits of its exit code, and its output.
+    def run(self, *arguments, debug="-all"):
+        """Runs a program. Returns the low 8 bits of its exit code, and its output, with Wine's debug messages.
 
         The output goes to a file, because Wine's services would keep a pipe open.
         """
         output = self.work / "output"
         with open(output, "wb") as file:
             code = subprocess.run([self.wine, self.prefix, *arguments], stdin=subprocess.DEVNULL, stdout=file,
-                                  stderr=subprocess.STDOUT).returncode
+                                  stderr=subprocess.STDOUT,
+                                  env={**os.environ, "WINEDEBUG": debug}).returncode
         return code, output.read_bytes().decode("utf-8", "replace").replace("\r", "")
 
     def must(self, *arguments):
