@@ -20,8 +20,8 @@ class LoggedModule : private OwnAppData, public FilterModule {
   const std::wstring& LogPath() const { return logPath_; }
   bool HasLog() const { return ::GetFileAttributesW(logPath_.c_str()) != INVALID_FILE_ATTRIBUTES; }
   /// Returns the lines that were added to the log file since the last call, as "Level: message", with
-  /// addresses as
-  /// "%p".
+  /// addresses as "%p". Throws unless each line matches the regular expression of Docs/Fleet.md, whose groups
+  /// must name this thread and a time of the last minutes.
   std::vector<std::string> NewLogLines();
 
  private:

@@ -238,7 +238,7 @@ std::string EventText(const Report& report) {
                             {"findingsOmitted", Json::UInt64{ids.size()}}});
   std::size_t size = EventLine(event).size();
   for (const std::string& id : ids) {
-    size += EventLine(id).size() + 1;
+    size += id.size() + 3;  // with quotation marks and a comma; an identifier has no characters to escape
     if (size > kMostEventCharacters) break;
     event["findings"].append(id);
   }
