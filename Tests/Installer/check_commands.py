@@ -12,7 +12,7 @@ import unittest
 
 import package_script
 import wine_machine
-from package_script import PACKAGES, VERSION, WORK, X64, package
+from package_script import VERSION, WORK, X64, package
 
 ROOT = package_script.SOURCE
 OLDER = ".".join([*VERSION.split(".")[:2], str(int(VERSION.split(".")[2]) - 1), "65535"])
@@ -30,7 +30,6 @@ PROGRAMS = ("KuvFilterSetup.exe", "KuvFilterCheck.exe", "KuvSignedRequest.exe")
 
 def setUpModule():
     global machine, deploy
-    package_script.make(OLDER, PACKAGES)
     machine = wine_machine.Machine(ROOT / "Scripts/wine.sh", WORK)
     unittest.addModuleCleanup(machine.stop)
     # Drive D is a folder of the test, with the files that the pages expect there.
@@ -43,7 +42,9 @@ def setUpModule():
     link.symlink_to(drive)
     (machine.drive / "Temp").mkdir()
     (deploy / "skey.txt").write_text(KEY + "\n")
-    for file in (*(X64 / name for name in PROGRAMS), package(OLDER), package(VERSION)):
+    # Not in the folder of the packages: another test makes the same one there.
+    package_script.make(OLDER, deploy)
+    for file in (*(X64 / name for name in PROGRAMS), package(VERSION)):
         shutil.copy(file, deploy)
     sample = (ROOT / "Tools/FilterHost/Sample.reg").read_text(encoding="ascii")
     # Only the providers: the settings are those of the pages.
