@@ -6,14 +6,20 @@ A command block of a page is run if the comment before it names this file. The c
 and "once" if the block cannot be run again; every other block is run twice. The machine has the credential providers of
 Tools/FilterHost/Sample.reg. The command line of this file is that of package_script.py.
 """
+import pathlib
 import re
 import shutil
+import sys
 import unittest
 
 import package_script
 import wine_machine
 from package_script import VERSION, WORK, X64, package
 
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "Support"))
+from page_marks import marked_blocks, marked_lines  # noqa: E402  after the path to it
+
+TEST = "Tests/Installer/check_commands.py"
 ROOT = package_script.SOURCE
 OLDER = ".".join([*VERSION.split(".")[:2], str(int(VERSION.split(".")[2]) - 1), "65535"])
 FILTER = "{3F6A1C92-7E40-4B1D-A6C3-52D9E07B11F4}"
@@ -61,11 +67,10 @@ def blocks(name, section=None):
     text = page_text(name)
     if section:
         [text] = re.findall(rf"^## {re.escape(section)}\n(.*?)(?=^## |\Z)", text, re.MULTILINE | re.DOTALL)
-    found = re.findall(r"^<!-- run: Tests/Installer/check_commands\.py(.*?) -->\n```bat\n(.*?)^```$", text,
-                       re.MULTILINE | re.DOTALL)
+    found = marked_blocks(text, TEST)
     if not found:
         raise AssertionError(f"{name} has no command for this test")
-    return [(lines.splitlines(), {int(code) for code in re.findall(r"\d+", options)} or {0}, "once" in options)
+    return [(lines, {int(code) for code in re.findall(r"\d+", options)} or {0}, "once" in options)
             for options, lines in found]
 
 
@@ -75,6 +80,7 @@ class FirstInstallation(unittest.TestCase):
     maxDiff = None
 
     def run_line(self, line, codes):
+        self.lines.add(line)
         for placeholder, value in (("OLDVERSION", self.old), ("VERSION", self.version)):
             line = re.sub(rf"\b{placeholder}\b", value, line)
         if not line.isascii():
@@ -105,12 +111,13 @@ class FirstInstallation(unittest.TestCase):
         return [view + LIST in keys for view in VIEWS]
 
     def test_commands_of_the_pages_work_in_this_order(self):
-        self.old, self.version = "0.0.0.0", OLDER
+        self.old, self.version, self.lines = "0.0.0.0", OLDER, set()
         self.deploy()
         self.check()
         self.upgrade()
         self.recover()
         self.uninstall()
+        self.assertEqual({line for _, line in marked_lines(ROOT / "Docs", TEST)} - self.lines, set(), "never run")
 
     def deploy(self):
         self.run_blocks("Deployment.md")
