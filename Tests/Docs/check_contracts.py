@@ -28,10 +28,8 @@ def names(cell):
 
 def pairs_in(result):
     """Returns the pairs of library and function in a result of read_imports, in whatever collections they are."""
-    if isinstance(result, tuple) and len(result) == 2 and isinstance(result[0], str):
-        yield result
-    elif isinstance(result, dict):
-        yield from pairs_in(list(result.items()) if not all(isinstance(key, tuple) for key in result) else list(result))
+    if isinstance(result, tuple) and len(result) > 1 and isinstance(result[0], str):
+        yield result[:2]
     elif not isinstance(result, str):
         for part in result:
             yield from pairs_in(part)

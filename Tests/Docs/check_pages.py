@@ -154,6 +154,12 @@ class Pages(unittest.TestCase):
                     if anchor:
                         self.assertIn(anchor, anchors(target))
 
+    def test_the_index_lists_every_page(self):
+        index = (ROOT / "Docs/README.md").read_text(encoding="utf-8")
+        section = index.partition("\n## All pages\n")[2].partition("\n## ")[0]
+        linked = re.findall(r"\]\((\w+\.md)\)", section)
+        self.assertEqual(sorted([*linked, "README.md"]), sorted(page.name for page in (ROOT / "Docs").glob("*.md")))
+
     def test_every_picture_is_well_formed_and_has_a_description(self):
         for picture in sorted((ROOT / "Docs").glob("*.svg")):
             with self.subTest(picture.name):
