@@ -141,7 +141,11 @@ class FirstInstallation(unittest.TestCase):
     def upgrade(self):
         self.old, self.version = OLDER, VERSION
         self.run_blocks("Upgrade.md", "Before")
+        # An upgrade puts back a filter that was disabled, as the page says.
+        self.run_line(r'"%ProgramFiles%\Kuvant\KuvCredProv\OLDVERSION\KuvFilterSetup.exe" disable', {0})
+        self.assertEqual(self.listed(), [False, False])
         self.run_blocks("Upgrade.md", "Upgrade the filter")
+        self.assertEqual(self.listed(), [True, True])
         self.assertEqual(self.values(MARK)["Version"], f'"{VERSION}"')
         self.assertEqual((deploy / "before.json").read_text(encoding="utf-8").count('"state"'),
                          (deploy / "after.json").read_text(encoding="utf-8").count('"state"'))
