@@ -316,7 +316,8 @@ class Commands(unittest.TestCase):
         options = {}
         for name in ("FilterCheck", "FilterSetup"):
             source = (ROOT / f"Tools/{name}/Options.cpp").read_text(encoding="utf-8")
-            options[name] = re.findall(r'\{L"(--[a-z-]+)"', source)
+            # The lines of its help, which another test compares with the options.
+            options[name] = re.findall(r"^  (--[a-z-]+)", source, re.MULTILINE)
         for page in PAGES:
             for name, arguments in re.findall(r"\bKuv(FilterCheck|FilterSetup)(?:\.exe)?\"?((?: [^\n`]*)?)",
                                               page_text(page)):
