@@ -26,9 +26,10 @@ def fail(message):
     sys.exit(f"check_installed_library: {message}")
 
 
-def run(command, errors=subprocess.STDOUT):
+def run(command, errors=subprocess.STDOUT, folder=None):
     result = subprocess.run(
-        command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=errors, timeout=500
+        command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=errors, timeout=500,
+        cwd=folder
     )
     if result.returncode != 0:
         sys.stdout.write((result.stdout + (result.stderr or b"")).decode("utf-8", "replace"))
@@ -74,6 +75,15 @@ def write_programs(source, folder):
         if code_blocks(section, language) != [block]:
             fail(f"the README and the page differ in {language}")
     return expected
+
+
+def build_as_printed(source, prefix, folder):
+    """Builds a program with the commands of the page for a user's own project, which has no toolchain file."""
+    page = (source / "Docs/Library.md").read_text(encoding="utf-8")
+    [commands] = [block for block in code_blocks(page, "sh") if block.startswith("cmake -B ")]
+    if "/opt/kuvauth/" not in commands:
+        fail("the commands of the page do not name the installed library")
+    run(["sh", "-ec", commands.replace("/opt/kuvauth", str(prefix))], folder=folder)
 
 
 def without_clock(text):
@@ -144,6 +154,13 @@ def main():
 
     for name, (kind, expected) in programs.items():
         expect(name, without_clock(program(name)[kind]), without_clock(expected))
+    if given.emulator:
+        # On Windows, the page refers to the toolchain of the user.
+        name, (kind, expected) = next(iter(programs.items()))
+        folder = given.work / "programs" / name
+        build_as_printed(given.source, prefix, folder)
+        printed = run([*given.emulator, folder / "build" / f"{name}.exe"])
+        expect(f"{name}, built as printed,", without_clock(lines(printed.stdout)), without_clock(expected))
     expect("WholeLibrary", program("WholeLibrary")["output"], "KuvCredProv/4.3.1700.1150\n")
     # The version that Windows reports to a program without a manifest.
     expect("WithoutManifest", program("WithoutManifest")["output"], "6.2\n")

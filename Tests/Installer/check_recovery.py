@@ -14,6 +14,7 @@ import sys
 import tempfile
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "Support"))
+from page_marks import marked_lines  # noqa: E402  after the path to it
 from wine_prefix import Prefix  # noqa: E402  after the path to it
 
 FILTER = "{3F6A1C92-7E40-4B1D-A6C3-52D9E07B11F4}"
@@ -31,9 +32,11 @@ class Machine(Prefix):
     def __init__(self, given):
         super().__init__(given.wine, given.prefix)
         self.bin = given.bin
+        self.lines = set()
 
     def cmd(self, line):
         """Runs a line of the page like a command prompt: the arguments without their quotes."""
+        self.lines.add(line)
         self.must(*(word.strip('"') for word in re.findall(r'"[^"]*"|\S+', line)))
 
     def listed(self, root, view):
@@ -128,6 +131,8 @@ def main():
         try:
             check(machine, page, str(given.source / "Packaging/Recovery/RemoveFilter.reg"),
                   str(given.source / "Tools/FilterHost/Sample.reg"))
+            marked = {line for _, line in marked_lines(given.source / "Docs", "Tests/Installer/check_recovery.py")}
+            expect("marked commands that were not run", marked - machine.lines, set())
         finally:
             tidy(machine)
 

@@ -32,6 +32,9 @@ Both filters read the same policy key.
 To see the stored values, the effective values and their result, run `KuvFilterCheck`. To see the result of a change without
 making it, run for example `KuvFilterCheck --what-if RdpOnly=1`.
 
+Contents: [Policy and local values](#policy-and-local-values), [When a change takes effect](#when-a-change-takes-effect),
+[All settings](#all-settings)
+
 ## Policy and local values
 
 A value in the policy key overrides the same value in the local key. Each value is read separately: a setting that policy does

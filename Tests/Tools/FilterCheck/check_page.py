@@ -269,7 +269,8 @@ def main():
 
 def check_examples(machine, program, page):
     """Checks that the output contains the quoted lines in order. A line with an ellipsis represents other lines."""
-    examples = re.findall(r"```\nKuvFilterCheck *(.*)\n```\n(?:(?!```).*\n)*```text\n((?:.*\n)*?)```\n", page)
+    examples = re.findall(r"```bat\nKuvFilterCheck *(.*)\n```\n(?:(?!```).*\n)*```text\n((?:.*\n)*?)```\n", page)
+    expect("examples of the page", len(examples), page.count("<!-- run: Tests/Tools/FilterCheck/check_page.py -->"))
     expect("examples of the page", len(examples), 2)
     for arguments, shown in examples:
         _, output, _ = machine.run(program, *arguments.split())
