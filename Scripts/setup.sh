@@ -159,14 +159,15 @@ build_library() {
 }
 
 build_libraries() {
-  local architecture
+  local architecture version
+  version=$(dpkg-parsechangelog -l "$deps/src/benchmark/debian/changelog" -S Version)
   for architecture in x64 x86; do
     build_library "$architecture" googletest /usr/src/googletest -DINSTALL_GTEST=ON
     build_library "$architecture" jsoncpp "$deps/src/libjsoncpp" \
       -DJSONCPP_WITH_TESTS=OFF -DJSONCPP_WITH_POST_BUILD_UNITTEST=OFF \
       -DBUILD_OBJECT_LIBS=OFF -DBUILD_STATIC_LIBS=ON -DJSONCPP_WITH_PKGCONFIG_SUPPORT=OFF
-    # The sources in the Debian package are not a Git repository. 0.0.0 selects the version of the project.
-    build_library "$architecture" benchmark "$deps/src/benchmark" -DGIT_VERSION=0.0.0 \
+    # The library takes its version from a Git repository, which the sources in the Debian package are not.
+    build_library "$architecture" benchmark "$deps/src/benchmark" "-DGIT_VERSION=${version%-*}" \
       -DBENCHMARK_ENABLE_TESTING=OFF -DBENCHMARK_ENABLE_WERROR=OFF \
       -DBENCHMARK_INSTALL_DOCS=OFF -DHAVE_STD_REGEX=ON -DRUN_HAVE_STD_REGEX=0 \
       -DHAVE_STEADY_CLOCK=ON -DRUN_HAVE_STEADY_CLOCK=0
