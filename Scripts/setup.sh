@@ -92,7 +92,7 @@ fetch_source() {
 }
 
 fetch_sources() {
-  local archives name names=() missing=() address
+  local archives name names=() others=() missing=() address
   for name in libjsoncpp benchmark; do
     [ -d "$deps/src/$name" ] || names+=("$name")
   done
@@ -113,13 +113,17 @@ fetch_sources() {
   fi
   read_archives "${archives[@]}"
   for name in "${names[@]}"; do
-    fetch_source "$name" && continue
+    fetch_source "$name" || others+=("$name")
+  done
+  if [ ${#others[@]} != 0 ]; then
     # The tests pass with the libraries of both releases.
-    say "looking for $name in Debian 12 and 13"
+    say "looking for ${others[*]} in Debian 12 and 13"
     address=$(printf '%s\n' "${archives[@]}" | awk '$2 !~ /-/ { print $1; exit }')
     read_archives "$address "{trixie,bookworm}" main"
-    fetch_source "$name" || fail "no version of the source package $name is available on this mirror"
-  done
+    for name in "${others[@]}"; do
+      fetch_source "$name" || fail "no version of the source package $name is available on this mirror"
+    done
+  fi
   rm -rf "$deps/apt"
 }
 
