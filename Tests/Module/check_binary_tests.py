@@ -5,6 +5,7 @@
 """
 import importlib.util
 import pathlib
+import re
 import struct
 import sys
 import tempfile
@@ -118,10 +119,12 @@ class CheckBinary(unittest.TestCase):
         self.bytes[:] = self.bytes.replace(old, new)
 
     def plant(self, data, odd=0):
-        """Writes over the compiler's version texts, which end the read-only data. Returns the address."""
+        """Writes over the last of the compiler's version texts in the read-only data. Returns the address."""
         section = self.section(".rdata")
-        at = (section.offset + section.virtual_size - 256) // 2 * 2
-        self.assertEqual(self.bytes[at:at + 256].count(b"GCC: (GNU)"), 8)
+        at = [match.start() for match in re.finditer(rb"GCC: \(GNU\)", self.bytes)][-8]
+        self.assertEqual(at % 2, 0)
+        self.assertIn(at - section.offset, range(section.virtual_size))
+        self.assertEqual(self.bytes[at:at + 128].count(b"GCC: (GNU)"), 4)
         self.assertLessEqual(odd + len(data), 128)
         self.bytes[at:at + 128] = (bytes(odd) + data).ljust(128, b"\0")
         return at - section.offset + section.address
