@@ -37,16 +37,24 @@ ABSOLUTE_PATH = re.compile(
 
 
 def read_imports(path, machine, runtime):
-    """Returns the functions listed for a machine and a runtime. The name None represents all functions of a library."""
-    allowed, applies, library = set(), False, ""
+    """Returns the functions listed for a machine and a runtime: those that a DLL may import, and those that it must.
+
+    The name None represents all functions of a library.
+    """
+    allowed, required = set(), set()
+    applies, optional, library = False, False, ""
     for line in path.read_text(encoding="ascii").splitlines():
         line = line.partition("#")[0].strip()
         if line.startswith("["):
             library, *conditions = line.strip("[]").split()
-            applies = set(conditions) <= {machine, runtime}
+            applies = set(conditions) <= {machine, runtime, "optional"}
+            optional = "optional" in conditions
         elif line and applies:
-            allowed.update((library.lower(), None if name == "*" else name) for name in line.split())
-    return allowed
+            functions = {(library.lower(), None if name == "*" else name) for name in line.split()}
+            allowed |= functions
+            if not optional:
+                required |= {function for function in functions if function[1]}
+    return allowed, required
 
 
 def check_exports(image):
@@ -59,12 +67,12 @@ def check_exports(image):
         yield "exports a function of another library"
 
 
-def check_imports(image, allowed):
+def check_imports(image, allowed, required):
     found = {(library.lower(), name) for library, name in image.imports()}
     for library, name in sorted(found - allowed):
         if (library, None) not in allowed:
             yield f"imports {name} of {library}, which is not listed"
-    for library, name in sorted((library, name) for library, name in allowed - found if name):
+    for library, name in sorted(required - found):
         yield f"does not import {name} of {library}, which is listed"
     if image.directory(pe_image.DELAY_IMPORT)[1]:
         yield "delay-loads libraries"
@@ -212,7 +220,7 @@ def check(data, allowed_imports, version, forbidden, runtime):
         image = Image(data)
         machine = "x64" if image.is_64bit else "x86"
         yield from check_exports(image)
-        yield from check_imports(image, read_imports(allowed_imports, machine, runtime))
+        yield from check_imports(image, *read_imports(allowed_imports, machine, runtime))
         yield from check_flags(image, runtime)
         yield from check_sections(image)
         yield from check_stack_protector(image, runtime)

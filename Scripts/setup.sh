@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs what the build needs on Debian 12, and cross-builds the libraries that Debian ships as source only. You can
-# run it again: it installs and builds only what is missing.
+# Installs what the build needs on Debian 12 and 13, and cross-builds the libraries that Debian ships as source only. You
+# can run it again: it installs and builds only what is missing.
 #
 #   Scripts/setup.sh [--bench | --coverage]
 #
@@ -52,44 +52,78 @@ install_packages() {
     apt-get -qq install -y --no-install-recommends -o Dpkg::Use-Pty=0 "${missing[@]}" >/dev/null
 }
 
-# Runs apt-get with the machine's Debian archives as source archives. It keeps its state in the folder of the libraries,
-# so it needs neither root nor a change in /etc.
+# source_apt TOOL ARGUMENT...: runs apt-get or apt-cache with the source archives in $deps/apt. They keep their state in the
+# folder of the libraries, so they need neither root nor a change in /etc.
 source_apt() {
-  apt-get -qq \
+  local tool=$1
+  shift
+  "$tool" -qq \
     -o "Dir::Etc::SourceList=$deps/apt/sources.list" -o Dir::Etc::SourceParts=- \
     -o "Dir::State::Lists=$deps/apt/lists" -o "Dir::Cache=$deps/apt/cache" \
     -o APT::Sandbox::User= -o APT::Get::List-Cleanup=false "$@"
 }
 
+# read_archives ARCHIVE...: reads the source packages of archives, each given as "ADDRESS RELEASE COMPONENT".
+read_archives() {
+  mkdir -p "$deps/apt/lists/partial" "$deps/apt/cache/archives/partial"
+  printf 'deb-src [signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] %s\n' "$@" >"$deps/apt/sources.list"
+  source_apt apt-get update
+}
+
+# fetch_source NAME: downloads the newest version of a source package that the archives have, except those in `missing`. An
+# archive may list a version without having its files.
+fetch_source() {
+  local name=$1 version versions source=$deps/src/$1
+  versions=$(source_apt apt-cache madison "$name" | awk '{ print $3 }' | sort -Vru)
+  for version in $versions; do
+    [[ " ${missing[*]} " != *" $name=$version "* ]] || continue
+    rm -rf "$source.fetch"
+    mkdir -p "$source.fetch"
+    if (cd "$source.fetch" && source_apt apt-get source "$name=$version" >/dev/null); then
+      mv "$source.fetch"/*/ "$source"
+      rm -rf "$source.fetch"
+      return
+    fi
+    rm -rf "$source.fetch"
+    missing+=("$name=$version")
+    say "the source package $name $version is not available on this mirror"
+  done
+  return 1
+}
+
 fetch_sources() {
-  if [ -d "$deps/src/libjsoncpp" ] && [ -d "$deps/src/benchmark" ]; then
+  local archives name names=() others=() missing=() address
+  for name in libjsoncpp benchmark; do
+    [ -d "$deps/src/$name" ] || names+=("$name")
+  done
+  if [ ${#names[@]} = 0 ]; then
     say "the sources of the libraries are present"
     return
   fi
-  say "downloading the sources of libjsoncpp and benchmark"
-  local archive archives name
+  say "downloading the sources of ${names[*]}"
   archives() {
     # shellcheck disable=SC2016  # apt-get expands them
     apt-get indextargets --format '$(REPO_URI) $(RELEASE) $(COMPONENT)' \
       'Identifier: Packages' 'Origin: Debian' | sort -u
   }
-  archives=$(archives)
-  if [ -z "$archives" ]; then
+  mapfile -t archives < <(archives)
+  if [ ${#archives[@]} = 0 ]; then
     as_root apt-get -qq update
-    archives=$(archives)
+    mapfile -t archives < <(archives)
   fi
-  mkdir -p "$deps/apt/lists/partial" "$deps/apt/cache/archives/partial" "$deps/src"
-  while read -r archive; do
-    echo "deb-src [signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] $archive"
-  done <<<"$archives" >"$deps/apt/sources.list"
-  source_apt update
-  for name in libjsoncpp benchmark; do
-    rm -rf "$deps/src/$name" "$deps/src/$name.fetch"
-    mkdir "$deps/src/$name.fetch"
-    (cd "$deps/src/$name.fetch" && source_apt source "$name" >/dev/null)
-    mv "$deps/src/$name.fetch"/*/ "$deps/src/$name"
-    rm -rf "$deps/src/$name.fetch"
+  read_archives "${archives[@]}"
+  for name in "${names[@]}"; do
+    fetch_source "$name" || others+=("$name")
   done
+  if [ ${#others[@]} != 0 ]; then
+    # The tests pass with the libraries of both releases.
+    say "looking for ${others[*]} in Debian 12 and 13"
+    address=$(printf '%s\n' "${archives[@]}" | awk '$2 !~ /-/ { print $1; exit }')
+    read_archives "$address "{trixie,bookworm}" main"
+    for name in "${others[@]}"; do
+      fetch_source "$name" || fail "no version of the source package $name is available on this mirror"
+    done
+  fi
   rm -rf "$deps/apt"
 }
 
@@ -129,14 +163,15 @@ build_library() {
 }
 
 build_libraries() {
-  local architecture
+  local architecture version
+  version=$(dpkg-parsechangelog -l "$deps/src/benchmark/debian/changelog" -S Version)
   for architecture in x64 x86; do
     build_library "$architecture" googletest /usr/src/googletest -DINSTALL_GTEST=ON
     build_library "$architecture" jsoncpp "$deps/src/libjsoncpp" \
       -DJSONCPP_WITH_TESTS=OFF -DJSONCPP_WITH_POST_BUILD_UNITTEST=OFF \
       -DBUILD_OBJECT_LIBS=OFF -DBUILD_STATIC_LIBS=ON -DJSONCPP_WITH_PKGCONFIG_SUPPORT=OFF
-    # The sources in the Debian package do not contain the version.
-    build_library "$architecture" benchmark "$deps/src/benchmark" -DGIT_VERSION=1.7.1 \
+    # The library takes its version from a Git repository, which the sources in the Debian package are not.
+    build_library "$architecture" benchmark "$deps/src/benchmark" "-DGIT_VERSION=${version%-*}" \
       -DBENCHMARK_ENABLE_TESTING=OFF -DBENCHMARK_ENABLE_WERROR=OFF \
       -DBENCHMARK_INSTALL_DOCS=OFF -DHAVE_STD_REGEX=ON -DRUN_HAVE_STD_REGEX=0 \
       -DHAVE_STEADY_CLOCK=ON -DRUN_HAVE_STEADY_CLOCK=0

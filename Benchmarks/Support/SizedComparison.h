@@ -54,7 +54,7 @@ class Measured {
         goal_(goal),
         work_([operation](Inputs& inputs) {
           return Repeat([&inputs, operation] {
-            const auto result = operation(inputs.Next());
+            auto result = operation(inputs.Next());
             benchmark::DoNotOptimize(result);
           });
         }),

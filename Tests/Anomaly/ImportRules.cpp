@@ -210,6 +210,7 @@ const std::vector<ImportRule>& Rules() {
       KUV_RULE(fwrite, ReportAndTerminate),
       KUV_RULE(vfprintf, ReportAndTerminate),
       KUV_RULE(strerror, ReportAndTerminate),
+      KUV_RULE(FormatMessageA, ReportAndTerminate),
       KUV_RULE(_read, ReportAndTerminate),
       KUV_RULE(_close, ReportAndTerminate),
 

@@ -9,6 +9,8 @@ import subprocess
 # Keys of Wine's display driver, and a second name of another key.
 NOISE = re.compile(r"(?i)HKEY_LOCAL_MACHINE\\(System\\CurrentControlSet\\Control\\Video"
                    r"|Software\\Wow6432Node\\Classes)(\\|$)")
+# The current control set is a link. Newer versions of Wine export the keys below its target.
+CONTROL_SET = re.compile(r"(?i)^(HKEY_LOCAL_MACHINE\\System\\)ControlSet001(?=\\|$)")
 # The records of Windows Installer.
 INSTALLER = re.compile(r"(?i)HKEY_LOCAL_MACHINE\\Software\\(Wow6432Node\\)?"
                        r"(Classes\\Installer|Microsoft\\Windows\\CurrentVersion\\(Installer|Uninstall))(\\|$)")
@@ -21,7 +23,7 @@ def parse(text):
     text = text.replace("\r", "").replace("\\\n  ", "")
     for line in text.split("\n"):
         if line.startswith("["):
-            values = keys.setdefault(line[1:-1], {})
+            values = keys.setdefault(CONTROL_SET.sub(r"\1CurrentControlSet", line[1:-1]), {})
         elif (match := re.match(r'(@|"(?:[^"\\]|\\.)*")=(.*)', line)) and values is not None:
             values[match[1].strip('"')] = match[2]
     return keys

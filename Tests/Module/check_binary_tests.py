@@ -5,6 +5,7 @@
 """
 import importlib.util
 import pathlib
+import re
 import struct
 import sys
 import tempfile
@@ -36,8 +37,10 @@ DEFECTS = {
     "no large addresses": (lambda dll: dll.clear(dll.image.header + 22, 0x20), "large addresses"),
     "stripped relocations": (lambda dll: dll.set_flag(dll.image.header + 22, 1), "has no relocations"),
     "no relocation directory": (lambda dll: dll.set_directory(pe_image.RELOCATION), "has no relocations"),
-    **{f"executable {name}": (lambda dll, name=name: dll.set_section_flags(name, 0x20000000),
-                              f"section {name} is writable and executable") for name in (".data", ".bss", ".idata")},
+    # Newer linkers make the imports read-only.
+    **{f"writable and executable {name}": (lambda dll, name=name: dll.set_section_flags(name, 0xA0000000),
+                                           f"section {name} is writable and executable")
+       for name in (".data", ".bss", ".idata")},
     "writable code": (lambda dll: dll.set_section_flags(".text", 0x80000000),
                       "section .text is writable and executable"),
     "data shared between processes": (lambda dll: dll.set_section_flags(".data", 0x10000000),
@@ -116,10 +119,12 @@ class CheckBinary(unittest.TestCase):
         self.bytes[:] = self.bytes.replace(old, new)
 
     def plant(self, data, odd=0):
-        """Writes over the compiler's version texts, which end the read-only data. Returns the address."""
+        """Writes over the last of the compiler's version texts in the read-only data. Returns the address."""
         section = self.section(".rdata")
-        at = (section.offset + section.virtual_size - 256) // 2 * 2
-        self.assertEqual(self.bytes[at:at + 256].count(b"GCC: (GNU)"), 8)
+        at = [match.start() for match in re.finditer(rb"GCC: \(GNU\)", self.bytes)][-8]
+        self.assertEqual(at % 2, 0)
+        self.assertIn(at - section.offset, range(section.virtual_size))
+        self.assertEqual(self.bytes[at:at + 128].count(b"GCC: (GNU)"), 4)
         self.assertLessEqual(odd + len(data), 128)
         self.bytes[at:at + 128] = (bytes(odd) + data).ljust(128, b"\0")
         return at - section.offset + section.address
@@ -164,11 +169,36 @@ class CheckBinary(unittest.TestCase):
         self.bytes[:] = self.bytes.replace(struct.pack("<Q", address), struct.pack("<Q", 1 << 63 | 440))
         self.assert_rejected("imports #440 of user32.dll", "does not import GetSystemMetrics")
 
-    def test_rejects_a_listed_function_that_is_not_imported(self):
+    def assert_rejected_with_imports(self, text, *expected):
         with tempfile.TemporaryDirectory() as folder:
             imports = pathlib.Path(folder) / "imports.txt"
-            imports.write_text(IMPORTS.read_text() + "[KERNEL32.dll x64]\nOpenProcess\n[WS2_32.dll x86]\nsocket\n")
-            self.assert_rejected("does not import OpenProcess", imports=imports)
+            imports.write_text(text)
+            self.assert_rejected(*expected, imports=imports)
+
+    def test_rejects_a_listed_function_that_is_not_imported(self):
+        self.assert_rejected_with_imports(
+            IMPORTS.read_text() + "[KERNEL32.dll x64]\nOpenProcess\n[WS2_32.dll x86]\nsocket\n",
+            "does not import OpenProcess")
+
+    def test_accepts_an_optional_function_whether_imported_or_not(self):
+        listed = IMPORTS.read_text()
+        self.assertIn("\nGetSystemMetrics\n", listed)
+        self.assert_rejected_with_imports(
+            listed.replace("\nGetSystemMetrics\n", "\n") +
+            "[USER32.dll gcc optional x64]\nGetSystemMetrics MessageBoxW\n")
+
+    def test_an_optional_section_ends_at_the_next_section(self):
+        self.assert_rejected_with_imports(
+            IMPORTS.read_text() + "[KERNEL32.dll optional]\nOpenProcess\n[KERNEL32.dll]\nOpenThread\n",
+            "does not import OpenThread")
+
+    def test_rejects_a_function_that_is_optional_for_another_machine_or_runtime(self):
+        for conditions in ("optional x86", "msvc optional"):
+            with self.subTest(conditions):
+                self.assert_rejected_with_imports(
+                    IMPORTS.read_text().replace("\nGetSystemMetrics\n", "\n") +
+                    f"[USER32.dll {conditions}]\nGetSystemMetrics\n",
+                    "imports GetSystemMetrics of user32.dll")
 
     def test_rejects_too_few_stack_guards(self):
         code = self.section(".text")
