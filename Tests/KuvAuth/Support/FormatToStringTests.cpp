@@ -31,6 +31,14 @@ TEST(FormatToString, AcceptsAFormatWithoutArgumentsOrResultOrNull) {
   EXPECT_EQ(FormatToString(static_cast<const wchar_t*>(nullptr)), L"");
 }
 
+TEST(FormatToString, IsEmptyIfTheFormatIsMalformed) {
+  // Not literals, because the compiler checks those.
+  const std::string narrow = "before %";
+  const std::wstring wide = L"before %";
+  EXPECT_EQ(FormatToString(narrow.c_str()), "");
+  EXPECT_EQ(FormatToString(wide.c_str()), L"");
+}
+
 TEST(FormatToString, HasNoFixedLimit) {
   for (const std::size_t length : {1u, 15u, 16u, 255u, 256u, 1023u, 1024u, 2047u, 2048u, 4096u, 100'000u}) {
     SCOPED_TRACE(length);
