@@ -128,6 +128,7 @@ def main():
     configure += [f"-DCMAKE_BUILD_TYPE={given.config}", f"-DCMAKE_TOOLCHAIN_FILE={given.toolchain}"]
     configure += [f"-DKuvAuth_DIR={prefix}/lib/cmake/KuvAuth", f"-DPROGRAMS={given.work}/programs"]
     configure += [f"-DSIGNED_REQUEST_EXAMPLE={given.source}/Examples/SignedRequest"]
+    configure += [f"-DATL_HEADERS={given.source}/Tests/KuvAuth/Headers/Atl"]
     run(configure + [f"-D{define}" for define in given.define])
     run([given.cmake, "--build", consumer, "--config", given.config, "--parallel", "2"])
 
@@ -145,10 +146,11 @@ def main():
     for name, (kind, expected) in programs.items():
         expect(name, without_clock(program(name)[kind]), without_clock(expected))
     expect("WholeLibrary", program("WholeLibrary")["output"], "KuvCredProv/4.3.1700.1150\n")
+    expect("CatchesTheException", program("CatchesTheException")["output"], "0x80004005\n")
     # The version that Windows reports to a program without a manifest.
     expect("WithoutManifest", program("WithoutManifest")["output"], "6.2\n")
     expect("WithManifest", program("WithManifest")["output"], "10.0\n")
-    print(f"check_installed_library: {len(programs) + 3} programs print the expected text")
+    print(f"check_installed_library: {len(programs) + 4} programs print the expected text")
 
 
 if __name__ == "__main__":
