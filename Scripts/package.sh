@@ -96,12 +96,7 @@ fi
 
 # pe_image OPTION...: prints the version or the processor of a program.
 pe_image() { python3 -B "$root/Scripts/pe_image.py" "$@"; }
-if [ -z "$version" ]; then
-  case $architecture in
-  x64) version=$(product_version "$x64") ;;
-  *) version=$(pe_image "$native/KuvCredFilter.dll") ;;
-  esac
-fi
+[ -n "$version" ] || version=$(pe_image "$native/KuvCredFilter.dll")
 [[ $version =~ ^([0-9]+)\.([0-9]+)\.([0-9]+)\.([0-9]+)$ ]] || fail "not a version of four numbers: $version"
 # The limits of Windows Installer.
 ((BASH_REMATCH[1] < 256 && BASH_REMATCH[2] < 256 && BASH_REMATCH[3] < 65535 && BASH_REMATCH[4] < 65536)) ||

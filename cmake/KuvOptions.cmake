@@ -11,13 +11,10 @@ target_include_directories(kuv_options INTERFACE ${PROJECT_SOURCE_DIR}/Src)
 if(MSVC)
   file(TO_NATIVE_PATH "${PROJECT_SOURCE_DIR}/" source_dir)
   target_compile_options(kuv_options INTERFACE
-    /W4 /WX /permissive- /utf-8 /Zc:preprocessor /Zc:__cplusplus /MP /sdl /guard:cf
+    /W4 /WX /permissive- /utf-8 /Zc:preprocessor /Zc:__cplusplus /MP /sdl /guard:cf $<$<BOOL:${KUV_SPECTRE}>:/Qspectre>
     # As below: no path of the build machine, and reproducible output.
     /Brepro /d1trimfile:${source_dir})
   target_link_options(kuv_options INTERFACE /guard:cf /DYNAMICBASE /NXCOMPAT /Brepro)
-  if(KUV_SPECTRE)
-    target_compile_options(kuv_options INTERFACE /Qspectre)
-  endif()
   # ARM64 has no shadow stacks of this kind, and the linker refuses the option.
   if(NOT CMAKE_CXX_COMPILER_ARCHITECTURE_ID MATCHES "^ARM")
     target_link_options(kuv_options INTERFACE /CETCOMPAT)
