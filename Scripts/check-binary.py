@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Checks the DLL as a file: exports, imports, hardening, version, and that it contains no trace of the build machine.
 
-    Scripts/check-binary.py FILE [--version 1.2.3.4] [--runtime gcc|msvc] [--forbid TEXT]...
+    Scripts/check-binary.py FILE [--version 1.2.3.4] [--machine x64|x86|arm64] [--runtime gcc|msvc] [--forbid TEXT]...
 
 Prints one finding per line and fails if there are any. It is for release builds. binary-imports.txt in the same folder
 lists the functions that the DLL may import. --forbid names a text that the DLL must not contain, such as a folder of
@@ -55,6 +55,11 @@ def read_imports(path, machine, runtime):
             if not optional:
                 required |= {function for function in functions if function[1]}
     return allowed, required
+
+
+def check_machine(image, expected):
+    if expected and image.processor != expected:
+        yield f"is for {image.processor}, not for {expected}"
 
 
 def check_exports(image):
@@ -134,7 +139,7 @@ def check_stack_protector(image, runtime):
         yield "has no security cookie"
     flags = [struct.unpack("<I", data[:4])[0] for kind, data in image.debug_entries()
              if kind == EX_DLL_CHARACTERISTICS]
-    if image.is_64bit and not any(flag & CET_COMPATIBLE for flag in flags):
+    if image.processor == "x64" and not any(flag & CET_COMPATIBLE for flag in flags):
         yield "is not marked as compatible with shadow stacks (CET)"
 
 
@@ -212,15 +217,15 @@ def check_version(image, version):
             yield f"does not contain {text} in its version resource"
 
 
-def check(data, allowed_imports, version, forbidden, runtime):
+def check(data, allowed_imports, version, forbidden, runtime, machine=""):
     """Returns all findings about the bytes of a file, as texts."""
     if len(data) > MAX_SIZE:
         yield f"has {len(data):,} bytes; {MAX_SIZE:,} are allowed"
     try:
         image = Image(data)
-        machine = "x64" if image.is_64bit else "x86"
+        yield from check_machine(image, machine)
         yield from check_exports(image)
-        yield from check_imports(image, *read_imports(allowed_imports, machine, runtime))
+        yield from check_imports(image, *read_imports(allowed_imports, image.processor, runtime))
         yield from check_flags(image, runtime)
         yield from check_sections(image)
         yield from check_stack_protector(image, runtime)
@@ -245,12 +250,13 @@ def main():
     parser.add_argument("file", type=pathlib.Path)
     parser.add_argument("--imports", type=pathlib.Path, default=here / "binary-imports.txt")
     parser.add_argument("--version", default="")
+    parser.add_argument("--machine", choices=("x64", "x86", "arm64"), default="")
     parser.add_argument("--runtime", choices=("gcc", "msvc"), default="gcc")
     parser.add_argument("--forbid", action="append", default=[], metavar="TEXT")
     options = parser.parse_args()
     data = options.file.read_bytes()
     forbidden = traces_of_this_machine(here.parent) | set(options.forbid)
-    findings = list(check(data, options.imports, options.version, forbidden, options.runtime))
+    findings = list(check(data, options.imports, options.version, forbidden, options.runtime, options.machine))
     for finding in findings:
         print(f"{options.file.name} {finding}")
     if not findings:

@@ -68,5 +68,3 @@ need_programs() {
   done
 }
 
-# product_version BUILD: prints the version in the cache of a build tree.
-product_version() { sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' "$1/CMakeCache.txt"; }

@@ -1,6 +1,8 @@
 """Reads parts of a Windows DLL or program file (PE format).
 
-As a program, prints the file version of a file, or an empty line if it has none.
+    pe_image.py [--machine] FILE
+
+Prints the file version of a file, or an empty line if it has none; with --machine, the processor that it is for.
 """
 import struct
 import sys
@@ -9,6 +11,8 @@ EXPORT, IMPORT, RESOURCE, EXCEPTION, RELOCATION, DEBUG = 0, 1, 2, 3, 5, 6
 THREAD_LOCAL, LOAD_CONFIG, DELAY_IMPORT = 9, 10, 13
 # The resource type.
 VERSION = 16
+# The processors by machine type, with the size of their addresses in bits.
+PROCESSORS = {0x14C: ("x86", 32), 0x8664: ("x64", 64), 0xAA64: ("arm64", 64)}
 
 
 class Malformed(Exception):
@@ -44,6 +48,10 @@ class Image:
         self.is_64bit = {0x10B: False, 0x20B: True}.get(self.u16(self.optional))
         if self.is_64bit is None:
             raise Malformed("unknown optional header")
+        # An unknown processor is named by its machine type.
+        self.processor, bits = PROCESSORS.get(self.machine, (f"0x{self.machine:04X}", None))
+        if bits and self.is_64bit != (bits == 64):
+            raise Malformed(f"the optional header is not that of {self.processor}")
         self.entry_point = self.u32(self.optional + 16)
         self.dll_characteristics = self.u16(self.optional + 70)
         self.directories = self.optional + (112 if self.is_64bit else 96)
@@ -172,5 +180,6 @@ class Image:
 
 
 if __name__ == "__main__":
-    with open(sys.argv[1], "rb") as file:
-        print(".".join(map(str, Image(file.read()).file_version() or ())))
+    with open(sys.argv[-1], "rb") as file:
+        image = Image(file.read())
+    print(image.processor if "--machine" in sys.argv[1:-1] else ".".join(map(str, image.file_version() or ())))

@@ -1,5 +1,6 @@
 option(KUV_COVERAGE "Measure which lines and branches of the DLL run (GCC)" OFF)
 option(KUV_SANITIZE "End a program at its first undefined behavior (GCC)" OFF)
+option(KUV_SPECTRE "Mitigate Spectre variant 1; needs the libraries of that component (Visual C++)" OFF)
 
 # kuv_options: the options that every target of this project is compiled and linked with.
 add_library(kuv_options INTERFACE)
@@ -10,10 +11,14 @@ target_include_directories(kuv_options INTERFACE ${PROJECT_SOURCE_DIR}/Src)
 if(MSVC)
   file(TO_NATIVE_PATH "${PROJECT_SOURCE_DIR}/" source_dir)
   target_compile_options(kuv_options INTERFACE
-    /W4 /WX /permissive- /utf-8 /Zc:preprocessor /Zc:__cplusplus /MP /sdl /guard:cf /Qspectre
+    /W4 /WX /permissive- /utf-8 /Zc:preprocessor /Zc:__cplusplus /MP /sdl /guard:cf $<$<BOOL:${KUV_SPECTRE}>:/Qspectre>
     # As below: no path of the build machine, and reproducible output.
     /Brepro /d1trimfile:${source_dir})
-  target_link_options(kuv_options INTERFACE /guard:cf /CETCOMPAT /DYNAMICBASE /NXCOMPAT /Brepro)
+  target_link_options(kuv_options INTERFACE /guard:cf /DYNAMICBASE /NXCOMPAT /Brepro)
+  # ARM64 has no shadow stacks of this kind, and the linker refuses the option.
+  if(NOT CMAKE_CXX_COMPILER_ARCHITECTURE_ID MATCHES "^ARM")
+    target_link_options(kuv_options INTERFACE /CETCOMPAT)
+  endif()
   if(CMAKE_SIZEOF_VOID_P EQUAL 8)
     target_link_options(kuv_options INTERFACE /HIGHENTROPYVA)
   endif()

@@ -100,7 +100,8 @@ DEVELOPERS_FOLDERS = ("Tests", "Benchmarks", "cmake", ".github")
 # Names of the platform and its tools that the sources do not use.
 PLATFORM = {"CMAKE_MSVC_RUNTIME_LIBRARY", "CMAKE_PREFIX_PATH", "ExcludedCredentialProviders", "KuvAuth_DIR",
             "LocalAccountTokenFilterPolicy", "MOVEFILE_REPLACE_EXISTING", "MultiThreaded", "NOMINMAX",
-            "PendingFileRenameOperations", "ProhibitFallbacks", "WIN32_LEAN_AND_MEAN", "WSAStartup", "supportedOS"}
+            "PendingFileRenameOperations", "ProhibitFallbacks", "VCPKG_ROOT", "WIN32_LEAN_AND_MEAN", "WSAStartup",
+            "supportedOS"}
 PLACEHOLDERS = {"NEW", "OLD", "OLDVERSION", "VERSION"}
 
 
@@ -183,7 +184,7 @@ class Pages(unittest.TestCase):
         presets = json.loads((ROOT / "CMakePresets.json").read_text(encoding="utf-8"))
         known = {preset["name"] for kind in presets if kind.endswith("Presets") for preset in presets[kind]}
         for page in PAGES + sorted((ROOT / ".github" / "workflows").glob("*.yml")):
-            for name in set(re.findall(r"--preset[ =]([\w-]+)", page.read_text(encoding="utf-8"))):
+            for name in set(re.findall(r"(?:--preset[ =]|\bpreset: )([\w-]+)", page.read_text(encoding="utf-8"))):
                 with self.subTest(f"{page.name}: {name}"):
                     self.assertIn(name, known)
 

@@ -1,4 +1,5 @@
 // The entire log of runs of the DLL, as it is in the file.
+#include <memory>
 #include <ostream>
 
 #include <gtest/gtest.h>

@@ -85,8 +85,8 @@ class CheckBinary(unittest.TestCase):
         self.bytes = bytearray(FILE.read_bytes())
         self.image = pe_image.Image(self.bytes)
 
-    def findings(self, forbidden=(), imports=IMPORTS, runtime="gcc", version=None):
-        return list(checker.check(bytes(self.bytes), imports, version or VERSION, forbidden, runtime))
+    def findings(self, forbidden=(), imports=IMPORTS, runtime="gcc", version=None, machine="x64"):
+        return list(checker.check(bytes(self.bytes), imports, version or VERSION, forbidden, runtime, machine))
 
     def assert_rejected(self, *expected, **options):
         found = self.findings(**options)
@@ -230,6 +230,34 @@ class CheckBinary(unittest.TestCase):
     def test_rejects_another_version(self):
         self.assert_rejected("file version", "product version", "does not contain 4.3.1700.1151",
                              version="4.3.1700.1151")
+
+    def set_machine(self, machine):
+        struct.pack_into("<H", self.bytes, self.image.header + 4, machine)
+
+    def test_rejects_another_machine(self):
+        self.assert_rejected("is for x64, not for arm64", machine="arm64")
+        self.set_machine(0x1C4)
+        self.assertIn("is for 0x01C4, not for x64", self.findings())
+
+    def test_rejects_a_machine_with_other_addresses(self):
+        self.set_machine(0x14C)
+        self.assert_rejected("is malformed: the optional header is not that of x86")
+
+    def test_applies_the_lists_of_its_machine_to_a_dll_for_arm64(self):
+        self.set_machine(0xAA64)
+        found = self.findings(machine="arm64")
+        self.assertIn("imports RtlUnwindEx of kernel32.dll, which is not listed", found)
+        with tempfile.TemporaryDirectory() as folder:
+            imports = pathlib.Path(folder) / "imports.txt"
+            imports.write_text(IMPORTS.read_text().replace(" x64]", " arm64]"))
+            self.assert_rejected(imports=imports, machine="arm64")
+            self.assert_rejected("is for arm64, not for x64", imports=imports)
+
+    def test_expects_no_shadow_stacks_on_arm64(self):
+        self.set_machine(0xAA64)
+        found = "\n".join(self.findings(runtime="msvc", machine="arm64"))
+        self.assertIn("control flow guard", found)
+        self.assertNotIn("shadow stacks", found)
 
     def test_reports_missing_features_of_the_other_compiler(self):
         found = "\n".join(self.findings(runtime="msvc"))

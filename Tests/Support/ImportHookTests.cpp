@@ -1,5 +1,7 @@
 #include "Support/ImportHook.h"
 
+#include <algorithm>
+
 #include <gtest/gtest-spi.h>
 
 namespace {

@@ -1,15 +1,12 @@
 #include "KuvAuth/Configuration/Configuration.h"
 
+#include "KuvAuth/Support/ConstinitText.h"
 #include "KuvAuth/Support/Text.h"
 #include "KuvAuth/Support/WipeText.h"
 
 namespace {
 
-// clang-tidy 14 cannot evaluate the string constructor of libstdc++ at compile time.
-#if !defined(__clang_analyzer__)
-constinit
-#endif
-    Configuration g_configuration;
+KUV_CONSTINIT_TEXT Configuration g_configuration;
 
 }  // namespace
 

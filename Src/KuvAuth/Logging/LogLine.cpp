@@ -10,6 +10,7 @@
 #include <cwchar>
 
 #include "KuvAuth/Logging/AsciiRun.h"
+#include "KuvAuth/Support/ToleratedFormats.h"
 
 namespace {
 
@@ -149,6 +150,7 @@ std::size_t AppendFormat(wchar_t* buffer, std::size_t capacity, const wchar_t* f
   if (buffer == nullptr || format == nullptr || capacity == 0) return 0;
   va_list arguments;
   va_start(arguments, format);
+  const Kuv::ToleratedFormats tolerated{};
   const int written = _vsnwprintf_s(buffer, capacity, _TRUNCATE, format, arguments);
   va_end(arguments);
   return written < 0 ? capacity - 1 : static_cast<std::size_t>(written);

@@ -8,6 +8,7 @@
 #include "KuvAuth/Support/KuvException.h"
 #include "KuvAuth/Support/Text.h"
 
+// After the C++ headers: it deprecates functions that they use.
 #include <strsafe.h>
 
 namespace {

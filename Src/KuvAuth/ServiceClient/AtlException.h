@@ -1,9 +1,11 @@
 #pragma once
 
 /// @file
-/// The exception class of ATL or, if ATL is not installed, a class of the same name with the members that
-/// callers use.
-#if __has_include(<atlexcept.h>)
+/// The exception class of ATL or, if the library was built without ATL, a class of the same name with the
+/// members that callers use.
+#include "KuvAuth/ServiceClient/AtlChoice.h"
+
+#if KUV_WITH_ATL
 // Without <winsock2.h>, <windows.h> includes its predecessor, and neither compiles after the other.
 #include <winsock2.h>
 #include <windows.h>

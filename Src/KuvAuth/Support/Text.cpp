@@ -8,6 +8,8 @@
 #include <cstdio>
 #include <cwctype>
 
+#include "KuvAuth/Support/ToleratedFormats.h"
+
 namespace {
 
 template <typename Unit>
@@ -17,18 +19,22 @@ std::basic_string<Unit> LowerCopy(std::basic_string<Unit> text) {
 }
 
 int CountFormatted(const char* format, va_list arguments) {
+  const Kuv::ToleratedFormats tolerated{};
   return _vscprintf(format, arguments);
 }
 
 int CountFormatted(const wchar_t* format, va_list arguments) {
+  const Kuv::ToleratedFormats tolerated{};
   return _vscwprintf(format, arguments);
 }
 
 int FormatTruncated(std::string& text, const char* format, va_list arguments) {
+  const Kuv::ToleratedFormats tolerated{};
   return _vsnprintf_s(text.data(), text.size() + 1, _TRUNCATE, format, arguments);
 }
 
 int FormatTruncated(std::wstring& text, const wchar_t* format, va_list arguments) {
+  const Kuv::ToleratedFormats tolerated{};
   return _vsnwprintf_s(text.data(), text.size() + 1, _TRUNCATE, format, arguments);
 }
 

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "KuvAuth/Support/ConstinitText.h"
 #include "RecordFixture.h"
 #include "Support/ImportHook.h"
 
@@ -23,7 +24,7 @@ class ConfigurationRecord : public KuvTest::KuvFixture {
 };
 
 // Initialized before any code runs.
-constinit const Configuration g_initial;
+KUV_CONSTINIT_TEXT const Configuration g_initial;
 
 TEST(InitialConfiguration, IsNotConfiguredAndHasTheDefaults) {
   EXPECT_EQ(Describe(g_initial),

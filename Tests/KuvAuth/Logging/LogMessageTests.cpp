@@ -1,9 +1,12 @@
 #include "KuvAuth/Logging/LogMessage.h"
 
+#include <algorithm>
 #include <cwchar>
 #include <string>
 
 #include <gtest/gtest.h>
+
+#include "Support/ImportHook.h"
 
 namespace {
 
@@ -50,6 +53,30 @@ TEST(FormatLogMessage, IsEmptyIfFormattingFails) {
   const wchar_t* const unfinished = L"before %";
   EXPECT_EQ(Format(unfinished), L"");
 }
+
+// The runtime of Visual C++ is linked statically, so its formatter has no import.
+#if !defined(_MSC_VER) && defined(_WIN64)
+template <typename Unit>
+std::size_t RejectedLength(const char* formatter) {
+  KuvTest::ImportHook<int (*)(Unit*, std::size_t, std::size_t, const Unit*, char*)> hook{formatter};
+  hook.Answer([](Unit* buffer, std::size_t capacity, auto...) {
+    std::fill_n(buffer, capacity, static_cast<Unit>(0xFE));
+    buffer[0] = Unit{};
+    return -1;
+  });
+  Unit message[kLogLineCapacity];
+  const Unit format[] = {'%', 0};
+  const std::size_t length = FormatLogMessage(message, format, nullptr);
+  EXPECT_EQ(hook.CallCount(), 1u);
+  EXPECT_EQ(message[0], Unit{});
+  return length;
+}
+
+TEST(FormatLogMessage, IsEmptyIfTheFormatterFillsABufferWhoseFormatItRejects) {
+  EXPECT_EQ(RejectedLength<char>("_vsnprintf_s"), 0u);
+  EXPECT_EQ(RejectedLength<wchar_t>("_vsnwprintf_s"), 0u);
+}
+#endif
 
 TEST(FormatLogMessage, KeepsATruncatedMessageWithANul) {
   EXPECT_EQ(Format("ab%c%03000d", '\0', 1), "ab");

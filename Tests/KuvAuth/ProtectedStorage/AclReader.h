@@ -3,6 +3,7 @@
 #include <windows.h>
 #include <sddl.h>
 
+#include <map>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -46,6 +47,45 @@ inline AclEntries ReadAcl(ACL* acl) {
         {SidText(&entry->SidStart), entry->Mask, entry->Header.AceFlags, entry->Header.AceType});
   }
   return entries;
+}
+
+/// The rights of an account to an object, and those to new containers below it, with generic rights mapped.
+struct AccountRights {
+  DWORD own = 0;
+  DWORD inherited = 0;
+
+  bool operator==(const AccountRights&) const = default;
+};
+using RightsByAccount = std::map<std::string, AccountRights>;
+
+inline void PrintTo(const AccountRights& rights, std::ostream* out) {
+  *out << std::hex << "0x" << rights.own << " inherited 0x" << rights.inherited << std::dec;
+}
+
+inline constexpr GENERIC_MAPPING kKeyMapping{KEY_READ, KEY_WRITE, KEY_EXECUTE, KEY_ALL_ACCESS};
+inline constexpr GENERIC_MAPPING kFileMapping{FILE_GENERIC_READ, FILE_GENERIC_WRITE, FILE_GENERIC_EXECUTE,
+                                              FILE_ALL_ACCESS};
+
+/// Returns what a stored list means. Wine keeps the entries that it is given. Windows maps generic rights and
+/// may divide an entry in one for the object and one for new objects.
+inline RightsByAccount MeaningOf(const AclEntries& entries, GENERIC_MAPPING mapping) {
+  RightsByAccount rights;
+  for (const AclEntry& entry : entries) {
+    DWORD mask = entry.mask;
+    ::MapGenericMask(&mask, &mapping);
+    const std::string type = entry.type == ACCESS_ALLOWED_ACE_TYPE ? "" : std::to_string(entry.type) + " ";
+    AccountRights& account = rights[type + entry.sid];
+    if ((entry.flags & INHERIT_ONLY_ACE) == 0) account.own |= mask;
+    if ((entry.flags & CONTAINER_INHERIT_ACE) != 0) account.inherited |= mask;
+  }
+  return rights;
+}
+
+/// Returns the meaning of `AdminOnlyEntries` for a key.
+inline RightsByAccount AdminOnlyKeyRights() {
+  return {{"S-1-3-0", {0, 0x000F003F}},
+          {"S-1-5-18", {0x000F003F, 0x000F003F}},
+          {"S-1-5-32-544", {0x000F003F, 0x000F003F}}};
 }
 
 /// Returns the expected entries for the folder and the keys: the creator (of new objects below it), Local

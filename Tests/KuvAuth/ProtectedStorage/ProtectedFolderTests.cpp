@@ -209,11 +209,12 @@ TEST_F(ProtectedFolder, GrantsFullControlToTheSystemAndNothingToUsers) {
   static_cast<void>(GetAppDataFilePath(L"kuv.log"));
   const AclEntries entries = ReadSecurity(Kuvant()).entries;
   ExpectNoAccessForUsers(entries);
-  const auto system =
-      std::find_if(entries.begin(), entries.end(), [](const auto& entry) { return entry.sid == "S-1-5-18"; });
-  ASSERT_NE(system, entries.end());
-  EXPECT_EQ(system->mask, DWORD{FILE_ALL_ACCESS});
-  EXPECT_EQ(system->flags, DWORD{CONTAINER_INHERIT_ACE | OBJECT_INHERIT_ACE});
+  EXPECT_EQ(MeaningOf(entries, KuvTest::kFileMapping)["S-1-5-18"],
+            (KuvTest::AccountRights{FILE_ALL_ACCESS, FILE_ALL_ACCESS}));
+  const DWORD inheritance = CONTAINER_INHERIT_ACE | OBJECT_INHERIT_ACE;
+  EXPECT_TRUE(std::any_of(entries.begin(), entries.end(), [=](const auto& entry) {
+    return entry.sid == "S-1-5-18" && (entry.flags & inheritance) == inheritance;
+  }));
 }
 
 TEST_F(ProtectedFolder, IsProtectedAndANewFileInheritsItsEntries) {

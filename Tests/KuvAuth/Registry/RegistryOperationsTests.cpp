@@ -276,7 +276,7 @@ TEST_F(RegistryOperationsWriters, StringWrites32BytesOfTheObject) {
     std::memcpy(object.data(), &value, std::min<std::size_t>(sizeof(value), 32));
     EXPECT_EQ(written, object);
     EXPECT_EQ(writtenType, 1u);
-    if (sizeof(value) >= 32) {
+    if constexpr (sizeof(value) >= 32) {
       EXPECT_EQ(writtenFrom, &value);
     }
   }

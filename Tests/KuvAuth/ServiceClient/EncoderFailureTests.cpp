@@ -82,10 +82,10 @@ TEST_F(EncoderFailure, IsLoggedAndReturnsNoHeader) {
 TEST_F(EncoderFailure, ExceptionsPassThrough) {
   g_hex = Outcome::Throws;
   g_base64 = Outcome::Works;
-  EXPECT_THROW(BuildHmacAuthorizationHeader("key", "user", "text"), CAtlException);
+  EXPECT_THROW(static_cast<void>(BuildHmacAuthorizationHeader("key", "user", "text")), CAtlException);
   g_hex = Outcome::Works;
   g_base64 = Outcome::Throws;
-  EXPECT_THROW(BuildHmacAuthorizationHeader("key", "user", "text"), CAtlException);
+  EXPECT_THROW(static_cast<void>(BuildHmacAuthorizationHeader("key", "user", "text")), CAtlException);
   EXPECT_EQ(log.Lines(), LogLines{});
 }
 

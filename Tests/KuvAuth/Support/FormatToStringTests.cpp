@@ -1,3 +1,5 @@
+#include <cstdint>
+#include <cstdlib>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -30,6 +32,27 @@ TEST(FormatToString, AcceptsAFormatWithoutArgumentsOrResultOrNull) {
   EXPECT_EQ(FormatToString(static_cast<const char*>(nullptr)), "");
   EXPECT_EQ(FormatToString(static_cast<const wchar_t*>(nullptr)), L"");
 }
+
+TEST(FormatToString, IsEmptyIfTheFormatIsMalformed) {
+  // Not literals, because the compiler checks those.
+  const std::string narrow = "before %";
+  const std::wstring wide = L"before %";
+  EXPECT_EQ(FormatToString(narrow.c_str()), "");
+  EXPECT_EQ(FormatToString(wide.c_str()), L"");
+}
+
+#if defined(_MSC_VER)
+void __cdecl FailForAnInvalidParameter(const wchar_t*, const wchar_t*, const wchar_t*, unsigned,
+                                       std::uintptr_t) {
+  ADD_FAILURE() << "the handler of the program was called";
+}
+
+TEST(FormatToString, KeepsTheInvalidParameterHandlerOfTheThreadAndDoesNotCallIt) {
+  const auto before = ::_set_thread_local_invalid_parameter_handler(&FailForAnInvalidParameter);
+  EXPECT_EQ(FormatToString(std::string{"before %"}.c_str()), "");
+  EXPECT_EQ(::_set_thread_local_invalid_parameter_handler(before), &FailForAnInvalidParameter);
+}
+#endif
 
 TEST(FormatToString, HasNoFixedLimit) {
   for (const std::size_t length : {1u, 15u, 16u, 255u, 256u, 1023u, 1024u, 2047u, 2048u, 4096u, 100'000u}) {

@@ -2,8 +2,11 @@
 #include <windows.h>
 #include <sddl.h>
 
+#include <sstream>
+
 #include <gmock/gmock.h>
 
+#include "KuvAuth/ProtectedStorage/AclReader.h"
 #include "KuvAuth/Support/Text.h"
 #include "KuvAuth/Support/UniqueResource.h"
 #include "Tools/FilterSetup/SetupFixture.h"
@@ -18,25 +21,41 @@ constexpr char kPolicy[] = "HKLM\\Software\\Policies\\Kuvant\\KuvCredProv: ";
 constexpr char kCreated[] = "created for SYSTEM and Administrators only\n";
 constexpr char kProtected[] = "protected: owner Administrators, access for SYSTEM and Administrators only\n";
 
+constexpr char kAdministratorsOnly[] =
+    "owner S-1-5-32-544, protected, S-1-3-0 0 f003f, S-1-5-18 f003f f003f, S-1-5-32-544 f003f f003f";
+
 class PrepareSettingsKeys : public SetupFixture {
  protected:
   PrepareSettingsKeys() { MakeFolder(kProtectedFolder); }
 
   static SetupRun Prepare() { return RunSetup({L"prepare"}); }
 
-  static std::wstring Read(const wchar_t* path) {
+  // Returns the owner of a key, whether its list is protected, and what the list means.
+  static std::string Read(const wchar_t* path) {
     Kuv::UniqueRegistryKey key;
     if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, READ_CONTROL, key.Put()) != ERROR_SUCCESS) return {};
-    BYTE descriptor[2048] = {};
+    alignas(SECURITY_DESCRIPTOR) BYTE descriptor[2048] = {};
     DWORD size = sizeof(descriptor);
     if (::RegGetKeySecurity(key.Get(), kWhat, descriptor, &size) != ERROR_SUCCESS) return {};
-    Kuv::UniqueLocalMemory<wchar_t> text;
-    ::ConvertSecurityDescriptorToStringSecurityDescriptorW(descriptor, SDDL_REVISION_1, kWhat, text.Put(),
-                                                           nullptr);
-    return text.Get();
+    PSID owner = nullptr;
+    ACL* acl = nullptr;
+    BOOL present = FALSE;
+    BOOL defaulted = FALSE;
+    SECURITY_DESCRIPTOR_CONTROL control = 0;
+    DWORD revision = 0;
+    ::GetSecurityDescriptorOwner(descriptor, &owner, &defaulted);
+    ::GetSecurityDescriptorDacl(descriptor, &present, &acl, &defaulted);
+    ::GetSecurityDescriptorControl(descriptor, &control, &revision);
+    std::ostringstream text;
+    text << "owner " << SidText(owner) << ((control & SE_DACL_PROTECTED) != 0 ? ", protected" : "")
+         << std::hex;
+    for (const auto& [account, rights] : MeaningOf(ReadAcl(acl), kKeyMapping)) {
+      text << ", " << account << " " << rights.own << " " << rights.inherited;
+    }
+    return text.str();
   }
-  std::wstring LocalAccess() const { return Read(L"Software\\Kuvant\\KuvCredProv"); }
-  std::wstring PolicyAccess() const { return Read(L"Software\\Policies\\Kuvant\\KuvCredProv"); }
+  std::string LocalAccess() const { return Read(L"Software\\Kuvant\\KuvCredProv"); }
+  std::string PolicyAccess() const { return Read(L"Software\\Policies\\Kuvant\\KuvCredProv"); }
 
   static void Set(const wchar_t* path, const wchar_t* sddl) {
     Kuv::UniqueLocalMemory<void> descriptor;
@@ -59,7 +78,7 @@ TEST_F(PrepareSettingsKeys, CreatesAndProtectsLocalKey) {
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_EQ(run.out, std::string{kLocal} + kCreated);
   EXPECT_EQ(run.err, "");
-  EXPECT_EQ(LocalAccess(), AdministratorsOnly());
+  EXPECT_EQ(LocalAccess(), kAdministratorsOnly);
   EXPECT_FALSE(registry.Policy().Exists());
   EXPECT_EQ(Prepare().out, "nothing to change\n");
 }
@@ -95,8 +114,8 @@ TEST_F(PrepareSettingsKeys, ProtectsBothKeysAndKeepsTheirValues) {
   const SetupRun run = Prepare();
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_EQ(run.out, std::string{kLocal} + kProtected + kPolicy + kProtected);
-  EXPECT_EQ(LocalAccess(), AdministratorsOnly());
-  EXPECT_EQ(PolicyAccess(), AdministratorsOnly());
+  EXPECT_EQ(LocalAccess(), kAdministratorsOnly);
+  EXPECT_EQ(PolicyAccess(), kAdministratorsOnly);
   EXPECT_EQ(Snapshot(), before);
   EXPECT_EQ(Prepare().out, "nothing to change\n");
 }
@@ -104,13 +123,13 @@ TEST_F(PrepareSettingsKeys, ProtectsBothKeysAndKeepsTheirValues) {
 TEST_F(PrepareSettingsKeys, AcceptsProtectionByInstallerOrSystem) {
   Set(L"Software\\Kuvant\\KuvCredProv", L"O:SYD:P(A;CI;KA;;;SY)(A;CI;KA;;;BA)");
   EXPECT_EQ(Prepare().out, "nothing to change\n");
-  EXPECT_THAT(WideToUtf8(LocalAccess()), HasSubstr("O:SY"));
+  EXPECT_THAT(LocalAccess(), HasSubstr("owner S-1-5-18, "));
 }
 
 TEST_F(PrepareSettingsKeys, ChangesNothingInDryRun) {
   Set(L"Software\\Kuvant\\KuvCredProv", L"O:BAD:P(A;CI;KA;;;WD)");
   registry.Policy().Delete();
-  const std::wstring before = LocalAccess();
+  const std::string before = LocalAccess();
   const SetupRun run = RunSetup({L"prepare", L"--dry-run"});
   EXPECT_EQ(run.out, std::string{kLocal} + "would be " + kProtected);
   EXPECT_EQ(LocalAccess(), before);
@@ -128,7 +147,7 @@ class FailingSettingsKeys : public PrepareSettingsKeys {
 
   void ExpectRecovery() {
     EXPECT_EQ(Prepare().exitCode, 0);
-    EXPECT_EQ(LocalAccess(), AdministratorsOnly());
+    EXPECT_EQ(LocalAccess(), kAdministratorsOnly);
     EXPECT_EQ(Prepare().out, "nothing to change\n");
   }
 
@@ -160,7 +179,7 @@ TEST_F(FailingSettingsKeys, CannotBeCreated) {
 
 TEST_F(FailingSettingsKeys, CannotBeGivenToAdministrators) {
   OpenToUsers();
-  const std::wstring before = LocalAccess();
+  const std::string before = LocalAccess();
   {
     KUV_IMPORT_HOOK(set, RegSetKeySecurity);
     set.AnswerCall(1, [](HKEY, SECURITY_INFORMATION what, PSECURITY_DESCRIPTOR) -> LSTATUS {
@@ -207,7 +226,7 @@ TEST_F(FailingSettingsKeys, DoNotKeepTheOtherFromProtection) {
   const SetupRun run = Prepare();
   EXPECT_EQ(run.exitCode, 1);
   EXPECT_EQ(run.out, std::string{kPolicy} + kProtected);
-  EXPECT_EQ(PolicyAccess(), AdministratorsOnly());
+  EXPECT_EQ(PolicyAccess(), kAdministratorsOnly);
 }
 
 }  // namespace
