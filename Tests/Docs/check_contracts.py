@@ -26,15 +26,6 @@ def names(cell):
     return re.findall(r"`([\w:]+)`", cell)
 
 
-def pairs_in(result):
-    """Returns the pairs of library and function in a result of read_imports, in whatever collections they are."""
-    if isinstance(result, tuple) and len(result) > 1 and isinstance(result[0], str):
-        yield result[:2]
-    elif not isinstance(result, str):
-        for part in result:
-            yield from pairs_in(part)
-
-
 def imports_of_the_list():
     """Returns the functions that the DLL may import, for every machine, as Scripts/check-binary.py reads them."""
     scripts = ROOT / "Scripts"
@@ -44,11 +35,11 @@ def imports_of_the_list():
     check_binary = importlib.util.module_from_spec(spec)
     spec.loader.exec_module(check_binary)
     found = set()
-    for machine in ("x64", "x86"):
+    for machine in ("x64", "x86", "arm64"):
         for runtime in ("gcc", "msvc"):
-            read = check_binary.read_imports(scripts / "binary-imports.txt", machine, runtime)
+            allowed, _ = check_binary.read_imports(scripts / "binary-imports.txt", machine, runtime)
             # No name: any function of the library.
-            found.update(name for _, name in pairs_in(read) if name)
+            found.update(name for _, name in allowed if name)
     return found
 
 
