@@ -22,7 +22,7 @@ EXPORTS = ["DllCanUnloadNow", "DllGetClassObject", "DllRegisterServer", "DllUnre
 MAX_SIZE = 400 * 1024
 
 RELOCATIONS_STRIPPED, LARGE_ADDRESS_AWARE, DLL = 0x0001, 0x0020, 0x2000
-HIGH_ENTROPY, DYNAMIC_BASE, NX, GUARD_CF = 0x0020, 0x0040, 0x0100, 0x4000
+HIGH_ENTROPY, DYNAMIC_BASE, NX, NO_SEH, GUARD_CF = 0x0020, 0x0040, 0x0100, 0x0400, 0x4000
 EX_DLL_CHARACTERISTICS, CET_COMPATIBLE = 20, 0x0001
 CODE_VIEW = 2
 
@@ -93,6 +93,8 @@ def check_flags(image, runtime):
         required["a base of high entropy"] = HIGH_ENTROPY
         if not image.characteristics & LARGE_ADDRESS_AWARE:
             yield "does not support large addresses"
+    elif runtime == "gcc":
+        required["that it has no exception handler (NO_SEH)"] = NO_SEH
     if runtime == "msvc":
         required["control flow guard"] = GUARD_CF
     for name, flag in required.items():
@@ -123,8 +125,8 @@ def guarded_calls(image):
     for address, bytes_ in code:
         for call in re.finditer(b"\xE8(?=(.{4}))", bytes_, re.DOTALL):
             target = address + call.start() + 5 + struct.unpack("<i", call.group(1))[0]
-            # The compiler may have added a prologue.
-            count += any(0 <= failure - target <= 16 for failure in targets)
+            # The compiler may have added a prologue. A function before it begins at least 16 bytes earlier.
+            count += any(0 <= failure - target < 16 for failure in targets)
     return count
 
 

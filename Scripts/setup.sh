@@ -2,9 +2,10 @@
 # Installs what the build needs on Debian 12 and 13, and cross-builds the libraries that Debian ships as source only. You
 # can run it again: it installs and builds only what is missing.
 #
-#   Scripts/setup.sh [--bench | --coverage]
+#   Scripts/setup.sh [--bench] [--coverage] [--x86]
 #
-# --bench and --coverage also install what Scripts/bench.sh and Scripts/coverage.sh need.
+# --bench and --coverage also install what Scripts/bench.sh and Scripts/coverage.sh need. --x86 installs what
+# Scripts/test-x86.sh needs: it adds the architecture i386 to the package manager and installs the 32-bit Wine.
 # KUV_DEPS_DIR names another folder for the cross-built libraries (default: build/deps).
 set -euo pipefail
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"
@@ -28,14 +29,43 @@ packages=(
   # Checks, and the host's compiler for fuzzing.
   clang-format clang-tidy cppcheck flake8 shellcheck clang libclang-rt-dev
 )
-[ "${1-}" != --coverage ] || packages+=(gcovr)
-# Libraries that the benchmarks of the service client compare with.
-if [ "${1-}" = --bench ]; then
-  packages+=(
-    g++ pkg-config libbenchmark-dev libgcrypt-mingw-w64-dev
-    libcurl4-openssl-dev libglib2.0-dev libmodpbase64-dev libssl-dev nettle-dev
-  )
-fi
+for option; do
+  case $option in
+  --bench)
+    # Libraries that the benchmarks of the service client compare with.
+    packages+=(
+      g++ pkg-config libbenchmark-dev libgcrypt-mingw-w64-dev
+      libcurl4-openssl-dev libglib2.0-dev libmodpbase64-dev libssl-dev nettle-dev
+    )
+    ;;
+  --coverage) packages+=(gcovr) ;;
+  --x86) packages+=(wine32:i386) ;;
+  *)
+    usage_text "${BASH_SOURCE[0]}"
+    exit 2
+    ;;
+  esac
+done
+
+update_and_install() {
+  as_root apt-get -qq update &&
+    as_root env DEBIAN_FRONTEND=noninteractive \
+      apt-get -qq install -y --no-install-recommends --no-remove -o Dpkg::Use-Pty=0 "$@" >/dev/null
+}
+
+# install_with_i386 PACKAGE...: the same, with the architecture i386. If that fails, the package manager is left as it
+# was: an architecture without a package index would make each later update fail.
+install_with_i386() {
+  dpkg --print-foreign-architectures | grep -qx i386 && {
+    update_and_install "$@"
+    return
+  }
+  as_root dpkg --add-architecture i386
+  update_and_install "$@" || {
+    as_root dpkg --remove-architecture i386 || true
+    fail "the packages for i386 cannot be installed beside those of this machine (above); both need the same versions"
+  }
+}
 
 install_packages() {
   local package missing=()
@@ -47,9 +77,11 @@ install_packages() {
     return
   fi
   say "installing Debian packages: ${missing[*]}"
-  as_root apt-get -qq update
-  as_root env DEBIAN_FRONTEND=noninteractive \
-    apt-get -qq install -y --no-install-recommends -o Dpkg::Use-Pty=0 "${missing[@]}" >/dev/null
+  if [[ " ${missing[*]}" == *:i386* ]]; then
+    install_with_i386 "${missing[@]}"
+  else
+    update_and_install "${missing[@]}"
+  fi
 }
 
 # source_apt TOOL ARGUMENT...: runs apt-get or apt-cache with the source archives in $deps/apt. They keep their state in the

@@ -36,6 +36,7 @@ else()
   endif()
   if(KUV_COVERAGE)
     # Several threads count at the same time. Optimized code would merge branches of the source.
+    target_compile_definitions(kuv_options INTERFACE KUV_COVERAGE)
     target_compile_options(kuv_options INTERFACE --coverage -fprofile-update=atomic -O0)
     target_link_options(kuv_options INTERFACE --coverage)
   endif()

@@ -45,3 +45,7 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+
+# The build runs its programs under Wine, in a prefix inside the build tree.
+get_filename_component(KUV_WINE "${CMAKE_CURRENT_LIST_DIR}/../Scripts/wine.sh" ABSOLUTE)
+set(CMAKE_CROSSCOMPILING_EMULATOR ${KUV_WINE} ${CMAKE_BINARY_DIR}/wine)

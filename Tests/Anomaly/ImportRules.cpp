@@ -190,8 +190,6 @@ const std::vector<ImportRule>& Rules() {
       Recorded(FailsWithZero(KUV_RULE(CoTaskMemAlloc), {ERROR_NOT_ENOUGH_MEMORY})),
 
       // The compiler's runtime.
-      FailsWithZero(KUV_RULE(VirtualProtect), {ERROR_ACCESS_DENIED, ERROR_INVALID_ADDRESS}),
-      FailsWithZero(KUV_RULE(VirtualQuery), {ERROR_INVALID_PARAMETER}),
       Opens(FailsWithZero(KUV_RULE(LoadLibraryW), {ERROR_MOD_NOT_FOUND}), Module),
       FailsWithZero(KUV_RULE(GetModuleHandleW), {ERROR_MOD_NOT_FOUND}),
       FailsWithZero(KUV_RULE(GetProcAddress), {ERROR_PROC_NOT_FOUND}),
@@ -204,12 +202,6 @@ const std::vector<ImportRule>& Rules() {
 
       // Functions that must not be called. Most belong to parts of the runtime that the DLL links but
       // does not use.
-      KUV_RULE(abort, ReportAndTerminate),
-      KUV_RULE(fputc, ReportAndTerminate),
-      KUV_RULE(fputs, ReportAndTerminate),
-      KUV_RULE(fwrite, ReportAndTerminate),
-      KUV_RULE(vfprintf, ReportAndTerminate),
-      KUV_RULE(strerror, ReportAndTerminate),
       KUV_RULE(FormatMessageA, ReportAndTerminate),
       KUV_RULE(_read, ReportAndTerminate),
       KUV_RULE(_close, ReportAndTerminate),
@@ -247,7 +239,6 @@ constexpr Reason kReasons[] = {
     {"Sleep", kNoFailure},
     {"TlsGetValue", "fails only for an index that was not handed out"},
     {"VerSetConditionMask", kPure},
-    {"IsDBCSLeadByteEx", kPure},
     {"RaiseException", kUnwinds},
     {"RtlCaptureContext", kUnwinds},
     {"RtlLookupFunctionEntry", kUnwinds},
@@ -266,16 +257,11 @@ constexpr Reason kReasons[] = {
     {"memset", kPure},
     {"strcmp", kPure},
     {"strlen", kPure},
-    {"strncmp", kPure},
     {"wcslen", kPure},
     {"_errno", kNoFailure},
     {"_initterm", kNoFailure},
     {"_lock", kNoFailure},
     {"_unlock", kNoFailure},
-    {"__iob_func", kNoFailure},
-    {"___lc_codepage_func", kNoFailure},
-    {"___mb_cur_max_func", kNoFailure},
-    {"localeconv", kNoFailure},
 };
 
 }  // namespace

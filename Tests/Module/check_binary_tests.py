@@ -265,7 +265,27 @@ class CheckBinary(unittest.TestCase):
             self.assertIn(text, found)
 
 
+class CheckBinary32(unittest.TestCase):
+    """The requirements that only the 32-bit DLL has."""
+
+    def setUp(self):
+        self.bytes = bytearray(FILE.read_bytes())
+
+    def findings(self):
+        return list(checker.check(bytes(self.bytes), IMPORTS, VERSION, (), "gcc"))
+
+    def test_accepts_the_built_dll(self):
+        self.assertEqual(self.findings(), [])
+
+    def test_rejects_structured_exception_handlers(self):
+        flags = pe_image.Image(self.bytes).optional + 70
+        self.assertTrue(self.bytes[flags + 1] & 0x04)
+        self.bytes[flags + 1] &= ~0x04
+        self.assertEqual(self.findings(), ["does not declare that it has no exception handler (NO_SEH)"])
+
+
 if __name__ == "__main__":
     FILE, VERSION = pathlib.Path(sys.argv[1]), sys.argv[2]
     checker = load_checker()
-    unittest.main(argv=sys.argv[:1] + sys.argv[3:])
+    tests = "CheckBinary" if pe_image.Image(FILE.read_bytes()).is_64bit else "CheckBinary32"
+    unittest.main(argv=sys.argv[:1] + sys.argv[3:], defaultTest=tests)

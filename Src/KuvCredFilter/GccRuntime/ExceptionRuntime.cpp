@@ -11,18 +11,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <limits>
 
-#include <cxxabi.h>
-
-namespace __cxxabiv1 {
-
-// The fields are fixed by the ABI.
-struct __cxa_eh_globals {
-  void* caughtExceptions;
-  unsigned int uncaughtExceptions;
-};
-
-}  // namespace __cxxabiv1
+#include "KuvCredFilter/GccRuntime/ExceptionAbi.h"
+#include "KuvCredFilter/GccRuntime/ReviewedCompiler.h"
 
 extern "C" {
 
@@ -38,22 +30,22 @@ namespace {
 // loader copies the section for each thread.
 [[gnu::section(".tls$KUV"), gnu::used]] __cxxabiv1::__cxa_eh_globals g_template = {nullptr, 0};
 
-// The offset of the pointer to the thread-local blocks in the thread environment block.
-#if defined(_WIN64)
-constexpr std::size_t kBlocksOffset = 0x58;
-#else
-constexpr std::size_t kBlocksOffset = 0x2C;
-#endif
+// The offset of the pointer to the thread-local blocks in the thread environment block: after the public part
+// and four pointers.
+constexpr std::size_t kBlocksOffset = sizeof(NT_TIB) + 4 * sizeof(void*);
+static_assert(kBlocksOffset == (sizeof(void*) == 8 ? 0x58 : 0x2C));
 
 char* ThreadLocalBlock() noexcept {
   const char* const environment = reinterpret_cast<char*>(::NtCurrentTeb());
   return (*reinterpret_cast<char* const* const*>(environment + kBlocksOffset))[_tls_index];
 }
 
-// Room for the record of the runtime before an exception object; see README.md.
-constexpr std::size_t kRecordSize = 256;
+using Kuv::GccRuntime::kRecordSize;
 constexpr std::size_t kSlotSize = 512;
 constexpr std::size_t kSlotCount = 32;
+static_assert(kSlotSize > kRecordSize && kSlotSize % alignof(std::max_align_t) == 0);
+// A bit for each slot.
+static_assert(kSlotCount == std::numeric_limits<std::uint32_t>::digits);
 
 // Used if `malloc` fails, for as many exceptions at the same time as there are slots.
 alignas(std::max_align_t) constinit char g_reserve[kSlotCount][kSlotSize] = {};

@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "KuvCredFilter/GccRuntime/ReviewedCompiler.h"
+
 // The additional results for the unwinder; it uses only the start of the function.
 struct dwarf_eh_bases {
   void* tbase;

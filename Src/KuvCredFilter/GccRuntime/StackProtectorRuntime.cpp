@@ -6,19 +6,11 @@
 #include <cstdint>
 #include <initializer_list>
 
-namespace {
+#include "KuvCredFilter/GccRuntime/FastFail.h"
+#include "KuvCredFilter/GccRuntime/ReviewedCompiler.h"
 
-constexpr unsigned kStackCookieCheckFailure = 2;
-constexpr unsigned kRangeCheckFailure = 8;
-
-// Ends the process without running any handler (fast fail). Windows 7 raises an exception instead; the trap
-// stops a handler from continuing.
-[[noreturn]] void FastFail(unsigned code) {
-  asm volatile("int $0x29" : : "c"(code));
-  __builtin_trap();
-}
-
-}  // namespace
+using Kuv::GccRuntime::FastFail;
+using Kuv::GccRuntime::FastFailCode;
 
 extern "C" {
 
@@ -30,11 +22,11 @@ __attribute__((noreturn)) void __chk_fail();
 std::uintptr_t __stack_chk_guard = 0;
 
 void __stack_chk_fail() {
-  FastFail(kStackCookieCheckFailure);
+  FastFail(FastFailCode::StackCookieCheckFailure);
 }
 
 void __chk_fail() {
-  FastFail(kRangeCheckFailure);
+  FastFail(FastFailCode::RangeCheckFailure);
 }
 
 }  // extern "C"
