@@ -8,6 +8,7 @@
 
     --jobs N         copies of the tree that work at the same time (1)
     --under FOLDER   only faults of the files below FOLDER
+    --anomaly        runs AnomalyTests too, for faults of the DLL that survive the other tests (minutes for each)
     --until HH:MM    ends at this time; the next run with the same seed continues
 
 A fault is a changed operator, constant, flag or access right, another result, or a deleted call, assignment or guard.
@@ -57,6 +58,8 @@ KNOWN = ROOT / "Scripts" / "known-faults.txt"
 COUNTED = ("caught", "timed out", "survived")
 FAULTS_BETWEEN_CONTROLS = 40
 LAST_PROGRAMS = ["bin/ModuleTests.exe", "Tests/KuvAuth/Logging/LoggingTests.exe"]
+SLOW_PROGRAM = "bin/AnomalyTests.exe"
+SLOW_LIMIT = 900
 
 
 def say(text):
@@ -90,15 +93,21 @@ def shown(key):
 
 LINKER = """#!/bin/sh
 case " $* " in
-*" -shared "* | *" --shared "* | *" --dll "*) exec "{original}" "$@" ;;
+*" -shared "* | *" --shared "* | *" --dll "*) exec "{folder}/ld" "$@" ;;
 esac
+while read -r program; do
+  case " $* " in
+  *" -o $program "*) exec "{folder}/ld" "$@" ;;
+  esac
+done <"{folder}/linked-as-always"
 exec "{fast}" "$@"
 """
 
 
 def fast_linker():
     """Returns a replacement for the linker of the test programs and the file that it replaces, or None. LLVM's linker
-    takes a fiftieth of the time, which would be half of the time for a fault. The DLL is linked as always."""
+    takes a fiftieth of the time, which would be half of the time for a fault. The DLL is linked as always, and so is a
+    program that fails otherwise."""
     fast = shutil.which("ld.lld")
     compiler = re.search(r"[^\s\"]+g\+\+[^\s\"]*", read(ROOT / BUILD / "compile_commands.json")).group()
     original = subprocess.run([compiler, "-print-prog-name=ld"], capture_output=True, text=True).stdout.strip()
@@ -107,7 +116,7 @@ def fast_linker():
     # Each copy of the tree contains it, because the mount hides the original.
     shutil.copy(original, STATE / "ld")
     script = STATE / "fast-ld"
-    script.write_text(LINKER.format(original=ROOT / BUILD / "ld", fast=fast), encoding="utf-8")
+    script.write_text(LINKER.format(folder=ROOT / BUILD, fast=fast), encoding="utf-8")
     script.chmod(0o755)
     return script, os.path.realpath(original)
 
@@ -124,7 +133,10 @@ class Tree:
             # A server that an ended run has left would still use the old copy.
             self.stop_wine()
             wine.rename(kept)
-        shutil.rmtree(self.folder, ignore_errors=True)
+        while self.folder.exists():
+            # A command of an ended run may still write to it.
+            shutil.rmtree(self.folder, ignore_errors=True)
+            time.sleep(0.2)
         self.folder.mkdir(parents=True)
         # The times of the files are kept to the nanosecond: the build tree compares them.
         others = [f"./build/{name}" for name in os.listdir(ROOT / "build") if name not in (PRESET, "deps")]
@@ -139,6 +151,10 @@ class Tree:
             kept.rename(wine)
         if linker:
             shutil.copy(STATE / "ld", self.folder / BUILD / "ld")
+            (self.folder / BUILD / "linked-as-always").touch()
+            # The programs are linked again, so that they are seen to pass with this linker.
+            for program in (self.folder / BUILD).glob("**/*Tests.exe"):
+                program.unlink()
         self.start_wine()
 
     def run(self, command, timeout=None):
@@ -175,6 +191,11 @@ class Tree:
         shutil.rmtree(self.folder / BUILD / "wine", ignore_errors=True)
         self.start_wine()
 
+    def link_as_always(self, program):
+        with open(self.folder / BUILD / "linked-as-always", "a", encoding="utf-8") as file:
+            file.write(f"{program}\n")
+        (self.folder / BUILD / program).unlink(missing_ok=True)
+
     def build(self, targets):
         return self.run(["ninja", "-C", BUILD, "-j", "2", *targets])
 
@@ -198,7 +219,7 @@ class Tree:
 class Campaign:
     """The faults of one seed, their results, and the copies of the tree that work on them."""
 
-    def __init__(self, seed, under, jobs):
+    def __init__(self, seed, under, jobs, anomaly):
         self.results_path = STATE / f"{seed}.jsonl"
         self.lock = threading.Lock()
         self.results = {}
@@ -209,7 +230,7 @@ class Campaign:
                     self.results.pop(tuple(result["key"]), None)
                 else:
                     self.results[tuple(result["key"])] = result
-        self.jobs = jobs
+        self.jobs, self.anomaly = jobs, anomaly
         self.sources, self.faults = {}, []
         for path in sorted(glob.glob("Src/**/*", root_dir=ROOT, recursive=True)):
             if path.endswith((".cpp", ".h")) and path.startswith(under):
@@ -247,15 +268,35 @@ class Campaign:
         folder = os.path.dirname(file).replace("Src/", "Tests/", 1)
         first = [name for name in self.programs if os.path.dirname(name) == folder]
         last = [name for name in LAST_PROGRAMS if name not in first]
-        if folder.startswith("Tests/KuvCredFilter"):
-            last.append("bin/AnomalyTests.exe")
+        if self.anomaly and folder.startswith("Tests/KuvCredFilter"):
+            last.append(SLOW_PROGRAM)
         return first, last
+
+    @staticmethod
+    def state():
+        """Returns a digest of all sources and of the linker's choice, to reuse what was measured for them."""
+        digest = hashlib.sha256(str(shutil.which("ld.lld")).encode())
+        for path in sorted(path for part in ("Src/**/*", "Tests/**/*") for path in ROOT.glob(part)):
+            if path.suffix in (".cpp", ".h", ".txt"):
+                digest.update(path.read_bytes())
+        return digest.hexdigest()
 
     def measure(self):
         """Runs each test program once without a fault, for the limits of time."""
+        cache = STATE / "limits.json"
+        state = self.state()
+        if cache.exists():
+            known = json.loads(cache.read_text(encoding="utf-8"))
+            if known["state"] == state:
+                self.limits = known["limits"]
+                for tree in self.trees:
+                    for program in known["linked as always"]:
+                        tree.link_as_always(program)
+                return
+        always = []
         used = {name for file in self.sources for part in self.programs_for(file) for name in part}
-        waiting, failed = sorted(used), []
-        self.limits = {}
+        waiting, failed = sorted(used - {SLOW_PROGRAM}), []
+        self.limits = {SLOW_PROGRAM: SLOW_LIMIT}
 
         def work(tree):
             while True:
@@ -265,11 +306,18 @@ class Campaign:
                     program = waiting.pop()
                 start = time.monotonic()
                 if not self.passes(tree, program, 600):
-                    failed.append(program)
+                    if tree.mounts:
+                        always.append(program)
+                        for each in self.trees:
+                            each.link_as_always(program)
+                    if not tree.mounts or not self.passes(tree, program, 600):
+                        failed.append(program)
                 self.limits[program] = 30 + 5 * (time.monotonic() - start)
         self.in_threads(work)
         if failed:
             raise SystemExit(f"mutate.py: without a fault, these fail: {' '.join(failed)}")
+        cache.write_text(json.dumps({"state": state, "limits": self.limits, "linked as always": always}),
+                         encoding="utf-8")
         limits = (f"{os.path.basename(name)} {limit:.0f}" for name, limit in sorted(self.limits.items()))
         say(f"seconds allowed: {', '.join(limits)}")
 
@@ -492,6 +540,7 @@ def main():
     parser.add_argument("--report", type=int, metavar="SEED", help=argparse.SUPPRESS)
     parser.add_argument("--jobs", type=int, default=1, help=argparse.SUPPRESS)
     parser.add_argument("--under", default="Src/", help=argparse.SUPPRESS)
+    parser.add_argument("--anomaly", action="store_true", help=argparse.SUPPRESS)
     parser.add_argument("--until", type=parsed_time, help=argparse.SUPPRESS)
     parser.add_argument("--self-test", action="store_true", help=argparse.SUPPRESS)
     options = parser.parse_args()
@@ -499,7 +548,7 @@ def main():
     if options.self_test:
         return unittest.main(argv=[sys.argv[0]], verbosity=0)
     seed = next(value for value in (options.recheck, options.report, options.seed) if value is not None)
-    campaign = Campaign(seed, options.under, options.jobs)
+    campaign = Campaign(seed, options.under, options.jobs, options.anomaly)
     if options.report is None:
         STATE.mkdir(parents=True, exist_ok=True)
         campaign.prepare()
