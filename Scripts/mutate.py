@@ -14,7 +14,7 @@
 A fault is a changed operator, constant, flag or access right, another result, or a deleted call, assignment or guard.
 It is planted in a copy of the tree in build/mutate, which is mounted over the tree for the commands of this script only
 (unshare), so that the copied build tree stays valid. The test programs of the folder run first, then those of the DLL
-and of the log. Their first failure ends the run:
+and of the log, then those of the other folders. Their first failure ends the run:
 
 caught          a test failed, or a test program ended early
 timed out       a test program ran much longer than without a fault; counts as caught
@@ -267,7 +267,8 @@ class Campaign:
         """Returns the test programs of the folder of a source, and the programs that run if they pass."""
         folder = os.path.dirname(file).replace("Src/", "Tests/", 1)
         first = [name for name in self.programs if os.path.dirname(name) == folder]
-        last = [name for name in LAST_PROGRAMS if name not in first]
+        library = [name for name in self.programs if name.startswith(("Tests/KuvAuth/", "Tests/KuvCredFilter/"))]
+        last = [name for name in dict.fromkeys(LAST_PROGRAMS + library) if name not in first]
         if self.anomaly and folder.startswith("Tests/KuvCredFilter"):
             last.append(SLOW_PROGRAM)
         return first, last
