@@ -133,4 +133,10 @@ TYPED_TEST(TextConversion, TruncatesTheStringToTheConvertedLength) {
   EXPECT_EQ(TypeParam::Convert(this->Input("abcdef")), this->Output("xy"));
 }
 
+TYPED_TEST(TextConversion, ReturnsAnEmptyStringIfOnlyTheNulIsConverted) {
+  typename TypeParam::Hook convert{TypeParam::kName};
+  convert.AnswerCall(2, [](auto...) { return 1; });
+  EXPECT_EQ(TypeParam::Convert(this->Input("abc")), this->Output(""));
+}
+
 }  // namespace
