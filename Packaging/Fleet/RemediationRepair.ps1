@@ -2,7 +2,8 @@
 #
 # Remediation script for RemediationDetect.ps1. It protects the log folder and the settings keys and enables the filter,
 # unless no one could sign in or no one would be asked for the second factor (exit code 2). See Docs/Fleet.md.
-$folder = (Get-ItemProperty 'HKLM:\SOFTWARE\Kuvant\KuvCredFilter').InstallFolder
+$folder = (Get-ItemProperty 'HKLM:\SOFTWARE\Kuvant\KuvCredFilter' -ErrorAction SilentlyContinue).InstallFolder
+if (-not $folder) { 'The filter is not installed.'; exit 0 }
 $lines = @(& "${folder}KuvFilterSetup.exe" prepare 2>&1)
 $prepared = $LASTEXITCODE
 $lines += & "${folder}KuvFilterSetup.exe" enable --require console,remote 2>&1

@@ -15,12 +15,15 @@ namespace {
 
 using Option = Tools::Option<Options>;
 
+void AddDemand(Options& options, const std::wstring& list) {
+  FilterCheck::AddDemand(options.demand, list);
+}
+
 constexpr Option kDryRun{L"--dry-run", false, [](Options& o, const std::wstring&) { o.dryRun = true; }};
 constexpr Option kForce{L"--force", false, [](Options& o, const std::wstring&) { o.force = true; }};
 constexpr Option kFrom{L"--from", true, [](Options& o, const std::wstring& value) { o.from = value; }};
 constexpr Option kJson{L"--json", false, [](Options& o, const std::wstring&) { o.json = true; }};
-constexpr Option kRequire{
-    L"--require", true, [](Options& o, const std::wstring& list) { FilterCheck::AddDemand(o.demand, list); }};
+constexpr Option kRequire{L"--require", true, AddDemand};
 
 constexpr Option kPrepareOptions[] = {kDryRun};
 constexpr Option kSetKeyOptions[] = {kFrom, kDryRun};

@@ -51,6 +51,7 @@ TEST(EventText, IsOneLineOfJson) {
   KuvTest::Conclude(report);
   const std::string text = EventText(report);
   EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 0);
+  EXPECT_THAT(text, HasSubstr(",\"exitCode\":1,\"filterVersion\":"));
   EXPECT_EQ(JsonIn(text), JsonIn(R"({
     "program": "KuvFilterCheck", "schema": 1, "machine": "PC-17", "time": "2026-11-21T09:30:00Z",
     "toolVersion": "4.3.1700.1150", "filterVersion": "4.3.1700.1150", "windowsVersion": "10.0.19045.3086",

@@ -13,6 +13,7 @@ import sys
 import unittest
 
 import field_tables
+import json_schema
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent))
 import help_page  # noqa: E402  (the path is set above)
@@ -54,6 +55,15 @@ class FilterCheckPage(unittest.TestCase):
 
     def test_fields_match_the_schemas(self):
         self.assertEqual(page_text(), with_tables(page_text()))
+
+    def test_example_of_an_event_matches_its_schema(self):
+        example = re.search(r"```json\n(\{\"coverage\".*?\})\n```", page_text(), re.DOTALL).group(1)
+        event = json.loads(example)
+        schema = json.loads((ROOT / "Docs/FilterCheckEvent.schema.json").read_text(encoding="utf-8"))
+        self.assertEqual(json_schema.errors(event, schema), [])
+        # The order in which the program writes the fields, and no space between them.
+        self.assertEqual(json.dumps(event, separators=(",", ":"), sort_keys=True), example.replace("\n", ""))
+        self.assertLessEqual(set(event["findings"]), set(re.findall(rf"^\| `({FINDING_ID})` \|", page_text(), re.M)))
 
     def test_providers_match_the_table(self):
         texts = re.findall(r'"([^"]+)"', re.search(r"kTexts\[\] = \{([^}]*)\}", STOCK).group(1))
