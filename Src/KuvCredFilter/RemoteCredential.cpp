@@ -58,11 +58,13 @@ HRESULT CKuvCredFilter::UpdateRemoteCredential(const CREDENTIAL_PROVIDER_CREDENT
   pcpcsOut->clsidCredentialProvider = RedirectionTarget(credential.clsidCredentialProvider);
   pcpcsOut->ulAuthenticationPackage = credential.ulAuthenticationPackage;
   pcpcsOut->cbSerialization = credential.cbSerialization;
-  // Never true, because the copy of the record cannot change; the check is required all the same.
+  // Never true, because the copy of the record cannot change; the check is required all the same. No test can
+  // run it, so it does not count for the coverage. GCOVR_EXCL_START
   if (credential.cbSerialization == 0) {
     KUV_LOG(LogLevel::Debug, "CKuvCredFilter::UpdateRemoteCredential Exit NOTIMPL: No serialization data");
     return E_NOTIMPL;
   }
+  // GCOVR_EXCL_STOP
   pcpcsOut->rgbSerialization = static_cast<BYTE*>(::CoTaskMemAlloc(credential.cbSerialization));
   if (pcpcsOut->rgbSerialization == nullptr) {
     KUV_LOG(LogLevel::Error, "CKuvCredFilter::UpdateRemoteCredential Exit OUTOFMEMORY");

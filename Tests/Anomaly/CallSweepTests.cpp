@@ -60,11 +60,12 @@ struct Sweep {
     }
     // The log converts text only where something has failed before. The rest belongs to parts of the library
     // and of the runtime that the filter does not reach.
-    std::vector<std::string> names = {"FormatMessageW", "GetModuleHandleW",    "GetProcAddress",
-                                      "LoadLibraryW",   "MultiByteToWideChar", "WideCharToMultiByte"};
-    // The 32-bit DLL contains this function.
-    if (k64Bit) names.emplace_back("_vscprintf");
-    return names;
+    if (k64Bit) {
+      return {"FormatMessageW",      "GetModuleHandleW",    "GetProcAddress", "LoadLibraryW",
+              "MultiByteToWideChar", "WideCharToMultiByte", "_vscprintf"};
+    }
+    return {"FormatMessageW", "FreeLibrary",  "GetModuleHandleA",    "GetModuleHandleW",    "GetProcAddress",
+            "LoadLibraryA",   "LoadLibraryW", "MultiByteToWideChar", "WideCharToMultiByte", "_vsnprintf"};
   }
 
   static int CountFailures() {

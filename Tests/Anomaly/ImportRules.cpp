@@ -182,6 +182,7 @@ const std::vector<ImportRule>& Rules() {
       Fails(RuleOf<"_vsnwprintf_s">(static_cast<WideFormatter>(&::_vsnwprintf_s)), -1, {ERROR_SUCCESS}),
       Fails(KUV_RULE(_vsnwprintf), -1, {ERROR_SUCCESS}),
       Fails(KUV_RULE(_vscprintf), -1, {ERROR_SUCCESS}),
+      Fails(KUV_RULE(_vsnprintf), -1, {ERROR_SUCCESS}),  // on 32 bits, instead of _vscprintf
       Fails(KUV_RULE(_vscwprintf), -1, {ERROR_SUCCESS}),
 
       // COM.
@@ -192,6 +193,10 @@ const std::vector<ImportRule>& Rules() {
       // The compiler's runtime.
       Opens(FailsWithZero(KUV_RULE(LoadLibraryW), {ERROR_MOD_NOT_FOUND}), Module),
       FailsWithZero(KUV_RULE(GetModuleHandleW), {ERROR_MOD_NOT_FOUND}),
+      // These three are imported on 32 bits only.
+      Opens(FailsWithZero(KUV_RULE(LoadLibraryA), {ERROR_MOD_NOT_FOUND}), Module),
+      FailsWithZero(KUV_RULE(GetModuleHandleA), {ERROR_MOD_NOT_FOUND}),
+      Closes(FailsWithZero(KUV_RULE(FreeLibrary), {ERROR_INVALID_HANDLE}), Module),
       FailsWithZero(KUV_RULE(GetProcAddress), {ERROR_PROC_NOT_FOUND}),
 
       // The heap.

@@ -16,7 +16,8 @@ constexpr std::string_view kStatuses[] = {"allow",      "answered", "bypass",   
 template <typename Enumeration, std::size_t Count>
 std::string ToText(const std::string_view (&texts)[Count], Enumeration value) {
   const auto index = static_cast<std::uint32_t>(value);
-  return index < Count ? std::string{texts[index]} : std::string{};
+  if (index >= Count) return {};
+  return std::string{texts[index]};
 }
 
 template <typename Enumeration, std::size_t Count>

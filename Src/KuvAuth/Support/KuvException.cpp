@@ -27,5 +27,6 @@ CKuvException::CKuvException(std::int32_t code, const std::string& message)
     : code_(code), message_(Utf8ToWide(message)) {}
 
 std::wstring CKuvException::GetErrorMessage() const {
-  return message_.empty() ? DefaultMessage(code_) : message_;
+  if (message_.empty()) return DefaultMessage(code_);
+  return message_;
 }

@@ -102,11 +102,13 @@ std::wstring ToLowerAscii(const std::wstring& text) {
 }
 
 std::string ToLowerAscii(const char* text) {
-  return text == nullptr ? std::string{} : LowerCopy(std::string{text});
+  if (text == nullptr) return {};
+  return LowerCopy(std::string{text});
 }
 
 std::wstring ToLowerAscii(const wchar_t* text) {
-  return text == nullptr ? std::wstring{} : LowerCopy(std::wstring{text});
+  if (text == nullptr) return {};
+  return LowerCopy(std::wstring{text});
 }
 
 void RemoveWhitespace(std::string& text) {

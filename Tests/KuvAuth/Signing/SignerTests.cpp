@@ -46,6 +46,20 @@ TEST_F(SignerOfRequests, OpensEachContextOnceAndReleasesItAtTheEnd) {
   EXPECT_EQ(release.CallCount(), 2u);
 }
 
+TEST_F(SignerOfRequests, ReleasesItsContextWhenAnotherIsAssigned) {
+  KUV_IMPORT_HOOK(acquire, CryptAcquireContextW);
+  KUV_IMPORT_HOOK(release, CryptReleaseContext);
+  Signer own{SampleCredentials()};
+  Signer other{SampleCredentials()};
+  ASSERT_TRUE(own.Sign(SampleRequest()));
+  ASSERT_TRUE(other.Sign(SampleRequest()));
+  ASSERT_EQ(acquire.CallCount(), 2u);
+  own = std::move(other);
+  EXPECT_EQ(release.CallCount(), 1u);
+  EXPECT_TRUE(own.Sign(SampleRequest()));
+  EXPECT_EQ(acquire.CallCount(), 2u);
+}
+
 TEST_F(SignerOfRequests, WorksAgainAfterAFailure) {
   {
     KUV_IMPORT_HOOK(acquire, CryptAcquireContextW);

@@ -21,7 +21,12 @@ constexpr std::size_t kMostInASlot = 512 - 256;
 // The size of the table of functions that run when the DLL is unloaded.
 constexpr int kMostAtExit = 32;
 
-void* __cdecl NoMemory(std::size_t) {
+// The number of allocations that fail from now on.
+std::size_t g_failures = 0;
+
+void* __cdecl FailingMalloc(std::size_t size) {
+  if (g_failures == 0) return std::malloc(size);
+  --g_failures;
   return nullptr;
 }
 
@@ -43,11 +48,13 @@ class GccRuntime : public ::testing::Test {
     module = nullptr;
   }
 
-  // From now on, the DLL gets no memory.
-  void ExhaustMemory() const {
+  // The next allocations of the DLL fail, as many as the test makes: the DLL of a coverage build allocates
+  // later.
+  void ExhaustMemory(std::size_t allocations) const {
     const auto entries = KuvTest::FindImports(module, "malloc");
     ASSERT_FALSE(entries.empty());
-    for (void** const entry : entries) KuvTest::WriteImport(entry, reinterpret_cast<void*>(&NoMemory));
+    for (void** const entry : entries) KuvTest::WriteImport(entry, reinterpret_cast<void*>(&FailingMalloc));
+    g_failures = allocations;
   }
 
   std::vector<void*> TakeAllSlots() const {
@@ -78,14 +85,18 @@ TEST_F(GccRuntimeDeathTest, ExceptionOutOfNoexceptFailsFast) {
   KUV_EXPECT_FAST_FAIL(probe.throwOutOfNoexcept());
 }
 
+TEST_F(GccRuntimeDeathTest, OverflowOfAFortifiedFunctionFailsFast) {
+  KUV_EXPECT_FAST_FAIL(probe.failRangeCheck());
+}
+
 TEST_F(GccRuntimeDeathTest, ThirtyThirdExceptionWithoutMemoryFailsFast) {
-  ExhaustMemory();
+  ExhaustMemory(kSlots + 1);
   TakeAllSlots();
   KUV_EXPECT_FAST_FAIL(probe.allocateException(1));
 }
 
 TEST_F(GccRuntimeDeathTest, ExceptionTooLargeForASlotFailsFastWithoutMemory) {
-  ExhaustMemory();
+  ExhaustMemory(1);
   KUV_EXPECT_FAST_FAIL(probe.allocateException(kMostInASlot + 1));
 }
 
@@ -95,7 +106,7 @@ TEST_F(GccRuntimeDeathTest, FullTableOfExitFunctionsFailsFast) {
 }
 
 TEST_F(GccRuntime, KeepsThirtyTwoExceptionsWithoutMemory) {
-  ExhaustMemory();
+  ExhaustMemory(kSlots);
   const std::vector<void*> exceptions = TakeAllSlots();
   EXPECT_EQ((std::set<void*>{exceptions.begin(), exceptions.end()}).size(), kSlots);
   for (void* const exception : exceptions) {
@@ -109,7 +120,7 @@ TEST_F(GccRuntime, KeepsThirtyTwoExceptionsWithoutMemory) {
 }
 
 TEST_F(GccRuntime, ReusesAFreedSlot) {
-  ExhaustMemory();
+  ExhaustMemory(kSlots + 3);
   const std::vector<void*> exceptions = TakeAllSlots();
   for (const std::size_t index : {std::size_t{0}, std::size_t{17}, kSlots - 1}) {
     probe.freeException(exceptions[index]);
@@ -118,10 +129,11 @@ TEST_F(GccRuntime, ReusesAFreedSlot) {
 }
 
 TEST_F(GccRuntime, NestsExceptionsWithoutMemory) {
-  ExhaustMemory();
+  ExhaustMemory(2 * kSlots);
   EXPECT_EQ(probe.nestExceptions(static_cast<int>(kSlots)), 0);
   // All slots are free again.
   EXPECT_EQ(probe.nestExceptions(static_cast<int>(kSlots)), 0);
+  EXPECT_EQ(g_failures, 0u);
 }
 
 TEST_F(GccRuntime, NestsMoreExceptionsThanSlotsWithMemory) {

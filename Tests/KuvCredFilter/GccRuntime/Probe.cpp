@@ -10,6 +10,8 @@
 
 #include <cxxabi.h>
 
+extern "C" [[noreturn]] void __chk_fail();
+
 namespace {
 
 using KuvTest::RuntimeProbe;
@@ -52,6 +54,7 @@ constexpr RuntimeProbe kProbe = {
     .terminate = [] { std::terminate(); },
     .abort = [] { std::abort(); },
     .throwOutOfNoexcept = [] { ThrowOutOfNoexcept(); },
+    .failRangeCheck = [] { __chk_fail(); },
     .allocateException = [](std::size_t size) { return abi::__cxa_allocate_exception(size); },
     .freeException = [](void* exception) { abi::__cxa_free_exception(exception); },
     .nestExceptions = [](int depth) { return NestFrom(1, depth); },

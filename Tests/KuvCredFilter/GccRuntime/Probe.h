@@ -10,6 +10,7 @@ struct RuntimeProbe {
   void (*terminate)();           ///< calls `std::terminate`
   void (*abort)();               ///< calls `std::abort`
   void (*throwOutOfNoexcept)();  ///< lets an exception leave a `noexcept` function
+  void (*failRangeCheck)();      ///< calls what a fortified function calls at an overflow
   void* (*allocateException)(std::size_t size);
   void (*freeException)(void* exception);
   /// Throws in each of `depth` nested handlers. Returns 0 if every handler catches its own exception and
