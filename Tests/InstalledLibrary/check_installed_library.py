@@ -16,10 +16,10 @@ import subprocess
 import sys
 
 PRIVATE_HEADERS = {
-    "Base64Core.h", "BasicAuthorization.h", "BoundedArray.h", "ConstantTime.h", "ContentTypes.h", "FieldRules.h",
-    "GuidText.h", "HashCalls.h", "LogLine.h", "LogMessage.h", "OpenedKey.h", "SettingReader.h", "SignatureEngine.h",
-    "SignatureParts.h", "SizeSum.h", "SystemCallFailure.h", "UniqueResource.h", "WindowsVersion.h", "Wipe.h",
-    "WipeText.h",
+    "Base64Core.h", "BasicAuthorization.h", "BoundedArray.h", "ConstantTime.h", "ConstinitText.h", "ContentTypes.h",
+    "FieldRules.h", "GuidText.h", "HashCalls.h", "LogLine.h", "LogMessage.h", "OpenedKey.h", "SettingReader.h",
+    "SignatureEngine.h", "SignatureParts.h", "SizeSum.h", "SystemCallFailure.h", "ToleratedFormats.h",
+    "UniqueResource.h", "WindowsVersion.h", "Wipe.h", "WipeText.h",
 }
 
 

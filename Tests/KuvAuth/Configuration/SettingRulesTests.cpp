@@ -205,7 +205,8 @@ TEST_F(SettingRules, EmptyUsernameFormatIsNtlm) {
 
 TEST_F(SettingRules, FailedQueryIsAbsentWhateverItsTypeAndData) {
   constexpr DWORD one = 1;
-  for (const LSTATUS status : {ERROR_FILE_NOT_FOUND, ERROR_ACCESS_DENIED, ERROR_MORE_DATA, LSTATUS{-1}}) {
+  constexpr LSTATUS failures[] = {ERROR_FILE_NOT_FOUND, ERROR_ACCESS_DENIED, ERROR_MORE_DATA, -1};
+  for (const LSTATUS status : failures) {
     SCOPED_TRACE(status);
     FakeRegistry values;
     for (const TextSetting& setting : kTexts) {
