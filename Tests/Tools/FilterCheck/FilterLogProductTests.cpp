@@ -1,4 +1,5 @@
 // Reads the log that the built DLL writes.
+#include <windows.h>
 #include <aclapi.h>
 
 #include <gmock/gmock.h>
