@@ -87,6 +87,10 @@ def read_known(text):
     return known
 
 
+def known_faults():
+    return read_known(read(KNOWN)) if KNOWN.exists() else {}
+
+
 def shown(key):
     return f"{key[0]}\n@ {key[1]}\n- {key[2]}\n+ {key[3]}"
 
@@ -427,7 +431,7 @@ class Campaign:
                 waiting.appendleft(fault)
 
     def report(self):
-        known = read_known(read(KNOWN)) if KNOWN.exists() else {}
+        known = known_faults()
         outcomes = collections.Counter()
         survivors = []
         for key, result in self.results.items():
@@ -518,10 +522,8 @@ class OperatorTests(unittest.TestCase):
             read_known("X\n@ int f() {\n- return 1;\n+ return 2;\n")
 
     def test_known_faults_can_be_planted(self):
-        if not KNOWN.exists():
-            return
         sources = {}
-        for key in read_known(read(KNOWN)):
+        for key in known_faults():
             if key[0] not in sources:
                 source = read(ROOT / key[0])
                 sources[key[0]] = {fault.key for fault in fault_operators.faults_of(key[0], source)}
@@ -556,6 +558,7 @@ def main():
         try:
             if options.recheck is not None:
                 survivors = {key for key, result in campaign.results.items() if result["outcome"] == "survived"}
+                survivors -= known_faults().keys()
                 campaign.run([fault for fault in campaign.order if fault.key in survivors], sys.maxsize,
                              options.until)
             else:

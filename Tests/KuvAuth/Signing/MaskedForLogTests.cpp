@@ -50,6 +50,18 @@ TEST(MaskedForLog, FindsNamesThatNeedEncoding) {
   }
 }
 
+TEST(MaskedForLog, DecodesOnlyHexadecimalDigits) {
+  // As digits, the characters next to the digits and letters would make the names "i", "j" and "p".
+  for (const char* const text : {"%6@", "%6`", "%6:", "%6G", "%6g", "%7W"}) {
+    const std::string path = std::string{"/v1?"} + text + "=shown";
+    EXPECT_EQ(MaskedForLog(WithPath(path), {"i", "j", "p"}), "GET " + path);
+  }
+  for (const char* const text : {"%69", "%6a", "%6A", "%70"}) {
+    EXPECT_EQ(MaskedForLog(WithPath(std::string{"/v1?"} + text + "=hidden"), {"i", "j", "p"}),
+              std::string{"GET /v1?"} + text + "=#####");
+  }
+}
+
 TEST(MaskedForLog, MasksParametersInThePath) {
   const struct {
     const char* path;
