@@ -5,8 +5,8 @@
 #   Scripts/wine.sh PREFIX --start    creates the prefix and keeps its server running
 #   Scripts/wine.sh PREFIX --stop     stops that server
 #
-# The first use creates the prefix, as Windows 10 without network or display. The program runs in the current folder;
-# the output and the exit code are those of the program.
+# The first use creates the prefix, as Windows 10 without network or display. The program runs in the current folder, with
+# administrative rights; the output and the exit code are those of the program.
 set -euo pipefail
 
 prefix=$(realpath -m "$1")
@@ -29,6 +29,28 @@ export WINEDEBUG=${WINEDEBUG:--all}
 export WINEDLLOVERRIDES="mscoree=;mshtml=;winemenubuilder.exe="
 export HOME=${HOME:-$prefix}
 unset DISPLAY WAYLAND_DISPLAY
+# Newer versions of Wine look for a display here, and write an error message if this folder is not set.
+export XDG_RUNTIME_DIR=$prefix
+
+# Newer versions of Wine, such as 10, give a program administrative rights only if its manifest requires them or if its
+# parent has them. The parent is a copy of Wine's start program with such a manifest.
+launcher=$prefix/administrator.exe
+
+make_launcher() {
+  local version
+  version=$("$loader" --version)
+  version=${version#wine-}
+  [ "${version%%.*}" -gt 8 ] || return 0
+  cp "$prefix/drive_c/windows/system32/start.exe" "$launcher"
+  cat >"$launcher.manifest" <<'END'
+<?xml version="1.0" encoding="UTF-8" standalone="yes"?>
+<assembly xmlns="urn:schemas-microsoft-com:asm.v1" manifestVersion="1.0">
+  <trustInfo xmlns="urn:schemas-microsoft-com:asm.v3"><security><requestedPrivileges>
+    <requestedExecutionLevel level="requireAdministrator" uiAccess="false"/>
+  </requestedPrivileges></security></trustInfo>
+</assembly>
+END
+}
 
 make_prefix() {
   [ -e "$prefix/.ready" ] && return
@@ -39,6 +61,7 @@ make_prefix() {
     "$loader" wineboot --init >/dev/null 2>&1 9>&- </dev/null
     "$loader" reg add 'HKCU\Software\Wine' /v Version /d win10 /f >/dev/null 2>&1 9>&- </dev/null
     "$server" -w 9>&-
+    make_launcher 9>&-
     touch "$prefix/.ready"
   fi
   exec 9>&-
@@ -56,11 +79,20 @@ case ${1-} in
   "$server" -w >/dev/null 2>&1 || true
   ;;
 *)
+  command=("$@")
+  if [ -e "$launcher" ]; then
+    # The start program would treat a path of this host as an option.
+    if [[ $1 == */* ]]; then
+      program=$(realpath -ms "$1")
+      command[0]=Z:${program//\//\\}
+    fi
+    command=("$launcher" /exec "${command[@]}")
+  fi
   # The first program that needs a window station starts a desktop process, which inherits standard error and outlives
   # the program. Standard error goes to a file, so that no reader waits for the end of a pipe.
   errors=$(mktemp "$prefix/stderr.XXXXXX")
   status=0
-  "$loader" "$@" 2>"$errors" || status=$?
+  "$loader" "${command[@]}" 2>"$errors" || status=$?
   cat "$errors" >&2
   rm -f "$errors"
   exit "$status"

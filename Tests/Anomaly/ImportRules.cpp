@@ -207,6 +207,7 @@ const std::vector<ImportRule>& Rules() {
 
       // Functions that must not be called. Most belong to parts of the runtime that the DLL links but
       // does not use.
+      KUV_RULE(strerror, ReportAndTerminate),
       KUV_RULE(FormatMessageA, ReportAndTerminate),
       KUV_RULE(_read, ReportAndTerminate),
       KUV_RULE(_close, ReportAndTerminate),
