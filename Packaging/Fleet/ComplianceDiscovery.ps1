@@ -7,7 +7,8 @@ $code = 3
 $version = '0.0.0.0'
 if ($folder -and (Test-Path "${folder}KuvFilterCheck.exe")) {
     $answer = & "${folder}KuvFilterCheck.exe" --json --require console,remote | Out-String | ConvertFrom-Json
-    $code = $LASTEXITCODE
+    # A crash has another exit code, and is not an answer.
+    if (@(0, 1, 2) -contains $LASTEXITCODE) { $code = $LASTEXITCODE }
     if ($answer.host.filterVersion) { $version = $answer.host.filterVersion }
 }
 return @{ KuvFilterExitCode = $code; KuvFilterVersion = $version } | ConvertTo-Json -Compress

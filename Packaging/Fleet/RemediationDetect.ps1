@@ -4,7 +4,7 @@
 # the 64-bit PowerShell. Exit code 1 reports that there is something to repair. See Docs/Fleet.md.
 $folder = (Get-ItemProperty 'HKLM:\SOFTWARE\Kuvant\KuvCredFilter' -ErrorAction SilentlyContinue).InstallFolder
 if (-not $folder) { 'The filter is not installed.'; exit 0 }
-$status = & "${folder}KuvFilterSetup.exe" status --json | Out-String | ConvertFrom-Json
+$status = & "${folder}KuvFilterSetup.exe" status --json 2>$null | Out-String | ConvertFrom-Json
 $disabled = @($status.filter | Where-Object { $_.registered -and -not $_.enabled })
 $open = @($status.changes) + @($status.failures)
 if ($open.Count + $disabled.Count -eq 0) { 'Prepared and enabled.'; exit 0 }

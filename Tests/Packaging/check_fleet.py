@@ -108,6 +108,11 @@ class Subscription(unittest.TestCase):
         self.assertEqual(forms.errors(root, forms.SUBSCRIPTION, forms.SUBSCRIPTION_NAMESPACE), [])
         (FLEET / "KuvantEvents.xml").read_bytes().decode("ascii")
 
+    # Domain controllers are not in Domain Computers.
+    def test_accepts_all_computers_of_the_domain(self):
+        descriptor = tree("KuvantEvents.xml").findtext(SUBSCRIPTION + "AllowedSourceDomainComputers")
+        self.assertLessEqual({"DC", "DD"}, set(re.findall(r"\(A;;GA;;;(\w+)\)", descriptor)))
+
     def test_check_of_the_form_finds_wrong_order(self):
         root = tree("KuvantEvents.xml")
         root[:] = root[::-1]
@@ -167,7 +172,11 @@ class Compliance(unittest.TestCase):
         code = rules["KuvFilterExitCode"]
         self.assertEqual((code["Operator"], code["Operand"]), ("LessEquals", int(codes["CoveredWithFindings"])))
         self.assertLess(code["Operand"], int(codes["NotCovered"]))
-        self.assertIn(f"$code = {codes['Failed']}\n", (FLEET / "ComplianceDiscovery.ps1").read_text(encoding="ascii"))
+        script = (FLEET / "ComplianceDiscovery.ps1").read_text(encoding="ascii")
+        answers = ", ".join(number for name, number in codes.items() if name != "Failed")
+        self.assertEqual(re.findall(r"^.*\$code = .*$", script, re.MULTILINE),
+                         [f"$code = {codes['Failed']}",
+                          f"    if (@({answers}) -contains $LASTEXITCODE) {{ $code = $LASTEXITCODE }}"])
         version = rules["KuvFilterVersion"]
         self.assertEqual((version["Operator"], version["Operand"]), ("GreaterEquals", GIVEN.version))
 
@@ -202,6 +211,7 @@ class Scripts(unittest.TestCase):
                     code, _, errors = WINE.run(FOLDER + program, *arguments)
                     # 3 is wrong usage.
                     self.assertLess(code, 3, errors)
+                    self.assertNotIn("--force", arguments)
         self.assertEqual(seen, [("KuvFilterCheck.exe", "--json"), ("KuvFilterSetup.exe", "status"),
                                 ("KuvFilterSetup.exe", "prepare"), ("KuvFilterSetup.exe", "enable")])
 
@@ -215,7 +225,8 @@ class Scripts(unittest.TestCase):
         fields = set(re.findall(r"\$status\.(\w+)", detection))
         self.assertEqual(fields, {"filter", "changes", "failures"})
         self.assertLessEqual(fields, set(status))
-        self.assertLessEqual(set(re.findall(r"\$_\.(\w+)", detection)), set(status["filter"][0]))
+        self.assertIn("Where-Object { $_.registered -and -not $_.enabled }", detection)
+        self.assertLessEqual({"registered", "enabled"}, set(status["filter"][0]))
 
     # Intune runs the remediation script only after exit code 1, and keeps 2,048 characters of its output.
     def test_keep_the_rules_of_intune(self):
