@@ -16,15 +16,15 @@ if [ "${1-}" = --or-check ]; then
   shift
 fi
 
-wine=yes
+runs=yes
 if ! Scripts/setup.sh --x86; then
   [ "$or_check" = yes ] || exit 1
-  wine=no
+  runs=no
   Scripts/setup.sh
   set -- --tests-regex '^Binary\.' "$@"
 fi
 cmake --preset "$preset" >/dev/null
 cmake --build --preset "$preset"
-[ "$wine" = no ] || keep_wine "build/$preset"
+[ "$runs" = no ] || keep_wine "build/$preset"
 ctest --preset "$preset" "$@"
-[ "$wine" = yes ] || say "NOT RUN: the tests of the 32-bit DLL, because the 32-bit Wine cannot be installed here (above)"
+[ "$runs" = yes ] || say "NOT RUN: the tests of the 32-bit DLL, because the 32-bit Wine cannot be installed here (above)"

@@ -104,13 +104,22 @@ BOOL WINAPI WriteOfTheTest(HANDLE file, const void* bytes, DWORD count, DWORD* w
 // No debugger is attached, and finding that out takes longer than the rest of a log line.
 void WINAPI NoDebugger(const wchar_t*) {}
 
-// Replaces a function that must not be called.
-template <typename Result, typename... Arguments>
-Result __cdecl ReportAndTerminate(Arguments...) {
+[[noreturn]] void ReportForbiddenCall() {
   std::printf("The DLL called a forbidden function, at %s\n", DescribeFault().c_str());
   std::fflush(stdout);
   ::TerminateProcess(::GetCurrentProcess(), EXIT_FAILURE);
   std::abort();
+}
+
+// They replace a function of the C runtime, and one of the platform, that must not be called.
+template <typename Result, typename... Arguments>
+Result __cdecl ReportAndTerminate(Arguments...) {
+  ReportForbiddenCall();
+}
+
+template <typename Result, typename... Arguments>
+Result WINAPI ReportAndTerminatePlatform(Arguments...) {
+  ReportForbiddenCall();
 }
 
 const std::vector<ImportRule>& Rules() {
@@ -208,7 +217,7 @@ const std::vector<ImportRule>& Rules() {
       // Functions that must not be called. Most belong to parts of the runtime that the DLL links but
       // does not use.
       KUV_RULE(strerror, ReportAndTerminate),
-      KUV_RULE(FormatMessageA, ReportAndTerminate),
+      KUV_RULE(FormatMessageA, ReportAndTerminatePlatform),
       KUV_RULE(_read, ReportAndTerminate),
       KUV_RULE(_close, ReportAndTerminate),
 
