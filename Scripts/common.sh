@@ -67,4 +67,3 @@ need_programs() {
     command -v "$program" >/dev/null || fail "$program is not installed; Scripts/setup.sh installs it"
   done
 }
-

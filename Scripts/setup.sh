@@ -63,7 +63,7 @@ install_with_i386() {
   as_root dpkg --add-architecture i386
   update_and_install "$@" || {
     as_root dpkg --remove-architecture i386 || true
-    fail "the packages for i386 cannot be installed beside those of this machine (above); both need the same versions"
+    fail "the packages for i386 cannot be installed beside those of this machine (above), for example because the versions on this mirror differ"
   }
 }
 

@@ -33,7 +33,8 @@ unset DISPLAY WAYLAND_DISPLAY
 export XDG_RUNTIME_DIR=$prefix
 
 # Newer versions of Wine, such as 10, give a program administrative rights only if its manifest requires them or if its
-# parent has them. The parent is a copy of Wine's start program with such a manifest.
+# parent has them. The parent is a copy of Wine's start program with such a manifest. A prefix belongs to the version of Wine
+# that made it.
 launcher=$prefix/administrator.exe
 
 make_launcher() {
@@ -82,7 +83,7 @@ case ${1-} in
   command=("$@")
   if [ -e "$launcher" ]; then
     # The start program would treat a path of this host as an option.
-    if [[ $1 == */* ]]; then
+    if [[ $1 == */* && $1 != [A-Za-z]:* ]]; then
       program=$(realpath -ms "$1")
       command[0]=Z:${program//\//\\}
     fi

@@ -12,7 +12,7 @@ constexpr std::size_t kLastUnit = kLogLineCapacity - 2;
 
 // The formatter returns a negative number both if it truncates the message and if it rejects the format. If
 // it has not written the last unit, it has rejected the format; what it has written until then is dropped.
-// The debug runtime of Visual C++ empties a rejected message and fills what is behind the NUL.
+// The debug runtime of Visual C++ empties a rejected message and fills the buffer after the NUL.
 template <typename Unit>
 std::size_t MessageLength(Unit (&message)[kLogLineCapacity], int written) noexcept {
   if (written >= 0) return static_cast<std::size_t>(written);

@@ -6,7 +6,8 @@
 namespace Kuv {
 
 /// While it exists, the formatter reports a malformed format to its caller, on this thread. The runtime of
-/// Visual C++ ends the process otherwise; the runtime of MinGW-w64 only reports it.
+/// Visual C++ ends the process otherwise; the runtime of MinGW-w64, msvcrt.dll, only
+/// reports it under Wine.
 #if defined(_MSC_VER)
 class ToleratedFormats {
  public:

@@ -42,7 +42,8 @@ struct ExceptionRecord {
 /// The space reserved for that record.
 inline constexpr std::size_t kRecordSize = 256;
 
-// The parts that a header declares fix the size of the rest.
+// Both types are copies. _Unwind_Exception and the type of pointers come from headers; ExceptionAbiTests.cpp
+// compares the rest with libstdc++.
 static_assert(sizeof(__cxxabiv1::__cxa_eh_globals) == 2 * sizeof(void*) &&
                   offsetof(__cxxabiv1::__cxa_eh_globals, uncaughtExceptions) == sizeof(void*),
               "compare __cxa_eh_globals in unwind-cxx.h of libsupc++");
