@@ -56,6 +56,9 @@ def setUpModule():
     # Only the providers: the settings are those of the pages.
     (WORK / "providers.reg").write_text(sample.partition(r"[HKEY_LOCAL_MACHINE\SOFTWARE\Kuvant")[0])
     machine.must("reg", "import", machine.windows(WORK / "providers.reg"))
+    # Another class, as on any machine. When an uninstall leaves the key of the 32-bit classes empty, Wine deletes it, and
+    # then writes 32-bit classes to the 64-bit ones.
+    machine.must("reg", "add", SOFTWARE + r"\Classes\Wow6432Node\CLSID\{0F1E2D3C-4B5A-4678-8796-A5B4C3D2E1F0}", "/f")
 
 
 def page_text(name):
