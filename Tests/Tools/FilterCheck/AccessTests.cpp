@@ -300,7 +300,7 @@ TEST_F(AccessFindings, WarnOfReparsePointAsLogFolder) {
   EXPECT_EQ(finding.subject, FolderName());
   EXPECT_THAT(finding.text, StartsWith("The log folder " + FolderName() + " is a reparse point."));
   EXPECT_THAT(finding.advice, HasSubstr("delete it"));
-  for (const DWORD other : {DWORD{FILE_ATTRIBUTE_DIRECTORY}, INVALID_FILE_ATTRIBUTES}) {
+  for (const DWORD other : {DWORD{FILE_ATTRIBUTE_DIRECTORY}, DWORD{INVALID_FILE_ATTRIBUTES}}) {
     answer = other;
     EXPECT_THAT(IdsOf(Examine()), IsEmpty());
   }

@@ -15,9 +15,6 @@ using ::testing::IsEmpty;
 using ::testing::Not;
 
 constexpr wchar_t kTrustedInstaller[] = L"S-1-5-80-956008885-3418522649-1831038044-1853292631-2271478464";
-// The descriptor of the library, with an owner.
-constexpr wchar_t kAdministratorsOnly[] =
-    L"O:BAD:P(A;CIIO;KA;;;CO)(A;OICI;0x100f003f;;;SY)(A;OICI;0x100f003f;;;BA)";
 constexpr char kMoved[] = ", because it belongs to another user or contains something that does\n";
 
 class PrepareLogFolder : public SetupFixture {
