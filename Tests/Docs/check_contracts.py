@@ -3,11 +3,13 @@
 
     check_contracts.py SOURCE-FOLDER
 """
-import importlib.util
 import pathlib
 import re
 import sys
 import unittest
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "Support"))
+from script_module import load_script  # noqa: E402  after the path to it
 
 ROOT = pathlib.Path(sys.argv.pop(1) if len(sys.argv) > 1 else ".")
 PAGE = (ROOT / "Docs/WindowsContracts.md").read_text(encoding="utf-8")
@@ -31,9 +33,7 @@ def imports_of_the_list():
     scripts = ROOT / "Scripts"
     sys.path.insert(0, str(scripts))
     sys.dont_write_bytecode = True
-    spec = importlib.util.spec_from_file_location("check_binary", scripts / "check-binary.py")
-    check_binary = importlib.util.module_from_spec(spec)
-    spec.loader.exec_module(check_binary)
+    check_binary = load_script(scripts / "check-binary.py")
     found = set()
     for machine in ("x64", "x86", "arm64"):
         for runtime in ("gcc", "msvc"):

@@ -3,19 +3,15 @@
 
     check_python_client.py EXAMPLE CORPUS
 """
-import importlib.util
 import os
+import pathlib
 import subprocess
 import sys
 
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "Support"))
+from script_module import load_script  # noqa: E402  after the path to it
+
 COUNTS = {"parameters": 600, "json": 150, "header": 200}
-
-
-def load(path):
-    spec = importlib.util.spec_from_file_location("kuv_sign", path)
-    module = importlib.util.module_from_spec(spec)
-    spec.loader.exec_module(module)
-    return module
 
 
 def read(path):
@@ -42,7 +38,7 @@ def unmasked(example, fields, text):
 def main():
     sys.dont_write_bytecode = True
     path, corpus = sys.argv[1:]
-    example = load(path)
+    example = load_script(path)
     counts = dict.fromkeys(COUNTS, 0)
     for kind, (*fields, result) in read(corpus):
         if kind not in COUNTS:

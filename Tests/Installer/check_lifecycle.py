@@ -94,7 +94,7 @@ class Lifecycle(unittest.TestCase):
         secret = WORK / "skey.txt"
         secret.write_text(SECRET + "\n")
         self.addCleanup(secret.unlink, missing_ok=True)
-        self.set_up_providers()
+        self.machine.add_sample_providers(ROOT)
 
         self.install(OLDER)
         self.assertEqual(self.coverage(covered=False), self.everywhere("off"), "without settings")
@@ -132,7 +132,7 @@ class Lifecycle(unittest.TestCase):
         self.setup("enable", "--require", ALL, expect=2)
         self.assertEqual([self.exists(key) for key in LISTS], [False, False], "while no one could sign in")
         self.machine.must("reg", "delete", rf"{PROVIDERS}\{KUV_SMART_CARD}", "/f")
-        self.set_up_providers()
+        self.machine.add_sample_providers(ROOT)
         self.setup("enable", "--require", ALL)
         self.assertEqual([self.exists(key) for key in LISTS], [True, True])
         self.assertEqual(self.coverage(), self.everywhere("required"), "enabled again")
@@ -150,13 +150,6 @@ class Lifecycle(unittest.TestCase):
         self.assertEqual((self.value(SETTINGS, "SKey"), self.value(POLICY, "Host"), log.exists()),
                          (SECRET, "auth.kuv.example", True), "what stays")
         self.assertNotIn(SECRET, log.read_text())
-
-    def set_up_providers(self):
-        """Registers the providers of the sample machine, without its settings."""
-        sample = (ROOT / "Tools/FilterHost/Sample.reg").read_text()
-        file = WORK / "providers.reg"
-        file.write_text(sample[:sample.index("[HKEY_LOCAL_MACHINE\\SOFTWARE\\Kuvant")])
-        self.machine.must("reg", "import", self.machine.windows(file))
 
     def check_event(self):
         """Checks the beginning of the event: Wine's trace truncates long texts."""

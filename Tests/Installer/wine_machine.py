@@ -64,6 +64,13 @@ class Machine:
             raise AssertionError(f"{arguments} ended with {code}: {output}")
         return output
 
+    def add_sample_providers(self, source):
+        """Registers the providers of the sample machine, without its settings."""
+        sample = (source / "Tools/FilterHost/Sample.reg").read_text(encoding="ascii")
+        file = self.work / "providers.reg"
+        file.write_text(sample.partition(r"[HKEY_LOCAL_MACHINE\SOFTWARE\Kuvant")[0])
+        self.must("reg", "import", self.windows(file))
+
     def windows(self, path):
         return "Z:" + str(pathlib.Path(path).resolve()).replace("/", "\\")
 

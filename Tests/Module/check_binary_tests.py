@@ -3,7 +3,6 @@
 
     check_binary_tests.py FILE VERSION
 """
-import importlib.util
 import pathlib
 import re
 import struct
@@ -15,16 +14,12 @@ SCRIPTS = pathlib.Path(__file__).resolve().parents[2] / "Scripts"
 sys.path.insert(0, str(SCRIPTS))
 import pe_image  # noqa: E402  after the path to it
 
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "Support"))
+from script_module import load_script  # noqa: E402  after the path to it
+
 IMPORTS = SCRIPTS / "binary-imports.txt"
 FILE, VERSION = pathlib.Path(), ""
 checker = None
-
-
-def load_checker():
-    found = importlib.util.spec_from_file_location("check_binary", SCRIPTS / "check-binary.py")
-    module = importlib.util.module_from_spec(found)
-    found.loader.exec_module(module)
-    return module
 
 
 # The defects by name: how the file gets it, and the findings in order.
@@ -286,6 +281,6 @@ class CheckBinary32(unittest.TestCase):
 
 if __name__ == "__main__":
     FILE, VERSION = pathlib.Path(sys.argv[1]), sys.argv[2]
-    checker = load_checker()
+    checker = load_script(SCRIPTS / "check-binary.py")
     tests = "CheckBinary" if pe_image.Image(FILE.read_bytes()).is_64bit else "CheckBinary32"
     unittest.main(argv=sys.argv[:1] + sys.argv[3:], defaultTest=tests)
