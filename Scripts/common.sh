@@ -1,8 +1,11 @@
 # shellcheck shell=bash
-# Functions of the other scripts, which source this file. It sets `root`, the folder of the repository.
+# Functions and folders of the other scripts, which source this file. `root` is the folder of the repository.
 # shellcheck disable=SC2034  # for the scripts that source this file
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 script=$(basename "$0")
+# The folder of what Scripts/setup.sh builds, and in it the Debian that contains the 32-bit Wine, if it is needed.
+deps=${KUV_DEPS_DIR:-$root/build/deps}
+wine_root=$deps/wine-root
 
 # say TEXT...: prints a message that names the script.
 say() { printf '%s: %s\n' "$script" "$*"; }

@@ -4,13 +4,12 @@
 #
 #   Scripts/setup.sh [--bench] [--coverage] [--x86]
 #
-# --bench and --coverage also install what Scripts/bench.sh and Scripts/coverage.sh need. --x86 installs what
-# Scripts/test-x86.sh needs: it adds the architecture i386 to the package manager and installs the 32-bit Wine.
-# KUV_DEPS_DIR names another folder for the cross-built libraries (default: build/deps).
+# --bench and --coverage also install what Scripts/bench.sh and Scripts/coverage.sh need. --x86 installs the 32-bit Wine
+# for Scripts/test-x86.sh: it adds the architecture i386 to the package manager. If the packages of this machine do not
+# permit that, it installs Debian with both versions of Wine into a folder (1.7 GB).
+# KUV_DEPS_DIR names another folder for the cross-built libraries and for that system (default: build/deps).
 set -euo pipefail
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"
-
-deps=${KUV_DEPS_DIR:-$root/build/deps}
 
 packages=(
   ca-certificates
@@ -29,6 +28,7 @@ packages=(
   # Checks, and the host's compiler for fuzzing.
   clang-format clang-tidy cppcheck flake8 shellcheck clang libclang-rt-dev
 )
+x86=no
 for option; do
   case $option in
   --bench)
@@ -39,7 +39,7 @@ for option; do
     )
     ;;
   --coverage) packages+=(gcovr) ;;
-  --x86) packages+=(wine32:i386) ;;
+  --x86) x86=yes ;;
   *)
     usage_text "${BASH_SOURCE[0]}"
     exit 2
@@ -53,35 +53,70 @@ update_and_install() {
       apt-get -qq install -y --no-install-recommends --no-remove -o Dpkg::Use-Pty=0 "$@" >/dev/null
 }
 
-# install_with_i386 PACKAGE...: the same, with the architecture i386. If that fails, the package manager is left as it
-# was: an architecture without a package index would make each later update fail.
-install_with_i386() {
-  dpkg --print-foreign-architectures | grep -qx i386 && {
-    update_and_install "$@"
-    return
-  }
-  as_root dpkg --add-architecture i386
-  update_and_install "$@" || {
-    as_root dpkg --remove-architecture i386 || true
-    fail "the packages for i386 cannot be installed beside those of this machine (above), for example because the versions on this mirror differ"
-  }
-}
+# is_installed PACKAGE: is true if the package manager has installed it.
+is_installed() { [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" = installed ]; }
 
 install_packages() {
   local package missing=()
   for package in "${packages[@]}"; do
-    [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing+=("$package")
+    is_installed "$package" || missing+=("$package")
   done
   if [ ${#missing[@]} = 0 ]; then
     say "all ${#packages[@]} Debian packages are installed"
     return
   fi
   say "installing Debian packages: ${missing[*]}"
-  if [[ " ${missing[*]}" == *:i386* ]]; then
-    install_with_i386 "${missing[@]}"
+  update_and_install "${missing[@]}"
+}
+
+# install_wine32: installs the 32-bit Wine beside the other packages. If that fails, the package manager is left as it was:
+# an architecture without a package index would make each later update fail.
+install_wine32() {
+  if dpkg --print-foreign-architectures | grep -qx i386; then
+    update_and_install wine32:i386
   else
-    update_and_install "${missing[@]}"
+    as_root dpkg --add-architecture i386
+    update_and_install wine32:i386 || {
+      as_root dpkg --remove-architecture i386
+      return 1
+    }
   fi
+}
+
+# make_wine_root: installs Debian with both versions of Wine into a folder. It takes only the release, without its
+# updates, because these can differ between the two architectures for days.
+make_wine_root() {
+  local address release
+  is_installed mmdebstrap || update_and_install mmdebstrap
+  address=$(archives | awk '$2 !~ /-/ { print $1; exit }')
+  release=$(. /etc/os-release && echo "$VERSION_CODENAME")
+  as_root rm -rf "$wine_root.new"
+  mkdir -p "$deps/log"
+  quietly "$deps/log/wine-root.log" as_root mmdebstrap --mode=root --variant=apt --architectures=amd64,i386 \
+    --aptopt='APT::Install-Recommends "false"' --include=wine,wine64,wine32:i386,cmake \
+    "$release" "$wine_root.new" "$address" &&
+    as_root mv "$wine_root.new" "$wine_root"
+}
+
+set_up_wine32() {
+  if is_installed wine32:i386; then
+    say "the 32-bit Wine is installed"
+  elif [ -d "$wine_root" ]; then
+    say "the 32-bit Wine is installed in $wine_root"
+  else
+    say "installing the 32-bit Wine"
+    install_wine32 || {
+      say "it cannot be installed beside the packages of this machine (above); installing it into $wine_root"
+      make_wine_root || fail "the 32-bit Wine cannot be installed (above)"
+    }
+  fi
+}
+
+# archives: prints the archives of Debian that this machine uses, each as "ADDRESS RELEASE COMPONENT".
+archives() {
+  # shellcheck disable=SC2016  # apt-get expands them
+  apt-get indextargets --format '$(REPO_URI) $(RELEASE) $(COMPONENT)' \
+    'Identifier: Packages' 'Origin: Debian' | sort -u
 }
 
 # source_apt TOOL ARGUMENT...: runs apt-get or apt-cache with the source archives in $deps/apt. They keep their state in the
@@ -133,11 +168,6 @@ fetch_sources() {
     return
   fi
   say "downloading the sources of ${names[*]}"
-  archives() {
-    # shellcheck disable=SC2016  # apt-get expands them
-    apt-get indextargets --format '$(REPO_URI) $(RELEASE) $(COMPONENT)' \
-      'Identifier: Packages' 'Origin: Debian' | sort -u
-  }
   mapfile -t archives < <(archives)
   if [ ${#archives[@]} = 0 ]; then
     as_root apt-get -qq update
@@ -213,4 +243,5 @@ build_libraries() {
 install_packages
 fetch_sources
 build_libraries
+[ "$x86" = no ] || set_up_wine32
 say "done"
