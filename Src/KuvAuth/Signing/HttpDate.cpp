@@ -1,5 +1,8 @@
 #include "KuvAuth/Signing/HttpDate.h"
 
+#include <algorithm>
+#include <span>
+
 namespace Kuv::Signing {
 
 namespace {
@@ -40,16 +43,13 @@ class DateReader {
     return number;
   }
 
-  // Returns the index of the name that follows.
-  template <std::size_t Count>
-  unsigned Name(const std::string_view (&names)[Count]) noexcept {
-    for (std::size_t i = 0; ok_ && i < Count; ++i) {
-      if (!rest_.starts_with(names[i])) continue;
-      rest_.remove_prefix(names[i].size());
-      return static_cast<unsigned>(i);
-    }
-    ok_ = false;
-    return 0;
+  // Returns the index of the name that follows. If it is none of these, it stays in the rest.
+  unsigned Name(std::span<const std::string_view> names) noexcept {
+    const auto name = std::ranges::find_if(
+        names, [this](std::string_view expected) { return rest_.starts_with(expected); });
+    if (name == names.end()) return 0;
+    rest_.remove_prefix(name->size());
+    return static_cast<unsigned>(name - names.begin());
   }
 
  private:

@@ -40,14 +40,13 @@ int FormatTruncated(std::wstring& text, const wchar_t* format, va_list arguments
 
 template <typename Unit>
 std::basic_string<Unit> Format(const Unit* format, va_list arguments) {
-  std::basic_string<Unit> text;
-  if (format == nullptr) return text;
+  if (format == nullptr) return {};
   va_list counting;
   va_copy(counting, arguments);
   const int length = CountFormatted(format, counting);
   va_end(counting);
-  if (length <= 0) return text;
-  text.resize(static_cast<std::size_t>(length));
+  if (length <= 0) return {};
+  std::basic_string<Unit> text(static_cast<std::size_t>(length), Unit{});
   const int written = FormatTruncated(text, format, arguments);
   text.resize(static_cast<std::size_t>(std::max(written, 0)));
   return text;

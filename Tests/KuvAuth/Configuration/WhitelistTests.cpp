@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include "KuvAuth/Configuration/SettingReader.h"
+#include "KuvAuth/Registry/OpenedKey.h"
 #include "RecordFixture.h"
 #include "Support/ImportHook.h"
 
@@ -98,6 +100,25 @@ TEST_F(Whitelist, KeepsOrderAndDuplicatesOfUpToNineIdentifiers) {
     EXPECT_EQ(List(), digits);
     EXPECT_EQ(log.Lines(), FoundAndAdded(digits));
   }
+}
+
+TEST_F(Whitelist, ReaderReportsWhetherThereIsAList) {
+  const auto isRead = [this](const char* path) {
+    HKEY opened = nullptr;
+    EXPECT_EQ(fake.OpenKeyA(HKEY_LOCAL_MACHINE, path, /*options=*/0, KEY_QUERY_VALUE, &opened),
+              ERROR_SUCCESS);
+    const Kuv::OpenedKey key{fake, opened};
+    std::vector<GUID> providers;
+    return Kuv::SettingReader{fake, key.Get()}.ReadWhitelist(providers);
+  };
+  SetList("List", L"\0"s);
+  fake.SetText("Text", "ProvidersWhitelist", "text");
+  SetList("LongList", L"\0"s, kLimit + 1);
+  fake.SetText("Other", "Other", "text");
+  EXPECT_TRUE(isRead("List"));
+  EXPECT_FALSE(isRead("Text"));
+  EXPECT_FALSE(isRead("LongList"));
+  EXPECT_FALSE(isRead("Other"));
 }
 
 TEST_F(Whitelist, TenIdentifiersAreTooLongAndKeepTheList) {

@@ -108,6 +108,7 @@ TEST(Secret, TakesBytesBehindTheEndOfTheTextToo) {
 TEST(Secret, IsEmptyByDefaultAndForAnEmptyText) {
   EXPECT_TRUE(Secret{}.IsEmpty());
   EXPECT_TRUE(Secret{""}.IsEmpty());
+  EXPECT_EQ(Secret{""}.ExposeForSigning().data(), nullptr);
   EXPECT_EQ(Secret{""}.ExposeForSigning().size(), 0u);
 }
 

@@ -77,6 +77,7 @@ TEST_F(SignRequest, RefusesAValueOfAnotherLengthThanTheStandards) {
   EXPECT_EQ(FailureOf(SampleRequest()).field, "signature");
   EXPECT_EQ(FailureOf(SampleJson()).field, "body");
   EXPECT_EQ(FailureOf(SampleJson()).reason, Reason::PlatformCallFailed);
+  EXPECT_EQ(FailureOf(SampleJson()).call, "CryptGetHashParam");
 }
 
 TEST_F(SignRequest, AcquiresAndReleasesTheContextForEachRequest) {

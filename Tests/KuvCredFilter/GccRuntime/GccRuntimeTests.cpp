@@ -15,9 +15,11 @@ namespace {
 
 using KuvTest::RuntimeProbe;
 
-// Number and size of the slots that hold exceptions without memory, and of the records in them.
+// The number of the slots that hold exceptions without memory, and the sizes of the record before an
+// exception and of the rest of a slot.
 constexpr std::size_t kSlots = 32;
-constexpr std::size_t kMostInASlot = 512 - 256;
+constexpr std::size_t kRecord = 256;
+constexpr std::size_t kMostInASlot = 512 - kRecord;
 // The size of the table of functions that run when the DLL is unloaded.
 constexpr int kMostAtExit = 32;
 
@@ -28,6 +30,13 @@ void* __cdecl FailingMalloc(std::size_t size) {
   if (g_failures == 0) return std::malloc(size);
   --g_failures;
   return nullptr;
+}
+
+void* g_freed = nullptr;
+
+void __cdecl RecordingFree(void* memory) {
+  g_freed = memory;
+  std::free(memory);
 }
 
 class GccRuntime : public ::testing::Test {
@@ -51,10 +60,14 @@ class GccRuntime : public ::testing::Test {
   // The next allocations of the DLL fail, as many as the test makes: the DLL of a coverage build allocates
   // later.
   void ExhaustMemory(std::size_t allocations) const {
-    const auto entries = KuvTest::FindImports(module, "malloc");
-    ASSERT_FALSE(entries.empty());
-    for (void** const entry : entries) KuvTest::WriteImport(entry, reinterpret_cast<void*>(&FailingMalloc));
+    Replace("malloc", reinterpret_cast<void*>(&FailingMalloc));
     g_failures = allocations;
+  }
+
+  void Replace(const char* import, void* function) const {
+    const auto entries = KuvTest::FindImports(module, import);
+    ASSERT_FALSE(entries.empty());
+    for (void** const entry : entries) KuvTest::WriteImport(entry, function);
   }
 
   std::vector<void*> TakeAllSlots() const {
@@ -117,6 +130,14 @@ TEST_F(GccRuntime, KeepsThirtyTwoExceptionsWithoutMemory) {
     EXPECT_EQ(owner, module);
     probe.freeException(exception);
   }
+}
+
+TEST_F(GccRuntime, FreesAnExceptionInMemory) {
+  void* const exception = probe.allocateException(1);
+  Replace("free", reinterpret_cast<void*>(&RecordingFree));
+  g_freed = nullptr;
+  probe.freeException(exception);
+  EXPECT_EQ(g_freed, static_cast<char*>(exception) - kRecord);
 }
 
 TEST_F(GccRuntime, ReusesAFreedSlot) {
