@@ -35,9 +35,7 @@ class KeyBlob {
   KeyBlob() = default;
   KeyBlob(const KeyBlob&) = delete;
   KeyBlob& operator=(const KeyBlob&) = delete;
-  ~KeyBlob() {
-    if (!bytes_.empty()) ::SecureZeroMemory(bytes_.data(), bytes_.size());
-  }
+  ~KeyBlob() { ::SecureZeroMemory(bytes_.data(), bytes_.size()); }
 
   void Fill(const void* key, std::uint64_t keyLength) {
     Header header{};

@@ -109,6 +109,15 @@ TEST_F(RegistryOperations, ReadsADwordWithOneCall) {
   EXPECT_EQ(Kuv::ReadRegistryDword(HKEY_CURRENT_USER, L"sub", L"name"), 0x04030201u);
 }
 
+// A `REG_BINARY` value with fewer bytes.
+TEST_F(RegistryOperations, BytesOfADwordThatAreNotReadAreZero) {
+  KUV_IMPORT_HOOK(get, RegGetValueW);
+  get.Script({Answer(/*expectedFlags=*/0x18, /*expectedSize=*/4, "\1", 1),
+              Answer(/*expectedFlags=*/0x18, /*expectedSize=*/4, "", 0)});
+  EXPECT_EQ(Kuv::ReadRegistryDword(HKEY_CURRENT_USER, L"sub", L"name"), 1u);
+  EXPECT_EQ(Kuv::ReadRegistryDword(HKEY_CURRENT_USER, L"sub", L"name"), 0u);
+}
+
 TEST_F(RegistryOperations, QueriesTheSizeOfBytesAndKeepsItIfFewerAreRead) {
   KUV_IMPORT_HOOK(get, RegGetValueW);
   get.Script({Answer(/*expectedFlags=*/8, 0, nullptr, 5), Answer(8, /*expectedSize=*/5, "\7\7", 2)});

@@ -24,6 +24,10 @@ TEST(HttpDate, ConvertsBothWays) {
       {-1, "Wed, 31 Dec 1969 23:59:59 GMT"},           {951782400, "Tue, 29 Feb 2000 00:00:00 GMT"},
       {1793698200, "Tue, 03 Nov 2026 09:30:00 GMT"},   {253402300799, "Fri, 31 Dec 9999 23:59:59 GMT"},
       {-62135596800, "Mon, 01 Jan 0001 00:00:00 GMT"}, {-62167219200, "Sat, 01 Jan 0000 00:00:00 GMT"},
+      {1804561575, "Tue, 09 Mar 2027 03:06:15 GMT"},   {1807502900, "Mon, 12 Apr 2027 04:08:20 GMT"},
+      {1810357825, "Sat, 15 May 2027 05:10:25 GMT"},   {1813299150, "Fri, 18 Jun 2027 06:12:30 GMT"},
+      {1816154075, "Wed, 21 Jul 2027 07:14:35 GMT"},   {1819095400, "Tue, 24 Aug 2027 08:16:40 GMT"},
+      {1822036725, "Mon, 27 Sep 2027 09:18:45 GMT"},   {1824891650, "Sat, 30 Oct 2027 10:20:50 GMT"},
   };
   for (const auto& row : rows) {
     EXPECT_EQ(FormatHttpDate(At(row.count)).Value(), row.text);
