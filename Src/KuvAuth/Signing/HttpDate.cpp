@@ -1,6 +1,7 @@
 #include "KuvAuth/Signing/HttpDate.h"
 
 #include <algorithm>
+#include <charconv>
 #include <span>
 
 namespace Kuv::Signing {
@@ -33,14 +34,12 @@ class DateReader {
   }
 
   int Number(std::size_t digits) noexcept {
-    int number = 0;
-    for (; ok_ && digits != 0; --digits) {
-      ok_ = !rest_.empty() && rest_.front() >= '0' && rest_.front() <= '9';
-      if (!ok_) return 0;
-      number = 10 * number + (rest_.front() - '0');
-      rest_.remove_prefix(1);
-    }
-    return number;
+    const std::string_view text = rest_.substr(0, digits);
+    unsigned number = 0;
+    const char* const end = std::from_chars(text.data(), text.data() + text.size(), number).ptr;
+    ok_ = ok_ && static_cast<std::size_t>(end - text.data()) == digits;
+    rest_.remove_prefix(text.size());
+    return static_cast<int>(number);
   }
 
   // Returns the index of the name that follows. If it is none of these, it stays in the rest.

@@ -105,8 +105,18 @@ TEST(CredentialsFromValues, RefusesTextsAboveTheLimit) {
   values = ValidValues();
   values.secretKey = Secret{large};
   EXPECT_EQ(Credentials::FromValues(std::move(values)).GetFailure().reason, Reason::TooLong);
+}
+
+TEST(CredentialsFromValues, AcceptsTextsAtTheLimit) {
+  const std::string large(kMaximumSize, 'x');
+  CredentialValues values = ValidValues();
+  values.host = large;
+  EXPECT_TRUE(Credentials::FromValues(std::move(values)));
   values = ValidValues();
-  values.secretKey = Secret{std::string_view{large}.substr(1)};
+  values.integrationKey = large;
+  EXPECT_TRUE(Credentials::FromValues(std::move(values)));
+  values = ValidValues();
+  values.secretKey = Secret{large};
   EXPECT_TRUE(Credentials::FromValues(std::move(values)));
 }
 
