@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "KuvAuth/Support/Text.h"
+#include "Support/ImportHook.h"
 
 namespace {
 
@@ -40,6 +41,31 @@ TEST(FormatToString, IsEmptyIfTheFormatIsMalformed) {
   EXPECT_EQ(FormatToString(narrow.c_str()), "");
   EXPECT_EQ(FormatToString(wide.c_str()), L"");
 }
+
+// The runtime of Visual C++ is linked statically, so its formatter has no import.
+#if !defined(_MSC_VER) && defined(_WIN64)
+TEST(FormatToString, IsEmptyIfTheFormatterFails) {
+  using Count = KuvTest::ImportHook<int (*)(const char*, char*)>;
+  using WideCount = KuvTest::ImportHook<int (*)(const wchar_t*, char*)>;
+  using Format = KuvTest::ImportHook<int (*)(char*, std::size_t, std::size_t, const char*, char*)>;
+  using WideFormat = KuvTest::ImportHook<int (*)(wchar_t*, std::size_t, std::size_t, const wchar_t*, char*)>;
+  const auto fail = [](auto&&...) { return -1; };
+  {
+    Count count{"_vscprintf"};
+    WideCount wideCount{"_vscwprintf"};
+    count.Answer(fail);
+    wideCount.Answer(fail);
+    EXPECT_EQ(FormatToString("%d", 5), "");
+    EXPECT_EQ(FormatToString(L"%d", 5), L"");
+  }
+  Format format{"_vsnprintf_s"};
+  WideFormat wideFormat{"_vsnwprintf_s"};
+  format.Answer(fail);
+  wideFormat.Answer(fail);
+  EXPECT_EQ(FormatToString("%d", 5), "");
+  EXPECT_EQ(FormatToString(L"%d", 5), L"");
+}
+#endif
 
 #if defined(_MSC_VER)
 void __cdecl FailForAnInvalidParameter(const wchar_t*, const wchar_t*, const wchar_t*, unsigned,
