@@ -6,6 +6,8 @@ script=$(basename "$0")
 # The folder of what Scripts/setup.sh builds, and in it the Debian that contains the 32-bit Wine, if it is needed.
 deps=${KUV_DEPS_DIR:-$root/build/deps}
 wine_root=$deps/wine-root
+# The exit code of Scripts/setup.sh if everything but the 32-bit Wine is installed.
+no_wine32=3
 
 # say TEXT...: prints a message that names the script.
 say() { printf '%s: %s\n' "$script" "$*"; }

@@ -20,6 +20,7 @@ caught          a test failed, or a test program ended early
 timed out       a test program ran much longer than without a fault; counts as caught
 survived        no test failed
 changes nothing survived, and Scripts/known-faults.txt states why no test can find it
+gone            survived, but the sources no longer contain the line
 same code       the compiler makes the same objects; does not count as a fault
 rejected        does not compile or link; does not count as a fault
 
@@ -145,6 +146,7 @@ class Tree:
         # The times of the files are kept to the nanosecond: the build tree compares them.
         others = [f"./build/{name}" for name in os.listdir(ROOT / "build") if name not in (PRESET, "deps")]
         others += [f"./{BUILD}/{name}" for name in ("x86", "Testing", "lint")] + ["./.git", "wine", "*-wine"]
+        others += ["./build/deps/wine-root*"]
         pack = subprocess.Popen(
             ["tar", "-C", ROOT, "--format=posix", *(f"--exclude={name}" for name in others), "-cf", "-", "."],
             stdout=subprocess.PIPE)
@@ -432,18 +434,21 @@ class Campaign:
 
     def report(self):
         known = known_faults()
+        planted = {fault.key for fault in self.order}
         outcomes = collections.Counter()
         survivors = []
         for key, result in self.results.items():
             outcome = result["outcome"]
-            if outcome == "survived" and key in known:
+            if outcome == "survived" and key not in planted:
+                outcome = "gone"
+            elif outcome == "survived" and key in known:
                 outcome = "changes nothing"
             outcomes[outcome] += 1
             if outcome == "survived":
                 survivors.append(f"{shown(key)}\n(line {result['line']}, {result['kind']})")
-        counted = sum(outcomes[name] for name in (*COUNTED, "changes nothing"))
+        counted = sum(outcomes[name] for name in (*COUNTED, "changes nothing", "gone"))
         print(f"{counted} faults: " + ", ".join(
-            f"{outcomes[name]} {name}" for name in ("caught", "timed out", "changes nothing", "survived")))
+            f"{outcomes[name]} {name}" for name in ("caught", "timed out", "changes nothing", "gone", "survived")))
         print(f"not counted: {outcomes['same code']} same code, {outcomes['rejected']} rejected")
         for survivor in survivors:
             print(f"\n{survivor}")

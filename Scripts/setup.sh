@@ -6,7 +6,8 @@
 #
 # --bench and --coverage also install what Scripts/bench.sh and Scripts/coverage.sh need. --x86 installs the 32-bit Wine
 # for Scripts/test-x86.sh: it adds the architecture i386 to the package manager. If the packages of this machine do not
-# permit that, it installs Debian with both versions of Wine into a folder (1.7 GB).
+# permit that, it installs Debian with both versions of Wine into a folder (1.7 GB). If that also fails, everything else is
+# installed, and the exit code is 3.
 # KUV_DEPS_DIR names another folder for the cross-built libraries and for that system (default: build/deps).
 set -euo pipefail
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"
@@ -90,24 +91,27 @@ make_wine_root() {
   is_installed mmdebstrap || update_and_install mmdebstrap
   address=$(archives | awk '$2 !~ /-/ { print $1; exit }')
   release=$(. /etc/os-release && echo "$VERSION_CODENAME")
-  as_root rm -rf "$wine_root.new"
   mkdir -p "$deps/log"
-  quietly "$deps/log/wine-root.log" as_root mmdebstrap --mode=root --variant=apt --architectures=amd64,i386 \
-    --aptopt='APT::Install-Recommends "false"' --include=wine,wine64,wine32:i386,cmake \
-    "$release" "$wine_root.new" "$address" &&
+  # The mounts of an interrupted run end with their namespace, so no other file is below the folder.
+  as_root rm -rf --one-file-system "$wine_root.new" &&
+    quietly "$deps/log/wine-root.log" as_root unshare --mount \
+      mmdebstrap --mode=root --variant=apt --architectures=amd64,i386 \
+      --keyring=/usr/share/keyrings/debian-archive-keyring.gpg \
+      --aptopt='APT::Install-Recommends "false"' --include=wine,wine64,wine32:i386,cmake \
+      "$release" "$wine_root.new" "$address" &&
     as_root mv "$wine_root.new" "$wine_root"
 }
 
 set_up_wine32() {
-  if is_installed wine32:i386; then
-    say "the 32-bit Wine is installed"
-  elif [ -d "$wine_root" ]; then
+  if [ -d "$wine_root" ]; then
     say "the 32-bit Wine is installed in $wine_root"
+  elif is_installed wine32:i386; then
+    say "the 32-bit Wine is installed"
   else
     say "installing the 32-bit Wine"
     install_wine32 || {
       say "it cannot be installed beside the packages of this machine (above); installing it into $wine_root"
-      make_wine_root || fail "the 32-bit Wine cannot be installed (above)"
+      make_wine_root || exit "$no_wine32"
     }
   fi
 }

@@ -26,11 +26,23 @@ in_wine_root() {
   ' bash "$wine_root" "$root" "$(id -u):$(id -g)" "$@"
 }
 
-runs=yes
-if ! Scripts/setup.sh --x86; then
-  [ "${1-}" = --or-check ] || exit 1
-  runs=no
-fi
+or_check=no
+case $* in
+"") ;;
+--or-check) or_check=yes ;;
+*)
+  usage_text "${BASH_SOURCE[0]}"
+  exit 2
+  ;;
+esac
+
+status=0
+Scripts/setup.sh --x86 || status=$?
+case $status,$or_check in
+0,*) runs=yes ;;
+"$no_wine32,yes") runs=no ;;
+*) exit "$status" ;;
+esac
 cmake --preset "$preset" >/dev/null
 cmake --build --preset "$preset"
 ctest --preset "$preset" --tests-regex '^Binary\.'

@@ -42,7 +42,8 @@ class DateReader {
     return static_cast<int>(number);
   }
 
-  // Returns the index of the name that follows. If it is none of these, it stays in the rest.
+  // Returns the index of the name that follows. If it is none of these, it stays in the rest, which is then
+  // not empty at the end: the other parts are shorter than the text.
   unsigned Name(std::span<const std::string_view> names) noexcept {
     const auto name = std::ranges::find_if(
         names, [this](std::string_view expected) { return rest_.starts_with(expected); });

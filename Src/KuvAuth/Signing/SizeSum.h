@@ -7,7 +7,7 @@
 
 namespace Kuv::Signing {
 
-/// A total of sizes. It ends at `kMaximumSize` + 1, so it cannot overflow.
+/// A total of sizes. It stays at `kMaximumSize` + 1, so it cannot overflow.
 class SizeSum {
  public:
   void Add(std::size_t size) noexcept { total_ = std::min(total_ + std::min(size, kTooLarge), kTooLarge); }
