@@ -1,6 +1,5 @@
 #!/usr/bin/env bash
-# Installs what the build needs and the 32-bit Wine, builds what ships for 32 bits with the tests of the DLL, and runs
-# these.
+# Installs what the build needs and the 32-bit Wine, builds what ships for 32 bits with its tests, and runs these.
 #
 #   Scripts/test-x86.sh [--or-check]
 #
@@ -47,7 +46,7 @@ cmake --preset "$preset" >/dev/null
 cmake --build --preset "$preset"
 ctest --preset "$preset" --tests-regex '^Binary\.'
 if [ "$runs" = no ]; then
-  say "NOT RUN: the tests of the 32-bit DLL, because the 32-bit Wine cannot be installed here (above)"
+  say "NOT RUN: the 32-bit tests, because the 32-bit Wine cannot be installed here (above)"
 elif [ -d "$wine_root" ]; then
   in_wine_root ctest --preset "$preset" --exclude-regex '^Binary\.'
 else
