@@ -14,14 +14,18 @@ using Kuv::Util::EncodeBase64;
 constexpr std::uint32_t kNoPadding = 1;
 constexpr std::uint32_t kNoBreaks = 2;
 
-// Encodes `length` zero bytes into a buffer of exactly the text's size.
-std::string EncodeZeros(std::int32_t length, std::uint32_t options) {
-  const std::string source(static_cast<std::size_t>(length), '\0');
+// Encodes into a buffer of exactly the text's size.
+std::string Encode(const std::string& source, std::uint32_t options) {
+  const auto length = static_cast<std::int32_t>(source.size());
   auto size = static_cast<std::int32_t>(Base64Size(length, options));
   const KuvTest::GuardedBuffer<char> destination{static_cast<std::size_t>(size)};
   EXPECT_TRUE(EncodeBase64(source.data(), length, destination.Get(), &size, options));
   EXPECT_EQ(size, Base64Size(length, options)) << "the size is exact";
   return {destination.Get(), static_cast<std::size_t>(size)};
+}
+
+std::string EncodeZeros(std::size_t length, std::uint32_t options) {
+  return Encode(std::string(length, '\0'), options);
 }
 
 TEST(Base64Core, RejectsNullArgumentsAndATooSmallBuffer) {
@@ -69,6 +73,14 @@ TEST(Base64Core, BreaksLinesAfter19GroupsButNotAtTheEnd) {
   EXPECT_EQ(EncodeZeros(114, 0), line + "\r\n" + line);
   EXPECT_EQ(EncodeZeros(117, 0), line + "\r\n" + line + "\r\nAAAA");
   EXPECT_EQ(EncodeZeros(58, kNoPadding), line + "\r\nAA");
+}
+
+TEST(Base64Core, LinesTogetherAreTheTextWithoutBreaks) {
+  std::string source;
+  for (int i = 0; i < 200; ++i) source.push_back(static_cast<char>(i));
+  std::string text = Encode(source, kNoBreaks);
+  for (const std::size_t end : {76u, 154u, 232u}) text.insert(end, "\r\n");
+  EXPECT_EQ(Encode(source, 0), text);
 }
 
 }  // namespace
