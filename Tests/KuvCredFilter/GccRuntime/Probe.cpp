@@ -46,7 +46,8 @@ constexpr int kMostFunctions = 40;
 
 template <std::size_t... Index>
 void Register(int count, std::index_sequence<Index...>) {
-  constexpr void (*kFunctions[])() = {&AddToOrder<Index + 1>...};
+  // Static, so that no check of the stack ends the process in place of the full table.
+  static constexpr void (*kFunctions[])() = {&AddToOrder<Index + 1>...};
   for (int i = 0; i < count; ++i) std::atexit(kFunctions[i]);
 }
 
