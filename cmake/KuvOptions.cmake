@@ -26,6 +26,10 @@ else()
   target_compile_options(kuv_options INTERFACE
     -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
     -fstack-protector-strong
+    # The linker keeps one copy of an inline function, which another object may have compiled with other options, such as
+    # those of the tests or of a program that uses the library. On this platform a caller would still rely on the registers
+    # that its own copy preserves.
+    -fno-ipa-ra
     # Keeps paths of the build machine out of the binaries, so that the same sources make the same bytes.
     -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= -ffile-prefix-map=${PROJECT_BINARY_DIR}/=)
   target_compile_definitions(kuv_options INTERFACE $<$<CONFIG:Release>:_FORTIFY_SOURCE=2>)

@@ -182,6 +182,9 @@ TEST_F(SignRequest, RefusesTextsAboveTheLimitInTotal) {
   request.path = "/" + std::string(kMaximumSize, 'x');
   EXPECT_EQ(FailureOf(request).reason, Reason::TooLong);
   request = SampleRequest();
+  request.date = std::string(kMaximumSize, 'x');
+  EXPECT_EQ(FailureOf(request).reason, Reason::TooLong);
+  request = SampleRequest();
   request.content =
       Kuv::Util::ParameterList{{std::string(kMaximumSize / 2, 'x'), std::wstring(kMaximumSize / 2, L'x')}};
   EXPECT_EQ(FailureOf(request).reason, Reason::TooLong);
