@@ -4,7 +4,8 @@
     Scripts/join-units.py BUILD OUTPUT FOLDER...
 
 Reads the sources in the folders from the compile commands in BUILD, and writes the joined sources and their compile
-commands to OUTPUT. Line directives keep the file names and line numbers of the parts.
+commands to OUTPUT. Line directives keep the file names and line numbers of the parts. OUTPUT/each has the compile
+commands of the sources themselves. Both leave out an option of GCC that clang refuses.
 """
 import json
 import pathlib
@@ -35,7 +36,8 @@ def join(folder, entries, output):
 
 def main(build, output, *folders):
     root = pathlib.Path(__file__).resolve().parent.parent
-    commands = json.loads((pathlib.Path(build) / "compile_commands.json").read_text(encoding="utf-8"))
+    text = (pathlib.Path(build) / "compile_commands.json").read_text(encoding="utf-8").replace(" -fno-ipa-ra", "")
+    commands = json.loads(text)
     units = {}
     # Some sources are compiled more than once.
     for entry in {entry["file"]: entry for entry in commands}.values():
@@ -43,7 +45,8 @@ def main(build, output, *folders):
         if path.is_relative_to(root) and path.relative_to(root).parts[0] in folders:
             units.setdefault(path.relative_to(root).parent, []).append(entry)
     output = pathlib.Path(output).resolve()
-    output.mkdir(parents=True, exist_ok=True)
+    (output / "each").mkdir(parents=True, exist_ok=True)
+    (output / "each" / "compile_commands.json").write_text(text, encoding="utf-8")
     for old in output.glob("*.cpp"):
         old.unlink()
     commands = [join(folder, entries, output) for folder, entries in sorted(units.items())]

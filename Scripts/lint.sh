@@ -98,7 +98,7 @@ check_tidy() {
   Scripts/join-units.py "$build" "$build/lint" Src Tools Examples
   if ! tidy "$build/lint" "$PWD/$build/lint/.*"; then
     say "clang-tidy checks each source by itself"
-    if ! tidy "$build" "$PWD/(Src|Tools|Examples)/.*"; then
+    if ! tidy "$build/lint/each" "$PWD/(Src|Tools|Examples)/.*"; then
       grep -vE '^(clang-tidy|\[|[0-9]+ warnings)' "$log" >&2 || true
       fail "clang-tidy has findings"
     fi
