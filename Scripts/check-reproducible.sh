@@ -10,7 +10,7 @@ set -euo pipefail
 
 preset=mingw-x64-release
 built=$root/build/$preset/bin/KuvCredFilter.dll
-export KUV_DEPS_DIR=${KUV_DEPS_DIR:-$root/build/deps}
+export KUV_DEPS_DIR=$deps
 
 build_filter() {
   cmake --preset "$preset" -DKUV_BUILD_TESTS=OFF -DKUV_BUILD_BENCHMARKS=OFF &&

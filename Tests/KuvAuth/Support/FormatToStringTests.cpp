@@ -49,21 +49,13 @@ TEST(FormatToString, IsEmptyIfTheFormatterFails) {
   using WideCount = KuvTest::ImportHook<int (*)(const wchar_t*, char*)>;
   using Format = KuvTest::ImportHook<int (*)(char*, std::size_t, std::size_t, const char*, char*)>;
   using WideFormat = KuvTest::ImportHook<int (*)(wchar_t*, std::size_t, std::size_t, const wchar_t*, char*)>;
-  const auto fail = [](auto&&...) { return -1; };
-  {
-    Count count{"_vscprintf"};
-    WideCount wideCount{"_vscwprintf"};
-    count.Answer(fail);
-    wideCount.Answer(fail);
+  const auto expectEmptyIfTheyFail = [](auto&&... hooks) {
+    (hooks.Answer([](auto&&...) { return -1; }), ...);
     EXPECT_EQ(FormatToString("%d", 5), "");
     EXPECT_EQ(FormatToString(L"%d", 5), L"");
-  }
-  Format format{"_vsnprintf_s"};
-  WideFormat wideFormat{"_vsnwprintf_s"};
-  format.Answer(fail);
-  wideFormat.Answer(fail);
-  EXPECT_EQ(FormatToString("%d", 5), "");
-  EXPECT_EQ(FormatToString(L"%d", 5), L"");
+  };
+  expectEmptyIfTheyFail(Count{"_vscprintf"}, WideCount{"_vscwprintf"});
+  expectEmptyIfTheyFail(Format{"_vsnprintf_s"}, WideFormat{"_vsnwprintf_s"});
 }
 #endif
 
