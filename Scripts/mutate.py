@@ -208,18 +208,26 @@ class Tree:
     def test(self, program, limit):
         """Runs a test program. Returns (outcome, detail)."""
         for _ in range(2):
-            status, output = self.wine(f"{BUILD}/{program}", "--gtest_brief=1", "--gtest_fail_fast", timeout=limit)
+            status, output = self.wine(f"{BUILD}/{program}", "--gtest_fail_fast", timeout=limit)
             if status is None:
                 self.stop_wine()
                 self.start_wine()
                 return "timed out", ""
             if status != 0:
                 break
-            if re.search(r"^\[  PASSED  \]", output, re.MULTILINE):
+            if is_complete(output):
                 return "survived", ""
             # If Wine loses its server, a program can end with exit code 0 before its first line of output.
         failed = re.findall(r"^\[  FAILED  \] ([\w./]+)", output, re.MULTILINE)
         return "caught", failed[0] if failed else f"exit code {status}: {' '.join(output.split())[-200:]}"
+
+
+def is_complete(output):
+    """Returns whether a test program that ended with exit code 0 ran all its tests. It can also end so in the middle of
+    one, and a second process that a test starts writes its own summary.
+    """
+    begun = re.search(r"^\[=+\] Running (.+)\.\r?$", output, re.MULTILINE)
+    return bool(begun) and f"] {begun[1]} ran. (" in output
 
 
 class Campaign:
@@ -453,6 +461,18 @@ class Campaign:
         for survivor in survivors:
             print(f"\n{survivor}")
         return not survivors
+
+
+class OutputTests(unittest.TestCase):
+    BEGUN = "[==========] Running 2 tests from 1 test suite.\r\n"
+    OTHER = ("[==========] Running 1 test from 1 test suite.\r\n"
+             "[==========] 1 test from 1 test suite ran. (0 ms total)\r\n")
+
+    def test_a_program_is_complete_only_with_its_own_summary(self):
+        end = "[==========] 2 tests from 1 test suite ran. (3 ms total)\r\n[  PASSED  ] 2 tests.\r\n"
+        self.assertTrue(is_complete(self.BEGUN + self.OTHER + end))
+        self.assertFalse(is_complete(self.BEGUN + self.OTHER))
+        self.assertFalse(is_complete(""))
 
 
 class OperatorTests(unittest.TestCase):
